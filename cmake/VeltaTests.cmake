@@ -1,0 +1,41 @@
+# SPDX-License-Identifier: MIT
+# GoogleTest from Debian's shipped source, compiled for the target at hand.
+#
+#   velta_test(<name> SOURCES ... [LIBRARIES ...] [LABELS ...] [RESOURCE_LOCK ...])
+# links every object of the framework unless LIBRARIES says otherwise.
+
+include(GoogleTest)
+find_path(VELTA_GTEST_SOURCE CMakeLists.txt PATHS /usr/src/googletest
+          NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+add_subdirectory("${VELTA_GTEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+foreach(library gtest gtest_main gmock gmock_main)
+  target_compile_options(${library} PRIVATE -w)
+endforeach()
+
+set(VELTA_TEST_FIXTURE "")
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+  include(WineSession)
+  set(VELTA_TEST_FIXTURE FIXTURES_REQUIRED wine)
+endif()
+
+function(velta_test name)
+  cmake_parse_arguments(test "" "RESOURCE_LOCK" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT test_LIBRARIES)
+    set(test_LIBRARIES velta_internals)
+  endif()
+  add_executable(${name} ${test_SOURCES})
+  target_link_libraries(${name} PRIVATE ${test_LIBRARIES} velta_options GTest::gmock_main)
+  set_target_properties(${name} PROPERTIES
+    CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
+  set(properties TIMEOUT 300 ${VELTA_TEST_FIXTURE})
+  if(test_RESOURCE_LOCK)
+    list(APPEND properties RESOURCE_LOCK ${test_RESOURCE_LOCK})
+  endif()
+  if(test_LABELS)
+    list(APPEND properties LABELS ${test_LABELS})
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+                       PROPERTIES ${properties})
+endfunction()
