@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+
+#include "velta/platform/Api.h"
+
+/// A critical section that ignores being used before it is made and after it is gone.
+///
+/// Guards one name table of the log, which static initialisers and destructors may reach at any time.
+/// The owning thread may enter again; each `Enter` needs its `Leave`.
+class KGuardedLock {
+ public:
+  VELTA_API KGuardedLock() noexcept;
+  KGuardedLock(const KGuardedLock&) = delete;
+  KGuardedLock& operator=(const KGuardedLock&) = delete;
+  VELTA_API ~KGuardedLock();
+
+  /// Waits until no other thread is inside. Does nothing while the lock is not initialised.
+  VELTA_API void Enter() noexcept;
+
+  /// Lets the next thread in. Does nothing while the lock is not initialised.
+  VELTA_API void Leave() noexcept;
+
+ private:
+  friend struct KLoggerProbe;
+
+  bool initialised = false;
+  alignas(8) std::byte section[40];  // the system's CRITICAL_SECTION, unnamed in a public header
+};

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "velta/logging/KGuardedLock.h"
+#include "velta/logging/KLogRecord.h"
+#include "velta/platform/Api.h"
+
+/// The event log: a ring of fixed-size records that any thread fills without a lock, and the tables
+/// that give a record's numbers their names when the log is dumped as text.
+///
+/// A process has one, `Instance`, which lives from first use until the process ends. Code reaches it
+/// through `MFlowPoint`, `MFlowLogger` and `MDiagnosticsRegistry`; use the class itself only to look
+/// behind them, or to keep a log apart.
+///
+/// The ring holds the last 131072 events. Writing one costs an atomic add, a reading of the system's
+/// counter and five stores: no allocation, lock, system call or formatting. Names are registered
+/// once, under 32-bit keys (objects under their address); the first name given for a key stays.
+///
+/// Event codes: -202 Log_module_added, -201 Log_module_removed, -105 Root_error, -104 Cascade_error,
+/// -103 Dismissed_error, -102 Return_error, -101 Warning, -25 State_change, -23 Notify, -22 Update,
+/// -21 Message_send, -20 Message_receive, -14 Construction, -13 Destruction, -8 Scope_pop,
+/// -7 Scope_push, -1 and 0 Timing_point. Only code 0 is shown with its two values.
+///
+/// Life cycle: enabled once constructed; disabled while a dump runs, and for good after a dump that
+/// an exception ended. The tables only grow.
+/// Threads: any thread may call any operation at any time. A record that is being written while a
+/// dump reads it may show partly; a dump waits 10 ms for writers under way before it looks.
+/// Errors: `Write` and all that registers never throw; a name for which memory is missing is skipped.
+class KLogger {
+ public:
+  /// The number of records kept, a power of two.
+  static constexpr std::uint32_t kCapacity = 131072;
+
+  /// Makes an empty, enabled log. If memory for the ring is missing, it ignores all writes.
+  ///
+  /// Errors: `std::bad_alloc` if memory for the table of event names is missing.
+  VELTA_API KLogger();
+  KLogger(const KLogger&) = delete;
+  KLogger& operator=(const KLogger&) = delete;
+  VELTA_API ~KLogger();
+
+  /// The process's log, made on first use and never destroyed; safe in static initialisers.
+  ///
+  /// @return null while memory for it cannot be had; the next call tries again
+  [[nodiscard]] VELTA_API static KLogger* Instance() noexcept;
+
+  /// Appends one event of the calling thread; drops it while the log is disabled.
+  ///
+  /// @param core  the log; null is ignored
+  VELTA_API static void Write(KLogger* core, std::int32_t code, std::int32_t value1,
+                              std::int32_t value2, std::int32_t classKey, std::int32_t pointKey,
+                              const void* object) noexcept;
+
+  /// Names a class, an operation or an error, which share one table. A null core is ignored.
+  VELTA_API static void RegisterName(KLogger* core, std::int32_t key,
+                                     std::string_view name) noexcept;
+
+  /// Names a state, under `classKey * 100 + state` in 32 bits. A null core is ignored.
+  VELTA_API static void RegisterStateName(KLogger* core, std::int32_t classKey, std::int32_t state,
+                                          std::string_view name) noexcept;
+
+  /// Names a message, in the table of the states. A null core is ignored.
+  VELTA_API static void RegisterMessageName(KLogger* core, std::int32_t key,
+                                            std::string_view name) noexcept;
+
+  /// Names an object by its full address. A null core is ignored.
+  VELTA_API static void RegisterObjectName(KLogger* core, const void* object,
+                                           std::string_view name) noexcept;
+
+  /// Names a thread by the system's id. A null core is ignored.
+  VELTA_API static void RegisterThreadName(KLogger* core, std::uint32_t threadId,
+                                           std::string_view name) noexcept;
+
+  /// Copies the names of threads, then of classes, operations and errors, then of states and
+  /// messages, then of objects into `other`, whose own names stay. Names without memory are skipped.
+  ///
+  /// Blocks while another thread uses the table at hand in either log. Two logs must not be merged
+  /// into each other at the same time: each would wait for the other.
+  ///
+  /// @param other  null is ignored
+  VELTA_API void MergeNamesInto(KLogger* other) noexcept;
+
+  /// The text of one record: two lines without a final line break.
+  ///
+  /// For example, where the numbers are relative time, code, the two values, class key, point key,
+  /// object and thread id:
+  ///
+  ///     % State_change to Running in_class MJob at Run for_object 0000021D5C0A1230 (unknown) in_th...
+  ///         0.004213, -25, 2, 0, 1073815552, 1073815600, 2325082571312, 4711
+  ///
+  /// @param index      the record's slot in the ring
+  /// @param reference  the counter value that counts as time 0
+  /// @return empty for a slot never written since the last dump; "*OUT OF BOUNDS*" from
+  ///         `kCapacity` on
+  ///
+  /// Errors: `std::bad_alloc`.
+  [[nodiscard]] VELTA_API std::string FormatRecord(std::uint32_t index,
+                                                   std::int64_t reference) const;
+
+  /// The time from `reference` to `t` in seconds with six decimals, cut, not rounded: "-0.000250".
+  ///
+  /// @param t          counter value, in ticks
+  /// @param reference  counter value, in ticks
+  /// @param frequency  ticks per second, greater than 0
+  ///
+  /// Errors: `std::bad_alloc`.
+  [[nodiscard]] VELTA_API static std::string FormatRelativeTime(std::int64_t t,
+                                                                std::int64_t reference,
+                                                                std::int64_t frequency);
+
+  /// Writes the log as text, oldest record first, then empties it. A null core is ignored.
+  ///
+  /// The text begins with the time of the log's construction, relative to the first record and as
+  /// wall-clock time in the local time zone; the records follow, timed from the first one. Times of
+  /// records are thus turned into wall-clock time by subtracting the reference time.
+  ///
+  /// Blocks for 10 ms at the start and after every 16384 records. Events logged meanwhile are
+  /// dropped. Two dumps at once are not coordinated.
+  ///
+  /// An exception ends the dump and is swallowed, whether the stream, its buffer or an allocation
+  /// raised it: the log then keeps its records and stays disabled, for inspection, and the stream is
+  /// left in a bad state. A stream that merely turns bad, without an exception, does not stop the
+  /// dump: what it refuses is lost and the log is emptied.
+  ///
+  /// @param stream  used during the call only
+  VELTA_API static void Dump(KLogger* core, std::ostream& stream) noexcept;
+
+  /// Dumps into the file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), replacing what is
+  /// there. The folder must exist; other processes may have the file open.
+  ///
+  /// @return true if the file could be opened, whatever became of the dump; otherwise the log is
+  ///         untouched
+  ///
+  /// Errors: `std::bad_alloc` if memory for the file's stream is missing.
+  [[nodiscard]] VELTA_API bool DumpToFile();
+
+ private:
+  friend class KLogFormatter;
+  friend struct KLoggerProbe;
+
+  /// The C runtime's time with milliseconds, unnamed in a public header.
+  struct WallClock {
+    std::int64_t time;  // seconds since 1970
+    std::uint16_t millitm;
+    std::int16_t timezone;
+    std::int16_t dstflag;
+  };
+
+  using Names = std::map<std::int32_t, std::string>;
+  using ObjectNames = std::map<std::uint64_t, std::string>;
+
+  [[nodiscard]] KLogRecord ReadRecord(std::uint32_t slot) const noexcept;
+  [[nodiscard]] std::uint32_t Disable() noexcept;
+  void Clear() noexcept;
+  void DumpRecords(std::ostream& stream);
+
+  std::uint64_t* records = nullptr;  // five words per record, accessed atomically
+  std::int64_t frequency = 0;
+  WallClock startWallClock{};
+  std::int64_t startCounter = 0;
+  std::uint32_t capacity = 0;
+  std::atomic<std::uint32_t> counter{0};  // bit 0: enabled; above: records written
+  bool ready = false;
+  Names eventNames;
+  Names threadNames;
+  Names names;
+  Names stateNames;
+  ObjectNames objectNames;
+  mutable KGuardedLock eventNamesLock;
+  mutable KGuardedLock threadNamesLock;
+  mutable KGuardedLock namesLock;
+  mutable KGuardedLock stateNamesLock;
+  mutable KGuardedLock objectNamesLock;
+  KGuardedLock spareLock;
+};
