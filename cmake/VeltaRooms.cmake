@@ -22,6 +22,9 @@ if(WIN32)
   if(NOT MSVC)
     target_compile_options(velta_options INTERFACE -Wno-nullability-completeness)
   endif()
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # A library with unique symbols can never be unloaded.
+  target_compile_options(velta_options INTERFACE -fno-gnu-unique)
 endif()
 
 set_property(GLOBAL PROPERTY VELTA_ROOMS "")
