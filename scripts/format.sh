@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# Formats the C++ files of the tree; with --check only says which would change.
+#
+#   scripts/format.sh [--check]
+set -euo pipefail
+cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
+case ${1:-} in
+  "")      mode=(-i) ;;
+  --check) mode=(--dry-run --Werror) ;;
+  *) echo "usage: scripts/format.sh [--check]" >&2; exit 2 ;;
+esac
+git ls-files -z --cached --others --exclude-standard -- '*.h' '*.cpp' |
+  xargs -0 -r clang-format-19 "${mode[@]}"
