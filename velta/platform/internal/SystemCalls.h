@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+
+#include "velta/platform/internal/Win32.h"
+
+/// The system calls that fail for reasons no test can bring about: a wait that breaks, a thread that
+/// cannot be made, a locale that only one of two libraries knows.
+///
+/// The framework makes these calls through this table and nowhere else, so that a test can put a
+/// failing one in its place. The entries are constant from load time on: start-up code may use them.
+struct SystemCalls {
+  using WaitForSingle = DWORD (*)(HANDLE handle, DWORD timeoutMs);
+  using WaitForMultiple = DWORD (*)(DWORD count, const HANDLE* handles, DWORD timeoutMs);
+  using BeginThread = std::uintptr_t (*)(unsigned (*entry)(void*), void* argument, unsigned* id);
+  using CreateCLocale = _locale_t (*)(const char* name);
+
+  std::atomic<WaitForSingle> waitForSingle;
+  /// Waits for any one of the handles.
+  std::atomic<WaitForMultiple> waitForAny;
+  /// The same, and also for window input, reported as the index behind the last handle.
+  std::atomic<WaitForMultiple> waitForAnyOrInput;
+  std::atomic<BeginThread> beginThread;
+  /// For all categories.
+  std::atomic<CreateCLocale> createLocale;
+};
+
+extern SystemCalls systemCalls;

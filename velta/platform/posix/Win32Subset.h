@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// The part of Win32 and of Microsoft's C runtime that the framework calls, for POSIX systems.
+///
+/// Names, argument orders, results, last errors and constants are those of Windows; `README.md` in
+/// this folder lists where behaviour differs. What is not declared here may not be used.
+
+#include <locale.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "velta/platform/Types.h"
+
+// Calling conventions: there is only one here.
+#define __stdcall
+#define WINAPI
+
+// ---- types and constants ------------------------------------------------------------------------
+
+using BOOL = int;
+using DWORD = std::uint32_t;
+using LONG = std::int32_t;
+using HRESULT = std::int32_t;
+using LPCWSTR = const wchar_t*;
+using errno_t = int;
+using __time64_t = std::int64_t;
+
+struct SECURITY_ATTRIBUTES;
+using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
+
+struct LARGE_INTEGER {
+  std::int64_t QuadPart;
+};
+
+inline constexpr BOOL FALSE = 0;
+inline constexpr BOOL TRUE = 1;
+
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
+inline constexpr DWORD WAIT_OBJECT_0 = 0;
+inline constexpr DWORD WAIT_ABANDONED = 128;
+inline constexpr DWORD WAIT_ABANDONED_0 = 128;
+inline constexpr DWORD WAIT_TIMEOUT = 258;
+inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+inline constexpr DWORD STILL_ACTIVE = 259;
+
+inline constexpr DWORD ERROR_SUCCESS = 0;
+inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
+inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
+inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+
+inline constexpr DWORD QS_ALLINPUT = 0x04FF;
+inline constexpr DWORD MWMO_INPUTAVAILABLE = 0x0004;
+
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057);
+inline constexpr DWORD COINIT_MULTITHREADED = 0;
+
+inline constexpr errno_t STRUNCATE = 80;
+inline constexpr std::size_t _TRUNCATE = SIZE_MAX;
+
+// ---- last error and thread ids ------------------------------------------------------------------
+
+// A library that the host loads late still finds room for these few bytes beside the thread's own,
+// and reads them without a call. Hidden: the accesses need no indirection.
+#if defined(__GNUC__)
+#define VELTA_POSIX_HIDDEN __attribute__((visibility("hidden")))
+#define VELTA_POSIX_THREAD_STATE __attribute__((visibility("hidden"), tls_model("initial-exec")))
+#else
+#define VELTA_POSIX_HIDDEN
+#define VELTA_POSIX_THREAD_STATE
+#endif
+
+namespace Velta::Posix {
+
+VELTA_POSIX_THREAD_STATE extern constinit thread_local DWORD lastError;
+/// 0 until asked for, and again in a forked child.
+VELTA_POSIX_THREAD_STATE extern constinit thread_local DWORD cachedThreadId;
+
+DWORD FetchThreadId() noexcept;
+
+}  // namespace Velta::Posix
+
+inline DWORD GetLastError() noexcept { return Velta::Posix::lastError; }
+inline void SetLastError(DWORD error) noexcept { Velta::Posix::lastError = error; }
+
+/// The kernel's id of the calling thread, as shown by ps and gdb.
+inline DWORD GetCurrentThreadId() noexcept {
+  const DWORD id = Velta::Posix::cachedThreadId;
+  return id != 0 ? id : Velta::Posix::FetchThreadId();
+}
+
+// ---- events, waits, threads ---------------------------------------------------------------------
+
+/// Unnamed events only: a name gives null and `ERROR_NOT_SUPPORTED`. Attributes are ignored.
+HANDLE CreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
+                    LPCWSTR name) noexcept;
+BOOL SetEvent(HANDLE event) noexcept;
+BOOL ResetEvent(HANDLE event) noexcept;
+/// For events and threads. Whoever waits on a closed event waits on, for its other handles.
+BOOL CloseHandle(HANDLE object) noexcept;
+
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept;
+/// Waits for any of 1 to 64 objects; `waitAll` is refused with `ERROR_INVALID_PARAMETER`.
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
+                             DWORD milliseconds) noexcept;
+/// There is no window input here: a wait for any of 0 to 63 objects.
+DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD milliseconds,
+                                  DWORD wakeMask, DWORD flags) noexcept;
+
+/// `flags` must be 0. The handle is signalled as the thread's last act, after the destructors of its
+/// thread-local objects; it may be closed before. On failure 0, with the reason in `errno`.
+std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned (*entry)(void*),
+                              void* argument, unsigned flags, unsigned* threadId) noexcept;
+BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) noexcept;
+
+void Sleep(DWORD milliseconds) noexcept;
+
+// ---- critical sections --------------------------------------------------------------------------
+
+/// A recursive lock. Zero is free, else the owner's thread id, with the top bit when others sleep.
+struct CRITICAL_SECTION {
+  std::atomic<std::uint32_t> word{0};
+  std::uint32_t recursion = 0;  // the owner's further entries; only the owner looks at it
+};
+
+namespace Velta::Posix {
+
+void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept;
+void WakeOne(std::atomic<std::uint32_t>* word) noexcept;
+
+inline constexpr std::uint32_t kSleepersBit = 0x80000000;
+
+}  // namespace Velta::Posix
+
+inline void InitializeCriticalSection(CRITICAL_SECTION* section) noexcept {
+  section->word.store(0, std::memory_order_relaxed);
+  section->recursion = 0;
+}
+
+inline void DeleteCriticalSection(CRITICAL_SECTION* /*section*/) noexcept {}
+
+inline BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept {
+  const std::uint32_t self = GetCurrentThreadId();
+  std::uint32_t seen = 0;
+  if (section->word.compare_exchange_strong(seen, self, std::memory_order_acquire,
+                                            std::memory_order_relaxed)) {
+    return TRUE;
+  }
+  if ((seen & ~Velta::Posix::kSleepersBit) != self) return FALSE;
+  ++section->recursion;
+  return TRUE;
+}
+
+inline void EnterCriticalSection(CRITICAL_SECTION* section) noexcept {
+  if (TryEnterCriticalSection(section) == FALSE) {
+    Velta::Posix::EnterContended(section, GetCurrentThreadId());
+  }
+}
+
+inline void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
+  if (section->recursion != 0) {
+    --section->recursion;
+    return;
+  }
+  const std::uint32_t was = section->word.exchange(0, std::memory_order_release);
+  if ((was & Velta::Posix::kSleepersBit) != 0) Velta::Posix::WakeOne(&section->word);
+}
+
+// ---- time ---------------------------------------------------------------------------------------
+
+namespace Velta::Posix {
+
+enum class CounterSource : std::uint32_t { kUndecided, kTimeStamp, kMonotonicClock };
+
+VELTA_POSIX_HIDDEN extern constinit std::atomic<CounterSource> counterSource;
+
+std::int64_t ReadCounterSlowly() noexcept;
+
+}  // namespace Velta::Posix
+
+/// The processor's time-stamp counter where it and the kernel vouch for it, else nanoseconds of the
+/// monotonic clock. The first call of this or the next function takes some milliseconds to choose.
+inline BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
+#if defined(__x86_64__)
+  if (Velta::Posix::counterSource.load(std::memory_order_relaxed) ==
+      Velta::Posix::CounterSource::kTimeStamp) {
+    // The ordered form: a plain read may run ahead of the load that told this thread of another's
+    // earlier reading, and time would go backwards between them.
+    unsigned processor;
+    counter->QuadPart = static_cast<std::int64_t>(__builtin_ia32_rdtscp(&processor));
+    return TRUE;
+  }
+#endif
+  counter->QuadPart = Velta::Posix::ReadCounterSlowly();
+  return TRUE;
+}
+
+/// Counts per second: the same for the life of the process.
+BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency) noexcept;
+
+struct __timeb64 {
+  __time64_t time;
+  unsigned short millitm;
+  short timezone;
+  short dstflag;
+};
+
+errno_t _ftime64_s(__timeb64* now) noexcept;
+/// Local time as in "Sat Nov 14 16:46:34 2026\n"; needs room for 26 characters.
+errno_t _ctime64_s(char* buffer, std::size_t size, const __time64_t* time) noexcept;
+
+// ---- COM ----------------------------------------------------------------------------------------
+
+/// Nothing to set up; the results count the nesting as COM does.
+HRESULT CoInitializeEx(void* reserved, DWORD model) noexcept;
+void CoUninitialize() noexcept;
+
+// ---- C runtime locales and text -----------------------------------------------------------------
+
+using _locale_t = locale_t;
+
+/// `name` is one that the system's `newlocale` accepts ("C", "de_DE.UTF-8"); null if it does not.
+_locale_t _create_locale(int category, const char* name) noexcept;
+void _free_locale(_locale_t locale) noexcept;
+
+double _wcstod_l(const wchar_t* text, wchar_t** end, _locale_t locale) noexcept;
+
+/// The number of characters that `format` would produce, without a terminator; negative on error.
+/// Formats use what both platforms agree on: `%ls`, `%hs`, `%lld`, never `%s` or `%I64d`.
+int CountFormattedWide(const wchar_t* format, _locale_t locale, va_list arguments) noexcept;
+/// Writes at most `maxCount` characters (`_TRUNCATE`: what fits) and a terminator; returns how many,
+/// or -1 when the text was cut or could not be formatted.
+int _vsnwprintf_s_l(wchar_t* buffer, std::size_t size, std::size_t maxCount, const wchar_t* format,
+                    _locale_t locale, va_list arguments) noexcept;
+
+/// Converts by the current C locale. `EILSEQ` and an empty text for what is not valid in it.
+errno_t mbstowcs_s(std::size_t* converted, wchar_t* buffer, std::size_t size, const char* text,
+                   std::size_t maxCount) noexcept;
