@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstddef>
-
 #include "velta/platform/Api.h"
+
+#include <cstddef>
 
 /// A critical section that ignores being used before it is made and after it is gone.
 ///
-/// Guards one name table of the log, which static initialisers and destructors may reach at any time.
-/// The owning thread may enter again; each `Enter` needs its `Leave`.
+/// Guards one name table of the log, which static initialisers and destructors may reach at any
+/// time. The owning thread may enter again; each `Enter` needs its `Leave`.
 class KGuardedLock {
  public:
   VELTA_API KGuardedLock() noexcept;

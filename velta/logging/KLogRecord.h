@@ -8,8 +8,8 @@
 
 /// One event of the log: 40 bytes without gaps, so that `object` is not aligned.
 ///
-/// In the log itself a record is five 64-bit words; this is what they mean, in memory order. A record
-/// whose bytes are all zero was never written.
+/// In the log itself a record is five 64-bit words; this is what they mean, in memory order. A
+/// record whose bytes are all zero was never written.
 struct KLogRecord {
   std::int64_t time;       ///< counter value when the event was written, in ticks
   std::int32_t code;       ///< event code, see `KLogger`

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/logging/KGuardedLock.h"
+#include "velta/logging/KLogRecord.h"
+#include "velta/platform/Api.h"
+
 #include <atomic>
 #include <cstdint>
 #include <iosfwd>
@@ -8,31 +12,32 @@
 #include <string>
 #include <string_view>
 
-#include "velta/logging/KGuardedLock.h"
-#include "velta/logging/KLogRecord.h"
-#include "velta/platform/Api.h"
-
 /// The event log: a ring of fixed-size records that any thread fills without a lock, and the tables
 /// that give a record's numbers their names when the log is dumped as text.
 ///
-/// A process has one, `Instance`, which lives from first use until the process ends. Code reaches it
-/// through `MFlowPoint`, `MFlowLogger` and `MDiagnosticsRegistry`; use the class itself only to look
-/// behind them, or to keep a log apart.
+/// A process has one, `Instance`, which lives from first use until the process ends. Code reaches
+/// it through `MFlowPoint`, `MFlowLogger` and `MDiagnosticsRegistry`; use the class itself only to
+/// look behind them, or to keep a log apart.
 ///
-/// The ring holds the last 131072 events. Writing one costs an atomic add, a reading of the system's
-/// counter and five stores: no allocation, lock, system call or formatting. Names are registered
-/// once, under 32-bit keys (objects under their address); the first name given for a key stays.
+/// The ring holds the last 131072 events. Writing one costs an atomic add, a reading of the
+/// system's counter and five stores: no allocation, lock, system call or formatting. Names are
+/// registered once, under 32-bit keys (objects under their address); the first name given for a key
+/// stays.
 ///
-/// Event codes: -202 Log_module_added, -201 Log_module_removed, -105 Root_error, -104 Cascade_error,
-/// -103 Dismissed_error, -102 Return_error, -101 Warning, -25 State_change, -23 Notify, -22 Update,
-/// -21 Message_send, -20 Message_receive, -14 Construction, -13 Destruction, -8 Scope_pop,
-/// -7 Scope_push, -1 and 0 Timing_point. Only code 0 is shown with its two values.
+/// Event codes:
+///  - errors: -105 Root_error, -104 Cascade_error, -103 Dismissed_error, -102 Return_error,
+///    -101 Warning
+///  - objects: -14 Construction, -13 Destruction, -25 State_change, -23 Notify, -22 Update
+///  - messages: -21 Message_send, -20 Message_receive
+///  - time: -8 Scope_pop, -7 Scope_push, -1 and 0 Timing_point; only code 0 shows its two values
+///  - mirroring: -202 Log_module_added, -201 Log_module_removed
 ///
 /// Life cycle: enabled once constructed; disabled while a dump runs, and for good after a dump that
 /// an exception ended. The tables only grow.
 /// Threads: any thread may call any operation at any time. A record that is being written while a
 /// dump reads it may show partly; a dump waits 10 ms for writers under way before it looks.
-/// Errors: `Write` and all that registers never throw; a name for which memory is missing is skipped.
+/// Errors: `Write` and all that registers never throw; a name for which memory is missing is
+/// skipped.
 class KLogger {
  public:
   /// The number of records kept, a power of two.
@@ -79,7 +84,8 @@ class KLogger {
                                            std::string_view name) noexcept;
 
   /// Copies the names of threads, then of classes, operations and errors, then of states and
-  /// messages, then of objects into `other`, whose own names stay. Names without memory are skipped.
+  /// messages, then of objects into `other`, whose own names stay. Names without memory are
+  /// skipped.
   ///
   /// Blocks while another thread uses the table at hand in either log. Two logs must not be merged
   /// into each other at the same time: each would wait for the other.
@@ -89,11 +95,12 @@ class KLogger {
 
   /// The text of one record: two lines without a final line break.
   ///
-  /// For example, where the numbers are relative time, code, the two values, class key, point key,
-  /// object and thread id:
+  /// The first line names what the second gives as numbers: relative time, code, the two values,
+  /// class key, point key, object and thread id. For example:
   ///
-  ///     % State_change to Running in_class MJob at Run for_object 0000021D5C0A1230 (unknown) in_th...
-  ///         0.004213, -25, 2, 0, 1073815552, 1073815600, 2325082571312, 4711
+  ///     % Construction in_class MJob at MJob for_object 0000021D5C0A1230 (unknown) in_thread
+  ///     4711...
+  ///         0.004213, -14, 0, 38, 1073815552, 1073815600, 2325082571312, 4711
   ///
   /// @param index      the record's slot in the ring
   /// @param reference  the counter value that counts as time 0
@@ -125,9 +132,9 @@ class KLogger {
   /// dropped. Two dumps at once are not coordinated.
   ///
   /// An exception ends the dump and is swallowed, whether the stream, its buffer or an allocation
-  /// raised it: the log then keeps its records and stays disabled, for inspection, and the stream is
-  /// left in a bad state. A stream that merely turns bad, without an exception, does not stop the
-  /// dump: what it refuses is lost and the log is emptied.
+  /// raised it: the log then keeps its records and stays disabled, for inspection, and the stream
+  /// is left in a bad state. A stream that merely turns bad, without an exception, does not stop
+  /// the dump: what it refuses is lost and the log is emptied.
   ///
   /// @param stream  used during the call only
   VELTA_API static void Dump(KLogger* core, std::ostream& stream) noexcept;
@@ -142,7 +149,7 @@ class KLogger {
   [[nodiscard]] VELTA_API bool DumpToFile();
 
  private:
-  friend class KLogFormatter;
+  class Formatter;
   friend struct KLoggerProbe;
 
   /// The C runtime's time with milliseconds, unnamed in a public header.
@@ -158,8 +165,11 @@ class KLogger {
 
   [[nodiscard]] KLogRecord ReadRecord(std::uint32_t slot) const noexcept;
   [[nodiscard]] std::uint32_t Disable() noexcept;
-  void Clear() noexcept;
-  void DumpRecords(std::ostream& stream);
+  void ClearAndEnable() noexcept;
+  void DumpAndClear(std::ostream& stream);
+  void DumpHeader(std::ostream& stream, std::int64_t reference) const;
+  [[nodiscard]] static bool IsEmpty(const KLogRecord& record) noexcept;
+  [[nodiscard]] static std::int32_t StateKey(std::int32_t classKey, std::int32_t state) noexcept;
 
   std::uint64_t* records = nullptr;  // five words per record, accessed atomically
   std::int64_t frequency = 0;

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-
 #include "velta/platform/Api.h"
+
+#include <cstdint>
 
 class MDiagnosticsRegistryImplementation;
 
 /// A handle to the tables that give the log's numbers their names.
 ///
 /// Events carry 32-bit keys; a dump shows the name registered for each. A class, operation or error
-/// is keyed by the address of its name, so register the very array that the flow points use: an equal
-/// text elsewhere is another key. Only the low 32 bits of an address count.
+/// is keyed by the address of its name, so register the very array that the flow points use: an
+/// equal text elsewhere is another key. Only the low 32 bits of an address count.
 ///
 /// Rules of every registration: the first name given for a key stays, later ones are ignored; a
 /// character keeps its low 8 bits only; a null name registers nothing; names are never removed.

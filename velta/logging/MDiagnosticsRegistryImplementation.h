@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-
 #include "velta/platform/Api.h"
+
+#include <cstdint>
 
 /// Takes the names under which a log's events are shown.
 ///

@@ -5,8 +5,8 @@
 
 /// The kinds of event that an `MFlowLogger` accepts.
 ///
-/// The values are part of the interface between modules: a kind keeps its number. The log translates
-/// each into its own event code; `Point` and `TimingPoint` share one.
+/// The values are part of the interface between modules: a kind keeps its number. The log
+/// translates each into its own event code; `Point` and `TimingPoint` share one.
 enum class MFlowEventKind : std::uint32_t {
   Point = 0,
   RootError = 1,

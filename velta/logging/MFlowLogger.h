@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-#include <iosfwd>
-
 #include "velta/logging/MFlowEventKind.h"
 #include "velta/platform/Api.h"
+
+#include <cstdint>
+#include <iosfwd>
 
 class MFlowLoggerImplementation;
 
 /// A handle to a log: the way by which instrumented code, and a host that wants a dump, reach it.
 ///
-/// `Instance` gives the process-wide handle. Framework code does not call `LogEvent` itself: it logs
-/// through an `MFlowPoint`, which supplies names, object and source line.
+/// `Instance` gives the process-wide handle. Framework code does not call `LogEvent` itself: it
+/// logs through an `MFlowPoint`, which supplies names, object and source line.
 ///
 /// ```cpp
 /// if (MFlowLogger* logger = MFlowLogger::Instance()) logger->Dump(stream);
@@ -52,8 +52,8 @@ class MFlowLogger {
   /// dropped. If anything throws while dumping, the log keeps its records and stays disabled.
   VELTA_API void Dump(std::ostream& stream) noexcept;
 
-  /// Dumps into the fixed file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), whose folder
-  /// must exist.
+  /// Dumps into the fixed file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), whose
+  /// folder must exist.
   ///
   /// @return false if the file could not be opened or an exception ended the dump
   VELTA_API bool DumpToFile() noexcept;
@@ -61,8 +61,8 @@ class MFlowLogger {
   /// Mirrors this log's further events and names into another module's log.
   ///
   /// One log can be attached at a time; a second replaces the first. Null, or a handle to a log of
-  /// another type, detaches what is attached. Not synchronised with events logged meanwhile: such an
-  /// event reaches one log or both. The attached log must live until it is detached or replaced.
+  /// another type, detaches what is attached. Not synchronised with events logged meanwhile: such
+  /// an event reaches one log or both. The attached log must live until it is detached or replaced.
   VELTA_API void Attach(MFlowLogger* other) noexcept;
 
  private:

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/platform/Api.h"
+
 #include <cstdint>
 #include <iosfwd>
 
-#include "velta/platform/Api.h"
-
 /// Takes the framework's events and writes them out on request.
 ///
-/// The framework supplies one implementation, `MKLoggerAdapter`; instrumented code reaches it through
-/// `MFlowLogger`. Implement it yourself to give a test or a module a log of its own.
+/// The framework supplies one implementation, `MKLoggerAdapter`; instrumented code reaches it
+/// through `MFlowLogger`. Implement it yourself to give a test or a module a log of its own.
 ///
 /// The order of the virtual operations is part of the interface between modules.
 ///

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/logging/MFlowEventKind.h"
+#include "velta/logging/MFlowScope.h"
+#include "velta/platform/Api.h"
+
 #include <atomic>
 #include <cstdint>
 #include <exception>
 #include <string>
-
-#include "velta/logging/MFlowEventKind.h"
-#include "velta/logging/MFlowScope.h"
-#include "velta/platform/Api.h"
 
 class MError;
 class MException;
@@ -27,8 +27,8 @@ class MException;
 /// }
 /// ```
 ///
-/// Threads: shared by all threads and objects that run the function, without a lock. Two that run it
-/// at once may log each other's object or line; names and values are always their own.
+/// Threads: shared by all threads and objects that run the function, without a lock. Two that run
+/// it at once may log each other's object or line; names and values are always their own.
 /// Ownership: the names are not copied and must live as long as the process, as literals do.
 /// Errors: what logs never throws; what raises always throws an `MException`.
 class MFlowPoint {
@@ -44,16 +44,15 @@ class MFlowPoint {
   MFlowPoint& operator=(const MFlowPoint&) = delete;
 
   /// Sets the object that further events concern; null until set.
-  void SetObject(const void* subject) noexcept {
-    object.store(subject, std::memory_order_relaxed);
-  }
+  void SetObject(const void* subject) noexcept { object.store(subject, std::memory_order_relaxed); }
 
   /// Sets the source line that further events carry; -1 until set.
   void SetLine(std::int32_t sourceLine) noexcept {
     line.store(sourceLine, std::memory_order_relaxed);
   }
 
-  /// Sets both, the line to that of the call itself, and returns the point: `point.At(this).Log...`.
+  /// Sets both, the line to that of the call itself, and returns the point:
+  /// `point.At(this).Log...`.
   MFlowPoint& At(const void* subject, std::int32_t sourceLine = __builtin_LINE()) noexcept {
     SetObject(subject);
     SetLine(sourceLine);

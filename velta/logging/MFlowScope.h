@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-
 #include "velta/platform/Api.h"
+
+#include <cstdint>
 
 /// The time during which an operation runs, as the log shows it: opened by `MFlowPoint::OpenScope`,
 /// which logs its begin; its destruction logs the end, also while an exception unwinds.
 ///
-/// A local variable only. It repeats the names, object and values that the point had when it opened,
-/// whatever other threads do with the point meanwhile.
+/// A local variable only. It repeats the names, object and values that the point had when it
+/// opened, whatever other threads do with the point meanwhile.
 class MFlowScope {
  public:
   MFlowScope(const MFlowScope&) = delete;

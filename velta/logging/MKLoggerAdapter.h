@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-#include <iosfwd>
-
 #include "velta/logging/MDiagnosticsRegistryImplementation.h"
 #include "velta/logging/MFlowLoggerImplementation.h"
 #include "velta/platform/Api.h"
+
+#include <atomic>
+#include <cstdint>
+#include <iosfwd>
 
 class KLogger;
 
@@ -19,11 +19,11 @@ class KLogger;
 /// Brings events and names into the process's event log, and into that of a second module while one
 /// is attached.
 ///
-/// Use it through `MFlowLogger` and `MDiagnosticsRegistry`. `Instance` lives from first use until the
-/// process ends; one made by hand serves a log kept apart.
+/// Use it through `MFlowLogger` and `MDiagnosticsRegistry`. `Instance` lives from first use until
+/// the process ends; one made by hand serves a log kept apart.
 ///
-/// Names are cut to the low 8 bits of each character. Keys given as pointers count with their low 32
-/// bits, objects with the full address.
+/// Names are cut to the low 8 bits of each character. Keys given as pointers count with their low
+/// 32 bits, objects with the full address.
 ///
 /// Threads: any thread may call any operation at any time. `Attach` is not synchronised with events
 /// and registrations under way: those may reach one log or both.
@@ -55,9 +55,9 @@ class VELTA_API MKLoggerAdapter : public MFlowLoggerImplementation,
   /// Dumps the adapter's own log into its fixed file; an attached one is left alone.
   bool DumpToFile() noexcept override;
 
-  /// Mirrors what follows into the log of another `MKLoggerAdapter`, and copies the names registered
-  /// so far into it. Each of the two logs gets a Log_module_added event that shows the other's
-  /// address; a log attached before is replaced without an event.
+  /// Mirrors what follows into the log of another `MKLoggerAdapter`, and copies the names
+  /// registered so far into it. Each of the two logs gets a Log_module_added event that shows the
+  /// other's address; a log attached before is replaced without an event.
   ///
   /// @param other  null, or a logger of another type, detaches: each of the two logs gets a
   ///               Log_module_removed event. With nothing attached nothing happens
@@ -74,6 +74,9 @@ class VELTA_API MKLoggerAdapter : public MFlowLoggerImplementation,
   void RegisterMessageName(std::uint32_t messageKey, const wchar_t* name) noexcept override;
 
  private:
+  template <typename Enter>
+  void Register(const wchar_t* name, Enter enter) noexcept;
+
   KLogger* core;
   std::atomic<KLogger*> attached{nullptr};
 };

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "velta/logging/KLogger.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/internal/KLockHolder.h"
+#include "velta/logging/internal/KLogWords.h"
+#include "velta/platform/internal/Win32.h"
+
+#include <cstdlib>
+
+namespace {
+
+const wchar_t ClassName[] = L"KLogger";
+const ClassNameRegistration registration(ClassName);
+
+template <typename Table>
+void Insert(Table& table, KGuardedLock& lock, typename Table::key_type key,
+            std::string_view name) noexcept {
+  const KLockHolder holder(lock);
+  try {
+    table.try_emplace(key, name);
+  } catch (...) {  // out of memory: the key stays unnamed
+  }
+}
+
+template <typename Table>
+void Merge(const Table& from, KGuardedLock& fromLock, Table& into,
+           KGuardedLock& intoLock) noexcept {
+  const KLockHolder fromHolder(fromLock);
+  const KLockHolder intoHolder(intoLock);
+  try {
+    into.insert(from.begin(), from.end());
+  } catch (...) {  // out of memory: the rest of this table stays behind
+  }
+}
+
+}  // namespace
+
+KLogger::KLogger()
+    : eventNames{{-202, "Log_module_added"},
+                 {-201, "Log_module_removed"},
+                 {-105, "Root_error"},
+                 {-104, "Cascade_error"},
+                 {-103, "Dismissed_error"},
+                 {-14, "Construction"},
+                 {-13, "Destruction"},
+                 {-25, "State_change"},
+                 {-23, "Notify"},
+                 {-22, "Update"},
+                 {-21, "Message_send"},
+                 {-20, "Message_receive"},
+                 {-8, "Scope_pop"},
+                 {-7, "Scope_push"},
+                 {-1, "Timing_point"},
+                 {0, "Timing_point"},
+                 {-102, "Return_error"},
+                 {-101, "Warning"}} {
+  LARGE_INTEGER ticks;
+  ::QueryPerformanceFrequency(&ticks);
+  frequency = ticks.QuadPart;
+  ::QueryPerformanceCounter(&ticks);
+  startCounter = ticks.QuadPart;
+  __timeb64 now{};
+  ::_ftime64_s(&now);
+  startWallClock = {now.time, now.millitm, now.timezone, now.dstflag};
+  capacity = kCapacity;
+  counter.store(1, std::memory_order_release);
+  ready = true;
+  // calloc leaves the pages untouched until records reach them.
+  records = static_cast<std::uint64_t*>(std::calloc(kCapacity, sizeof(KLogRecord)));
+}
+
+KLogger::~KLogger() { std::free(records); }
+
+void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::int32_t value2,
+                    std::int32_t classKey, std::int32_t pointKey, const void* object) noexcept {
+  if (core == nullptr || core->records == nullptr) return;
+  // Acquire: after a dump the new record must not be overtaken by the dump's clearing of its slot.
+  const std::uint32_t before = core->counter.fetch_add(2, std::memory_order_acq_rel);
+  if ((before & 1U) == 0) return;
+  std::uint64_t* const words = core->records + KLogWords::Offset((before >> 1U) & (kCapacity - 1));
+  LARGE_INTEGER now;
+  ::QueryPerformanceCounter(&now);
+  const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));
+  KLogWords::Store(words[0], static_cast<std::uint64_t>(now.QuadPart));
+  KLogWords::Store(words[1], KLogWords::Join(code, value1));
+  KLogWords::Store(words[2], KLogWords::Join(value2, classKey));
+  KLogWords::Store(words[3], KLogWords::Join(pointKey, address));
+  KLogWords::Store(words[4], KLogWords::Join(address >> 32U, ::GetCurrentThreadId()));
+}
+
+void KLogger::RegisterName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
+  if (core != nullptr) Insert(core->names, core->namesLock, key, name);
+}
+
+void KLogger::RegisterStateName(KLogger* core, std::int32_t classKey, std::int32_t state,
+                                std::string_view name) noexcept {
+  if (core != nullptr) {
+    Insert(core->stateNames, core->stateNamesLock, StateKey(classKey, state), name);
+  }
+}
+
+void KLogger::RegisterMessageName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
+  if (core != nullptr) Insert(core->stateNames, core->stateNamesLock, key, name);
+}
+
+void KLogger::RegisterObjectName(KLogger* core, const void* object,
+                                 std::string_view name) noexcept {
+  if (core != nullptr) {
+    Insert(core->objectNames, core->objectNamesLock, reinterpret_cast<std::uintptr_t>(object),
+           name);
+  }
+}
+
+void KLogger::RegisterThreadName(KLogger* core, std::uint32_t threadId,
+                                 std::string_view name) noexcept {
+  if (core != nullptr) {
+    Insert(core->threadNames, core->threadNamesLock, static_cast<std::int32_t>(threadId), name);
+  }
+}
+
+void KLogger::MergeNamesInto(KLogger* other) noexcept {
+  if (other == nullptr) return;
+  Merge(threadNames, threadNamesLock, other->threadNames, other->threadNamesLock);
+  Merge(names, namesLock, other->names, other->namesLock);
+  Merge(stateNames, stateNamesLock, other->stateNames, other->stateNamesLock);
+  Merge(objectNames, objectNamesLock, other->objectNames, other->objectNamesLock);
+}
+
+std::int32_t KLogger::StateKey(std::int32_t classKey, std::int32_t state) noexcept {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(classKey) * 100U +
+                                   static_cast<std::uint32_t>(state));
+}

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "velta/logging/MFlowLogger.h"
+
+#include "velta/logging/MFlowLoggerImplementation.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+
+namespace {
+
+const wchar_t ClassName[] = L"MFlowLogger";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MFlowLoggerImplementation::~MFlowLoggerImplementation() = default;
+
+void MFlowLogger::LogEvent(std::uint32_t kind, std::uint32_t value1, std::uint32_t value2,
+                           std::uint32_t classKey, std::uint32_t pointKey,
+                           const void* object) noexcept {
+  if (implementation == nullptr) return;
+  implementation->LogEvent(kind, value1, value2, classKey, pointKey, object);
+}
+
+void MFlowLogger::Dump(std::ostream& stream) noexcept {
+  if (implementation != nullptr) implementation->Dump(stream);
+}
+
+bool MFlowLogger::DumpToFile() noexcept {
+  return implementation != nullptr && implementation->DumpToFile();
+}
+
+void MFlowLogger::Attach(MFlowLogger* other) noexcept {
+  if (implementation == nullptr) return;
+  implementation->Attach(other != nullptr ? other->implementation : nullptr);
+}

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// The process's log and the handles to it: made on first use, in whatever order static initialisers
+// ask for them. Two threads that race for a first use may each make one; the last one stored stays
+// and the other is left behind, since it may be in use.
+#include "velta/logging/internal/ProcessLog.h"
+
+#include "velta/logging/KLogger.h"
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowLogger.h"
+#include "velta/logging/MKLoggerAdapter.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+
+#include <cstdlib>
+#include <new>
+
+constinit std::atomic<KLogger*> ProcessLog::core{nullptr};
+constinit std::atomic<MKLoggerAdapter*> ProcessLog::adapter{nullptr};
+constinit std::atomic<MFlowLogger*> ProcessLog::logger{nullptr};
+constinit std::atomic<MDiagnosticsRegistry*> ProcessLog::registry{nullptr};
+
+namespace {
+
+template <typename T, typename Make>
+T* GetOrMake(std::atomic<T*>& place, Make make) noexcept {
+  T* present = place.load(std::memory_order_acquire);
+  if (present == nullptr) {
+    try {
+      present = make();
+    } catch (...) {  // out of memory: the next request tries again
+    }
+    if (present != nullptr) place.store(present, std::memory_order_release);
+  }
+  return present;
+}
+
+}  // namespace
+
+KLogger* KLogger::Instance() noexcept {
+  return GetOrMake(ProcessLog::core, [] { return new KLogger; });
+}
+
+MKLoggerAdapter* MKLoggerAdapter::Instance() noexcept {
+  return GetOrMake(ProcessLog::adapter, []() -> MKLoggerAdapter* {
+    KLogger* const core = KLogger::Instance();
+    return core != nullptr ? new MKLoggerAdapter(core) : nullptr;
+  });
+}
+
+MFlowLogger* MFlowLogger::Instance() noexcept {
+  return GetOrMake(ProcessLog::logger, []() -> MFlowLogger* {
+    MKLoggerAdapter* const adapter = MKLoggerAdapter::Instance();
+    return adapter != nullptr ? new MFlowLogger(adapter) : nullptr;
+  });
+}
+
+MDiagnosticsRegistry* MDiagnosticsRegistry::Instance() noexcept {
+  return GetOrMake(ProcessLog::registry, []() -> MDiagnosticsRegistry* {
+    MKLoggerAdapter* const adapter = MKLoggerAdapter::Instance();
+    return adapter != nullptr ? new MDiagnosticsRegistry(adapter) : nullptr;
+  });
+}
+
+namespace {
+
+// The log exists once the first of these has run.
+struct AdapterInitialiser {
+  AdapterInitialiser() noexcept {
+    if (MDiagnosticsRegistryImplementation* const registry = MKLoggerAdapter::Instance()) {
+      registry->RegisterObjectName(this, L"MKLoggerAdapter initialiser");
+    }
+    // Nothing of the log is undone at exit: destructors that run later still log.
+    static_cast<void>(std::atexit([] {}));
+  }
+};
+const AdapterInitialiser adapterInitialiser;
+
+struct CoreInitialiser {
+  CoreInitialiser() noexcept {
+    KLogger::RegisterObjectName(KLogger::Instance(), this, "KLogger initialiser");
+  }
+};
+const CoreInitialiser coreInitialiser;
+
+// Names of the stream interfaces that hosts log under, registered for them.
+const wchar_t InputStream[] = L"InputStream";
+const wchar_t OutputStream[] = L"OutputStream";
+const wchar_t Streamable[] = L"Streamable";
+const wchar_t TInputStream[] = L"TInputStream";
+const wchar_t TOutputStream[] = L"TOutputStream";
+const wchar_t TStreamable[] = L"TStreamable";
+const ClassNameRegistration streamRegistrations[] = {
+    ClassNameRegistration(InputStream),   ClassNameRegistration(OutputStream),
+    ClassNameRegistration(Streamable),    ClassNameRegistration(TInputStream),
+    ClassNameRegistration(TOutputStream), ClassNameRegistration(TStreamable)};
+
+}  // namespace
