@@ -14,7 +14,7 @@ if(MSVC)
                          $<$<BOOL:${VELTA_WERROR}>:/WX>)
 else()
   target_compile_options(velta_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-                         -Wnon-virtual-dtor -Woverloaded-virtual
+                         -Woverloaded-virtual
                          $<$<BOOL:${VELTA_WERROR}>:-Werror>)
 endif()
 if(WIN32)

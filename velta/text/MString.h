@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <string>
-
 #include "velta/platform/Api.h"
+
+#include <string>
 
 /// The framework's wide text: UTF-16 code units on Windows, UTF-32 on Linux.
 ///

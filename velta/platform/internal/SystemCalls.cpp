@@ -16,8 +16,7 @@ DWORD WaitForAny(DWORD count, const HANDLE* handles, DWORD timeoutMs) {
 }
 
 DWORD WaitForAnyOrInput(DWORD count, const HANDLE* handles, DWORD timeoutMs) {
-  return ::MsgWaitForMultipleObjectsEx(count, handles, timeoutMs, QS_ALLINPUT,
-                                       MWMO_INPUTAVAILABLE);
+  return ::MsgWaitForMultipleObjectsEx(count, handles, timeoutMs, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
 }
 
 std::uintptr_t BeginThread(unsigned (*entry)(void*), void* argument, unsigned* id) {

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
-
 #include "velta/platform/internal/Win32.h"
 
-/// The system calls that fail for reasons no test can bring about: a wait that breaks, a thread that
-/// cannot be made, a locale that only one of two libraries knows.
+#include <atomic>
+
+/// The system calls that fail for reasons no test can bring about: a wait that breaks, a thread
+/// that cannot be made, a locale that only one of two libraries knows.
 ///
 /// The framework makes these calls through this table and nowhere else, so that a test can put a
-/// failing one in its place. The entries are constant from load time on: start-up code may use them.
+/// failing one in its place. The entries are constant from load time on: start-up code may use
+/// them.
 struct SystemCalls {
   using WaitForSingle = DWORD (*)(HANDLE handle, DWORD timeoutMs);
   using WaitForMultiple = DWORD (*)(DWORD count, const HANDLE* handles, DWORD timeoutMs);

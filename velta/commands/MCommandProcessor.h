@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/commands/MCommand.h"
+#include "velta/commands/MCommandSynchronous.h"
+#include "velta/platform/Api.h"
+#include "velta/platform/Types.h"
+#include "velta/threads/MCallbackFunctor.h"
+#include "velta/threads/MEngineThread.h"
+#include "velta/threads/MThreadSafeFifo.h"
+
+#include <cstdint>
+#include <memory>
+
+class IThreadErrorHandler;
+
+/// An engine thread that runs commands one after another, in the order they were queued, while
+/// their callers wait.
+///
+/// `Start` it, call `ExecuteSynchronously` from any threads, `Stop` it: what is queued by then is
+/// executed, and from then on the processor refuses work, for good. Make a new one rather than
+/// starting it again. Not for notifications that nobody waits for: see `MDesyncEventScheduler`.
+///
+/// A flush and a stop take precedence over queued commands.
+///
+/// Threads: commands, hooks, `OnFlush` and `OnStop` run on the processor's thread only, one at a
+/// time. Errors are `MException`s with the class "MCommandProcessor", those of the control
+/// operations with "MEngineThread".
+class VELTA_API MCommandProcessor : public MEngineThread {
+ public:
+  /// Makes a processor whose thread does not run yet.
+  ///
+  /// The processor owns the hooks from this call on, also when it fails; each may be null.
+  /// @param errorHandler           as for `MEngineThread`
+  /// @param threadStartHook        runs first on the thread, before `Start` returns; an exception
+  /// from
+  ///                               it makes `Start` fail
+  /// @param threadExitHook         runs last on the thread, before `Stop` returns
+  /// @param idleHook               runs whenever a wait times out; an `MException` from it is
+  /// logged
+  ///                               and dropped
+  /// @param idleTimeoutMs          milliseconds of each wait; 0 for no limit, so that the idle hook
+  ///                               runs for window input only
+  /// @param processWindowMessages  as for `MEngineThread`; the idle hook is then the place to pump
+  ///
+  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  MCommandProcessor(IThreadErrorHandler* errorHandler, MCallbackFunctor* threadStartHook,
+                    MCallbackFunctor* threadExitHook, MCallbackFunctor* idleHook,
+                    std::uint32_t idleTimeoutMs, bool processWindowMessages);
+
+  /// Stops the thread if it runs. Commands that are queued on a processor that does not run are not
+  /// deleted, and nobody may still be waiting for one.
+  ~MCommandProcessor() override;
+
+  /// Has the processor's thread run a command and waits until it has.
+  ///
+  /// On return the command is deleted or about to be, and its outcome is in its result holder.
+  /// Returns at once when `command` is null. Waits for ever on a processor that is never started,
+  /// and when called on the processor's own thread.
+  ///
+  /// @param command  cleared once the command is queued, which hands it over; if the call fails
+  /// before
+  ///                 that, it stays with the caller
+  ///
+  /// Errors: "ProcessorStopped" when the processor has been stopped; "CommandProcessingAborted"
+  /// when it is stopped before the command ran, which then never runs; "Abandoned"; "WaitFailed"
+  /// with "winErrorCode"; an `MErrorOutOfMemory`.
+  void ExecuteSynchronously(std::unique_ptr<MCommandSynchronous>& command);
+
+  /// As `MEngineThread::Stop`. When the thread was ended by an exception, nobody is left to release
+  /// those who wait for commands: this then aborts in its place.
+  void Stop();
+
+  /// Whether the processor has been stopped. Takes no lock and does not wait.
+  ///
+  /// Errors: "ErrorAccessingEvent" with "winErrorCode".
+  bool IsAborted() const;
+
+  /// Refuses work from now on, releases everybody who waits for a command, and deletes every queued
+  /// command unexecuted. `Stop` does this on the processor's thread once the queue is flushed.
+  void Abort();
+
+ protected:
+  void ThreadFunction() override;
+  void OnFlush() override;
+  void OnStop() override;
+
+ private:
+  using CommandQueue = MThreadSafeFifo<MCommand*, MCommand*>;
+
+  MCommandProcessor(IThreadErrorHandler* errorHandler, std::unique_ptr<MCallbackFunctor> startHook,
+                    std::unique_ptr<MCallbackFunctor> exitHook,
+                    std::unique_ptr<MCallbackFunctor> idleHook, std::uint32_t idleTimeoutMs,
+                    bool processWindowMessages);
+
+  std::unique_ptr<MCommand> PopCommand();
+  void OnCommandQueued();
+  void DiscardQueue();
+
+  std::unique_ptr<MCallbackFunctor> threadStartHook;
+  std::unique_ptr<MCallbackFunctor> threadExitHook;
+  std::unique_ptr<MCallbackFunctor> idleHook;
+  std::uint32_t idleTimeoutMs;
+  std::unique_ptr<CommandQueue> commandQueue;
+  HANDLE abortEvent;  // once set it stays set
+};

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "velta/commands/MDesyncEventScheduler.h"
+
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/threads/MCallbackFunctor.h"
+
+#include <memory>
+#include <new>
+
+namespace {
+
+const wchar_t ClassName[] = L"MDesyncEventScheduler";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MDesyncEventScheduler::MDesyncEventScheduler(IThreadErrorHandler* errorHandler)
+    : schedulerThread(errorHandler) {
+  static MFlowPoint point(ClassName, ClassName);
+  auto* const callback = new (std::nothrow)
+      MCallbackFunctorImp<MDesyncEventScheduler>(this, &MDesyncEventScheduler::OnSchedulerEvent);
+  if (callback == nullptr) {
+    MErrorOutOfMemory::Throw();
+  }
+  schedulerThread.RegisterSchedulerEvent(eventQueue.GetEvent(), callback);
+  point.At(this).LogConstruction();
+}
+
+MDesyncEventScheduler::~MDesyncEventScheduler() {
+  static MFlowPoint point(ClassName, L"~MDesyncEventScheduler");
+  point.At(this).LogDestruction();
+  try {
+    Disable();
+  } catch (const MException& exception) {
+    point.At(this).LogDismissedError(exception);
+    schedulerThread.ForceStop();  // it uses the queue, which goes first
+  }
+}
+
+void MDesyncEventScheduler::Enable() {
+  static MFlowPoint point(ClassName, L"Enable");
+  const MFlowScope scope = point.At(this).OpenScope();
+  schedulerThread.Start();
+}
+
+void MDesyncEventScheduler::Disable() {
+  static MFlowPoint point(ClassName, L"Disable");
+  const MFlowScope scope = point.At(this).OpenScope();
+  schedulerThread.Flush();
+  schedulerThread.Stop();
+}
+
+void MDesyncEventScheduler::ScheduleDesyncEvent(MDesyncEvent* event) {
+  static MFlowPoint point(ClassName, L"ScheduleDesyncEvent");
+  point.At(this).LogTimingPoint(0, 0);
+  if (event == nullptr) {
+    return;
+  }
+  std::unique_ptr<MDesyncEvent> owned(event);
+  eventQueue.Push(event);
+  static_cast<void>(owned.release());
+}
+
+void MDesyncEventScheduler::OnSchedulerEvent() {
+  static MFlowPoint point(ClassName, L"OnSchedulerEvent");
+  MDesyncEvent* event = nullptr;
+  while (eventQueue.Pop(event)) {
+    const std::unique_ptr<MDesyncEvent> owned(event);
+    try {
+      event->Fire();
+    } catch (const MException& exception) {
+      point.At(this).LogDismissedError(exception);
+    }
+  }
+}

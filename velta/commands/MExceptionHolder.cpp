@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "velta/commands/MExceptionHolder.h"
+
+#include <new>
+#include <utility>
+
+MExceptionHolder MExceptionHolder::Create() {
+  std::unique_ptr<MException> exception;
+  try {
+    exception = std::make_unique<MException>();
+  } catch (const std::bad_alloc&) {
+    MErrorOutOfMemory::Throw();
+  }
+  auto* const record = new (std::nothrow) Record{std::move(exception), 1};
+  if (record == nullptr) {
+    MErrorOutOfMemory::Throw();
+  }
+  return MExceptionHolder(record);
+}
+
+MExceptionHolder::MExceptionHolder(const MExceptionHolder& other) noexcept : record(other.record) {
+  if (record != nullptr) {
+    record->referenceCount.fetch_add(1, std::memory_order_relaxed);
+  }
+}
+
+MExceptionHolder::MExceptionHolder(MExceptionHolder&& other) noexcept
+    : record(std::exchange(other.record, nullptr)) {}
+
+MExceptionHolder& MExceptionHolder::operator=(MExceptionHolder other) noexcept {
+  std::swap(record, other.record);
+  return *this;
+}
+
+MExceptionHolder::~MExceptionHolder() {
+  // Releases what this reference saw, and sees what all others released, before it deletes.
+  if (record != nullptr && record->referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    delete record;
+  }
+}
+
+const MException* MExceptionHolder::GetException() const noexcept {
+  return record != nullptr ? record->exception.get() : nullptr;
+}
+
+bool MExceptionHolder::HasError() const noexcept {
+  return record != nullptr && record->exception->GetErrorCount() > 0;
+}
+
+void MExceptionHolder::ThrowIfError() const {
+  if (HasError()) {
+    throw MException(*record->exception);
+  }
+}
+
+void MExceptionHolder::Reset() const noexcept {
+  if (record != nullptr) {
+    record->exception->Clear();
+  }
+}
+
+void MExceptionHolder::Store(MException& exception) const noexcept {
+  if (record == nullptr) {
+    return;
+  }
+  try {
+    *record->exception = MException(exception);
+  } catch (const std::bad_alloc&) {
+    record->exception->Swap(exception);
+  }
+}

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// The error side of the flow point. It stands here, above the log, so that the log needs no errors.
+
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/text/NumberText.h"
+
+#include <exception>
+#include <string>
+
+namespace {
+
+void AppendPart(MString& code, wchar_t separator, const wchar_t* part) {
+  if (part == nullptr || *part == L'\0') {
+    return;
+  }
+  if (!code.empty()) {
+    code += separator;
+  }
+  code += part;
+}
+
+/// class "." operation ":" error name, each part left out with its separator when there is none.
+MString BuildCode(const wchar_t* className, const wchar_t* operationName,
+                  const wchar_t* errorName) {
+  MString code;
+  AppendPart(code, L'.', className);
+  AppendPart(code, L'.', operationName);
+  AppendPart(code, L':', errorName);
+  return code;
+}
+
+}  // namespace
+
+MError MFlowPoint::MakeRootError(const wchar_t* errorName) {
+  ReportError(MFlowEventKind::RootError, errorName);
+  return MError(BuildCode(className, operationName, errorName));
+}
+
+MError MFlowPoint::MakeCascadeError(const wchar_t* errorName) {
+  ReportError(MFlowEventKind::CascadeError, errorName);
+  return MError(BuildCode(className, operationName, errorName));
+}
+
+void MFlowPoint::Throw(const MError& error) { throw MException(error); }
+
+void MFlowPoint::Raise(const wchar_t* errorName) { Throw(MakeRootError(errorName)); }
+
+void MFlowPoint::Raise(const wchar_t* errorName, const wchar_t* parameterName,
+                       std::uint32_t value) {
+  MError error = MakeRootError(errorName);
+  error.AddParameter(parameterName, value, false);
+  Throw(error);
+}
+
+void MFlowPoint::Raise(const wchar_t* errorName, const wchar_t* parameterName,
+                       const std::string& text) {
+  MError error = MakeRootError(errorName);
+  error.AddParameter(parameterName, ToWide(text));
+  Throw(error);
+}
+
+void MFlowPoint::RaiseFromException(const std::exception& cause, const wchar_t* errorName,
+                                    const wchar_t* parameterName, const std::string& text) {
+  MError error = MakeCascadeError(errorName);
+  error.AddParameter(L"errorMessage", ToWide(cause.what()));
+  error.AddParameter(parameterName, ToWide(text));
+  Throw(error);
+}

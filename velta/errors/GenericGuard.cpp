@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#include "velta/errors/GenericGuard.h"
+
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+
+#include <utility>
+
+namespace Velta::Libraries {
+namespace {
+
+const wchar_t ClassName[] = L"GenericGuard";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+GenericGuard::GenericGuard(std::function<void()> action) : exitAction(std::move(action)) {}
+
+GenericGuard::GenericGuard(const std::function<void()>& entryAction, std::function<void()> action)
+    : exitAction(std::move(action)) {
+  if (entryAction) {
+    entryAction();
+  }
+}
+
+GenericGuard::~GenericGuard() {
+  static MFlowPoint point(ClassName, L"~GenericGuard");
+  point.At(this).LogDestruction();
+  try {
+    Run();
+  } catch (const MException& exception) {
+    point.At(this).LogDismissedError(exception);
+  }
+}
+
+void GenericGuard::Dismiss() noexcept { exitAction = nullptr; }
+
+void GenericGuard::Run() {
+  if (const std::function<void()> action = std::exchange(exitAction, nullptr)) {
+    action();
+  }
+}
+
+}  // namespace Velta::Libraries

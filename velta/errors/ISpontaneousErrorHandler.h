@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+class MException;
+
+/// Hears of errors that arise where nobody is left to catch them.
+///
+/// Ownership: never deleted through the interface; its owner keeps it alive as long as whoever uses
+/// it.
+class ISpontaneousErrorHandler {
+ public:
+  /// An `MException` left a thread's body and ended the thread.
+  ///
+  /// Called on the thread that failed, before it ends. Copy the exception to keep it: it is valid
+  /// during the call only. Whatever this throws ends the process.
+  virtual void OnSpontaneousError(const MException& exception) = 0;
+
+ protected:
+  ~ISpontaneousErrorHandler() = default;
+};

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include "velta/errors/MDynObject.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+
+namespace {
+
+const wchar_t ClassName[] = L"MDynObject";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+const MClassInfo MDynObject::ClassInfo = {ClassName, nullptr};
+
+MDynObject::~MDynObject() = default;
+
+MDynObject* MDynObject::Clone() const noexcept { return nullptr; }
+
+MDynObject* MDynObject::CreateNew() const noexcept { return nullptr; }

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include "velta/errors/MError.h"
+
+#include "velta/errors/MException.h"
+#include "velta/errors/internal/NewOrNull.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/serialisation/IInFilerTagged.h"
+#include "velta/serialisation/IOutFilerTagged.h"
+#include "velta/text/internal/DecimalText.h"
+
+#include <new>
+#include <utility>
+
+namespace {
+
+const wchar_t ClassName[] = L"MError";
+const wchar_t OutOfMemoryClassName[] = L"MErrorOutOfMemory";
+const ClassNameRegistration registration(ClassName);
+const ClassNameRegistration outOfMemoryRegistration(OutOfMemoryClassName);
+
+}  // namespace
+
+const MClassInfo MError::ClassInfo = {ClassName, &MDynObject::ClassInfo};
+const MClassInfo MErrorOutOfMemory::ClassInfo = {OutOfMemoryClassName, &MError::ClassInfo};
+
+const MClassInfo MErrorInternal = {L"MErrorInternal", &MError::ClassInfo};
+const MClassInfo MErrorDivisionByZero = {L"MErrorDivisionByZero", &MError::ClassInfo};
+const MClassInfo MErrorBadInput = {L"MErrorBadInput", &MError::ClassInfo};
+const MClassInfo MErrorUserEscape = {L"MErrorUserEscape", &MError::ClassInfo};
+
+MError::MError() noexcept = default;
+MError::MError(const MString& errorCode) : code(errorCode) {}
+MError::MError(const MError& other) = default;
+MError& MError::operator=(const MError& other) = default;
+MError::~MError() = default;
+
+const MClassInfo& MError::GetClassInfo() const noexcept { return ClassInfo; }
+
+MError* MError::Clone() const noexcept { return NewOrNull<MError>(*this); }
+
+MError* MError::CreateNew() const noexcept { return NewOrNull<MError>(); }
+
+bool MError::Read(IInFilerTagged& filer, const MString& tag) {
+  if (!filer.BeginGroup(tag)) {
+    return false;
+  }
+  code.clear();
+  parameters.clear();
+  if (!filer.ReadString(L"Code", &code, MString())) {
+    static_cast<void>(filer.EndGroup());
+    return false;
+  }
+  ReadParameters(filer);
+  return filer.EndGroup();
+}
+
+void MError::ReadParameters(IInFilerTagged& filer) {
+  while (filer.BeginGroup(L"Parameter")) {
+    MString name;
+    MString value;
+    // An incomplete parameter is not left either: the element that encloses it is left next.
+    if (!filer.ReadString(L"Name", &name, MString()) ||
+        !filer.ReadString(L"Value", &value, MString()) || !filer.EndGroup()) {
+      return;
+    }
+    Insert(std::move(name), std::move(value));
+  }
+}
+
+bool MError::Write(IOutFilerTagged& filer, const MString& tag) const {
+  if (!filer.BeginGroup(tag)) {
+    return false;
+  }
+  bool written = filer.WriteString(L"Code", code);
+  for (auto parameter = parameters.begin(); written && parameter != parameters.end(); ++parameter) {
+    written = filer.BeginGroup(L"Parameter") && filer.WriteString(L"Name", parameter->first) &&
+              filer.WriteString(L"Value", parameter->second) && filer.EndGroup();
+  }
+  return filer.EndGroup() && written;
+}
+
+MString MError::GetMessage() const { return code.empty() ? MString(L"Unspecified error") : code; }
+
+MString MError::GetCauseChain() const { return MString(); }
+
+void MError::AddParameter(const wchar_t* name, const MString& value) {
+  Insert(name != nullptr ? name : L"", value);
+}
+
+void MError::AddParameter(const wchar_t* name, std::int32_t value) {
+  AddParameter(name, DecimalText(value));
+}
+
+void MError::AddParameter(const wchar_t* name, std::uint32_t value, bool hexadecimal) {
+  AddParameter(name, hexadecimal ? HexadecimalText(value) : DecimalText(value));
+}
+
+void MError::Insert(MString name, MString value) {
+  parameters.try_emplace(std::move(name), std::move(value));
+}
+
+MErrorOutOfMemory::MErrorOutOfMemory() noexcept = default;
+MErrorOutOfMemory::MErrorOutOfMemory(const MErrorOutOfMemory& other) = default;
+MErrorOutOfMemory& MErrorOutOfMemory::operator=(const MErrorOutOfMemory& other) = default;
+MErrorOutOfMemory::~MErrorOutOfMemory() = default;
+
+const MClassInfo& MErrorOutOfMemory::GetClassInfo() const noexcept { return ClassInfo; }
+
+MErrorOutOfMemory* MErrorOutOfMemory::Clone() const noexcept {
+  return NewOrNull<MErrorOutOfMemory>(*this);
+}
+
+MErrorOutOfMemory* MErrorOutOfMemory::CreateNew() const noexcept {
+  return NewOrNull<MErrorOutOfMemory>();
+}
+
+MString MErrorOutOfMemory::GetMessage() const { return L"Out of memory"; }
+
+void MErrorOutOfMemory::Throw() {
+  const MErrorOutOfMemory error;
+  throw MException(error);
+}

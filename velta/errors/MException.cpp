@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "velta/errors/MException.h"
+
+#include "velta/errors/internal/CauseChain.h"
+#include "velta/errors/internal/ChainLimit.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/serialisation/IInFilerTagged.h"
+#include "velta/serialisation/IOutFilerTagged.h"
+
+#include <utility>
+
+namespace {
+
+const wchar_t ClassName[] = L"MException";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MException::MException() : errors(new std::list<MError*>) {}
+
+// Each of these begins as an empty chain, so that one that fails half-way is destroyed as a whole.
+
+MException::MException(const MError& error) : MException() { AddErrorWithCause(error); }
+
+MException::MException(const MException& other) : MException() {
+  for (const MError* error : *other.errors) {
+    if (error != nullptr) {
+      AddError(*error);
+    }
+  }
+}
+
+MException& MException::operator=(MException other) noexcept {
+  Swap(other);
+  return *this;
+}
+
+MException::~MException() {
+  Clear();
+  delete errors;
+}
+
+const char* MException::what() const noexcept { return "Unknown exception"; }
+
+void MException::AddError(const MError& error) {
+  RequireRoomInChain(errors->size(), errors->max_size());
+  errors->push_back(nullptr);  // first the entry: a clone without one would leak
+  errors->back() = error.Clone();
+}
+
+void MException::AddErrorWithCause(const MError& error) {
+  const MString text = error.GetCauseChain();
+  if (!text.empty()) {
+    MException causes;
+    if (ReadCauseChain(text, causes)) {
+      for (const MError* cause : *causes.errors) {
+        if (cause != nullptr) {
+          AddError(*cause);
+        }
+      }
+    }
+  }
+  AddError(error);
+}
+
+std::int32_t MException::GetErrorCount() const noexcept {
+  return static_cast<std::int32_t>(errors->size());
+}
+
+const MError* MException::GetError(std::int32_t index) const noexcept {
+  if (index < 0) {
+    return nullptr;
+  }
+  for (const MError* error : *errors) {
+    if (index-- == 0) {
+      return error;
+    }
+  }
+  return nullptr;
+}
+
+void MException::Clear() noexcept {
+  for (const MError* error : *errors) {
+    delete error;
+  }
+  errors->clear();
+}
+
+void MException::Swap(MException& other) noexcept { std::swap(errors, other.errors); }
+
+bool MException::Write(IOutFilerTagged& filer, const MString& tag) const {
+  if (!filer.BeginGroup(tag)) {
+    return false;
+  }
+  bool written = true;
+  for (const MError* error : *errors) {
+    written = written && (error == nullptr || error->Write(filer, L"Error"));
+  }
+  return filer.EndGroup() && written;
+}
+
+bool MException::Read(IInFilerTagged& filer, const MString& /*tag*/) {
+  Clear();
+  for (;;) {
+    MError error;
+    if (!error.Read(filer, L"Error")) {
+      return true;
+    }
+    AddError(error);
+  }
+}

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/Api.h"
+#include "velta/text/MLocale.h"
+#include "velta/text/MString.h"
+
+#include <cstdint>
+
+/// Reads back what an `IOutFilerTagged` wrote.
+///
+/// Values inside a group are read in the order in which they were written; groups in any order. A
+/// value that is missing or of another type is no error: the result takes the default, the read
+/// returns false and consumes nothing.
+///
+/// Every read stores `defaultValue` first. `value` is never null.
+/// Threads: one at a time.
+class VELTA_API IInFilerTagged {
+ public:
+  virtual ~IInFilerTagged();
+
+  IInFilerTagged(const IInFilerTagged&) = delete;
+  IInFilerTagged& operator=(const IInFilerTagged&) = delete;
+
+  // The order of the operations is part of the binary interface. It differs from the writer's: here
+  // strings come before characters.
+  [[nodiscard]] virtual bool ReadString(const MString& tag, MString* value,
+                                        const MString& defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadChar(const MString& tag, char* value, char defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadDouble(const MString& tag, double* value, double defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadFloat(const MString& tag, float* value, float defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadBool(const MString& tag, bool* value, bool defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadByte(const MString& tag, std::uint8_t* value,
+                                      std::uint8_t defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadUnsignedShort(const MString& tag, std::uint16_t* value,
+                                               std::uint16_t defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadShort(const MString& tag, std::int16_t* value,
+                                       std::int16_t defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadUnsignedInt(const MString& tag, std::uint32_t* value,
+                                             std::uint32_t defaultValue) = 0;
+  [[nodiscard]] virtual bool ReadInt(const MString& tag, std::int32_t* value,
+                                     std::int32_t defaultValue) = 0;
+
+  /// Kept for the layout of the interface; returns false unless a filer gives it a meaning.
+  [[nodiscard]] virtual bool ReadReserved(const MString& tag);
+
+  /// Goes into the next group of that name, past whatever stands before it, until `EndGroup`.
+  [[nodiscard]] virtual bool BeginGroup(const MString& tag) = 0;
+  [[nodiscard]] virtual bool EndGroup() = 0;
+
+  /// The group of that name with all its content, as the text of an XML document of its own.
+  [[nodiscard]] virtual bool ReadEmbeddedDocument(const MString& tag, MString* xml) = 0;
+
+ protected:
+  IInFilerTagged();
+
+ private:
+  MLocale locale;
+};

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/Api.h"
+#include "velta/text/MLocale.h"
+#include "velta/text/MString.h"
+
+#include <cstdint>
+
+/// Writes named, typed values in nested groups.
+///
+/// Objects store their settings through this interface only, and so to whatever is behind it.
+/// Values are read back in the order in which they were written; groups in any order.
+///
+/// Every write returns whether the value was stored; none throws for want of a place to store it.
+/// Threads: one at a time.
+class VELTA_API IOutFilerTagged {
+ public:
+  virtual ~IOutFilerTagged();
+
+  IOutFilerTagged(const IOutFilerTagged&) = delete;
+  IOutFilerTagged& operator=(const IOutFilerTagged&) = delete;
+
+  // The order of the operations is part of the binary interface. It differs from the reader's: here
+  // characters come before strings.
+  [[nodiscard]] virtual bool WriteChar(const MString& tag, char value) = 0;
+  [[nodiscard]] virtual bool WriteString(const MString& tag, const MString& value) = 0;
+  [[nodiscard]] virtual bool WriteDouble(const MString& tag, double value) = 0;
+  [[nodiscard]] virtual bool WriteFloat(const MString& tag, float value) = 0;
+  [[nodiscard]] virtual bool WriteBool(const MString& tag, bool value) = 0;
+  [[nodiscard]] virtual bool WriteByte(const MString& tag, std::uint8_t value) = 0;
+  [[nodiscard]] virtual bool WriteUnsignedShort(const MString& tag, std::uint16_t value) = 0;
+  [[nodiscard]] virtual bool WriteShort(const MString& tag, std::int16_t value) = 0;
+  [[nodiscard]] virtual bool WriteUnsignedInt(const MString& tag, std::uint32_t value) = 0;
+  [[nodiscard]] virtual bool WriteInt(const MString& tag, std::int32_t value) = 0;
+
+  /// Adds a group and goes into it: what is written next belongs to it, until `EndGroup`.
+  [[nodiscard]] virtual bool BeginGroup(const MString& tag) = 0;
+  [[nodiscard]] virtual bool EndGroup() = 0;
+
+  /// Stores the root element of an XML document, with all its content, as the content of a group.
+  [[nodiscard]] virtual bool WriteEmbeddedDocument(const MString& tag, const MString& xml) = 0;
+
+ protected:
+  IOutFilerTagged();
+
+ private:
+  MLocale locale;
+};

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#include "velta/text/MLocale.h"
+
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/platform/internal/SystemCalls.h"
+#include "velta/platform/internal/Win32.h"
+
+#include <cstdarg>
+#include <exception>
+
+namespace {
+
+const wchar_t ClassName[] = L"MLocale";
+const ClassNameRegistration registration(ClassName);
+
+_locale_t Handle(void* cLocale) noexcept { return static_cast<_locale_t>(cLocale); }
+
+/// Locale names are ASCII; anything else becomes a character that no name contains.
+std::string Narrow(const wchar_t* text) {
+  std::string narrow;
+  for (; text != nullptr && *text != L'\0'; ++text) {
+    narrow += *text > 0 && *text < 0x80 ? static_cast<char>(*text) : '?';
+  }
+  return narrow;
+}
+
+void* CreateCLocale(const std::string& name, MFlowPoint& point) {
+  const _locale_t handle = systemCalls.createLocale.load(std::memory_order_relaxed)(name.c_str());
+  if (handle == nullptr) {
+    point.Raise(L"BadCLocale", L"name", name);
+  }
+  return handle;
+}
+
+// The first request may come from any static initialiser; this one makes sure that there is one
+// before the first thread.
+[[maybe_unused]] const MLocale& classicAtStartUp = MLocale::GetClassic();
+
+}  // namespace
+
+MLocale::MLocale(const wchar_t* requestedName) {
+  static MFlowPoint point(ClassName, ClassName);
+  const std::string narrowName = Narrow(requestedName);
+  try {
+    const std::locale named(requestedName != nullptr ? narrowName.c_str() : nullptr);
+    name = named.name();
+    cLocale = CreateCLocale(name, point.At(this));
+    const wchar_t separator = std::use_facet<std::numpunct<wchar_t>>(named).decimal_point();
+    streamLocale = std::locale(named, new DecimalSeparatorOnly(separator));
+  } catch (const std::exception& cause) {
+    // An MException is a runtime exception too: a refused C locale also leaves as "BadCppLocale".
+    if (cLocale != nullptr) {
+      ::_free_locale(Handle(cLocale));
+    }
+    point.At(this).RaiseFromException(cause, L"BadCppLocale", L"name", narrowName);
+  }
+}
+
+MLocale::MLocale(const MLocale& other) : name(other.name), streamLocale(other.streamLocale) {
+  static MFlowPoint point(ClassName, ClassName);
+  cLocale = CreateCLocale(name, point.At(this));
+}
+
+MLocale::~MLocale() { ::_free_locale(Handle(cLocale)); }
+
+void MLocale::Format(MString& out, const wchar_t* format, ...) const {
+  va_list arguments;
+  va_start(arguments, format);
+  va_list again;
+  va_copy(again, arguments);
+  const int length = CountFormattedWide(format, Handle(cLocale), arguments);
+  va_end(arguments);
+
+  out.clear();
+  if (length > 0) {
+    // The C runtime ends what it writes with a null character.
+    try {
+      out.resize(static_cast<std::size_t>(length) + 1);
+    } catch (...) {
+      va_end(again);
+      throw;
+    }
+    const int written = ::_vsnwprintf_s_l(out.data(), out.size(), static_cast<std::size_t>(length),
+                                          format, Handle(cLocale), again);
+    out.resize(written > 0 ? static_cast<std::size_t>(written) : 0);
+  }
+  va_end(again);
+}
+
+double MLocale::ScanNumber(const wchar_t* text, const wchar_t** end) const noexcept {
+  wchar_t* stopped = nullptr;
+  const double value = ::_wcstod_l(text, &stopped, Handle(cLocale));
+  *end = stopped;
+  return value;
+}
+
+const MLocale& MLocale::GetClassic() {
+  static const MLocale classic(L"C");
+  return classic;
+}

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/Api.h"
+#include "velta/text/MString.h"
+
+#include <cstddef>
+#include <locale>
+#include <string>
+
+/// A named locale for numbers, in both worlds that format them: streams and printf.
+///
+/// Its numbers carry the locale's decimal separator and nothing else of it: no thousands separator,
+/// no grouping, so whatever is written can be read back. The framework writes every number through
+/// `GetClassic()`; a host may make others for display.
+///
+/// Threads: immutable once constructed; any number of threads may use one instance.
+/// Ownership: each instance owns its C runtime locale; copies share nothing but stream facets.
+class VELTA_API MLocale {
+ public:
+  /// The punctuation of wide numbers: the given decimal separator, no grouping.
+  class DecimalSeparatorOnly : public std::numpunct<wchar_t> {
+   public:
+    explicit DecimalSeparatorOnly(wchar_t separator)
+        : std::numpunct<wchar_t>(std::size_t{0}), decimalSeparator(separator) {}
+
+   protected:
+    ~DecimalSeparatorOnly() override = default;
+    wchar_t do_decimal_point() const override { return decimalSeparator; }
+    wchar_t do_thousands_sep() const override { return L'\0'; }
+    std::string do_grouping() const override { return std::string(); }
+
+   private:
+    wchar_t decimalSeparator;
+  };
+
+  /// Binds the locale of that name, in the platform's spelling: "C" everywhere, "de-DE" on Windows,
+  /// "de_DE.UTF-8" on Linux, "" for the user's own.
+  ///
+  /// Errors: MLocale.MLocale:BadCppLocale with "errorMessage" (the runtime's words) and "name", for
+  /// every failure: a null pointer, a name that the stream library or the C runtime does not know.
+  explicit MLocale(const wchar_t* name);
+
+  /// Copies the name and the stream locale, and makes a C runtime locale of its own.
+  ///
+  /// Errors: MLocale.MLocale:BadCLocale with "name" when the C runtime no longer knows the name.
+  MLocale(const MLocale& other);
+
+  MLocale& operator=(const MLocale&) = delete;
+  ~MLocale();
+
+  /// The name as the stream library reports it; "C" stays "C".
+  const std::string& GetName() const noexcept { return name; }
+
+  /// For imbuing a wide stream that belongs to the same C++ runtime as the framework.
+  const std::locale& GetStreamLocale() const noexcept { return streamLocale; }
+
+  /// Formats as printf does, with this locale's decimal separator.
+  ///
+  /// @param out     replaced by the text; emptied when there is none or the format is refused
+  /// @param format  a format for numbers. What "%s" takes differs between C runtimes: avoid it
+  ///
+  /// Errors: `std::bad_alloc` when `out` cannot grow.
+  void Format(MString& out, const wchar_t* format, ...) const;
+
+  /// A number as the prefix of `text`, read by the C runtime under this locale.
+  ///
+  /// @param end  receives where reading stopped, the start of `text` if nothing could be read
+  double ScanNumber(const wchar_t* text, const wchar_t** end) const noexcept;
+
+  /// The framework's shared instance, named "C".
+  static const MLocale& GetClassic();
+
+ private:
+  std::string name;
+  void* cLocale = nullptr;  // the C runtime's handle, never null once constructed
+  std::locale streamLocale;
+};

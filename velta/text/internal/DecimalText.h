@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/text/MString.h"
+
+#include <charconv>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+/// Integers as text in the "C" locale, digit for digit what a stream under it writes.
+template <std::integral T>
+MString DecimalText(T value) {
+  char digits[24];
+  const std::to_chars_result result = std::to_chars(std::begin(digits), std::end(digits), value);
+  return MString(std::begin(digits), result.ptr);
+}
+
+/// Exactly eight lower-case hexadecimal digits and the letter "h": 42 gives 0000002ah.
+inline MString HexadecimalText(std::uint32_t value) {
+  MString text(8, L'0');
+  for (std::size_t i = 8; i-- > 0; value >>= 4) {
+    text[i] = L"0123456789abcdef"[value & 0xF];
+  }
+  return text + L'h';
+}

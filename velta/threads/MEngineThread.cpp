@@ -1,0 +1,332 @@
+// SPDX-License-Identifier: MIT
+#include "velta/threads/MEngineThread.h"
+
+#include "velta/errors/GenericGuard.h"
+#include "velta/errors/IThreadErrorHandler.h"
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/threads/MCallbackFunctor.h"
+#include "velta/threads/internal/Waits.h"
+
+#include <cerrno>
+#include <memory>
+#include <new>
+
+using Velta::Libraries::GenericGuard;
+
+namespace {
+
+const wchar_t ClassName[] = L"MEngineThread";
+const ClassNameRegistration registration(ClassName);
+
+HANDLE CreateAutoResetEvent() { return ::CreateEventW(nullptr, FALSE, FALSE, nullptr); }
+HANDLE CreateManualResetEvent() { return ::CreateEventW(nullptr, TRUE, FALSE, nullptr); }
+
+void RegisterStateNames() noexcept {
+  if (MDiagnosticsRegistry* registry = MDiagnosticsRegistry::Instance()) {
+    const wchar_t* const names[] = {L"Inactive", L"Starting", L"Running", L"Stopping"};
+    for (std::uint32_t state = 0; state < 4; ++state) {
+      registry->RegisterStateName(ClassName, state, names[state]);
+    }
+  }
+}
+
+}  // namespace
+
+MEngineThread::MEngineThread(IThreadErrorHandler* errorHandler, bool withWindowMessages)
+    : flushRequestEvent(CreateAutoResetEvent()),
+      stopEvent(CreateManualResetEvent()),
+      threadStartedEvent(CreateAutoResetEvent()),
+      flushDoneEvent(CreateAutoResetEvent()),
+      restartEvent(CreateAutoResetEvent()),
+      threadErrorHandler(errorHandler),
+      processWindowMessages(withWindowMessages) {
+  static MFlowPoint point(ClassName, ClassName);
+  point.At(this).LogConstruction();
+
+  // The order gives the indices 0 to 2, and so the priority of flush over stop over restart.
+  struct BuiltIn {
+    HANDLE event;
+    void (MEngineThread::*operation)();
+  };
+  const BuiltIn builtIns[] = {{flushRequestEvent, &MEngineThread::OnFlushWrapper},
+                              {stopEvent, &MEngineThread::OnStopWrapper},
+                              {restartEvent, &MEngineThread::OnRestartEventLoop}};
+  try {
+    for (const BuiltIn& builtIn : builtIns) {
+      auto* callback =
+          new (std::nothrow) MCallbackFunctorImp<MEngineThread>(this, builtIn.operation);
+      if (callback == nullptr) {
+        MErrorOutOfMemory::Throw();
+      }
+      AddEvent(builtIn.event, callback);
+    }
+  } catch (...) {
+    DestroyEvents();
+    throw;
+  }
+  RegisterStateNames();
+}
+
+MEngineThread::~MEngineThread() {
+  static MFlowPoint point(ClassName, L"~MEngineThread");
+  point.At(this).LogDestruction();
+  ForceStop();
+  CloseThread();  // still held when a stop failed half-way
+  DestroyEvents();
+}
+
+void MEngineThread::DestroyEvents() noexcept {
+  for (const MCallbackFunctor* callback : callbacks) {
+    delete callback;
+  }
+  for (const HANDLE event :
+       {flushDoneEvent, threadStartedEvent, stopEvent, flushRequestEvent, restartEvent}) {
+    ::CloseHandle(event);
+  }
+}
+
+void MEngineThread::Start() {
+  static MFlowPoint point(ClassName, L"Start");
+  const MFlowScope scope = point.At(this).OpenScope();
+  if (IsOnEngineThread()) {
+    point.At(this).Raise(L"AlreadyRunning");  // without the lock, as in Stop
+  }
+  const MMutexGuard lock(controlMutex);
+
+  if (IsRunning()) {
+    point.At(this).Raise(L"AlreadyRunning");
+  }
+  ::ResetEvent(restartEvent);
+  ::ResetEvent(stopEvent);
+  // What an earlier thread left unanswered must not answer this one's start or flush.
+  ::ResetEvent(threadStartedEvent);
+  ::ResetEvent(flushRequestEvent);
+  ::ResetEvent(flushDoneEvent);
+
+  CreateThread(point);
+  ChangeState(State::Starting);
+  GenericGuard backToInactive([this] { ForceStop(); });
+
+  const WaitOutcome outcome = WaitForAny({threadStartedEvent, threadHandle});
+  if (outcome.result == WAIT_OBJECT_0) {
+    backToInactive.Dismiss();
+    ChangeState(State::Running);
+    return;
+  }
+  if (outcome.result == WAIT_OBJECT_0 + 1) {
+    point.At(this).Raise(L"ThreadExitedUnexpectedly");
+  }
+  RaiseWaitError(point.At(this), outcome, 2, AbandonedStatus::Told);
+}
+
+void MEngineThread::CreateThread(MFlowPoint& point) {
+  unsigned id = 0;
+  const std::uintptr_t created =
+      systemCalls.beginThread.load(std::memory_order_relaxed)(&MEngineThread::RunThread, this, &id);
+  if (created == 0) {
+    const int error = errno;  // first: logging may set it
+    MError beginThread = point.At(this).MakeRootError(L"BeginThread");
+    beginThread.AddParameter(L"errno", static_cast<std::int32_t>(error));
+    point.Throw(beginThread);
+  }
+  threadHandle = reinterpret_cast<HANDLE>(created);
+  threadId.store(id, std::memory_order_relaxed);
+  ++startCount;
+}
+
+unsigned MEngineThread::RunThread(void* argument) {
+  auto* const self = static_cast<MEngineThread*>(argument);
+  // The starter stores the same number, but perhaps only after the body has asked for it.
+  self->threadId.store(::GetCurrentThreadId(), std::memory_order_relaxed);
+  try {
+    self->ThreadFunction();
+  } catch (const MException& exception) {
+    if (self->threadErrorHandler != nullptr) {
+      self->threadErrorHandler->OnSpontaneousError(exception);
+    } else {
+      static MFlowPoint point(ClassName, L"ThreadFunction");
+      point.At(self).LogDismissedError(exception);
+    }
+  }
+  return 0;
+}
+
+void MEngineThread::Stop() {
+  static MFlowPoint point(ClassName, L"Stop");
+  const MFlowScope scope = point.At(this).OpenScope();
+  // Refused before the lock is asked for: whoever holds it may be waiting for this very thread.
+  if (IsOnEngineThread() && !IsStopRequested()) {
+    point.At(this).Raise(L"CannotStopSelf");
+  }
+  MMutexGuard lock(controlMutex);
+
+  if (!IsRunning() || IsStopRequested()) {
+    return;
+  }
+  ChangeState(State::Stopping);
+  ::SetEvent(stopEvent);
+  const HANDLE thread = threadHandle;
+  lock.Unlock();  // the thread may still be flushed or asked meanwhile
+
+  const WaitOutcome outcome = WaitForOne(thread, INFINITE);
+  if (outcome.result != WAIT_OBJECT_0) {
+    RaiseWaitError(point.At(this), outcome, 1, AbandonedStatus::Untold);
+  }
+  // Under the lock again: a flush may still wait on the handle, and a start that sees "Inactive"
+  // makes a new one.
+  const MMutexGuard closing(controlMutex);
+  ChangeState(State::Inactive);
+  CloseThread();
+}
+
+void MEngineThread::Flush() {
+  static MFlowPoint point(ClassName, L"Flush");
+  const MFlowScope scope = point.At(this).OpenScope();
+  if (IsOnEngineThread()) {
+    point.At(this).Raise(L"CannotFlushSelf");  // without the lock, as in Stop
+  }
+  const MMutexGuard lock(controlMutex);
+
+  if (!IsRunning()) {
+    return;
+  }
+  ::SetEvent(flushRequestEvent);
+
+  const WaitOutcome outcome = WaitForAny({flushDoneEvent, threadHandle});
+  if (outcome.result == WAIT_OBJECT_0) {
+    return;
+  }
+  if (outcome.result == WAIT_OBJECT_0 + 1) {
+    point.At(this).Raise(L"ThreadExitedUnexpectedly");
+  }
+  RaiseWaitError(point.At(this), outcome, 2, AbandonedStatus::Told);
+}
+
+void MEngineThread::ForceStop() {
+  static MFlowPoint point(ClassName, L"ForceStop");
+  point.At(this).LogTimingPoint(0, 0);
+
+  // The lock makes this wait for a start in progress; a start that fails holds it itself.
+  MMutexGuard lock(controlMutex);
+  if (!IsRunning() || IsStopRequested()) {
+    return;
+  }
+  const std::uint32_t run = startCount;
+  bool stopFailed = false;
+  if (state.load(std::memory_order_relaxed) == State::Running) {
+    lock.Unlock();
+    try {
+      Stop();
+    } catch (const MException& exception) {
+      point.At(this).LogDismissedError(exception);
+      stopFailed = true;
+    }
+  }
+  const MMutexGuard closing(controlMutex);
+  const bool stoppedElsewhere =
+      state.load(std::memory_order_relaxed) == State::Stopping && !stopFailed;
+  if (run != startCount || stoppedElsewhere) {
+    return;  // another thread has started it again, or is waiting for its end: not ours to close
+  }
+  ChangeState(State::Inactive);
+  CloseThread();
+}
+
+void MEngineThread::CloseThread() noexcept {
+  if (threadHandle != nullptr) {
+    ::CloseHandle(threadHandle);
+    threadHandle = nullptr;
+  }
+  threadId.store(0, std::memory_order_relaxed);
+}
+
+bool MEngineThread::IsOnEngineThread() const noexcept {
+  return ::GetCurrentThreadId() == threadId.load(std::memory_order_relaxed);
+}
+
+bool MEngineThread::IsRunning() const noexcept {
+  return state.load(std::memory_order_relaxed) != State::Inactive;
+}
+
+bool MEngineThread::IsStopRequested() const noexcept {
+  return ::WaitForSingleObject(stopEvent, 0) == WAIT_OBJECT_0;
+}
+
+void MEngineThread::AddEvent(HANDLE event, MCallbackFunctor* callback) {
+  static MFlowPoint point(ClassName, L"AddEvent");
+  point.At(this).LogTimingPoint(0, 0);
+
+  std::unique_ptr<MCallbackFunctor> owned(callback);
+  if (waitableHandles.size() >= MAXIMUM_WAIT_OBJECTS) {
+    point.At(this).Raise(L"TooManyWaitableEvents");
+  }
+  try {
+    // Room in both before either changes: they stay parallel.
+    waitableHandles.reserve(waitableHandles.size() + 1);
+    callbacks.reserve(callbacks.size() + 1);
+  } catch (const std::bad_alloc&) {
+    MErrorOutOfMemory::Throw();
+  }
+  waitableHandles.push_back(event);
+  callbacks.push_back(owned.release());
+  ::SetEvent(restartEvent);
+}
+
+bool MEngineThread::WaitForEvents(std::uint32_t timeoutMs) {
+  static MFlowPoint point(ClassName, L"WaitForEvents");
+  point.At(this).LogTimingPoint(0, 0);
+
+  const auto count = static_cast<DWORD>(waitableHandles.size());
+  const SystemCalls::WaitForMultiple wait =
+      (processWindowMessages ? systemCalls.waitForAnyOrInput : systemCalls.waitForAny)
+          .load(std::memory_order_relaxed);
+
+  const WaitOutcome outcome = ObserveWait(wait(count, waitableHandles.data(), timeoutMs));
+  if (outcome.result < WAIT_OBJECT_0 + count) {
+    (*callbacks[outcome.result - WAIT_OBJECT_0])();
+    return true;
+  }
+  const bool inputWaits = processWindowMessages && outcome.result == WAIT_OBJECT_0 + count;
+  if (outcome.result == WAIT_TIMEOUT || inputWaits) {
+    return false;
+  }
+  RaiseWaitError(point.At(this), outcome, count, AbandonedStatus::Told);
+}
+
+void MEngineThread::SignalThreadStarted() {
+  static MFlowPoint point(ClassName, L"SignalThreadStarted");
+  point.At(this).LogTimingPoint(0, 0);
+  ::SetEvent(threadStartedEvent);
+}
+
+void MEngineThread::ChangeState(State newState) noexcept {
+  static MFlowPoint point(ClassName, L"ChangeState");
+  state.store(newState, std::memory_order_relaxed);
+  point.At(this).LogStateChange(static_cast<std::uint32_t>(newState), 0);
+}
+
+void MEngineThread::OnFlush() {}
+
+void MEngineThread::OnStop() {}
+
+void MEngineThread::OnFlushWrapper() {
+  static MFlowPoint point(ClassName, L"OnFlushWrapper");
+  const MFlowScope scope = point.At(this).OpenScope();
+  OnFlush();
+  ::SetEvent(flushDoneEvent);
+}
+
+void MEngineThread::OnStopWrapper() {
+  static MFlowPoint point(ClassName, L"OnStopWrapper");
+  const MFlowScope scope = point.At(this).OpenScope();
+  OnStop();
+}
+
+void MEngineThread::OnRestartEventLoop() {
+  static MFlowPoint point(ClassName, L"OnRestartEventLoop");
+  const MFlowScope scope = point.At(this).OpenScope();
+}

@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/errors/NonCopyable.h"
+#include "velta/platform/Api.h"
+#include "velta/platform/Types.h"
+#include "velta/threads/MMutex.h"
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+class IThreadErrorHandler;
+class MCallbackFunctor;
+class MFlowPoint;
+
+/// A worker thread that runs an event loop: it waits for up to 64 Windows events and runs the
+/// callback of whichever is signalled, one at a time, the lowest index first.
+///
+/// Derive from it and supply the body, `ThreadFunction`: set up, call `SignalThreadStarted`, then
+/// call `WaitForEvents` until `IsStopRequested`. Not for a single job without events: that needs no
+/// engine.
+///
+/// Life cycle: "Inactive" -> `Start` -> "Starting" -> "Running" -> `Stop` -> "Stopping" ->
+/// "Inactive", and again. The object must outlive its thread. The base destructor stops a running
+/// thread, but by then the parts of a derived class are gone: a derived destructor calls
+/// `ForceStop` first.
+///
+/// Threads: `Start`, `Stop` and `Flush` may be called from any thread but the engine thread itself,
+/// and wait for each other. The engine thread alone runs the body, the callbacks and the hooks.
+///
+/// Errors are `MException`s with the class "MEngineThread".
+class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
+ public:
+  enum class State : std::int32_t { Inactive = 0, Starting = 1, Running = 2, Stopping = 3 };
+
+  /// Stops the thread if it runs and deletes the callbacks.
+  virtual ~MEngineThread();
+
+  /// Starts the thread and returns once its body has called `SignalThreadStarted`.
+  ///
+  /// On failure the thread is "Inactive" again.
+  /// Errors: "AlreadyRunning"; "BeginThread" with "errno" when the system refuses a thread;
+  /// "ThreadExitedUnexpectedly" when the body ends without having signalled; "Abandoned" and
+  /// "Unexpected" with "status", "WaitFailed" with "winErrorCode".
+  void Start();
+
+  /// Asks the thread to end and waits until it has; nothing to do when it is "Inactive" or when a
+  /// stop has been asked for already (it then returns without waiting).
+  ///
+  /// Errors: "CannotStopSelf" on the engine thread; "Abandoned"; "Unexpected" with "status";
+  /// "WaitFailed" with "winErrorCode".
+  void Stop();
+
+  /// Has the engine thread run `OnFlush`, before any other pending event, and waits until it has;
+  /// nothing to do when it is "Inactive".
+  ///
+  /// Other control operations wait behind a flush.
+  /// Errors: "CannotFlushSelf" on the engine thread; "ThreadExitedUnexpectedly" when the thread
+  /// ends first, be it by a stop; "Abandoned" and "Unexpected" with "status", "WaitFailed" with
+  /// "winErrorCode".
+  void Flush();
+
+  /// Stops the thread as well as it can be done. Never throws an `MException`: an error of the stop
+  /// is logged and the thread counts as "Inactive" all the same.
+  void ForceStop();
+
+  /// Whether the state is other than "Inactive". A snapshot, taken without a lock.
+  bool IsRunning() const noexcept;
+
+  /// Whether a stop has been asked for since the last start. Takes no lock and does not wait.
+  bool IsStopRequested() const noexcept;
+
+ protected:
+  /// Makes an inactive thread.
+  ///
+  /// @param errorHandler           hears of an `MException` that ends the body; may be null, is not
+  ///                               owned, must outlive the thread
+  /// @param processWindowMessages  whether `WaitForEvents` also returns for window input, which the
+  ///                               body then pumps; the limit is 63 events in that case
+  ///
+  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  MEngineThread(IThreadErrorHandler* errorHandler, bool processWindowMessages);
+
+  /// The thread's body, on the engine thread. Returning ends the thread.
+  ///
+  /// An `MException` from it goes to the error handler, or is dropped when there is none; any other
+  /// exception ends the process.
+  virtual void ThreadFunction() = 0;
+
+  /// Runs on the engine thread for each `Flush`. An exception ends the thread.
+  virtual void OnFlush();
+
+  /// Runs on the engine thread when it sees that a stop is requested.
+  virtual void OnStop();
+
+  /// Registers an event, in the order of the wait: what is registered first is served first.
+  ///
+  /// Call it from a derived constructor or from the engine thread; it takes no lock.
+  /// @param event     not owned; must stay open as long as the thread may wait
+  /// @param callback  owned from this call on, also when it fails; not null
+  ///
+  /// Errors: "TooManyWaitableEvents" beyond 64; an `MException` holding an `MErrorOutOfMemory`.
+  void AddEvent(HANDLE event, MCallbackFunctor* callback);
+
+  /// One round of the loop: waits for an event and runs its callback.
+  ///
+  /// @param timeoutMs  milliseconds, all bits set for no limit
+  /// @return false when the time is over, or when window input is waiting to be pumped
+  ///
+  /// Errors: those of the callback; "Abandoned" and "Unexpected" with "status", "WaitFailed" with
+  /// "winErrorCode".
+  [[nodiscard]] bool WaitForEvents(std::uint32_t timeoutMs);
+
+  /// Tells `Start` that the body is set up. To be called once, by the body.
+  void SignalThreadStarted();
+
+  /// Stores and logs a new state.
+  void ChangeState(State newState) noexcept;
+
+  void OnFlushWrapper();
+  void OnStopWrapper();
+  void OnRestartEventLoop();
+
+ private:
+  static unsigned RunThread(void* engineThread);
+
+  bool IsOnEngineThread() const noexcept;
+  void CreateThread(MFlowPoint& point);
+  void CloseThread() noexcept;
+  void DestroyEvents() noexcept;
+
+  std::atomic<State> state{State::Inactive};
+  MMutex controlMutex;
+  std::atomic<std::uint32_t> threadId{0};
+  HANDLE threadHandle = nullptr;  // owned; guarded by the control mutex
+  HANDLE flushRequestEvent;
+  HANDLE stopEvent;
+  HANDLE threadStartedEvent;
+  HANDLE flushDoneEvent;
+  HANDLE restartEvent;
+  std::vector<HANDLE> waitableHandles;
+  std::vector<MCallbackFunctor*> callbacks;  // owned, parallel to the handles
+  IThreadErrorHandler* threadErrorHandler;
+  bool processWindowMessages;
+  std::uint32_t startCount = 0;  // tells one run from the next; guarded by the control mutex
+};

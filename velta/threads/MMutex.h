@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/Api.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/// A lock as the framework sees it.
+class MMutexImp {
+ public:
+  MMutexImp(const MMutexImp&) = delete;
+  MMutexImp& operator=(const MMutexImp&) = delete;
+  virtual ~MMutexImp() = default;
+
+  /// Waits until the lock is the caller's. @return whether it is
+  virtual bool Lock() = 0;
+  /// The same without waiting.
+  virtual bool TryLock() = 0;
+  virtual void Unlock() = 0;
+
+ protected:
+  MMutexImp() = default;
+};
+
+/// A Windows critical section: the thread that holds it may take it again.
+class VELTA_API MMutexWinImp final : public MMutexImp {
+ public:
+  MMutexWinImp();
+  ~MMutexWinImp() override;
+
+  bool Lock() override;
+  bool TryLock() override;
+  void Unlock() override;
+
+ private:
+  // The critical section itself, whose type only windows.h knows.
+  alignas(std::max_align_t) std::byte criticalSection[48];
+};
+
+/// Holds the lock that guards a framework object.
+class VELTA_API MMutex {
+ public:
+  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  MMutex();
+  MMutex(const MMutex&) = delete;
+  MMutex& operator=(const MMutex&) = delete;
+  ~MMutex();
+
+  /// Waits until the lock is the caller's; recursive. @return false when there is no lock any more
+  bool Lock() {
+    if (implementation == nullptr || !implementation->Lock()) {
+      return false;
+    }
+    ++lockCount;
+    return true;
+  }
+
+  void Unlock() {
+    if (implementation != nullptr) {
+      lockCount = lockCount > 0 ? lockCount - 1 : 0;
+      implementation->Unlock();
+    }
+  }
+
+ private:
+  MMutexImp* implementation;  // owned
+  std::int32_t lockCount = 0;
+};
+
+/// Holds an `MMutex` until its scope ends or `Unlock` is called.
+class MMutexGuard {
+ public:
+  explicit MMutexGuard(MMutex& guarded) : mutex(guarded), locked(guarded.Lock()) {}
+  MMutexGuard(const MMutexGuard&) = delete;
+  MMutexGuard& operator=(const MMutexGuard&) = delete;
+  ~MMutexGuard() { Unlock(); }
+
+  void Unlock() {
+    if (locked) {
+      locked = false;
+      mutex.Unlock();
+    }
+  }
+
+ private:
+  MMutex& mutex;
+  bool locked;
+};

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "velta/threads/MPointerFifo.h"
+
+#include "velta/errors/MError.h"
+#include "velta/platform/internal/Win32.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+MPointerFifo::MPointerFifo(std::int32_t step)
+    : growStep((std::max)(step, std::int32_t{1})),
+      dataEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+MPointerFifo::~MPointerFifo() { ::CloseHandle(dataEvent); }
+
+void MPointerFifo::Push(void* item) {
+  const MMutexGuard lock(mutex);
+  if (count == capacity && capacity > (std::numeric_limits<std::int32_t>::max)() - growStep) {
+    MErrorOutOfMemory::Throw();
+  }
+  if (static_cast<std::uint32_t>(count) == storage) {
+    GrowStorage();
+  }
+  if (count == capacity) {
+    capacity += growStep;
+    head = 0;
+  }
+  buffer[(first + static_cast<std::uint32_t>(count)) & (storage - 1)] = item;
+  ++count;
+  if (count == 1) {
+    ::SetEvent(dataEvent);  // above 1 it is set already, and only Pop and Clear reset it
+  }
+}
+
+void MPointerFifo::GrowStorage() {
+  const std::uint32_t newStorage = storage == 0 ? 1 : storage * 2;
+  std::unique_ptr<void*[]> larger(new (std::nothrow) void*[newStorage]);
+  if (larger == nullptr) {
+    MErrorOutOfMemory::Throw();
+  }
+  // The ring is full: the oldest elements stand behind the youngest.
+  if (storage > 0) {
+    void** const oldest = std::copy(buffer.get() + first, buffer.get() + storage, larger.get());
+    std::copy(buffer.get(), buffer.get() + first, oldest);
+  }
+  buffer = std::move(larger);
+  storage = newStorage;
+  first = 0;
+}
+
+bool MPointerFifo::Pop(void** item) {
+  const MMutexGuard lock(mutex);
+  if (count == 0) {
+    return false;
+  }
+  *item = buffer[first];
+  first = (first + 1) & (storage - 1);
+  --count;
+  if (++head == capacity) {
+    head = 0;
+  }
+  if (count == 0) {
+    ::ResetEvent(dataEvent);
+  }
+  return true;
+}
+
+bool MPointerFifo::Peek(void** item) {
+  const MMutexGuard lock(mutex);
+  if (count == 0) {
+    return false;
+  }
+  *item = buffer[first];
+  return true;
+}
+
+void MPointerFifo::Clear() {
+  const MMutexGuard lock(mutex);
+  buffer.reset();
+  count = 0;
+  capacity = 0;
+  head = 0;
+  storage = 0;
+  first = 0;
+  ::ResetEvent(dataEvent);
+}
+
+std::int32_t MPointerFifo::GetCount() {
+  const MMutexGuard lock(mutex);
+  return count;
+}
+
+std::int32_t MPointerFifo::GetCapacity() {
+  const MMutexGuard lock(mutex);
+  return capacity;
+}
+
+std::int32_t MPointerFifo::GetHead() {
+  const MMutexGuard lock(mutex);
+  return head;
+}
+
+bool MPointerFifo::WaitForData(std::uint32_t timeoutMs) const noexcept {
+  return ::WaitForSingleObject(dataEvent, timeoutMs) == WAIT_OBJECT_0;
+}

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/Api.h"
+#include "velta/platform/Types.h"
+#include "velta/threads/MMutex.h"
+
+#include <cstdint>
+#include <memory>
+
+/// The queue beneath every `MThreadSafeFifo`, which gives it a type. Use that one.
+///
+/// A ring of slots whose number grows by the grow step whenever a push finds it full; the oldest
+/// element then moves to slot 0. Growing by single slots would copy everything at each push, so the
+/// storage behind the slots is doubled ahead of them and holds the elements in a ring of its own:
+/// which slot an element is in is a matter of counting, and n pushes cost O(n).
+class VELTA_API MPointerFifo {
+ public:
+  /// @param growStep  slots added at a time; less than 1 counts as 1
+  ///
+  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  explicit MPointerFifo(std::int32_t growStep);
+  MPointerFifo(const MPointerFifo&) = delete;
+  MPointerFifo& operator=(const MPointerFifo&) = delete;
+  ~MPointerFifo();
+
+  void Push(void* item);
+  bool Pop(void** item);
+  bool Peek(void** item);
+  void Clear();
+  std::int32_t GetCount();
+  std::int32_t GetCapacity();
+  std::int32_t GetHead();
+  bool WaitForData(std::uint32_t timeoutMs) const noexcept;
+  HANDLE GetEvent() const noexcept { return dataEvent; }
+
+ private:
+  void GrowStorage();
+
+  std::unique_ptr<void*[]> buffer;  // null while the capacity is 0
+  std::int32_t count = 0;
+  std::int32_t capacity = 0;
+  std::int32_t growStep;
+  std::int32_t head = 0;  // the slot of the oldest element
+  MMutex mutex;
+  HANDLE dataEvent;           // signalled exactly while count is above 0
+  std::uint32_t storage = 0;  // length of the buffer: 0 or a power of two, at least the count
+  std::uint32_t first = 0;    // where the oldest element stands in the buffer
+};

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/logging/MFlowPoint.h"
+#include "velta/platform/internal/SystemCalls.h"
+#include "velta/platform/internal/Win32.h"
+
+#include <cstdint>
+#include <initializer_list>
+
+/// How a wait ended. The last error is read at once: logging or unlocking could replace it.
+struct WaitOutcome {
+  DWORD result;
+  DWORD lastError;
+};
+
+inline WaitOutcome ObserveWait(DWORD result) noexcept {
+  return {result, result == WAIT_FAILED ? ::GetLastError() : 0};
+}
+
+/// Waits without a time-out for any one of the handles; the lowest signalled index wins.
+inline WaitOutcome WaitForAny(std::initializer_list<HANDLE> handles) noexcept {
+  return ObserveWait(systemCalls.waitForAny.load(std::memory_order_relaxed)(
+      static_cast<DWORD>(handles.size()), handles.begin(), INFINITE));
+}
+
+inline WaitOutcome WaitForOne(HANDLE handle, DWORD timeoutMs) noexcept {
+  return ObserveWait(systemCalls.waitForSingle.load(std::memory_order_relaxed)(handle, timeoutMs));
+}
+
+/// Whether an "Abandoned" error tells the wait's result.
+enum class AbandonedStatus : std::uint8_t { Told, Untold };
+
+/// Raises the error for a wait whose result is none of the expected ones: "Abandoned" for one of
+/// the `handleCount` handles, "WaitFailed" with "winErrorCode", else "Unexpected" with "status".
+[[noreturn]] inline void RaiseWaitError(MFlowPoint& point, const WaitOutcome& outcome,
+                                        DWORD handleCount, AbandonedStatus abandonedStatus) {
+  if (outcome.result >= WAIT_ABANDONED_0 && outcome.result < WAIT_ABANDONED_0 + handleCount) {
+    if (abandonedStatus == AbandonedStatus::Untold) {
+      point.Raise(L"Abandoned");
+    }
+    point.Raise(L"Abandoned", L"status", outcome.result);
+  }
+  if (outcome.result == WAIT_FAILED) {
+    point.Raise(L"WaitFailed", L"winErrorCode", outcome.lastError);
+  }
+  point.Raise(L"Unexpected", L"status", outcome.result);
+}
