@@ -14,10 +14,11 @@ foreach(library gtest gtest_main gmock gmock_main)
   target_compile_options(${library} PRIVATE -w)
 endforeach()
 
-set(VELTA_TEST_FIXTURE "")
+# Properties of every test that runs a program of the target; the examples' tests use them too.
+set(VELTA_TEST_FIXTURE "" CACHE INTERNAL "")
 if(WIN32 AND CMAKE_CROSSCOMPILING)
   include(WineSession)
-  set(VELTA_TEST_FIXTURE FIXTURES_REQUIRED wine)
+  set(VELTA_TEST_FIXTURE FIXTURES_REQUIRED wine CACHE INTERNAL "")
 endif()
 
 function(velta_test name)

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// The names that headers of the platform and of hosts are known to define as macros.
+
+// The standard library is not what is tested, and not every one survives these.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <iosfwd>
+#include <limits>
+#include <list>
+#include <locale>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#define min(a, b) (((a) < (b)) ? (a) : (b))
+#define max(a, b) (((a) > (b)) ? (a) : (b))
+#define ERROR 0
+#define IN
+#define OUT
+#define OPTIONAL
+#define near
+#define far
+#define small char
+#define interface struct
+#define CONST const
+#define Yield()
+#define GetObject GetObjectW
+#define CreateEvent CreateEventW
+#define SendMessage SendMessageW
+
+#include "AllPublicHeaders.h"
+
+#if !defined(min) || !defined(max) || !defined(ERROR) || !defined(near) || !defined(interface)
+#error "a public header has removed a macro of its includer"
+#endif
