@@ -1,46 +1,39 @@
 // SPDX-License-Identifier: MIT
-#include "velta/commands/MCommandProcessor.h"
-#include "velta/commands/MCommandSynchronous.h"
-#include "velta/errors/MError.h"
-#include "velta/errors/MException.h"
-#include "velta/logging/MFlowPoint.h"
-
+#include <cstdint>
 #include <iostream>
 #include <memory>
 
-class Divide : public MCommandSynchronous {  // runs on the processor's thread
- public:
-  Divide(const MExceptionHolder& outcome, std::uint32_t a, std::uint32_t b)
-      : MCommandSynchronous(outcome), dividend(a), divisor(b) {}
+#include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
 
- protected:
-  void Execute() override {
-    static MFlowPoint point(L"Divide", L"Execute");
-    const MFlowScope scope = point.At(this).OpenScope();  // two events in the log
-    if (divisor == 0) point.At(this).Raise(L"DivisorIsZero", L"dividend", dividend);
-    std::wcout << dividend / divisor << L'\n';
-  }
+class Divide : public MCommandSynchronous {
+ public:
+  Divide(const MExceptionHolder& outcome, std::uint32_t number, std::uint32_t divisor)
+      : MCommandSynchronous(outcome), a(number), b(divisor) {}
 
  private:
-  std::uint32_t dividend, divisor;
+  void Execute() override {  // on the processor's thread
+    static MFlowPoint point(L"Divide", L"Execute");
+    const MFlowScope scope = point.At(this).OpenScope();
+    if (b == 0) point.At(this).Raise(L"DivisorIsZero", L"number", a);
+    std::wcout << a / b << L'\n';
+  }
+
+  std::uint32_t a, b;
 };
 
 int main() {
   MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
   processor.Start();
-  for (const std::uint32_t divisor : {2U, 0U}) {
-    const MExceptionHolder outcome = MExceptionHolder::Create();
-    std::unique_ptr<MCommandSynchronous> command = std::make_unique<Divide>(outcome, 7U, divisor);
-    processor.ExecuteSynchronously(command);  // waits; a failure comes back in the outcome
-    try {
-      outcome.ThrowIfError();
-    } catch (const MException& exception) {
-      const MError& error = *exception.GetError(0);
-      std::wcout << error.GetCode();
-      for (const auto& [name, text] : error.GetParameters())
-        std::wcout << ' ' << name << '=' << text;
-      std::wcout << L'\n';
-    }
-  }
+  const MExceptionHolder outcome = MExceptionHolder::Create();
+  std::unique_ptr<MCommandSynchronous> command = std::make_unique<Divide>(outcome, 7U, 0U);
+  processor.ExecuteSynchronously(command);  // waits; a failure comes back in the outcome
   processor.Stop();
+  try {
+    outcome.ThrowIfError();
+  } catch (const MException& exception) {
+    const MError& error = *exception.GetError(0);
+    std::wcout << error.GetCode() << L" number=" << error.GetParameters().at(L"number") << L'\n';
+  }
 }
