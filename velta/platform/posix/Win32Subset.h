@@ -74,17 +74,17 @@ inline constexpr std::size_t _TRUNCATE = SIZE_MAX;
 // and reads them without a call. Hidden: the accesses need no indirection.
 #if defined(__GNUC__)
 #define VELTA_POSIX_HIDDEN __attribute__((visibility("hidden")))
-#define VELTA_POSIX_THREAD_STATE __attribute__((visibility("hidden"), tls_model("initial-exec")))
+#define VELTA_POSIX_EARLY_TLS __attribute__((tls_model("initial-exec")))
 #else
 #define VELTA_POSIX_HIDDEN
-#define VELTA_POSIX_THREAD_STATE
+#define VELTA_POSIX_EARLY_TLS
 #endif
 
 namespace Velta::Posix {
 
-VELTA_POSIX_THREAD_STATE extern constinit thread_local DWORD lastError;
+VELTA_POSIX_HIDDEN VELTA_POSIX_EARLY_TLS extern constinit thread_local DWORD lastError;
 /// 0 until asked for, and again in a forked child.
-VELTA_POSIX_THREAD_STATE extern constinit thread_local DWORD cachedThreadId;
+VELTA_POSIX_HIDDEN VELTA_POSIX_EARLY_TLS extern constinit thread_local DWORD cachedThreadId;
 
 DWORD FetchThreadId() noexcept;
 

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include "velta/platform/posix/Dispatcher.h"
+
+namespace Velta::Posix {
+
+constinit FutexLock dispatcherLock;
+
+namespace {
+
+void RemoveNode(WaitNode* node) noexcept {
+  WaitableObject* const object = node->object;
+  (node->previous != nullptr ? node->previous->next : object->firstNode) = node->next;
+  (node->next != nullptr ? node->next->previous : object->lastNode) = node->previous;
+  node->object = nullptr;
+  if (object->firstNode == nullptr) {
+    object->word.fetch_and(~kHasWaiters, std::memory_order_relaxed);
+  }
+}
+
+}  // namespace
+
+void WakeList::Add(const std::atomic<std::uint32_t>* word) noexcept {
+  if (count == kCapacity) {
+    FutexWake(word, 1);  // so many sleep on one event only in a test: let them meet the lock
+    return;
+  }
+  words[count++] = word;
+}
+
+void WakeList::WakeAll() const noexcept {
+  for (int i = 0; i < count; ++i) FutexWake(words[i], 1);
+}
+
+void AppendNode(WaitableObject* object, Waiter* waiter, std::uint32_t index) noexcept {
+  WaitNode* const node = &waiter->nodes[index];
+  *node = {waiter, object, object->lastNode, nullptr};
+  (node->previous != nullptr ? node->previous->next : object->firstNode) = node;
+  object->lastNode = node;
+  waiter->count = index + 1;
+}
+
+void RemoveNodes(Waiter* waiter) noexcept {
+  for (std::uint32_t i = 0; i < waiter->count; ++i) {
+    if (waiter->nodes[i].object != nullptr) RemoveNode(&waiter->nodes[i]);
+  }
+}
+
+bool SatisfyFirst(WaitableObject* object, WakeList* wakes) noexcept {
+  WaitNode* const node = object->firstNode;
+  if (node == nullptr) return false;
+  Waiter* const waiter = node->waiter;
+  const auto index = static_cast<std::uint32_t>(node - waiter->nodes);
+  RemoveNodes(waiter);
+  const std::uint32_t was = waiter->word.exchange(index, std::memory_order_acq_rel);
+  if (was == Waiter::kAsleep) wakes->Add(&waiter->word);
+  return true;
+}
+
+void AbandonNodes(WaitableObject* object) noexcept {
+  while (object->firstNode != nullptr) RemoveNode(object->firstNode);
+}
+
+}  // namespace Velta::Posix

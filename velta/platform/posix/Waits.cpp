@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#include <mutex>
+
+#include <time.h>
+
+#include "velta/platform/posix/Dispatcher.h"
+#include "velta/platform/posix/Futex.h"
+#include "velta/platform/posix/MonotonicTime.h"
+#include "velta/platform/posix/ObjectTable.h"
+#include "velta/platform/posix/SpinBudget.h"
+#include "velta/platform/posix/Win32Subset.h"
+
+using namespace Velta::Posix;
+
+namespace {
+
+VELTA_POSIX_EARLY_TLS constinit thread_local SpinBudget spinBudget;
+
+constexpr DWORD kMaxMessageWaitObjects = MAXIMUM_WAIT_OBJECTS - 1;  // input takes the last place
+
+DWORD Fail(DWORD error) noexcept {
+  ::SetLastError(error);
+  return WAIT_FAILED;
+}
+
+/// Whether the object is signalled; takes the signal of an automatic event.
+/// @param word  its word as last seen; holds a newer one afterwards
+bool TryTake(const ObjectReference& reference, std::uint64_t* word) noexcept {
+  while (reference.Admits(*word) && (*word & kSignalled) != 0) {
+    if ((*word & kManualReset) != 0) return true;
+    if (reference.object->word.compare_exchange_weak(*word, *word & ~kSignalled,
+                                                     std::memory_order_acquire)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// The first that is signalled of the handles before `end`, all known to be valid; else `end`.
+DWORD FirstSignalled(const HANDLE* handles, DWORD end) noexcept {
+  for (DWORD i = 0; i < end; ++i) {
+    const WaitableObject* const object = FindObject(handles[i]).object;
+    if ((object->word.load(std::memory_order_acquire) & kSignalled) != 0) return i;
+  }
+  return end;
+}
+
+/// The look without the lock, with which most waits of a busy thread end.
+///
+/// @return an index, WAIT_FAILED for a handle that is not valid, or WAIT_TIMEOUT when this look does
+///         not tell: nothing was signalled, or an automatic event behind others, which cannot be
+///         taken and compared with them in one step
+DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
+  DWORD found = count;
+  ObjectReference foundReference{};
+  std::uint64_t foundWord = 0;
+  for (DWORD i = 0; i < count; ++i) {
+    const ObjectReference reference = FindObject(handles[i]);
+    if (reference.object == nullptr) return WAIT_FAILED;
+    const std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
+    if (!reference.Admits(word)) return WAIT_FAILED;
+    if (found == count && (word & kSignalled) != 0) {
+      found = i;
+      foundReference = reference;
+      foundWord = word;
+    }
+  }
+  if (found == count) return WAIT_TIMEOUT;
+  if (found == 0) return TryTake(foundReference, &foundWord) ? found : WAIT_TIMEOUT;
+  if ((foundWord & kManualReset) == 0) return WAIT_TIMEOUT;
+  // One before it may have been set first, after its turn in the loop above: look again.
+  return FirstSignalled(handles, found) == found ? found : WAIT_TIMEOUT;
+}
+
+/// The look under the lock: takes a signal, or puts the waiter into every object's list.
+///
+/// What has the waiter in its list cannot become signalled before the lock is released, so the
+/// first index found is the lowest there is.
+DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept {
+  for (DWORD i = 0; i < count; ++i) {
+    const ObjectReference reference = FindObject(handles[i]);
+    if (reference.object == nullptr) return WAIT_FAILED;
+    std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
+    do {
+      if (TryTake(reference, &word)) return i;
+      if (!reference.Admits(word)) return WAIT_FAILED;
+      if ((word & kHasWaiters) != 0) break;
+    } while (!reference.object->word.compare_exchange_weak(word, word | kHasWaiters,
+                                                           std::memory_order_acquire));
+    AppendNode(reference.object, waiter, i);
+  }
+  return WAIT_TIMEOUT;
+}
+
+bool IsSatisfied(std::uint32_t word) noexcept { return word < MAXIMUM_WAIT_OBJECTS; }
+
+/// Polls for a while, if that has paid for this thread lately.
+bool SpinUntilSatisfied(const Waiter& waiter) noexcept {
+  if (!spinBudget.MaySpin()) return false;
+  bool satisfied = false;
+  for (int i = 0; i < SpinBudget::kPauses && !satisfied; ++i) {
+    SpinPause();
+    satisfied = IsSatisfied(waiter.word.load(std::memory_order_relaxed));
+  }
+  spinBudget.Report(satisfied);
+  return satisfied;
+}
+
+/// Sleeps until the wait is satisfied; false when the deadline comes first.
+bool SleepUntilSatisfied(Waiter* waiter, const timespec* deadline) noexcept {
+  std::uint32_t word = Waiter::kWaiting;
+  if (!waiter->word.compare_exchange_strong(word, Waiter::kAsleep, std::memory_order_acquire)) {
+    return true;
+  }
+  while (FutexWait(&waiter->word, Waiter::kAsleep, deadline)) {
+    if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) return true;
+  }
+  // A signal that came together with the deadline counts, or an automatic event would lose it.
+  const std::lock_guard lock(dispatcherLock);
+  if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) return true;
+  RemoveNodes(waiter);
+  return false;
+}
+
+DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
+  timespec deadline{};
+  if (milliseconds != 0 && milliseconds != INFINITE) deadline = MonotonicAfter(milliseconds);
+
+  Waiter waiter;
+  {
+    const std::lock_guard lock(dispatcherLock);
+    const DWORD result = TakeOrEnlist(count, handles, &waiter);
+    if (result != WAIT_TIMEOUT || milliseconds == 0) {
+      RemoveNodes(&waiter);
+      return result;
+    }
+  }
+  if (!SpinUntilSatisfied(waiter) &&
+      !SleepUntilSatisfied(&waiter, milliseconds != INFINITE ? &deadline : nullptr)) {
+    return WAIT_TIMEOUT;
+  }
+  return WAIT_OBJECT_0 + waiter.word.load(std::memory_order_acquire);
+}
+
+DWORD WaitForAny(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
+  DWORD result = TakeUnlocked(count, handles);
+  // A single object that was seen unsignalled needs no second look.
+  if (result == WAIT_TIMEOUT && (milliseconds != 0 || count > 1)) {
+    result = WaitBlocking(count, handles, milliseconds);
+  }
+  return result != WAIT_FAILED ? result : Fail(ERROR_INVALID_HANDLE);
+}
+
+}  // namespace
+
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
+  return WaitForAny(1, &object, milliseconds);
+}
+
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
+                             DWORD milliseconds) noexcept {
+  if (count == 0 || count > MAXIMUM_WAIT_OBJECTS || objects == nullptr || waitAll != FALSE) {
+    return Fail(ERROR_INVALID_PARAMETER);
+  }
+  return WaitForAny(count, objects, milliseconds);
+}
+
+DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD milliseconds,
+                                  DWORD /*wakeMask*/, DWORD flags) noexcept {
+  if (count > kMaxMessageWaitObjects || (count != 0 && objects == nullptr) ||
+      (flags & ~MWMO_INPUTAVAILABLE) != 0) {
+    return Fail(ERROR_INVALID_PARAMETER);
+  }
+  return WaitForAny(count, objects, milliseconds);
+}
