@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+// Counts and refuses the allocations of the calling thread: its own program, since it replaces the
+// global operators.
+#include "KLoggerProbe.h"
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowLogger.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/MKLoggerAdapter.h"
+#include "velta/logging/internal/ProcessLog.h"
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int kNever = -1;
+thread_local int allocations = 0;
+thread_local int allowed = kNever;
+
+void* Allocate(std::size_t size) noexcept {
+  ++allocations;
+  if (allowed == 0) return nullptr;
+  if (allowed > 0) --allowed;
+  return std::malloc(size != 0 ? size : 1);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (void* const memory = Allocate(size)) return memory;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return Allocate(size);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace {
+
+using testing::Contains;
+using testing::Pair;
+
+const wchar_t ClassName[] = L"MJob";
+
+// Runs `action` with every allocation from the n-th on refused, for n = 0, 1, ... until one run
+// needs no refused one. Returns how many runs were refused something.
+int RefuseEverywhere(const std::function<void()>& action) {
+  for (int n = 0;; ++n) {
+    allocations = 0;
+    allowed = n;
+    action();
+    allowed = kNever;
+    if (allocations <= n) return n;
+  }
+}
+
+TEST(LogAllocation, EventsNeedNone) {
+  KLogger log;
+  MKLoggerAdapter adapter(KLogger::Instance());
+  MKLoggerAdapter other(&log);
+  adapter.Attach(&other);
+  MFlowPoint point(ClassName, L"Run");
+  point.LogConstruction();  // whatever is made on first use
+  allocations = 0;
+  for (int i = 0; i < 1000; ++i) {
+    point.At(&log).LogConstruction();
+    point.At(&log).LogStateChange(1, 0);
+    const MFlowScope scope = point.At(&log).OpenScope();
+    adapter.LogEvent(9, 1, 2, 3, 4, &log);
+    point.At(&log).LogDestruction();
+  }
+  EXPECT_EQ(allocations, 0);
+}
+
+TEST(LogAllocation, RefusedWhileRegisteringOnlyLosesNames) {
+  static const wchar_t longName[] = L"a name too long to fit into a string without an allocation";
+  const int refused = RefuseEverywhere([] {
+    KLogger* const log = KLogger::Instance();
+    MDiagnosticsRegistry* const registry = MDiagnosticsRegistry::Instance();
+    registry->RegisterClassName(longName, longName);
+    registry->RegisterPointName(longName, longName + 1, longName);
+    registry->RegisterObjectName(longName, longName);
+    registry->RegisterStateName(longName, 1, longName);
+    registry->RegisterErrorName(longName + 2, longName);
+    registry->RegisterMessageName(1, longName);
+    registry->RegisterThreadName(longName);
+    KLogger::RegisterName(log, 1, "short");
+    MFlowPoint(ClassName, longName).LogConstruction();
+  });
+  EXPECT_GT(refused, 5);
+  EXPECT_THAT(KLoggerProbe::Names(*KLogger::Instance()), Contains(Pair(1, "short")));
+}
+
+TEST(LogAllocation, RefusedWhileMergingKeepsBothLogsUsable) {
+  KLogger from;
+  for (std::int32_t key = 0; key < 5; ++key) {
+    KLogger::RegisterName(&from, key, "a name too long to fit into a string by itself");
+    KLogger::RegisterMessageName(&from, key, "message");
+  }
+  KLogger into;
+  const int refused = RefuseEverywhere([&] {
+    from.MergeNamesInto(&into);  // goes on where the last one stopped
+  });
+  EXPECT_GT(refused, 10);
+  EXPECT_EQ(KLoggerProbe::Names(into), KLoggerProbe::Names(from));
+  EXPECT_EQ(KLoggerProbe::States(into), KLoggerProbe::States(from));
+}
+
+TEST(LogAllocation, RefusedWhileDumpingFreezesTheLog) {
+  KLogger log;
+  KLogger::Write(&log, -7, 1, 2, 3, 4, nullptr);
+  bool frozen = false;
+  RefuseEverywhere([&] {
+    struct : std::streambuf {
+      std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
+        return length;
+      }
+    } sink;
+    std::ostream stream(&sink);
+    KLogger::Dump(&log, stream);
+    if (stream.bad()) {
+      frozen = true;
+      EXPECT_EQ(KLoggerProbe::Counter(log), 1U << 1U);
+      EXPECT_EQ(+KLoggerProbe::Record(log, 0).value1, 1);
+    }
+  });
+  EXPECT_TRUE(frozen);
+  EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
+}
+
+TEST(LogAllocation, RefusedOnFirstUseIsTriedAgain) {
+  KLogger* const core = ProcessLog::core.exchange(nullptr);
+  MKLoggerAdapter* const adapter = ProcessLog::adapter.exchange(nullptr);
+  MFlowLogger* const logger = ProcessLog::logger.exchange(nullptr);
+  MDiagnosticsRegistry* const registry = ProcessLog::registry.exchange(nullptr);
+  MFlowPoint point(nullptr, nullptr);
+
+  allowed = 0;
+  EXPECT_EQ(KLogger::Instance(), nullptr);
+  EXPECT_EQ(MKLoggerAdapter::Instance(), nullptr);
+  EXPECT_EQ(MFlowLogger::Instance(), nullptr);
+  EXPECT_EQ(MDiagnosticsRegistry::Instance(), nullptr);
+  point.LogConstruction();
+  allowed = kNever;
+  const int refused = RefuseEverywhere([&point] { point.LogConstruction(); });
+  EXPECT_GT(refused, 2);
+
+  EXPECT_EQ(KLoggerProbe::Counter(*KLogger::Instance()), 1U + 2U);  // the last one was logged
+
+  delete ProcessLog::registry.exchange(registry);
+  delete ProcessLog::logger.exchange(logger);
+  delete MKLoggerAdapter::Instance();
+  ProcessLog::adapter.store(adapter);
+  delete ProcessLog::core.exchange(core);
+}
+
+}  // namespace

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "KLoggerProbe.h"
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/platform/internal/Win32.h"
+
+#include <cstring>
+#include <stdexcept>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#if !defined(_WIN32)
+#include <pthread.h>
+#endif
+
+// Stand-ins: a flow point only passes errors by, so this room needs no more of them than a name.
+class MError {};
+class MException {};
+
+namespace {
+
+const wchar_t ClassName[] = L"MJob";
+const ClassNameRegistration registration(ClassName);
+
+TEST(MFlowPoint, EveryOperationLogsItsKindWithTheNamesTheObjectAndTheLine) {
+  int subject = 0;
+  MFlowPoint point(ClassName, L"Run");
+  MDiagnosticsRegistry::Instance()->RegisterStateName(ClassName, 2, L"Running");
+
+  std::vector<LoggedEvent> events = LogDuring([&] {
+    point.LogConstruction();
+    point.SetObject(&subject);
+    point.SetLine(49);
+    point.LogConstruction();
+    point.LogDestruction();
+    point.LogDismissedError(MError());
+    point.LogDismissedError(MException());
+    point.LogStateChange(2, 0);
+    point.LogTimingPoint(3, 4);
+    const MFlowScope outer = point.OpenScope(5, 6);
+    const MFlowScope inner = point.OpenScope();
+    point.SetObject(nullptr);
+    point.SetLine(50);
+  });
+
+  EXPECT_THAT(events,
+              Logged({"Construction MJob.Run", "Construction MJob.Run", "Destruction MJob.Run",
+                      "Dismissed_error (unknown) MJob.Run", "Dismissed_error (unknown) MJob.Run",
+                      "State_change to Running MJob.Run", "Timing_point (3, 4) MJob.Run",
+                      "Scope_push MJob.Run", "Scope_push MJob.Run", "Scope_pop MJob.Run",
+                      "Scope_pop MJob.Run"}));
+  const std::pair<std::int32_t, std::int32_t> values[] = {{0, -1}, {0, 49}, {0, 49}, {0, 49},
+                                                          {0, 49}, {2, 0},  {3, 4},  {5, 6},
+                                                          {0, 49}, {0, 49}, {5, 6}};
+  ASSERT_EQ(events.size(), std::size(values));
+  EXPECT_EQ(events[0].object, 0U);  // until it is set
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    EXPECT_EQ(std::pair(events[i].value1, events[i].value2), values[i]) << i;
+    EXPECT_TRUE(i == 0 || events[i].Concerns(&subject)) << i;
+    EXPECT_EQ(events[i].threadId, ::GetCurrentThreadId());
+  }
+}
+
+TEST(MFlowPoint, AtGivesTheLineOfTheCall) {
+  MFlowPoint point(ClassName, L"Stop");
+  std::int32_t line = 0;
+  const std::vector<LoggedEvent> events = LogDuring([&] {
+    line = __LINE__ + 1;
+    point.At(&line).LogDestruction();
+  });
+  ASSERT_THAT(events, Logged({"Destruction MJob.Stop"}));
+  EXPECT_EQ(events[0].value2, line);
+  EXPECT_TRUE(events[0].Concerns(&line));
+}
+
+TEST(MFlowPoint, NullNamesAreShownAsUnknown) {
+  EXPECT_THAT(LogDuring([] { MFlowPoint(nullptr, nullptr).LogConstruction(); }),
+              Logged({"Construction (unknown).(unknown)"}));
+}
+
+TEST(MFlowScope, EndsOnceEarlyOrByUnwinding) {
+  static MFlowPoint point(ClassName, L"Flush");
+  const std::vector<std::string> texts = {"Scope_push MJob.Flush", "Scope_pop MJob.Flush"};
+  EXPECT_THAT(LogDuring([] {
+                MFlowScope scope = point.OpenScope();
+                scope.Close();
+                scope.Close();
+              }),
+              Logged(texts));
+  EXPECT_THAT(LogDuring([] {
+                EXPECT_THROW(
+                    {
+                      const MFlowScope scope = point.OpenScope();
+                      throw std::runtime_error("unwinds");
+                    },
+                    std::runtime_error);
+              }),
+              Logged(texts));
+}
+
+#if defined(_WIN32)
+struct ThreadNaming {
+  DWORD type;
+  const char* name;
+  DWORD threadId;
+  DWORD flags;
+};
+thread_local std::vector<std::string> announced;
+
+// A debugger's part: sees the exception before the framework swallows it.
+LONG CALLBACK WatchThreadNaming(EXCEPTION_POINTERS* pointers) {
+  const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
+  if (record.ExceptionCode != 0x406D1388) return EXCEPTION_CONTINUE_SEARCH;
+  ThreadNaming naming{};
+  std::memcpy(&naming, record.ExceptionInformation, sizeof naming);
+  if (record.NumberParameters == 3 && naming.type == 0x1000 && naming.flags == 0 &&
+      naming.threadId == ::GetCurrentThreadId()) {
+    announced.emplace_back(naming.name);
+  }
+  return EXCEPTION_CONTINUE_SEARCH;
+}
+#endif
+
+TEST(MDiagnosticsRegistry, ThreadNameReachesTheLogAndTheSystem) {
+  std::uint32_t threadId = 0;
+  std::string systemName;
+  const std::vector<LoggedEvent> events = LogDuring([&] {
+    std::thread([&] {
+      threadId = ::GetCurrentThreadId();
+#if defined(_WIN32)
+      void* const watch = ::AddVectoredExceptionHandler(1, WatchThreadNaming);
+      MDiagnosticsRegistry::Instance()->RegisterThreadName(L"Worker \x141 one");
+      ::RemoveVectoredExceptionHandler(watch);
+      ASSERT_EQ(announced.size(), 1U);
+      systemName = announced[0];
+#else
+      MDiagnosticsRegistry::Instance()->RegisterThreadName(L"Worker \x141 one");
+      char name[16] = {};
+      ASSERT_EQ(::pthread_getname_np(::pthread_self(), name, sizeof name), 0);
+      systemName = name;
+#endif
+      static MFlowPoint point(ClassName, L"Work");
+      point.LogTimingPoint(1, 2);
+    }).join();
+  });
+  EXPECT_EQ(systemName, "Worker A one");
+  ASSERT_EQ(events.size(), 1U);
+  EXPECT_EQ(events[0].threadId, threadId);
+  EXPECT_EQ(events[0].threadName, "Worker A one");
+}
+
+}  // namespace
