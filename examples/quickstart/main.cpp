@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <cstdint>
-#include <iostream>
-#include <memory>
-
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
+
+#include <cstdint>
+#include <iostream>
+#include <memory>
 
 class Divide : public MCommandSynchronous {
  public:
