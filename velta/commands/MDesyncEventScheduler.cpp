@@ -65,13 +65,17 @@ void MDesyncEventScheduler::ScheduleDesyncEvent(MDesyncEvent* event) {
 
 void MDesyncEventScheduler::OnSchedulerEvent() {
   static MFlowPoint point(ClassName, L"OnSchedulerEvent");
-  MDesyncEvent* event = nullptr;
-  while (eventQueue.Pop(event)) {
-    const std::unique_ptr<MDesyncEvent> owned(event);
+  while (const std::unique_ptr<MDesyncEvent> event = PopEvent()) {
     try {
       event->Fire();
     } catch (const MException& exception) {
       point.At(this).LogDismissedError(exception);
     }
   }
+}
+
+std::unique_ptr<MDesyncEvent> MDesyncEventScheduler::PopEvent() {
+  MDesyncEvent* event = nullptr;
+  static_cast<void>(eventQueue.Pop(event));
+  return std::unique_ptr<MDesyncEvent>(event);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
+
 #include "velta/commands/MDesyncEvent.h"
 #include "velta/errors/NonCopyable.h"
 #include "velta/platform/Api.h"
@@ -54,6 +56,8 @@ class VELTA_API MDesyncEventScheduler : private Velta::Libraries::NonCopyable {
   virtual void OnSchedulerEvent();
 
  private:
+  std::unique_ptr<MDesyncEvent> PopEvent();
+
   MSchedulerThread schedulerThread;
   MThreadSafeFifo<MDesyncEvent*, MDesyncEvent*> eventQueue;
 };

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/LoggedEvents.h"
+#include "tests/support/Raises.h"
+#include "velta/errors/GenericGuard.h"
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
+#include "velta/errors/internal/ChainLimit.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
+
+#include <functional>
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+using Velta::Libraries::GenericGuard;
+
+TEST(MFlowPoint, TheCodeLeavesOutWhatIsNullOrEmptyWithItsSeparator) {
+  struct Case {
+    const wchar_t* className;
+    const wchar_t* operation;
+    const wchar_t* error;
+    const wchar_t* code;
+  };
+  const Case cases[] = {
+      {L"MCommandProcessor", L"ExecuteSynchronously", L"WaitFailed",
+       L"MCommandProcessor.ExecuteSynchronously:WaitFailed"},
+      {L"", L"ExecuteSynchronously", L"WaitFailed", L"ExecuteSynchronously:WaitFailed"},
+      {nullptr, nullptr, L"WaitFailed", L"WaitFailed"},
+      {L"Class", L"", L"Error", L"Class:Error"},
+      {L"Class", L"Operation", nullptr, L"Class.Operation"},
+      {L"", L"", L"", L""}};
+  for (const Case& sample : cases) {
+    MFlowPoint point(sample.className, sample.operation);
+    EXPECT_EQ(point.MakeRootError(sample.error).GetCode(), sample.code);
+  }
+}
+
+TEST(MFlowPoint, EveryFormOfRaisingThrowsOneErrorWithItsParametersAndLogsIt) {
+  static const wchar_t className[] = L"RaisingTests";
+  const ClassNameRegistration registration(className);
+  MFlowPoint point(className, L"Raise");
+  const std::vector<LoggedEvent> events = LogDuring([&] {
+    EXPECT_THAT([&] { point.Raise(L"Plain"); },
+                RaisesWith(L"RaisingTests.Raise:Plain", ElementsAre()));
+    EXPECT_THAT(
+        [&] { point.Raise(L"Number", L"status", 4000000000u); },
+        RaisesWith(L"RaisingTests.Raise:Number", ElementsAre(Pair(L"status", L"4000000000"))));
+    EXPECT_THAT([&] { point.Raise(L"Text", L"name", std::string("x")); },
+                RaisesWith(L"RaisingTests.Raise:Text", ElementsAre(Pair(L"name", L"x"))));
+    EXPECT_THAT(
+        [&] {
+          point.RaiseFromException(std::runtime_error("why"), L"Converted", L"name",
+                                   std::string("x"));
+        },
+        RaisesWith(L"RaisingTests.Raise:Converted",
+                   ElementsAre(Pair(L"errorMessage", L"why"), Pair(L"name", L"x"))));
+  });
+  EXPECT_THAT(
+      events,
+      Logged({"Root_error Plain RaisingTests.Raise", "Root_error Number RaisingTests.Raise",
+              "Root_error Text RaisingTests.Raise", "Cascade_error Converted RaisingTests.Raise"}));
+}
+
+TEST(MErrorOutOfMemory, IsThrownAsItself) {
+  try {
+    MErrorOutOfMemory::Throw();
+  } catch (const std::exception& exception) {
+    const auto* const caught = dynamic_cast<const MException*>(&exception);
+    ASSERT_NE(caught, nullptr);
+    ASSERT_EQ(caught->GetErrorCount(), 1);
+    EXPECT_EQ(&caught->GetError(0)->GetClassInfo(), &MErrorOutOfMemory::ClassInfo);
+  }
+}
+
+TEST(MException, AChainAtItsListsLimitRefusesToGrow) {
+  EXPECT_NO_THROW(RequireRoomInChain(4, 5));
+  try {
+    RequireRoomInChain(5, 5);
+    FAIL() << "grew";
+  } catch (const std::length_error& error) {
+    EXPECT_STREQ(error.what(), "list<T> too long");
+  }
+}
+
+TEST(GenericGuard, RunsItsExitActionOnceUnlessDismissed) {
+  int exits = 0;
+  const std::function<void()> count = [&] { ++exits; };
+  {
+    const GenericGuard guard(count);
+  }
+  EXPECT_EQ(exits, 1);
+  {
+    GenericGuard guard(count);
+    guard.Run();
+    EXPECT_EQ(exits, 2);
+    guard.Run();
+  }
+  EXPECT_EQ(exits, 2);
+  {
+    GenericGuard guard(count);
+    guard.Dismiss();
+  }
+  {
+    const GenericGuard empty{std::function<void()>()};
+  }
+  {
+    const GenericGuard both(count, count);
+  }
+  EXPECT_EQ(exits, 4);
+}
+
+TEST(GenericGuard, AFailedEntryNeverRunsTheExit) {
+  bool exited = false;
+  EXPECT_THROW(GenericGuard([] { throw MException(MError(L"entry")); }, [&] { exited = true; }),
+               MException);
+  EXPECT_FALSE(exited);
+}
+
+TEST(GenericGuard, AnMExceptionFromTheExitIsLoggedInTheDestructorAndThrownFromRun) {
+  const std::function<void()> fail = [] { throw MException(MError(L"exit")); };
+  EXPECT_THAT(LogDuring([&] { const GenericGuard guard(fail); }),
+              Logged({"Destruction GenericGuard.~GenericGuard",
+                      "Dismissed_error (unknown) GenericGuard.~GenericGuard"}));
+  {
+    GenericGuard guard(fail);
+    EXPECT_THAT([&] { guard.Run(); }, Raises(L"exit"));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/LoggedEvents.h"
+#include "tests/support/Raises.h"
+#include "tests/support/SystemCallOverride.h"
+#include "velta/platform/internal/SystemCalls.h"
+#include "velta/text/MLocale.h"
+
+#include <clocale>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Pair;
+
+#if defined(_WIN32)
+constexpr const wchar_t* kCommaLocale = L"de-DE";
+#else
+constexpr const wchar_t* kCommaLocale = L"de_DE.UTF-8";
+#endif
+
+MString Streamed(const MLocale& locale, double value) {
+  std::wostringstream stream;
+  stream.imbue(locale.GetStreamLocale());
+  stream.precision(10);
+  stream << value << L' ' << 1234567 << L' ' << std::boolalpha << true;
+  return stream.str();
+}
+
+MString Formatted(const MLocale& locale, const wchar_t* format, double value) {
+  MString text = L"old";
+  locale.Format(text, format, value);
+  return text;
+}
+
+TEST(MLocale, KeepsOnlyTheDecimalSeparatorOfALocale) {
+  EXPECT_EQ(Streamed(MLocale::GetClassic(), 1234567.5), L"1234567.5 1234567 true");
+  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%.15e", 1.5), L"1.500000000000000e+00");
+  EXPECT_EQ(MLocale::GetClassic().GetName(), "C");
+
+  const MLocale comma(kCommaLocale);
+  EXPECT_EQ(Streamed(comma, 1234567.5), L"1234567,5 1234567 true");
+  EXPECT_EQ(Formatted(comma, L"%.2f", 1234567.25), L"1234567,25");
+
+  const MLocale copy(comma);
+  EXPECT_EQ(copy.GetName(), comma.GetName());
+  EXPECT_EQ(Streamed(copy, 0.5), L"0,5 1234567 true");
+  EXPECT_EQ(Formatted(copy, L"%g", 0.5), L"0,5");
+}
+
+TEST(MLocale, FormatMeasuresFirstAndTakesTextOfAnyLength) {
+  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"", 0.0), L"");
+  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%.0f", 1e300).size(), 301u);
+  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%5000.1f|", 2.25), MString(4997, L' ') + L"2.2|");
+}
+
+// The process's own locale is the host's business: it must reach none of the framework's numbers.
+TEST(MLocale, IsNotDisturbedByTheUsersLocale) {
+#if defined(_WIN32)
+  const char* const name = "de-DE";
+#else
+  const char* const name = "de_DE.UTF-8";
+#endif
+  ASSERT_NE(std::setlocale(LC_ALL, name), nullptr);
+  const std::locale before = std::locale::global(std::locale(name));
+  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%g", 1.5), L"1.5");
+  EXPECT_EQ(Streamed(MLocale::GetClassic(), 1234567.5), L"1234567.5 1234567 true");
+  std::locale::global(before);
+  std::setlocale(LC_ALL, "C");
+}
+
+TEST(MLocale, AnUnknownNameIsRefusedWithTheNameAsked) {
+  for (const wchar_t* name : {L"xx-bogus", L"de\x4e2d"}) {
+    std::wstring given(name);
+    for (wchar_t& unit : given) {
+      unit = unit < 0x80 ? unit : L'?';  // no locale's name has other characters
+    }
+    EXPECT_THAT([&] { MLocale{name}; },
+                RaisesWith(L"MLocale.MLocale:BadCppLocale", Contains(Pair(L"name", given))));
+  }
+  EXPECT_THAT([] { MLocale{nullptr}; },
+              RaisesWith(L"MLocale.MLocale:BadCppLocale", Contains(Pair(L"name", L""))));
+}
+
+TEST(MLocale, ANameThatOnlyTheStreamsKnowIsRefusedAsBadCppLocaleToo) {
+  const SystemCallOverride refuse(systemCalls.createLocale,
+                                  [](const char*) -> _locale_t { return nullptr; });
+  const std::vector<LoggedEvent> events = LogDuring([] {
+    EXPECT_THAT(
+        [] { MLocale{L"C"}; },
+        RaisesWith(L"MLocale.MLocale:BadCppLocale",
+                   ElementsAre(Pair(L"errorMessage", L"Unknown exception"), Pair(L"name", L"C"))));
+  });
+  EXPECT_THAT(events, Logged({"Root_error BadCLocale MLocale.MLocale",
+                              "Cascade_error BadCppLocale MLocale.MLocale"}));
+  EXPECT_THAT([] { MLocale{MLocale::GetClassic()}; },
+              RaisesWith(L"MLocale.MLocale:BadCLocale", ElementsAre(Pair(L"name", L"C"))));
+}
+
+}  // namespace
