@@ -36,7 +36,7 @@ TEST(KLoggerText, EveryFormOfARecord) {
       // Named throughout, and nothing named.
       {{4213, -25, 2, 0, kClass, kPoint, 0x21D5C0A1230, 4711},
        "% State_change to Running in_class MJob at Run for_object 0000021D5C0A1230 (The job)"
-       " in_thread 4711 (Worker)\n    0.004213, -25, 2, 0, 7, 8, 2325083714096, 4711"},
+       " in_thread 4711 (Worker)\n    0.004213, -25, 2, 0, 7, 8, 2325121471024, 4711"},
       {{1, -14, 0, 38, 70, 80, 0, 5},
        "% Construction in_class (unknown) at (unknown) for_object 0000000000000000 (unknown)"
        " in_thread 5 (unknown)\n    0.000001, -14, 0, 38, 70, 80, 0, 5"},

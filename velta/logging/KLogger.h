@@ -100,7 +100,7 @@ class KLogger {
   ///
   ///     % Construction in_class MJob at MJob for_object 0000021D5C0A1230 (unknown) in_thread
   ///     4711...
-  ///         0.004213, -14, 0, 38, 1073815552, 1073815600, 2325082571312, 4711
+  ///         0.004213, -14, 0, 38, 1073815552, 1073815600, 2325121471024, 4711
   ///
   /// @param index      the record's slot in the ring
   /// @param reference  the counter value that counts as time 0
