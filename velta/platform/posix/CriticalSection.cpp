@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
+#include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/Win32Subset.h"
 
 namespace Velta::Posix {
 
-void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
-  std::atomic<std::uint32_t>& word = section->word;
+constinit thread_local SectionState sectionState;
+
+namespace {
+
+void Acquire(std::atomic<std::uint32_t>& word, std::uint32_t self) noexcept {
   // Sections are held for a few instructions: a short look often saves going to sleep.
   constexpr int kPauses = 50;
   for (int i = 0; i < kPauses; ++i) {
@@ -16,6 +20,7 @@ void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
     }
     SpinPause();
   }
+  PayBeforeBlocking();
   std::uint32_t seen = word.load(std::memory_order_relaxed);
   for (;;) {
     if (seen == 0) {
@@ -35,6 +40,27 @@ void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
   }
 }
 
-void WakeOne(std::atomic<std::uint32_t>* word) noexcept { FutexWake(word, 1); }
+}  // namespace
+
+void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
+  Acquire(section->word, self);
+  ++sectionState.held;
+}
+
+void LeaveContended(CRITICAL_SECTION* section) noexcept { FutexWake(&section->word, 1); }
+
+void WakeWhenOutside(const std::atomic<std::uint32_t>* word) noexcept {
+  SectionState& state = sectionState;
+  if (state.held == 0 || state.owed == SectionState::kMaxOwed) {
+    FutexWake(word, 1);
+  } else {
+    state.words[state.owed++] = word;
+  }
+}
+
+void PayOwedWakes() noexcept {
+  SectionState& state = sectionState;
+  while (state.owed != 0) FutexWake(state.words[--state.owed], 1);
+}
 
 }  // namespace Velta::Posix

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/posix/Dispatcher.h"
 
+#include "velta/platform/posix/DeferredWakes.h"
+
 namespace Velta::Posix {
 
 constinit FutexLock dispatcherLock;
@@ -28,7 +30,7 @@ void WakeList::Add(const std::atomic<std::uint32_t>* word) noexcept {
 }
 
 void WakeList::WakeAll() const noexcept {
-  for (int i = 0; i < count; ++i) FutexWake(words[i], 1);
+  for (int i = 0; i < count; ++i) WakeWhenOutside(words[i]);
 }
 
 void AppendNode(WaitableObject* object, Waiter* waiter, std::uint32_t index) noexcept {

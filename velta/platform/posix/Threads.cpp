@@ -10,6 +10,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
@@ -37,6 +38,7 @@ namespace {
 
 /// Signals the thread's object; the object may be closed, and belong to nobody else, already.
 void SignalThreadEnd(WaitableObject* thread) noexcept {
+  PayBeforeBlocking();
   WakeList wakes;
   bool closed = false;
   std::uint64_t word = thread->word.load(std::memory_order_relaxed);
@@ -126,6 +128,7 @@ std::uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, unsigned (
     errno = error;
     return 0;
   }
+  PayBeforeBlocking();
   // The kernel's id is known to the new thread alone. Its object stays: nobody can close it yet.
   std::uint32_t id = 0;
   while ((id = thread->threadId.load(std::memory_order_acquire)) == 0) {
@@ -155,6 +158,7 @@ void Sleep(DWORD milliseconds) noexcept {
     ::sched_yield();
     return;
   }
+  PayBeforeBlocking();
   if (milliseconds == INFINITE) {
     for (;;) ::pause();
   }

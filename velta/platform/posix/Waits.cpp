@@ -3,6 +3,7 @@
 
 #include <time.h>
 
+#include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
@@ -135,6 +136,7 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexc
       return result;
     }
   }
+  PayBeforeBlocking();
   if (!SpinUntilSatisfied(waiter) &&
       !SleepUntilSatisfied(&waiter, milliseconds != INFINITE ? &deadline : nullptr)) {
     return WAIT_TIMEOUT;
@@ -144,17 +146,21 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexc
 
 DWORD WaitForAny(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
   DWORD result = TakeUnlocked(count, handles);
-  // A single object that was seen unsignalled needs no second look.
-  if (result == WAIT_TIMEOUT && (milliseconds != 0 || count > 1)) {
-    result = WaitBlocking(count, handles, milliseconds);
-  }
+  if (result == WAIT_TIMEOUT) result = WaitBlocking(count, handles, milliseconds);
   return result != WAIT_FAILED ? result : Fail(ERROR_INVALID_HANDLE);
 }
 
 }  // namespace
 
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
-  return WaitForAny(1, &object, milliseconds);
+  const ObjectReference reference = FindObject(object);
+  if (reference.object == nullptr) return Fail(ERROR_INVALID_HANDLE);
+  std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
+  if (!reference.Admits(word)) return Fail(ERROR_INVALID_HANDLE);
+  if (TryTake(reference, &word)) return WAIT_OBJECT_0;
+  if (milliseconds == 0) return WAIT_TIMEOUT;
+  const DWORD result = WaitBlocking(1, &object, milliseconds);
+  return result != WAIT_FAILED ? result : Fail(ERROR_INVALID_HANDLE);
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,

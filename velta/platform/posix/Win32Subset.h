@@ -135,10 +135,22 @@ struct CRITICAL_SECTION {
 
 namespace Velta::Posix {
 
-void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept;
-void WakeOne(std::atomic<std::uint32_t>* word) noexcept;
-
 inline constexpr std::uint32_t kSleepersBit = 0x80000000;
+
+/// Wake-ups that the calling thread owes; see `DeferredWakes.h`.
+struct SectionState {
+  static constexpr std::uint32_t kMaxOwed = 6;
+
+  std::uint32_t held = 0;  // critical sections entered, each counted once
+  std::uint32_t owed = 0;
+  const std::atomic<std::uint32_t>* words[kMaxOwed] = {};
+};
+
+VELTA_POSIX_HIDDEN VELTA_POSIX_EARLY_TLS extern constinit thread_local SectionState sectionState;
+
+void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept;
+void LeaveContended(CRITICAL_SECTION* section) noexcept;
+void PayOwedWakes() noexcept;
 
 }  // namespace Velta::Posix
 
@@ -147,13 +159,12 @@ inline void InitializeCriticalSection(CRITICAL_SECTION* section) noexcept {
   section->recursion = 0;
 }
 
-inline void DeleteCriticalSection(CRITICAL_SECTION* /*section*/) noexcept {}
-
 inline BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept {
   const std::uint32_t self = GetCurrentThreadId();
   std::uint32_t seen = 0;
   if (section->word.compare_exchange_strong(seen, self, std::memory_order_acquire,
                                             std::memory_order_relaxed)) {
+    ++Velta::Posix::sectionState.held;
     return TRUE;
   }
   if ((seen & ~Velta::Posix::kSleepersBit) != self) return FALSE;
@@ -172,8 +183,19 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
     --section->recursion;
     return;
   }
+  Velta::Posix::SectionState& state = Velta::Posix::sectionState;
   const std::uint32_t was = section->word.exchange(0, std::memory_order_release);
-  if ((was & Velta::Posix::kSleepersBit) != 0) Velta::Posix::WakeOne(&section->word);
+  if ((was & Velta::Posix::kSleepersBit) != 0) Velta::Posix::LeaveContended(section);
+  if ((was & ~Velta::Posix::kSleepersBit) != GetCurrentThreadId()) return;  // was not entered
+  if (--state.held == 0 && state.owed != 0) Velta::Posix::PayOwedWakes();
+}
+
+/// A section that the caller still holds is given up.
+inline void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept {
+  const std::uint32_t word = section->word.load(std::memory_order_relaxed);
+  if ((word & ~Velta::Posix::kSleepersBit) != GetCurrentThreadId()) return;
+  section->recursion = 0;
+  LeaveCriticalSection(section);
 }
 
 // ---- time ---------------------------------------------------------------------------------------
@@ -194,10 +216,9 @@ inline BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
 #if defined(__x86_64__)
   if (Velta::Posix::counterSource.load(std::memory_order_relaxed) ==
       Velta::Posix::CounterSource::kTimeStamp) {
-    // The ordered form: a plain read may run ahead of the load that told this thread of another's
-    // earlier reading, and time would go backwards between them.
-    unsigned processor;
-    counter->QuadPart = static_cast<std::int64_t>(__builtin_ia32_rdtscp(&processor));
+    // Not ordered with the loads before it: that would double the price, and the log pays it for
+    // every event. Readings of two threads compare to well within a microsecond.
+    counter->QuadPart = static_cast<std::int64_t>(__builtin_ia32_rdtsc());
     return TRUE;
   }
 #endif
