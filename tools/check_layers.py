@@ -12,6 +12,7 @@ are held against the same table. The four seams that go upwards are listed below
 
 import argparse
 import fnmatch
+import posixpath
 import re
 import subprocess
 import sys
@@ -154,7 +155,7 @@ def find_cycles(includes):
 def source_of(object_path):
     """The source an object file was compiled from, as CMake names the two; None for others."""
     match = re.search(r"(velta/\w+)/CMakeFiles/velta_\w+\.dir/(.+)\.o(bj)?$", object_path)
-    return f"{match.group(1)}/{match.group(2)}" if match else None
+    return posixpath.normpath(f"{match.group(1)}/{match.group(2)}") if match else None
 
 
 def read_symbols(objects, nm="nm"):

@@ -100,7 +100,7 @@ class Symbols(unittest.TestCase):
 
     def test_object_files_are_known_by_their_source(self):
         self.assertEqual(
-            check_layers.source_of("/b/velta/platform/CMakeFiles/velta_platform.dir/posix/Event.cpp.o"),
+            check_layers.source_of("/b/velta/platform/CMakeFiles/velta_platform.dir/./posix/Event.cpp.o"),
             "velta/platform/posix/Event.cpp")
         self.assertIsNone(check_layers.source_of("/b/tests/CMakeFiles/t.dir/a.cpp.o"))
 
