@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include "velta/errors/MException.h"
 #include "velta/text/MString.h"
+
+#include <gmock/gmock.h>
 
 /// Matches an exception that holds exactly one error, with this code and these parameters.
 MATCHER_P2(HoldsOneError, code, parameters, "holds the error " + testing::PrintToString(code)) {

@@ -183,5 +183,8 @@ void MCommandProcessor::ThreadFunction() {
       }
     }
   } while (!IsStopRequested());
+  if (!IsAborted()) {
+    OnStopWrapper();  // the request came while something else ran: no wait has seen it
+  }
   hooks.Run();
 }

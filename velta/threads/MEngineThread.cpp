@@ -158,8 +158,11 @@ unsigned MEngineThread::RunThread(void* argument) {
 void MEngineThread::Stop() {
   static MFlowPoint point(ClassName, L"Stop");
   const MFlowScope scope = point.At(this).OpenScope();
-  // Refused before the lock is asked for: whoever holds it may be waiting for this very thread.
-  if (IsOnEngineThread() && !IsStopRequested()) {
+  // Answered before the lock is asked for: whoever holds it may be waiting for this very thread.
+  if (IsOnEngineThread()) {
+    if (IsStopRequested()) {
+      return;
+    }
     point.At(this).Raise(L"CannotStopSelf");
   }
   MMutexGuard lock(controlMutex);

@@ -79,12 +79,14 @@ class MThreadSafeFifo final : public MThreadSafeFifoOutput<T, U>,
 
   bool Peek(T& out) override {
     void* item = nullptr;
-    return Deliver(queue.Peek(&item), item, out);
+    const bool found = queue.Peek(&item);
+    return Deliver(found, item, out);
   }
 
   bool Pop(T& out) override {
     void* item = nullptr;
-    return Deliver(queue.Pop(&item), item, out);
+    const bool found = queue.Pop(&item);
+    return Deliver(found, item, out);
   }
 
   bool IsEmpty() override { return !queue.WaitForData(0); }

@@ -15,7 +15,7 @@ struct WaitOutcome {
 };
 
 inline WaitOutcome ObserveWait(DWORD result) noexcept {
-  return {result, result == WAIT_FAILED ? ::GetLastError() : 0};
+  return {result, ::GetLastError()};
 }
 
 /// Waits without a time-out for any one of the handles; the lowest signalled index wins.

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/LoggedEvents.h"
+#include "tests/support/Raises.h"
+#include "tests/support/ScriptedWaits.h"
+#include "tests/support/ThreadKit.h"
+#include "tests/support/Watchdog.h"
+#include "velta/threads/MSchedulerThread.h"
+
+#include <string>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+class SchedulerThread : public testing::Test {
+ protected:
+  const Watchdog watchdog{"a scheduler thread"};
+};
+
+TEST_F(SchedulerThread, ServesWhatWasRegisteredFirstOneEventARound) {
+  MSchedulerThread scheduler(nullptr);
+  const TestEvent first(false);
+  const TestEvent second(false);
+  const TestEvent done;
+  std::string order;
+  scheduler.RegisterSchedulerEvent(first.Handle(), new Callback([&] {
+                                     order += " first";
+                                     if (order == " first") first.Set();  // before the second again
+                                   }));
+  scheduler.RegisterSchedulerEvent(second.Handle(), new Callback([&] {
+                                     order += " second";
+                                     done.Set();
+                                   }));
+  second.Set();
+  first.Set();
+  scheduler.Start();
+  done.Wait();
+  scheduler.Stop();
+  EXPECT_EQ(order, " first first second");
+}
+
+TEST_F(SchedulerThread, RegistersOnlyWhileItDoesNotRun) {
+  MSchedulerThread scheduler(nullptr);
+  const TestEvent event(false);
+  scheduler.Start();
+  EXPECT_THAT(
+      [&] {
+        scheduler.RegisterSchedulerEvent(event.Handle(), new Callback([] { ADD_FAILURE(); }));
+      },
+      Raises(L"MSchedulerThread.RegisterSchedulerEvent:ThreadRunning"));
+  event.Set();
+  scheduler.Flush();
+  scheduler.Stop();
+  EXPECT_TRUE(IsSignalled(event.Handle()));  // nobody was there to take it
+
+  const TestEvent called;
+  scheduler.RegisterSchedulerEvent(event.Handle(), new Callback([&] { called.Set(); }));
+  event.Set();
+  scheduler.Start();
+  called.Wait();
+}
+
+TEST_F(SchedulerThread, StopWaitsForTheCallbackThatRuns) {
+  const ScriptedWaits waits;
+  MSchedulerThread scheduler(nullptr);
+  const TestEvent event(false);
+  const TestEvent inside;
+  const TestEvent stopping;
+  bool finished = false;
+  scheduler.RegisterSchedulerEvent(event.Handle(), new Callback([&] {
+                                     inside.Set();
+                                     stopping.Wait();
+                                     finished = true;
+                                   }));
+  scheduler.Start();
+  event.Set();
+  inside.Wait();
+  ScriptedWaits::nextSingle = ScriptedWaits::Announcing(stopping.Handle());
+  scheduler.Stop();
+  EXPECT_TRUE(finished);
+}
+
+TEST_F(SchedulerThread, IsNamedAndInAnApartmentAsLongAsItsBodyRuns) {
+  MSchedulerThread scheduler(nullptr);
+  const TestEvent event(false);
+  const TestEvent called;
+  HRESULT entered = S_OK;
+  scheduler.RegisterSchedulerEvent(event.Handle(), new Callback([&] {
+                                     entered = ::CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+                                     ::CoUninitialize();
+                                     called.Set();
+                                   }));
+  const std::vector<LoggedEvent> events = LogDuring([&] {
+    scheduler.Start();
+    event.Set();
+    called.Wait();
+    scheduler.Stop();
+  });
+  EXPECT_EQ(entered, S_FALSE);  // it was in one already
+  EXPECT_THAT(events, LoggedInOrder(std::vector<std::string>{
+                          "Scope_push MSchedulerThread.ThreadFunction",
+                          "Timing_point (0, 0) MEngineThread.SignalThreadStarted",
+                          "Timing_point (0, 0) MEngineThread.WaitForEvents",
+                          "Destruction GenericGuard.~GenericGuard",
+                          "Scope_pop MSchedulerThread.ThreadFunction"}));
+  EXPECT_THAT(events,
+              testing::Contains(testing::Field(&LoggedEvent::threadName, "Scheduler thread")));
+}
+
+TEST_F(SchedulerThread, AnExceptionFromACallbackEndsItAndItCanBeStartedAgain) {
+  ErrorRecorder recorder;
+  MSchedulerThread scheduler(&recorder);
+  const TestEvent event(false);
+  scheduler.RegisterSchedulerEvent(event.Handle(),
+                                   new Callback([] { throw ExceptionOf(L"callback"); }));
+  scheduler.Start();
+  event.Set();
+  recorder.heard.Wait();
+  EXPECT_THAT([&] { scheduler.Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
+  scheduler.Stop();
+  scheduler.Start();
+  scheduler.Flush();
+  EXPECT_TRUE(scheduler.IsRunning());
+}
+
+}  // namespace
