@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
@@ -33,10 +34,9 @@ int main(int argc, char** argv) {
         return 1;
       }
     }
-    if (Module::IsLoaded(library)) {
-      std::fprintf(stderr, "round %d: %s is still loaded\n", round, library);
-      return 1;
-    }
+    // A thread that has ended for its owner may still be on its very last instructions, and Linux
+    // keeps their code until it is through.
+    while (Module::IsLoaded(library)) std::this_thread::yield();
   }
   std::printf("%d rounds\n", rounds);
   return 0;
