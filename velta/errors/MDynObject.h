@@ -59,7 +59,7 @@ class VELTA_API MDynObject {
   MDynObject& operator=(const MDynObject&) noexcept = default;
 
  private:
-  std::int32_t version = 1;
+  [[maybe_unused]] std::int32_t version = 1;
 };
 
 #pragma pop_macro("GetClassInfo")
