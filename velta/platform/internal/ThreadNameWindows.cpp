@@ -33,7 +33,6 @@ void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
   void* const handler = ::AddVectoredExceptionHandler(1, &SwallowThreadName);
   if (handler == nullptr) return;
   const ThreadNameInfo info{kThreadNameType, name, threadId, 0};
-  ::RaiseException(kThreadNameException, 0, kParameters,
-                   reinterpret_cast<const ULONG_PTR*>(&info));
+  ::RaiseException(kThreadNameException, 0, kParameters, reinterpret_cast<const ULONG_PTR*>(&info));
   ::RemoveVectoredExceptionHandler(handler);
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/platform/posix/Win32Subset.h"
+
 #include <atomic>
 #include <cstdint>
-
-#include "velta/platform/posix/Win32Subset.h"
 
 namespace Velta::Posix {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-
 #include "velta/platform/posix/FutexLock.h"
 #include "velta/platform/posix/ObjectTable.h"
+
+#include <atomic>
+#include <cstdint>
 
 namespace Velta::Posix {
 
@@ -21,8 +21,9 @@ struct WaitNode {
 
 /// A thread in a wait; lives on that thread's stack.
 ///
-/// Whoever satisfies it takes all its nodes out of their lists first and touches it no more once the
-/// word is written. So the thread may return, and close what it waited for, at that very moment.
+/// Whoever satisfies it takes all its nodes out of their lists first and touches it no more once
+/// the word is written. So the thread may return, and close what it waited for, at that very
+/// moment.
 struct Waiter {
   static constexpr std::uint32_t kWaiting = 0xFFFFFFFF;
   static constexpr std::uint32_t kAsleep = 0xFFFFFFFE;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <mutex>
-
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/Win32Subset.h"
+
+#include <mutex>
 
 using namespace Velta::Posix;
 
@@ -26,7 +26,8 @@ BOOL SetEventWithWaiters(const ObjectReference& event) noexcept {
       if (handedOver && SatisfyFirst(event.object, &wakes)) break;
       if (event.object->word.compare_exchange_weak(
               word, word | kSignalled, std::memory_order_release, std::memory_order_relaxed)) {
-        while (SatisfyFirst(event.object, &wakes)) {}
+        while (SatisfyFirst(event.object, &wakes)) {
+        }
         break;
       }
     }
@@ -66,8 +67,8 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES /*attributes*/, BOOL manualReset, BOOL
     return nullptr;
   }
   ::SetLastError(ERROR_SUCCESS);
-  return Publish(object, (manualReset != FALSE ? kManualReset : 0) |
-                             (initialState != FALSE ? kSignalled : 0));
+  return Publish(
+      object, (manualReset != FALSE ? kManualReset : 0) | (initialState != FALSE ? kSignalled : 0));
 }
 
 BOOL SetEvent(HANDLE handle) noexcept {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/platform/posix/Futex.h"
+
 #include <atomic>
 #include <cstdint>
-
-#include "velta/platform/posix/Futex.h"
 
 namespace Velta::Posix {
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "velta/platform/posix/Win32Subset.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -9,8 +11,6 @@
 #include <langinfo.h>
 #include <locale.h>
 #include <wchar.h>
-
-#include "velta/platform/posix/Win32Subset.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/posix/ObjectTable.h"
 
+#include "velta/platform/posix/FutexLock.h"
+
 #include <cstdlib>
 #include <memory>
 #include <mutex>
-
-#include "velta/platform/posix/FutexLock.h"
 
 namespace Velta::Posix {
 
@@ -99,8 +99,8 @@ HANDLE Publish(WaitableObject* object, std::uint64_t flags) noexcept {
   std::uint64_t generation = (last + 1) % kHandleGenerations;
   if (generation == 0) generation = 1;
   object->word.store(generation << kGenerationShift | flags | kOpen, std::memory_order_release);
-  const std::uint64_t value =
-      generation << kHandleGenerationShift | std::uint64_t{object->index} << kHandleIndexShift;
+  const std::uint64_t value = generation << kHandleGenerationShift | std::uint64_t{object->index}
+                                                                         << kHandleIndexShift;
   return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(value));
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/platform/posix/Win32Subset.h"
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-
-#include "velta/platform/posix/Win32Subset.h"
 
 namespace Velta::Posix {
 

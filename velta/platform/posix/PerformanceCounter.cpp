@@ -99,9 +99,8 @@ std::int64_t FindTimeStampFrequency() noexcept { return 0; }
 std::int64_t Frequency() noexcept {
   static const std::int64_t frequency = [] {
     const std::int64_t timeStamp = FindTimeStampFrequency();
-    counterSource.store(
-        timeStamp != 0 ? CounterSource::kTimeStamp : CounterSource::kMonotonicClock,
-        std::memory_order_relaxed);
+    counterSource.store(timeStamp != 0 ? CounterSource::kTimeStamp : CounterSource::kMonotonicClock,
+                        std::memory_order_relaxed);
     return timeStamp != 0 ? timeStamp : kNanosecondsPerSecond;
   }();
   return frequency;

@@ -1,4 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "velta/platform/posix/DeferredWakes.h"
+#include "velta/platform/posix/Dispatcher.h"
+#include "velta/platform/posix/Futex.h"
+#include "velta/platform/posix/MonotonicTime.h"
+#include "velta/platform/posix/ObjectTable.h"
+#include "velta/platform/posix/Win32Subset.h"
+
 #include <cerrno>
 #include <cstddef>
 #include <mutex>
@@ -9,13 +16,6 @@
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
-
-#include "velta/platform/posix/DeferredWakes.h"
-#include "velta/platform/posix/Dispatcher.h"
-#include "velta/platform/posix/Futex.h"
-#include "velta/platform/posix/MonotonicTime.h"
-#include "velta/platform/posix/ObjectTable.h"
-#include "velta/platform/posix/Win32Subset.h"
 
 using namespace Velta::Posix;
 
@@ -46,7 +46,8 @@ void SignalThreadEnd(WaitableObject* thread) noexcept {
     if ((word & kHasWaiters) != 0) {
       const std::lock_guard lock(dispatcherLock);
       word = thread->word.fetch_or(kSignalled, std::memory_order_acq_rel);
-      while (SatisfyFirst(thread, &wakes)) {}
+      while (SatisfyFirst(thread, &wakes)) {
+      }
       closed = (word & kOpen) == 0;
       break;
     }
@@ -143,9 +144,8 @@ BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode) noexcept {
   if (thread.object != nullptr) {
     const std::uint64_t word = thread.object->word.load(std::memory_order_acquire);
     if (thread.Admits(word) && (word & kThread) != 0) {
-      *exitCode = (word & kSignalled) != 0
-                      ? thread.object->exitCode.load(std::memory_order_relaxed)
-                      : STILL_ACTIVE;
+      *exitCode = (word & kSignalled) != 0 ? thread.object->exitCode.load(std::memory_order_relaxed)
+                                           : STILL_ACTIVE;
       return TRUE;
     }
   }
@@ -163,5 +163,6 @@ void Sleep(DWORD milliseconds) noexcept {
     for (;;) ::pause();
   }
   const timespec until = MonotonicAfter(milliseconds);
-  while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {}
+  while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
 }

@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <mutex>
-
-#include <time.h>
-
 #include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
@@ -10,6 +6,10 @@
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/SpinBudget.h"
 #include "velta/platform/posix/Win32Subset.h"
+
+#include <mutex>
+
+#include <time.h>
 
 using namespace Velta::Posix;
 
@@ -48,7 +48,8 @@ DWORD FirstSignalled(const HANDLE* handles, DWORD end) noexcept {
 
 /// The look without the lock, with which most waits of a busy thread end.
 ///
-/// @return an index, WAIT_FAILED for a handle that is not valid, or WAIT_TIMEOUT when this look does
+/// @return an index, WAIT_FAILED for a handle that is not valid, or WAIT_TIMEOUT when this look
+/// does
 ///         not tell: nothing was signalled, or an automatic event behind others, which cannot be
 ///         taken and compared with them in one step
 DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include "velta/platform/posix/Win32Subset.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include <time.h>
 
-#include "velta/platform/posix/Win32Subset.h"
-
 namespace {
 
-// The C runtime's last second: the end of the year 3000, anywhere on earth.
-constexpr __time64_t kLastTime = 0x793582AFF + 13 * 3600;
+// What the C runtime takes as its last second, that of the year 3000 in UTC.
+constexpr __time64_t kLastTime = 32'535'215'999;
 
 errno_t Refuse() noexcept {
   errno = EINVAL;

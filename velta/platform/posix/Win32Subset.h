@@ -6,7 +6,7 @@
 /// Names, argument orders, results, last errors and constants are those of Windows; `README.md` in
 /// this folder lists where behaviour differs. What is not declared here may not be used.
 
-#include <locale.h>
+#include "velta/platform/Types.h"
 
 #include <atomic>
 #include <cerrno>
@@ -16,7 +16,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "velta/platform/Types.h"
+#include <locale.h>
 
 // Calling conventions: there is only one here.
 #define __stdcall
@@ -117,8 +117,8 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD milliseconds,
                                   DWORD wakeMask, DWORD flags) noexcept;
 
-/// `flags` must be 0. The handle is signalled as the thread's last act, after the destructors of its
-/// thread-local objects; it may be closed before. On failure 0, with the reason in `errno`.
+/// `flags` must be 0. The handle is signalled as the thread's last act, after the destructors of
+/// its thread-local objects; it may be closed before. On failure 0, with the reason in `errno`.
 std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned (*entry)(void*),
                               void* argument, unsigned flags, unsigned* threadId) noexcept;
 BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) noexcept;
@@ -259,8 +259,8 @@ double _wcstod_l(const wchar_t* text, wchar_t** end, _locale_t locale) noexcept;
 /// The number of characters that `format` would produce, without a terminator; negative on error.
 /// Formats use what both platforms agree on: `%ls`, `%hs`, `%lld`, never `%s` or `%I64d`.
 int CountFormattedWide(const wchar_t* format, _locale_t locale, va_list arguments) noexcept;
-/// Writes at most `maxCount` characters (`_TRUNCATE`: what fits) and a terminator; returns how many,
-/// or -1 when the text was cut or could not be formatted.
+/// Writes at most `maxCount` characters (`_TRUNCATE`: what fits) and a terminator; returns how
+/// many, or -1 when the text was cut or could not be formatted.
 int _vsnwprintf_s_l(wchar_t* buffer, std::size_t size, std::size_t maxCount, const wchar_t* format,
                     _locale_t locale, va_list arguments) noexcept;
 

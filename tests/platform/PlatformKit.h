@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/internal/Win32.h"
+
+#include <ostream>
+
+/// An event of its own for one test.
+class Event {
+ public:
+  enum class Reset : bool { kManual, kAutomatic };
+  static constexpr Reset kManual = Reset::kManual;
+  static constexpr Reset kAutomatic = Reset::kAutomatic;
+
+  explicit Event(Reset reset, bool signalled = false)
+      : handle(::CreateEventW(nullptr, reset == kManual ? TRUE : FALSE, signalled ? TRUE : FALSE,
+                              nullptr)) {}
+  Event(const Event&) = delete;
+  Event& operator=(const Event&) = delete;
+  ~Event() { ::CloseHandle(handle); }
+
+  operator HANDLE() const { return handle; }
+
+ private:
+  const HANDLE handle;
+};
+
+/// A handle that was valid once.
+inline HANDLE ClosedHandle() {
+  const HANDLE handle = ::CreateEventW(nullptr, TRUE, TRUE, nullptr);
+  ::CloseHandle(handle);
+  return handle;
+}
+
+inline bool IsSignalled(HANDLE handle) { return ::WaitForSingleObject(handle, 0) == WAIT_OBJECT_0; }
+
+/// What a call returned and what it left as last error.
+struct Outcome {
+  DWORD result;
+  DWORD lastError;
+
+  bool operator==(const Outcome&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+    return out << "result " << outcome.result << ", last error " << outcome.lastError;
+  }
+};
+
+inline constexpr DWORD kUntouched = 4711;
+
+template <class Call>
+Outcome OutcomeOf(Call call) {
+  ::SetLastError(kUntouched);
+  const auto result = static_cast<DWORD>(call());
+  return {result, ::GetLastError()};
+}
+
+/// Lets the C runtime report a wrong argument instead of ending the process over it.
+class TolerateInvalidParameters {
+ public:
+#if defined(_WIN32)
+  TolerateInvalidParameters()
+      : previous(::_set_invalid_parameter_handler(
+            [](const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {})) {}
+  ~TolerateInvalidParameters() { ::_set_invalid_parameter_handler(previous); }
+
+ private:
+  const _invalid_parameter_handler previous;
+#else
+  TolerateInvalidParameters() = default;
+  ~TolerateInvalidParameters() {}
+#endif
+ public:
+  TolerateInvalidParameters(const TolerateInvalidParameters&) = delete;
+  TolerateInvalidParameters& operator=(const TolerateInvalidParameters&) = delete;
+};

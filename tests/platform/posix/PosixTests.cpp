@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: MIT
+// What this implementation promises beyond the platform that it imitates, and what it refuses.
+#include "../PlatformKit.h"
+#include "tests/support/StressScale.h"
+#include "tests/support/Watchdog.h"
+#include "velta/platform/posix/ObjectTable.h"
+#include "velta/platform/posix/SpinBudget.h"
+
+#include <atomic>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+TEST(PosixHandles, ThousandsAreOpenAtOnceAndLookLikeHandles) {
+  std::set<HANDLE> handles;
+  for (std::uint32_t i = 0; i < Velta::Posix::kObjectsPerChunk + 100; ++i) {
+    const HANDLE handle = ::CreateEventW(nullptr, TRUE, i % 2 == 0, nullptr);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(handle) % 4, 0U);
+    EXPECT_EQ(IsSignalled(handle), i % 2 == 0);
+    EXPECT_TRUE(handles.insert(handle).second);
+  }
+  for (const HANDLE handle : handles) EXPECT_EQ(::CloseHandle(handle), TRUE);
+  for (const HANDLE handle : handles) {
+    ASSERT_EQ(OutcomeOf([&] { return ::SetEvent(handle); }),
+              (Outcome{FALSE, ERROR_INVALID_HANDLE}));
+  }
+}
+
+TEST(PosixHandles, AnyBitPatternIsRefusedWithoutBeingFollowed) {
+  int local = 0;
+  const Event event(Event::kManual);
+  const auto value = reinterpret_cast<std::uintptr_t>(static_cast<HANDLE>(event));
+  const std::uintptr_t patterns[] = {1,
+                                     4,
+                                     ~std::uintptr_t{0},
+                                     ~std::uintptr_t{1},
+                                     ~std::uintptr_t{3},
+                                     reinterpret_cast<std::uintptr_t>(&local),
+                                     value + 1,
+                                     value + 4,
+                                     value ^ 1ULL << 63};
+  for (const std::uintptr_t pattern : patterns) {
+    const auto handle = reinterpret_cast<HANDLE>(pattern);
+    EXPECT_EQ(OutcomeOf([&] { return ::CloseHandle(handle); }),
+              (Outcome{FALSE, ERROR_INVALID_HANDLE}));
+    EXPECT_EQ(OutcomeOf([&] { return ::WaitForSingleObject(handle, 0); }),
+              (Outcome{WAIT_FAILED, ERROR_INVALID_HANDLE}));
+  }
+}
+
+// The slot of a closed event is used again at once: a late set must not reach its next user.
+TEST(PosixHandles, ALateCallNeverReachesTheNextObject) {
+  const Watchdog watchdog("sets through closed handles", std::chrono::seconds(250));
+  std::atomic<HANDLE> stale{nullptr};
+  std::atomic<bool> done{false};
+  std::thread latecomer([&] {
+    while (!done) {
+      const HANDLE handle = stale;
+      ::SetEvent(handle);
+      ::WaitForSingleObject(handle, 0);
+      ::ResetEvent(handle);
+    }
+  });
+  for (int i = 0; i < StressRounds(500'000); ++i) {
+    const HANDLE published = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    stale = published;
+    EXPECT_EQ(::CloseHandle(published), TRUE);
+    const HANDLE own = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    ASSERT_FALSE(IsSignalled(own));
+    ::SetEvent(own);
+    ASSERT_TRUE(IsSignalled(own));
+    EXPECT_EQ(::CloseHandle(own), TRUE);
+  }
+  done = true;
+  latecomer.join();
+}
+
+TEST(PosixHandles, AWaiterOnAClosedEventWaitsOnForItsOtherHandles) {
+  const Watchdog watchdog("a wait on a closed and an open event");
+  for (int round = 0; round < 200; ++round) {
+    const HANDLE closed = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    const Event open(Event::kAutomatic);
+    const Event ready(Event::kManual);
+    std::thread waiter([&] {
+      ::SetEvent(ready);
+      const HANDLE handles[] = {closed, open};
+      const DWORD result = ::WaitForMultipleObjects(2, handles, FALSE, INFINITE);
+      EXPECT_TRUE(result == 1 || result == WAIT_FAILED) << result;  // closed before, or meanwhile
+    });
+    ::WaitForSingleObject(ready, INFINITE);
+    if (round % 2 == 0) std::this_thread::yield();
+    ::CloseHandle(closed);
+    ::SetEvent(open);
+    waiter.join();
+  }
+}
+
+TEST(PosixWakes, AThreadInsideASectionStillWakesOthersBeforeItBlocks) {
+  const Watchdog watchdog("an answer awaited inside a critical section");
+  CRITICAL_SECTION section;
+  ::InitializeCriticalSection(&section);
+  const Event question(Event::kAutomatic);
+  const Event answer(Event::kAutomatic);
+  const int rounds = StressRounds(20'000);
+  std::thread other([&] {
+    for (int i = 0; i < rounds; ++i) {
+      ::WaitForSingleObject(question, INFINITE);
+      ::SetEvent(answer);
+    }
+  });
+  for (int i = 0; i < rounds; ++i) {
+    ::EnterCriticalSection(&section);
+    ::SetEvent(question);
+    EXPECT_EQ(::WaitForSingleObject(answer, INFINITE), DWORD{WAIT_OBJECT_0});
+    ::LeaveCriticalSection(&section);
+  }
+  other.join();
+  ::DeleteCriticalSection(&section);
+}
+
+TEST(PosixWakes, LeavingOrDeletingTheOutermostSectionWakesWhomItOwes) {
+  const Watchdog watchdog("threads woken out of a critical section");
+  for (int round = 0; round < 300; ++round) {
+    constexpr int kSleepers = 8;  // more than a thread can owe
+    CRITICAL_SECTION outer;
+    CRITICAL_SECTION inner;
+    ::InitializeCriticalSection(&outer);
+    ::InitializeCriticalSection(&inner);
+    const Event go(Event::kManual);
+    std::vector<std::thread> sleepers;
+    for (int i = 0; i < kSleepers; ++i) {
+      sleepers.emplace_back([&] { ::WaitForSingleObject(go, INFINITE); });
+    }
+    ::EnterCriticalSection(&outer);
+    ::EnterCriticalSection(&outer);
+    ::EnterCriticalSection(&inner);
+    ::SetEvent(go);
+    ::LeaveCriticalSection(&inner);
+    ::LeaveCriticalSection(&outer);
+    if (round % 2 == 0) ::LeaveCriticalSection(&outer);
+    ::DeleteCriticalSection(&outer);
+    for (std::thread& sleeper : sleepers) sleeper.join();
+    ::DeleteCriticalSection(&inner);
+  }
+}
+
+TEST(PosixThreads, AForkedChildHasItsOwnId) {
+  const DWORD parent = ::GetCurrentThreadId();
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const auto own = static_cast<DWORD>(::getpid());
+    ::_exit(::GetCurrentThreadId() == own && own != parent ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(PosixThreadsDeathTest, AnExceptionThatLeavesTheEntryEndsTheProcess) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  const auto run = [](void*) -> unsigned { throw std::runtime_error("nobody catches this"); };
+  EXPECT_DEATH(
+      {
+        const auto thread =
+            reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, run, nullptr, 0, nullptr));
+        ::WaitForSingleObject(thread, INFINITE);
+      },
+      "nobody catches this");
+}
+
+TEST(PosixSubset, RefusesWhatItDoesNotImitate) {
+  EXPECT_EQ(OutcomeOf([] { return ::CreateEventW(nullptr, TRUE, TRUE, L"name") != nullptr; }),
+            (Outcome{FALSE, ERROR_NOT_SUPPORTED}));
+  const Event event(Event::kManual, true);
+  const HANDLE handles[] = {event};
+  EXPECT_EQ(OutcomeOf([&] { return ::WaitForMultipleObjects(1, handles, TRUE, 0); }),
+            (Outcome{WAIT_FAILED, ERROR_INVALID_PARAMETER}));
+  constexpr DWORD kWaitAllFlag = 1;
+  EXPECT_EQ(OutcomeOf([&] {
+              return ::MsgWaitForMultipleObjectsEx(1, handles, 0, QS_ALLINPUT, kWaitAllFlag);
+            }),
+            (Outcome{WAIT_FAILED, ERROR_INVALID_PARAMETER}));
+  constexpr unsigned kSuspended = 4;
+  errno = 0;
+  const auto run = [](void*) -> unsigned { return 0; };
+  EXPECT_EQ(::_beginthreadex(nullptr, 0, run, nullptr, kSuspended, nullptr), 0U);
+  EXPECT_EQ(errno, EINVAL);
+}
+
+TEST(PosixSpinBudget, StopsAfterThreeMissesAndTriesAgainEverMoreRarely) {
+  Velta::Posix::SpinBudget budget;
+  const auto waitsUntilNextTry = [&] {
+    int waits = 0;
+    while (!budget.MaySpin()) ++waits;
+    return waits;
+  };
+  for (int miss = 0; miss < 3; ++miss) {
+    EXPECT_EQ(waitsUntilNextTry(), 0);
+    budget.Report(false);
+  }
+  for (int expected = 64; expected <= 8192; expected *= 2) {
+    EXPECT_EQ(waitsUntilNextTry(), expected);
+    budget.Report(false);
+  }
+  EXPECT_EQ(waitsUntilNextTry(), 8192);
+  budget.Report(true);
+  budget.Report(false);
+  EXPECT_EQ(waitsUntilNextTry(), 0);
+}
+
+}  // namespace
