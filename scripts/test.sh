@@ -76,7 +76,7 @@ configuration() {  # configuration PRESET
   rm -f "$result"
   printf '%s: building\n' "$name"
   if ! run "$name-configure" cmake --preset "$name" ||
-     ! run "$name-build" cmake --build --preset "$name" -j "$(nproc)"; then
+     ! run "$name-build" cmake --build --preset "$name" -j "$(nproc)" -- -k 0; then
     report "$name" 0 1 $((SECONDS - started))
     return
   fi
