@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ContentCounter.h"
+#include "Workbench.h"
+#include "velta/commands/MCommandSynchronous.h"
+#include "velta/commands/MDesyncEventScheduler.h"
+#include "velta/errors/MException.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+namespace host {
+
+class ProgressLine;
+
+/// One file and what became of it.
+struct FileResult {
+  std::filesystem::path path;
+  Totals totals;
+  std::uint32_t checksum = 0;
+  std::optional<MException> failure;  ///< the numbers mean nothing when there is one
+};
+
+/// The command that counts one file, into the totals and the checksum of its result.
+///
+/// Large files are announced to the progress line while they are read.
+/// Errors: CountFile.Execute:FileNotCounted with "file", caused by an error of `InputFile`.
+class CountFile final : public MCommandSynchronous {
+ public:
+  static constexpr std::uint64_t kBytesPerNotification = 4 * 1024 * 1024;
+
+  CountFile(MExceptionHolder outcome, Workbench& commandBench, MDesyncEventScheduler& notifications,
+            ProgressLine& progressLine, FileResult& fileResult);
+
+ protected:
+  void Execute() override;
+
+ private:
+  void Count();
+
+  Workbench& bench;
+  MDesyncEventScheduler& scheduler;
+  ProgressLine& progress;
+  FileResult& result;
+};
+
+}  // namespace host

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "CountFile.h"
+#include "Workbench.h"
+#include "velta/commands/MCommandProcessor.h"
+#include "velta/commands/MCommandSynchronous.h"
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+namespace host {
+
+/// What a folder contains.
+struct FolderEntry {
+  std::filesystem::path path;
+  bool isFolder = false;
+};
+
+/// The command that lists one folder, sorted by name, without what lies in folders below.
+///
+/// Links to folders are left out, since they may lead in circles; so are devices, pipes and
+/// sockets, which may have no end. A link that leads nowhere is listed as a file, which will fail.
+/// Errors: ListFolder.Execute:FolderNotListed with "folder", caused by ListFolder.Read:ReadFailed
+/// with "errorCode" and "errorMessage".
+class ListFolder final : public MCommandSynchronous {
+ public:
+  ListFolder(MExceptionHolder outcome, Workbench& commandBench,
+             const std::filesystem::path& folderPath,
+             std::shared_ptr<std::vector<FolderEntry>> listedEntries);
+
+ protected:
+  void Execute() override;
+
+ private:
+  void Read();
+
+  Workbench& bench;
+  std::filesystem::path folder;
+  std::shared_ptr<std::vector<FolderEntry>> entries;  // a command may outlive a failed wait for it
+};
+
+/// Finds the files that `paths` name and those below the folders that they name: in the order of
+/// the paths, and within a folder in the order of the names. A folder that cannot be listed stands
+/// among the results with its failure.
+///
+/// @param results  receives the files, not yet counted
+void FindFiles(MCommandProcessor& processor, Workbench& bench,
+               const std::vector<std::filesystem::path>& paths, std::vector<FileResult>& results);
+
+}  // namespace host

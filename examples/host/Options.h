@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace host {
+
+/// What the command line asks for.
+struct Options {
+  unsigned threads = 4;
+  std::filesystem::path logFile;  ///< empty: no log is written
+  bool quiet = false;
+  bool help = false;  ///< nothing else counts then
+  std::vector<std::filesystem::path> paths;
+};
+
+/// A command line that cannot be followed. `what()` says why, in UTF-8.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// @param arguments  without the program's own name
+///
+/// Errors: `UsageError`.
+Options ParseOptions(const std::vector<std::filesystem::path>& arguments);
+
+/// How to call the program, several lines.
+std::string UsageText();
+
+}  // namespace host

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// Counts files on a command processor: an example of a program that is built on the framework.
+
+#include "Console.h"
+#include "FrameworkErrors.h"
+#include "Job.h"
+#include "Options.h"
+#include "Report.h"
+#include "RunMonitor.h"
+#include "Text.h"
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowLogger.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+using namespace host;
+
+constexpr int kBadArguments = 2;
+
+RunMonitor& Monitor() {
+  static RunMonitor monitor;
+  return monitor;
+}
+
+bool OpenLog(std::ofstream& log, const std::filesystem::path& path, Console& console) {
+  errno = 0;
+  log.open(path, std::ios::out | std::ios::trunc);
+  if (log.is_open()) return true;
+  const int error = errno;
+  console.WriteError("host: cannot write the event log to " + DisplayName(path) + ": " +
+                     std::generic_category().message(error) + '\n');
+  return false;
+}
+
+int Count(const Options& options, Console& console) {
+  // Asked for before the work is done, so that a bad name does not waste it.
+  std::ofstream log;
+  if (!options.logFile.empty() && !OpenLog(log, options.logFile, console)) return kBadArguments;
+
+  ProgressLine::Writer progress;
+  if (console.IsTerminal() && !options.quiet) {
+    progress = [&console](std::string_view text) {
+      console.Write(text);
+      static_cast<void>(console.Flush());
+    };
+  }
+  const JobReport report = RunJob(options, Monitor(), progress, log.is_open() ? &log : nullptr);
+
+  // The job's own dump has emptied the log. What has come since is how everything went down; the
+  // whole run, if there was no such dump.
+  LogReport logReport;
+  if (MFlowLogger* const logger = MFlowLogger::Instance()) {
+    logReport.debugDump = logger->DumpToFile();
+  }
+  bool complete = true;
+  if (log.is_open()) {
+    log.close();
+    complete = !log.fail();
+    logReport.file = DisplayName(options.logFile);
+  }
+
+  const MLocale locale = UserLocale();
+  if (!options.quiet) console.Write(ResultTable(report, locale));
+  console.WriteError(Failures(report));
+  if (!complete) console.WriteError("host: the event log could not be written completely\n");
+  if (!options.quiet) console.Write('\n' + Summary(report, logReport, locale));
+  const bool allCounted = FailureCount(report) == 0 && !report.failure;
+  return allCounted && complete && console.Flush() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+int RunHost(const std::vector<std::filesystem::path>& arguments) {
+  Console console;
+  std::set_terminate([] {
+    Monitor().OnUnhandledException(0);
+    std::abort();
+  });
+  if (MDiagnosticsRegistry* const registry = MDiagnosticsRegistry::Instance()) {
+    registry->RegisterThreadName(L"Main thread");
+  }
+  try {
+    const Options options = ParseOptions(arguments);
+    if (options.help) {
+      console.Write(UsageText());
+      return EXIT_SUCCESS;
+    }
+    return Count(options, console);
+  } catch (const UsageError& error) {
+    console.WriteError(std::string("host: ") + error.what() + '\n' + UsageText());
+    return kBadArguments;
+  } catch (const MException& exception) {
+    console.WriteError("host: the run failed:\n" + Describe(exception));
+  } catch (const std::exception& exception) {
+    console.WriteError(std::string("host: ") + exception.what() + '\n');
+  }
+  return EXIT_FAILURE;
+}
+
+}  // namespace
+
+#if defined(_WIN32)
+int wmain(int count, wchar_t** arguments) {
+#else
+int main(int count, char** arguments) {
+#endif
+  return RunHost({arguments + 1, arguments + (count > 0 ? count : 1)});
+}
