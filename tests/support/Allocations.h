@@ -12,17 +12,21 @@ inline constexpr int kUnlimited = -1;
 [[nodiscard]] int Count() noexcept;
 void Reset() noexcept;
 
-/// Grants the calling thread `count` more, and refuses all that follow.
-void Allow(int count) noexcept;
+/// How many there are now, of all threads.
+[[nodiscard]] int Live() noexcept;
+
+/// Grants the calling thread `count` more, refuses the `refused` that follow, and grants the rest.
+void Allow(int count, int refused = kUnlimited) noexcept;
 
 /// Runs `action` with no allocation granted, then one, and so on, until a run is refused none.
 ///
+/// @param refused  how many are refused in each run
 /// @return how many runs were refused something
 template <typename Action>
-int RefuseEverywhere(Action action) {
+int RefuseEverywhere(Action action, int refused = kUnlimited) {
   for (int granted = 0;; ++granted) {
     Reset();
-    Allow(granted);
+    Allow(granted, refused);
     action();
     Allow(kUnlimited);
     if (Count() <= granted) return granted;

@@ -36,6 +36,9 @@ MDesyncEventScheduler::~MDesyncEventScheduler() {
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);
     schedulerThread.ForceStop();  // it uses the queue, which goes first
+  } catch (const std::bad_alloc&) {  // no memory for that error
+    point.At(this).LogDismissedError(MErrorOutOfMemory());
+    schedulerThread.ForceStop();
   }
 }
 

@@ -227,6 +227,9 @@ void MEngineThread::ForceStop() {
     } catch (const MException& exception) {
       point.At(this).LogDismissedError(exception);
       stopFailed = true;
+    } catch (const std::bad_alloc&) {  // no memory for that error; destructors rely on this
+      point.At(this).LogDismissedError(MErrorOutOfMemory());
+      stopFailed = true;
     }
   }
   const MMutexGuard closing(controlMutex);

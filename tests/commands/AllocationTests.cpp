@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/Allocations.h"
+#include "tests/support/ScriptedWaits.h"
+#include "tests/support/ThreadKit.h"
+#include "tests/support/Watchdog.h"
+#include "velta/commands/MCommandProcessor.h"
+#include "velta/commands/MDesyncEventScheduler.h"
+#include "velta/logging/MFlowPoint.h"
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+// Refuses `action` each of its allocations, alone and with all that follow: it may throw what is
+// thrown for lack of memory, and leaves nothing behind.
+void SurvivesRefusals(const std::function<void()>& action) {
+  // Names are registered once and stay, so the first of two equal passes may leave some.
+  for (const bool first : {true, false}) {
+    for (const int refused : {1, Allocations::kUnlimited}) {
+      const auto run = [&] {
+        const int before = Allocations::Live();
+        try {
+          action();
+        } catch (const MException&) {
+        } catch (const std::bad_alloc&) {
+        }
+        const int left = Allocations::Live() - before;
+        if (!first && left != 0) {
+          Allocations::Allow(Allocations::kUnlimited);
+          ADD_FAILURE() << left << " allocations left by a run of " << Allocations::Count();
+        }
+      };
+      EXPECT_GT(Allocations::RefuseEverywhere(run, refused), 0);
+    }
+  }
+}
+
+class Engine final : public MEngineThread {
+ public:
+  Engine() : MEngineThread(nullptr, false) {}
+  ~Engine() override { ForceStop(); }
+  using MEngineThread::AddEvent;
+  using MEngineThread::WaitForEvents;
+  void Count() { ++calls; }
+  int calls = 0;
+
+ private:
+  void ThreadFunction() override {
+    SignalThreadStarted();
+    while (!IsStopRequested()) static_cast<void>(WaitForEvents(INFINITE));
+  }
+};
+
+class Command final : public MCommandSynchronous {
+ public:
+  Command(const std::function<void()>& what, MExceptionHolder holder)
+      : MCommandSynchronous(std::move(holder)), work(what) {}
+
+ private:
+  void Execute() override { work(); }
+  const std::function<void()>& work;
+};
+
+class Notification final : public MDesyncEvent {
+ public:
+  explicit Notification(int& counted) : count(counted) {}
+  void Fire() override { ++count; }
+
+ private:
+  int& count;
+};
+
+class Allocation : public testing::Test {
+ protected:
+  void Execute(const std::function<void()>& work, const MExceptionHolder& holder = {}) {
+    std::unique_ptr<MCommandSynchronous> command = std::make_unique<Command>(work, holder);
+    processor.ExecuteSynchronously(command);
+    processor.Flush();  // behind the command's deletion
+  }
+
+  const Watchdog watchdog{"an operation without memory"};
+  const ScriptedWaits waits;
+  MCommandProcessor processor{nullptr, nullptr, nullptr, nullptr, 0, false};
+};
+
+TEST_F(Allocation, RefusedWhileObjectsAreMade) {
+  SurvivesRefusals([] { const Engine engine; });
+  SurvivesRefusals([] { const MSchedulerThread scheduler(nullptr); });
+  SurvivesRefusals([] { const MDesyncEventScheduler scheduler(nullptr); });
+  SurvivesRefusals([] { const MThreadSafeFifo<int*, int*> queue; });
+  SurvivesRefusals([] { const MExceptionHolder holder = MExceptionHolder::Create(); });
+  SurvivesRefusals([] {
+    auto start = std::make_unique<Callback>([] {});
+    auto exit = std::make_unique<Callback>([] {});
+    auto idle = std::make_unique<Callback>([] {});
+    const MCommandProcessor made(nullptr, start.release(), exit.release(), idle.release(), 1, true);
+  });
+}
+
+TEST_F(Allocation, RefusedWhileAThreadIsControlled) {
+  Engine engine;
+  SurvivesRefusals([&] {
+    try {
+      engine.Start();
+      engine.Flush();
+      engine.Start();  // refused: there is an error to be made
+    } catch (...) {
+      engine.Stop();
+      EXPECT_FALSE(engine.IsRunning());
+      throw;
+    }
+  });
+}
+
+TEST_F(Allocation, RefusedWhileAFailedStopIsForced) {
+  Engine engine;
+  engine.Start();  // on first use some of it lasts
+  engine.Stop();
+  WaitScript failing = ScriptedWaits::EndingWith(WAIT_FAILED);
+  failing.waitsBefore = true;
+  SurvivesRefusals([&] {
+    engine.Start();
+    ScriptedWaits::nextSingle = failing;
+    engine.ForceStop();
+    EXPECT_FALSE(engine.IsRunning());
+  });
+}
+
+TEST_F(Allocation, RefusedWhileEventsAreAdded) {
+  const TestEvent unset;
+  const TestEvent set(false);
+  SurvivesRefusals([&] {
+    Engine engine;
+    const auto add = [&engine](HANDLE event) {
+      engine.AddEvent(event, new MCallbackFunctorImp<Engine>(&engine, &Engine::Count));
+    };
+    try {
+      for (int i = 3; i < 63; ++i) add(unset.Handle());
+    } catch (...) {
+      Allocations::Allow(Allocations::kUnlimited);
+      add(set.Handle());
+      set.Set();
+      EXPECT_TRUE(engine.WaitForEvents(0));  // the restart event
+      EXPECT_TRUE(engine.WaitForEvents(0));
+      EXPECT_EQ(engine.calls, 1);  // each event still has its own callback
+      throw;
+    }
+  });
+}
+
+TEST_F(Allocation, RefusedWhileAQueueGrowsLeavesItsContent) {
+  std::vector<int> items(100);
+  SurvivesRefusals([&] {
+    MThreadSafeFifo<int*, int*> queue;
+    std::size_t pushed = 0;
+    try {
+      for (; pushed < items.size(); ++pushed) queue.Push(&items[pushed]);
+    } catch (...) {
+      EXPECT_EQ(static_cast<std::size_t>(queue.GetCount()), pushed);
+      EXPECT_EQ(static_cast<std::size_t>(queue.GetCapacity()), pushed);
+      EXPECT_EQ(queue.IsEmpty(), pushed == 0);
+      int* out = nullptr;
+      for (std::size_t i = 0; i < pushed; ++i) EXPECT_TRUE(queue.Pop(out) && out == &items[i]);
+      throw;
+    }
+  });
+}
+
+TEST_F(Allocation, RefusedToTheCallerOfACommand) {
+  processor.Start();
+  const MException failure = ExceptionOf(L"a command's failure, too long for a short string");
+  for (const bool fails : {false, true}) {
+    const std::function<void()> work = [&] {
+      if (fails) throw MException(failure);
+    };
+    SurvivesRefusals([&] {
+      const MExceptionHolder holder = MExceptionHolder::Create();
+      Execute(work, holder);
+      EXPECT_EQ(holder.HasError(), fails);
+      holder.ThrowIfError();
+    });
+  }
+}
+
+TEST_F(Allocation, RefusedToTheProcessorThatKeepsAFailure) {
+  processor.Start();
+  const MExceptionHolder holder = MExceptionHolder::Create();
+  for (const int refused : {1, Allocations::kUnlimited}) {
+    int requests = 0;
+    for (int granted = 0; granted <= requests; ++granted) {
+      const std::exception_ptr failure =
+          std::make_exception_ptr(ExceptionOf(L"a failure that is too long for a short string"));
+      Execute(
+          [&] {
+            Allocations::Reset();
+            Allocations::Allow(granted, refused);
+            std::rethrow_exception(failure);
+          },
+          holder);
+      EXPECT_TRUE(holder.HasError());
+      Execute([&] {
+        Allocations::Allow(Allocations::kUnlimited);
+        requests = Allocations::Count();
+      });
+    }
+    EXPECT_GT(requests, 2);
+  }
+  processor.Stop();
+}
+
+TEST_F(Allocation, RefusedWhileNotificationsAreScheduled) {
+  SurvivesRefusals([] {
+    int scheduled = 0;
+    int fired = 0;
+    MDesyncEventScheduler scheduler(nullptr);
+    const auto drain = [&] {
+      scheduler.OnSchedulerEvent();
+      EXPECT_EQ(fired, scheduled);
+    };
+    try {
+      for (; scheduled < 20; ++scheduled) scheduler.ScheduleDesyncEvent(new Notification(fired));
+    } catch (...) {
+      drain();
+      throw;
+    }
+    drain();
+  });
+}
+
+class DyingScheduler final : public MDesyncEventScheduler {
+ public:
+  using MDesyncEventScheduler::MDesyncEventScheduler;
+  void OnSchedulerEvent() override { throw ExceptionOf(L"drain"); }
+};
+
+TEST_F(Allocation, RefusedWhileASchedulerWithADeadThreadIsDestroyed) {
+  int fired = 0;
+  Notification* const notification = new Notification(fired);
+  int requests = 0;
+  for (int granted = 0; granted <= requests; ++granted) {
+    ErrorRecorder recorder;
+    auto scheduler = std::make_unique<DyingScheduler>(&recorder);
+    scheduler->Enable();
+    scheduler->ScheduleDesyncEvent(notification);
+    recorder.heard.Wait();
+    Allocations::Reset();
+    Allocations::Allow(granted);
+    scheduler.reset();
+    Allocations::Allow(Allocations::kUnlimited);
+    requests = Allocations::Count();
+  }
+  EXPECT_GT(requests, 1);
+  delete notification;
+}
+
+TEST_F(Allocation, RefusedWhileErrorsAreMadeCopiedAndRaised) {
+  static const wchar_t className[] = L"A class name that is too long for a short string";
+  SurvivesRefusals([] {
+    MError error(className);
+    error.AddParameter(L"a parameter's name, too long for a short string", className);
+    error.AddParameter(L"status", std::uint32_t{42}, true);
+    const std::unique_ptr<MError> clone(error.Clone());
+    if (clone != nullptr) {
+      EXPECT_EQ(clone->GetParameters(), error.GetParameters());
+    }
+    MException exception(error);
+    exception.AddErrorWithCause(MErrorOutOfMemory());
+    const MException copy(exception);
+    exception = copy;
+    EXPECT_LE(copy.GetErrorCount(), 2);
+  });
+  static MFlowPoint point(className, L"Raise");
+  SurvivesRefusals([] { point.Raise(L"Failed"); });
+  SurvivesRefusals([] { point.Raise(L"Failed", L"winErrorCode", 5); });
+  SurvivesRefusals([] { point.Raise(L"Failed", L"name", std::string(100, 'x')); });
+  SurvivesRefusals([] { point.RaiseFromException(std::bad_alloc(), L"Failed", L"name", "x"); });
+}
+
+TEST_F(Allocation, IsNotNeededPerPushCommandOrNotification) {
+  MThreadSafeFifo<int*, int*> queue;
+  Allocations::Reset();
+  for (int i = 0; i < 1000; ++i) queue.Push(nullptr);
+  EXPECT_LE(Allocations::Count(), 12);
+
+  processor.Start();
+  int requests = 0;
+  Execute([] { Allocations::Reset(); });
+  const std::function<void()> work = [&] { requests = Allocations::Count(); };
+  std::unique_ptr<MCommandSynchronous> command =
+      std::make_unique<Command>(work, MExceptionHolder());
+  Allocations::Reset();
+  processor.ExecuteSynchronously(command);
+  EXPECT_EQ(Allocations::Count(), 0);  // by the caller
+  EXPECT_EQ(requests, 0);              // by the processor
+}
+
+}  // namespace

@@ -1,0 +1,404 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/LoggedEvents.h"
+#include "tests/support/Raises.h"
+#include "tests/support/ScriptedWaits.h"
+#include "tests/support/StressScale.h"
+#include "tests/support/ThreadKit.h"
+#include "tests/support/Watchdog.h"
+#include "velta/commands/MCommandProcessor.h"
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+const MString kDone;
+const MString kAborted = L"MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted";
+const MString kStopped = L"MCommandProcessor.ExecuteSynchronously:ProcessorStopped";
+
+struct Tally {
+  std::atomic<int> made{0};
+  std::atomic<int> run{0};
+  std::atomic<int> deleted{0};
+};
+
+class Command : public MCommandSynchronous {
+ public:
+  explicit Command(
+      Tally& counts, std::function<void()> what = [] {}, MExceptionHolder holder = {})
+      : MCommandSynchronous(std::move(holder)), tally(counts), work(std::move(what)) {
+    ++tally.made;
+  }
+  ~Command() override { ++tally.deleted; }
+
+ protected:
+  void Execute() override {
+    ++tally.run;
+    work();
+  }
+
+ private:
+  Tally& tally;
+  std::function<void()> work;
+};
+
+// A command whose exception nobody catches.
+class FatalCommand final : public Command {
+ public:
+  using Command::Command;
+  void ExecuteGenericCommand() override { throw ExceptionOf(L"fatal"); }
+};
+
+// Waits for one command on a thread of its own.
+class Caller {
+ public:
+  // Returns once the command is queued.
+  Caller(MCommandProcessor& processor, std::unique_ptr<MCommandSynchronous> queued)
+      : command(std::move(queued)), thread([this, &processor] {
+          ScriptedWaits::nextAny = ScriptedWaits::Announcing(waiting.Handle());
+          try {
+            processor.ExecuteSynchronously(command);
+          } catch (const MException& exception) {
+            outcome = exception.GetError(0)->GetCode();
+          }
+        }) {
+    waiting.Wait();
+  }
+  ~Caller() {
+    if (thread.joinable()) thread.join();
+  }
+
+  // The error that the call ended with, if any, once it has ended.
+  MString Outcome() {
+    thread.join();
+    return outcome;
+  }
+
+ private:
+  TestEvent waiting;
+  std::unique_ptr<MCommandSynchronous> command;
+  MString outcome;
+  std::thread thread;  // last: it uses the others
+};
+
+class CommandProcessor : public testing::Test {
+ protected:
+  std::unique_ptr<MCommandSynchronous> Make(
+      std::function<void()> work = [] {}, MExceptionHolder holder = {}) {
+    return std::make_unique<Command>(tally, std::move(work), std::move(holder));
+  }
+
+  // A command that occupies the processor until `release`.
+  std::unique_ptr<MCommandSynchronous> MakeHolding() {
+    return Make([this] {
+      holding.Set();
+      release.Wait();
+    });
+  }
+
+  // Stops the processor; the request is made before the command that holds it is released.
+  void StopWhileHeld() {
+    std::thread stopper([this] {
+      ScriptedWaits::nextSingle = ScriptedWaits::Announcing(stopping.Handle());
+      processor.Stop();
+    });
+    stopping.Wait();
+    release.Set();
+    stopper.join();
+  }
+
+  const Watchdog watchdog{"a command processor"};
+  const ScriptedWaits waits;
+  Tally tally;
+  TestEvent holding;
+  TestEvent release;
+  TestEvent stopping;
+  ErrorRecorder recorder;
+  MCommandProcessor processor{&recorder, nullptr, nullptr, nullptr, 0, false};
+};
+
+TEST_F(CommandProcessor, EachCommandLeavesItsOwnOutcomeInTheHolder) {
+  const MExceptionHolder holder = MExceptionHolder::Create();
+  const auto fail = [] { throw ExceptionOf(L"command"); };
+  processor.Start();
+  for (const bool fails : {false, true, false, true}) {
+    auto command = fails ? Make(fail, holder) : Make([] {}, holder);
+    processor.ExecuteSynchronously(command);
+    EXPECT_EQ(command, nullptr);
+    EXPECT_EQ(holder.HasError(), fails);
+    if (fails) {
+      EXPECT_THAT([&] { holder.ThrowIfError(); }, Raises(L"command"));
+      EXPECT_THAT(*holder.GetException(), HoldsOneError(MString(L"command"), IsEmpty()));
+    } else {
+      EXPECT_NO_THROW(holder.ThrowIfError());
+    }
+  }
+  auto untold = Make(fail);
+  processor.ExecuteSynchronously(untold);
+  std::unique_ptr<MCommandSynchronous> none;
+  processor.ExecuteSynchronously(none);
+  processor.Stop();
+  EXPECT_EQ(tally.run, 5);
+  EXPECT_EQ(tally.deleted, 5);
+  EXPECT_FALSE(recorder.error.has_value());
+}
+
+TEST_F(CommandProcessor, StopAndFlushExecuteWhatIsQueuedInItsOrder) {
+  std::string order;
+  processor.Start();
+  for (const bool stops : {false, true}) {
+    ::ResetEvent(holding.Handle());
+    ::ResetEvent(release.Handle());
+    Caller first(processor, MakeHolding());
+    holding.Wait();
+    Caller second(processor, Make([&] { order += "2"; }));
+    Caller third(processor, Make([&] { order += "3"; }));
+    Caller fourth(processor, Make([&] { order += "4"; }));
+    if (stops) {
+      StopWhileHeld();
+    } else {
+      TestEvent flushing;
+      std::thread flusher([&] {
+        ScriptedWaits::nextAny = ScriptedWaits::Announcing(flushing.Handle());
+        processor.Flush();
+        EXPECT_EQ(tally.run, 4);
+      });
+      flushing.Wait();
+      release.Set();
+      flusher.join();
+    }
+    for (Caller* const caller : {&first, &second, &third, &fourth}) {
+      EXPECT_EQ(caller->Outcome(), kDone);
+    }
+  }
+  EXPECT_EQ(order, "234234");
+  EXPECT_EQ(tally.deleted, 8);
+}
+
+TEST_F(CommandProcessor, RefusesWorkForGoodOnceStopped) {
+  processor.Start();
+  EXPECT_FALSE(processor.IsAborted());
+  processor.Stop();
+  for (const bool restarted : {false, true}) {
+    if (restarted) processor.Start();
+    EXPECT_TRUE(processor.IsAborted());
+    auto command = Make();
+    EXPECT_THAT([&] { processor.ExecuteSynchronously(command); }, Raises(kStopped));
+    EXPECT_NE(command, nullptr);
+  }
+  EXPECT_EQ(tally.run, 0);
+}
+
+TEST_F(CommandProcessor, ACommandQueuedTooLateIsDeletedUnexecuted) {
+  processor.Start();
+  processor.Stop();
+  auto command = Make();
+  ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(WAIT_TIMEOUT);  // not yet stopped
+  EXPECT_THAT([&] { processor.ExecuteSynchronously(command); }, Raises(kAborted));
+  EXPECT_EQ(command, nullptr);
+  EXPECT_EQ(tally.run, 0);
+  EXPECT_EQ(tally.deleted, 1);
+}
+
+TEST_F(CommandProcessor, AbortReleasesEveryWaiterAndDeletesTheQueue) {
+  Caller first(processor, Make());
+  Caller second(processor, Make());
+  processor.Abort();
+  EXPECT_EQ(first.Outcome(), kAborted);
+  EXPECT_EQ(second.Outcome(), kAborted);
+  EXPECT_EQ(tally.run, 0);
+  EXPECT_EQ(tally.deleted, 2);
+}
+
+TEST_F(CommandProcessor, TellsEveryBadEndOfItsWaitsAndClosesItsEvent) {
+  struct Case {
+    DWORD result;
+    const wchar_t* error;
+    std::map<MString, MString> parameters;
+  };
+  const std::map<MString, MString> five = {{L"winErrorCode", L"5"}};
+  const Case executing[] = {
+      {128, L"Abandoned", {}},    {129, L"Abandoned", {}},  {WAIT_FAILED, L"WaitFailed", five},
+      {130, L"WaitFailed", five}, {2, L"WaitFailed", five}, {WAIT_TIMEOUT, L"WaitFailed", five}};
+  for (const Case& sample : executing) {
+    auto command = Make();
+    HANDLE completion = nullptr;
+    ScriptedWaits::nextAny = ScriptedWaits::EndingWith(sample.result, 5);
+    ScriptedWaits::nextAny.watched = &completion;
+    EXPECT_THAT([&] { processor.ExecuteSynchronously(command); },
+                RaisesWith(MString(L"MCommandProcessor.ExecuteSynchronously:") + sample.error,
+                           testing::ContainerEq(sample.parameters)));
+    EXPECT_TRUE(IsClosed(completion));
+  }
+  for (const DWORD result : {DWORD{128}, DWORD{1}, WAIT_FAILED}) {
+    ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(result, 5);
+    EXPECT_THAT(
+        [&] { static_cast<void>(processor.IsAborted()); },
+        RaisesWith(L"MCommandProcessor.IsAborted:ErrorAccessingEvent", testing::ContainerEq(five)));
+  }
+  processor.Abort();
+  EXPECT_EQ(tally.deleted, 6);
+}
+
+TEST_F(CommandProcessor, RunsItsHooksOnItsThreadBeforeStartAndStopReturn) {
+  std::vector<std::pair<std::string, DWORD>> calls;
+  const auto hook = [&](const char* name) {
+    return new Callback([&calls, name] { calls.emplace_back(name, ::GetCurrentThreadId()); });
+  };
+  {
+    MCommandProcessor hooked(nullptr, hook("start"), hook("exit"), hook("idle"), 0, false);
+    hooked.Start();
+    ASSERT_EQ(calls.size(), 1u);
+    DWORD worker = 0;
+    auto command = Make([&] { worker = ::GetCurrentThreadId(); });
+    hooked.ExecuteSynchronously(command);
+    hooked.Stop();
+    EXPECT_NE(worker, ::GetCurrentThreadId());
+    EXPECT_THAT(calls, ElementsAre(Pair("start", worker), Pair("exit", worker)));
+    hooked.Start();
+  }
+  EXPECT_EQ(calls.size(), 4u);  // destroying it has stopped it
+}
+
+TEST_F(CommandProcessor, AStartHookThatThrowsFailsTheStartAndAnExitHookThatThrowsDoesNotFailStop) {
+  const auto fail = [] { throw ExceptionOf(L"hook"); };
+  {
+    MCommandProcessor hooked(&recorder, new Callback(fail), new Callback([] { ADD_FAILURE(); }),
+                             nullptr, 0, false);
+    EXPECT_THAT([&] { hooked.Start(); }, Raises(L"MEngineThread.Start:ThreadExitedUnexpectedly"));
+    EXPECT_FALSE(hooked.IsRunning());
+    EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"hook"), IsEmpty()));
+  }
+  recorder.error.reset();
+  MCommandProcessor hooked(&recorder, nullptr, new Callback(fail), nullptr, 0, false);
+  hooked.Start();
+  hooked.Stop();
+  EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"hook"), IsEmpty()));
+}
+
+std::atomic<DWORD> lastTimeout{0};
+
+TEST_F(CommandProcessor, CallsTheIdleHookAtEachTimeOutAndForWindowInputWhateverItThrows) {
+  const SystemCallOverride record(
+      systemCalls.waitForAnyOrInput, +[](DWORD count, const HANDLE*, DWORD timeoutMs) {
+        lastTimeout = timeoutMs;
+        return timeoutMs == INFINITE ? WAIT_OBJECT_0 + count : WAIT_TIMEOUT;
+      });
+  for (const DWORD timeout : {DWORD{500}, DWORD{0}}) {
+    const TestEvent third;
+    int calls = 0;
+    const auto idle = [&] {
+      if (++calls == 3) third.Set();
+      throw ExceptionOf(L"idle");
+    };
+    const std::vector<LoggedEvent> events = LogDuring([&] {
+      MCommandProcessor idling(&recorder, nullptr, nullptr, new Callback(idle), timeout, true);
+      idling.Start();
+      third.Wait();
+      idling.Stop();
+    });
+    EXPECT_EQ(lastTimeout, timeout == 0 ? INFINITE : timeout);
+    EXPECT_THAT(events, LoggedInOrder(std::vector<std::string>(
+                            3, "Dismissed_error (unknown) MCommandProcessor.ThreadFunction")));
+  }
+  EXPECT_FALSE(recorder.error.has_value());
+}
+
+TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByStop) {
+  processor.Start();
+  Caller first(processor, MakeHolding());
+  holding.Wait();
+  Caller fatal(processor, std::make_unique<FatalCommand>(tally));
+  Caller behind(processor, Make());
+  release.Set();
+  recorder.heard.Wait();
+  EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"fatal"), IsEmpty()));
+  EXPECT_EQ(first.Outcome(), kDone);
+  EXPECT_EQ(tally.deleted, 2);
+  EXPECT_THAT([&] { processor.Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
+
+  processor.Stop();
+  EXPECT_EQ(fatal.Outcome(), kAborted);
+  EXPECT_EQ(behind.Outcome(), kAborted);
+  EXPECT_EQ(tally.run, 1);
+  EXPECT_EQ(tally.deleted, 3);
+  EXPECT_FALSE(processor.IsRunning());
+}
+
+TEST_F(CommandProcessor, AnExceptionFromTheLastFlushIsLoggedAndTheRestAborted) {
+  processor.Start();
+  Caller first(processor, MakeHolding());
+  holding.Wait();
+  Caller fatal(processor, std::make_unique<FatalCommand>(tally));
+  Caller behind(processor, Make());
+  const std::vector<LoggedEvent> events = LogDuring([&] { StopWhileHeld(); });
+  EXPECT_THAT(
+      events,
+      LoggedInOrder(std::vector<std::string>{
+          "Scope_push MEngineThread.OnStopWrapper", "Scope_push MCommandProcessor.OnStop",
+          "Scope_push MCommandProcessor.OnFlush", "Scope_pop MCommandProcessor.OnFlush",
+          "Dismissed_error (unknown) MCommandProcessor.OnStop",
+          "Timing_point (0, 0) MCommandProcessor.Abort", "Scope_pop MCommandProcessor.OnStop",
+          "Scope_pop MCommandProcessor.ThreadFunction"}));
+  EXPECT_EQ(first.Outcome(), kDone);
+  EXPECT_EQ(fatal.Outcome(), kAborted);
+  EXPECT_EQ(behind.Outcome(), kAborted);
+  EXPECT_EQ(tally.run, 1);
+  EXPECT_EQ(tally.deleted, 3);
+  EXPECT_FALSE(recorder.error.has_value());
+}
+
+TEST_F(CommandProcessor, AStopThatRacesCallersRunsOrDeletesEveryCommandOnce) {
+  for (int round = StressRounds(400); round > 0; --round) {
+    Tally counts;
+    std::atomic<int> inside{0};
+    std::atomic<int> returned{0};
+    const TestEvent enough;
+    MCommandProcessor racing(&recorder, nullptr, nullptr, nullptr, 0, false);
+    const auto work = [&] {
+      EXPECT_EQ(inside.fetch_add(1), 0);
+      if (counts.run == round % 50 + 1) enough.Set();
+      inside.fetch_sub(1);
+      throw ExceptionOf(L"work");
+    };
+    racing.Start();
+    std::vector<std::thread> callers;
+    for (int caller = 0; caller < 4; ++caller) {
+      callers.emplace_back([&] {
+        const MExceptionHolder holder = MExceptionHolder::Create();
+        try {
+          for (;;) {
+            std::unique_ptr<MCommandSynchronous> command =
+                std::make_unique<Command>(counts, work, holder);
+            racing.ExecuteSynchronously(command);
+            EXPECT_TRUE(holder.HasError());
+            ++returned;
+          }
+        } catch (const MException& exception) {
+          EXPECT_THAT(exception.GetError(0)->GetCode(), testing::AnyOf(kAborted, kStopped));
+        }
+      });
+    }
+    enough.Wait();
+    if (round % 2 == 0) racing.Flush();
+    racing.Stop();
+    for (std::thread& caller : callers) caller.join();
+    EXPECT_EQ(counts.deleted, counts.made);
+    EXPECT_EQ(counts.run, returned);
+  }
+  EXPECT_FALSE(recorder.error.has_value());
+}
+
+}  // namespace
