@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "velta/text/NumberText.h"
 
+#include "tests/support/StressScale.h"
 #include "velta/text/MLocale.h"
 #include "velta/text/internal/DecimalText.h"
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <cwchar>
+#include <iterator>
 #include <limits>
 #include <random>
 
@@ -114,6 +117,58 @@ TEST(ParseDouble, ReadsBackWhatFormatWroteBitForBit) {
     double read = 0.0;
     ASSERT_TRUE(ParseDouble(MLocale::GetClassic(), text, &read));
     EXPECT_EQ(std::memcmp(&read, &value, sizeof value), 0) << testing::PrintToString(text);
+  }
+}
+
+/// Our own reading of a number and the C runtime's agree in every bit and in where it ends.
+void ExpectReadAsByTheRuntime(const MString& text) {
+  const wchar_t* end = nullptr;
+  const wchar_t* runtimeEnd = nullptr;
+  const double read = ScanDouble(text.c_str(), &end, MLocale::GetClassic());
+  const double expected = MLocale::GetClassic().ScanNumber(text.c_str(), &runtimeEnd);
+  ASSERT_EQ(std::memcmp(&read, &expected, sizeof read), 0) << testing::PrintToString(text);
+  ASSERT_EQ(end, runtimeEnd) << testing::PrintToString(text);
+}
+
+TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoes) {
+  const MString hardCases[] = {
+      L"9007199254740993",  // halfway between two doubles
+      L"9007199254740992.99999999999",
+      L"1.00000000000000011102230246251565404e0",
+      L"2.2250738585072011e-308",  // denormal, next to the smallest that is not
+      L"4.9406564584124654e-324",
+      L"2.4703282292062327e-324",
+      L"1.7976931348623157e308",
+      L"1.7976931348623159e308",
+      L"0e999999",
+      L"1e-400",
+      L"5.",
+      L".5e-1",
+      L"1e+",
+      L"1E5",
+      L"0x1p4",
+      L"00012",
+      MString(100, L'9'),
+      MString(70, L'0') + L"1.5",
+      L"0." + MString(80, L'0') + L"1",
+      L"1e" + MString(70, L'0') + L"1"};
+  for (const MString& text : hardCases) {
+    ExpectReadAsByTheRuntime(text);
+  }
+  std::mt19937_64 random(20261121);
+  for (int i = 0; i < StressRounds(1000000); ++i) {
+    const std::uint64_t bits = random();
+    const int digits = static_cast<int>(random() % 20);
+    double anyDouble = 0.0;
+    std::memcpy(&anyDouble, &bits, sizeof anyDouble);
+    const double everyday = static_cast<double>(static_cast<std::int64_t>(bits)) / 1e9;
+    wchar_t text[64];
+    if (i % 2 == 0 && std::isfinite(anyDouble)) {
+      std::swprintf(text, std::size(text), L"%.*e", digits, anyDouble);
+    } else {
+      std::swprintf(text, std::size(text), L"%.*f", digits, everyday);
+    }
+    ASSERT_NO_FATAL_FAILURE(ExpectReadAsByTheRuntime(text));
   }
 }
 

@@ -48,8 +48,8 @@ MLocale::MLocale(const wchar_t* requestedName) {
     const std::locale named(requestedName != nullptr ? narrowName.c_str() : nullptr);
     name = named.name();
     cLocale = CreateCLocale(name, point.At(this));
-    const wchar_t separator = std::use_facet<std::numpunct<wchar_t>>(named).decimal_point();
-    streamLocale = std::locale(named, new DecimalSeparatorOnly(separator));
+    decimalSeparator = std::use_facet<std::numpunct<wchar_t>>(named).decimal_point();
+    streamLocale = std::locale(named, new DecimalSeparatorOnly(decimalSeparator));
   } catch (const std::exception& cause) {
     // An MException is a runtime exception too: a refused C locale also leaves as "BadCppLocale".
     if (cLocale != nullptr) {
@@ -59,7 +59,8 @@ MLocale::MLocale(const wchar_t* requestedName) {
   }
 }
 
-MLocale::MLocale(const MLocale& other) : name(other.name), streamLocale(other.streamLocale) {
+MLocale::MLocale(const MLocale& other)
+    : name(other.name), streamLocale(other.streamLocale), decimalSeparator(other.decimalSeparator) {
   static MFlowPoint point(ClassName, ClassName);
   cLocale = CreateCLocale(name, point.At(this));
 }

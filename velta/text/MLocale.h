@@ -55,6 +55,8 @@ class VELTA_API MLocale {
   /// For imbuing a wide stream that belongs to the same C++ runtime as the framework.
   const std::locale& GetStreamLocale() const noexcept { return streamLocale; }
 
+  wchar_t GetDecimalSeparator() const noexcept { return decimalSeparator; }
+
   /// Formats as printf does, with this locale's decimal separator.
   ///
   /// @param out     replaced by the text; emptied when there is none or the format is refused
@@ -75,4 +77,5 @@ class VELTA_API MLocale {
   std::string name;
   void* cLocale = nullptr;  // the C runtime's handle, never null once constructed
   std::locale streamLocale;
+  wchar_t decimalSeparator = L'.';
 };

@@ -4,6 +4,7 @@
 #include "velta/errors/MError.h"
 #include "velta/platform/internal/Win32.h"
 #include "velta/text/MLocale.h"
+#include "velta/text/internal/PlainDecimalScan.h"
 
 #include <cerrno>
 #include <cwchar>
@@ -76,7 +77,10 @@ const wchar_t* ScanSpelledForm(const wchar_t* text, double& value) noexcept {
 
 double ScanDouble(const wchar_t* text, const wchar_t** end, const MLocale& locale) noexcept {
   const wchar_t* stopped = text;
-  double value = locale.ScanNumber(text, &stopped);
+  double value = 0.0;
+  if (!ScanPlainDecimal(text, locale.GetDecimalSeparator(), &value, &stopped)) {
+    value = locale.ScanNumber(text, &stopped);
+  }
 
   const wchar_t* special = nullptr;
   if (stopped == text) {

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/text/MLocale.h"
+#include "velta/text/MString.h"
+
+#include <charconv>
+#include <cmath>
+#include <iterator>
+
+/// A number in scientific notation, character for character what printf's "%.<n>e" gives under the
+/// locale, but without its cost where the standard's own conversion gives the same.
+inline void FormatScientific(const MLocale& locale, double value, int digitsAfterPoint,
+                             MString& out) {
+  if (!std::isfinite(value)) {
+    locale.Format(out, L"%.*e", digitsAfterPoint, value);  // each C runtime has its own words
+    return;
+  }
+  char text[64];
+  const std::to_chars_result result = std::to_chars(
+      std::begin(text), std::end(text), value, std::chars_format::scientific, digitsAfterPoint);
+  out.assign(std::begin(text), result.ptr);
+  const std::size_t point = out.find(L'.');
+  if (point != MString::npos) {
+    out[point] = locale.GetDecimalSeparator();
+  }
+}
