@@ -131,7 +131,7 @@ TEST(KLoggerConcurrency, DumpsWhileFourThreadsLogShowWholeEventsOnceInOrder) {
   std::array<std::int32_t, kThreads> next{};
   {
     Writers writers(log);
-    for (int round = 0; round < 10; ++round) {
+    for (int round = 0; round < 5; ++round) {
       writers.StartRound();
       writers.AwaitAll();
       AwaitingBuffer buffer(writers);

@@ -158,11 +158,10 @@ LONG CALLBACK RecordThreadName(EXCEPTION_POINTERS* pointers) {
 }
 
 TEST(ThreadName, ADebuggerIsToldAndNobodyElseNotices) {
-  // Behind the handler that swallows it a watcher would see nothing: ask to be first.
   AnnounceThreadName(::GetCurrentThreadId(), nullptr);
   struct Watcher {
-    void* handle = ::AddVectoredContinueHandler(1, &RecordThreadName);
-    ~Watcher() { ::RemoveVectoredContinueHandler(handle); }
+    void* handle = ::AddVectoredExceptionHandler(1, &RecordThreadName);
+    ~Watcher() { ::RemoveVectoredExceptionHandler(handle); }
   } watcher;
   AnnounceThreadName(4711, "worker");
   EXPECT_EQ(announced.parameters, 3U);
