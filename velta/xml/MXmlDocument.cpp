@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "velta/xml/MXmlDocument.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/xml/internal/DocumentState.h"
+#include "velta/xml/internal/Parser.h"
+#include "velta/xml/internal/References.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+using Velta::Xml::DocumentState;
+
+namespace {
+
+const wchar_t ClassName[] = L"MXmlDocument";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MXmlDocument::MXmlDocument() : state(std::make_unique<DocumentState>()) {}
+
+MXmlDocument::~MXmlDocument() = default;
+
+bool MXmlDocument::SetText(MString text) noexcept {
+  state->text = std::move(text);
+  state->saved.Clear();
+  state->position = {};
+  state->errors.BeginParse();
+  if (state->text.size() > Velta::Xml::kMaxTextLength) {
+    state->BecomeEmpty();
+    state->errors.ReplaceBy(L"Document too long");
+    return false;
+  }
+  try {
+    state->Parse();
+  } catch (const std::exception&) {
+    state->BecomeEmpty();
+    state->errors.ReplaceBy(L"Out of memory");
+  }
+  return IsWellFormed();
+}
+
+const MString& MXmlDocument::GetText() const noexcept { return state->text; }
+
+bool MXmlDocument::IsWellFormed() const noexcept { return Velta::Xml::IsWellFormed(state->index); }
+
+const MString& MXmlDocument::GetErrorText() const noexcept { return state->errors.Text(); }
+
+void MXmlDocument::ClearErrorText() noexcept { state->errors.Clear(); }
+
+std::int32_t MXmlDocument::GetErrorOffset() const noexcept { return state->errors.FirstOffset(); }
+
+void MXmlDocument::GetLineAndColumn(std::int32_t offset, std::int32_t* line,
+                                    std::int32_t* column) const noexcept {
+  const MString& text = state->text;
+  const std::size_t end = (std::min)(static_cast<std::size_t>((std::max)(offset, 0)), text.size());
+  *line = 1;
+  std::size_t lineBegin = 0;
+  for (std::size_t at = 0; at < end; ++at) {
+    // Of a carriage return and a line feed together, the line feed ends the line.
+    const bool isBreak = text[at] == L'\n' || (text[at] == L'\r' && text.c_str()[at + 1] != L'\n');
+    if (isBreak) {
+      ++*line;
+      lineBegin = at + 1;
+    }
+  }
+  *column = static_cast<std::int32_t>(end - lineBegin) + 1;
+}
+
+void MXmlDocument::SetFlags(std::uint32_t newFlags) noexcept { state->flags = newFlags; }
+
+std::uint32_t MXmlDocument::GetFlags() const noexcept { return state->flags; }
+
+MString MXmlDocument::Escape(std::wstring_view text, std::uint32_t flags) {
+  MString escaped;
+  Velta::Xml::AppendEscaped(escaped, text, (flags & kEscapeQuotes) != 0,
+                            (flags & kEscapeKeepReferences) != 0);
+  return escaped;
+}
+
+MString MXmlDocument::Unescape(std::wstring_view text) {
+  MString characters;
+  Velta::Xml::AppendUnescaped(characters, text);
+  return characters;
+}

@@ -1,0 +1,387 @@
+// SPDX-License-Identifier: MIT
+// Changing a document's text and index together.
+#include "velta/xml/MXmlDocument.h"
+#include "velta/xml/internal/Change.h"
+#include "velta/xml/internal/DocumentState.h"
+#include "velta/xml/internal/Parser.h"
+#include "velta/xml/internal/References.h"
+#include "velta/xml/internal/Tags.h"
+#include "velta/xml/internal/Tokenizer.h"
+
+#include <cstddef>
+#include <utility>
+
+using namespace Velta::Xml;
+
+namespace {
+
+/// A line break is what follows each element added: it belongs to the line that ends there.
+std::int32_t BehindLineBreak(const DocumentState& state, std::int32_t offset) noexcept {
+  const wchar_t* const at = state.text.c_str() + offset;
+  if (at[0] == L'\r' && at[1] == L'\n') return offset + 2;
+  return at[0] == L'\n' || at[0] == L'\r' ? offset + 1 : offset;
+}
+
+/// Where something is put into the content of an element, or of the document.
+struct Place {
+  std::int32_t parent;
+  std::int32_t previous;  // the element before it on its level, or 0
+  std::int32_t offset;
+};
+
+Place BehindElement(const DocumentState& state, std::int32_t element) noexcept {
+  const ElementRecord& record = state.index.At(element);
+  return {record.parent, element, BehindLineBreak(state, record.End())};
+}
+
+Place BehindContent(const DocumentState& state, std::int32_t parent) noexcept {
+  const ElementRecord& record = state.index.At(parent);
+  if (!record.Has(kEmptyTag)) return {parent, record.lastChild, state.ContentEnd(parent)};
+  // In front of the "/>" and of the spaces before it, unless that laid bare another slash.
+  const wchar_t* const slash = state.text.data() + record.End() - 2;
+  const wchar_t* at = slash;
+  while (IsSpace(at[-1])) --at;
+  if (at[-1] == L'/') at = slash;
+  return {parent, 0, static_cast<std::int32_t>(at - state.text.data())};
+}
+
+Place BehindCurrent(const DocumentState& state) noexcept {
+  const Position& position = state.position;
+  if (position.IsOnNode()) {
+    return {position.parent, position.precedingElement, BehindLineBreak(state, position.NodeEnd())};
+  }
+  return position.current != 0 ? BehindElement(state, position.current)
+                               : BehindContent(state, position.parent);
+}
+
+Place InsideCurrent(const DocumentState& state) noexcept {
+  const Position& position = state.position;
+  return position.child != 0 ? BehindElement(state, position.child)
+                             : BehindContent(state, position.current);
+}
+
+/// Composes something new in a document's scratch text, together with what its place needs around
+/// it, and puts it in.
+class Insertion {
+ public:
+  Insertion(DocumentState& document, Place where, bool onLinesOfItsOwn)
+      : state(document),
+        place(where),
+        isBlock(onLinesOfItsOwn),
+        opensParent(state.index.At(place.parent).Has(kEmptyTag)) {
+    MString& text = state.scratch;
+    text.clear();
+    if (opensParent) text += L'>';
+    const bool isFirst =
+        place.parent != 0 && state.ContentBegin(place.parent) == state.ContentEnd(place.parent);
+    if (isBlock && isFirst) text += L'\n';
+    begin = text.size();
+  }
+
+  /// To be called when it has been composed. False when the document would be too long.
+  [[nodiscard]] bool Prepare() {
+    MString& text = state.scratch;
+    length = text.size() - begin;
+    if (isBlock) text += L'\n';
+    if (opensParent) text.append(L"</").append(state.NameOf(place.parent)).append(1, L'>');
+    return MakeChange().Prepare();
+  }
+
+  // What follows is known behind Prepare.
+  [[nodiscard]] std::int32_t Offset() const noexcept {
+    return place.offset + static_cast<std::int32_t>(begin);
+  }
+  [[nodiscard]] std::int32_t Length() const noexcept { return static_cast<std::int32_t>(length); }
+
+  /// Puts it in by reading the whole document anew.
+  ///
+  /// @return the element that begins with it, or 0
+  [[nodiscard]] std::int32_t PutAndRead() {
+    const std::int32_t offset = Offset();
+    MakeChange().ApplyAndRead();
+    return state.index.FindStart(offset);
+  }
+
+  /// Puts it in.
+  ///
+  /// @param element  its record, with all below it in the index already, or 0 if it has none. When
+  ///                 this throws, nothing has changed and they are gone
+  void Put(std::int32_t element) {
+    const Change change = MakeChange();
+    if (opensParent) {
+      const auto nameLength = static_cast<std::int32_t>(state.NameOf(place.parent).size());
+      ElementRecord& parent = state.index.At(place.parent);
+      try {
+        state.index.SetTagLengths(place.parent, {place.offset - parent.start + 1, nameLength + 3});
+      } catch (...) {
+        if (element != 0) state.index.ReleaseTree(element);
+        throw;
+      }
+      parent.flags &= ~kEmptyTag;
+    }
+    change.Apply();
+    if (element != 0) state.index.Link(element, place.parent, place.previous);
+  }
+
+ private:
+  [[nodiscard]] Change MakeChange() const noexcept {
+    const std::int32_t end = opensParent ? state.index.At(place.parent).End() : place.offset;
+    const std::int32_t firstBehind = place.previous != 0 ? state.index.Behind(place.previous)
+                                                         : state.index.Following(place.parent);
+    return {state, place.offset, end, place.parent, firstBehind};
+  }
+
+  DocumentState& state;
+  const Place place;
+  const bool isBlock;
+  const bool opensParent;  // so far an empty tag
+  std::size_t begin = 0;
+  std::size_t length = 0;
+};
+
+void MoveToNew(DocumentState& state, std::int32_t element, bool asChild) noexcept {
+  state.position = Position();
+  if (element == 0) return;  // a fault before it has swallowed it
+  std::int32_t& held = asChild ? state.position.child : state.position.current;
+  held = element;
+  const std::int32_t above = state.index.At(element).parent;
+  state.position.parent = asChild ? state.index.At(above).parent : above;
+  if (asChild) state.position.current = above;
+}
+
+/// A record for an element that is about to be put in.
+std::int32_t NewRecord(ElementIndex& index, const Insertion& insertion, TagLengths tags,
+                       std::int32_t flags) {
+  index.ReserveOne();
+  const std::int32_t element = index.Take();
+  ElementRecord& record = index.At(element);
+  record = ElementRecord{};
+  record.start = insertion.Offset();
+  record.length = insertion.Length();
+  record.flags = flags;
+  try {
+    index.SetTagLengths(element, tags);
+  } catch (...) {
+    index.Release(element);
+    throw;
+  }
+  return element;
+}
+
+/// Writes a node that is not an element. False when the content does not suit the type.
+bool ComposeNode(MXmlNodeType type, std::wstring_view content, MString& node) {
+  switch (type) {
+    case MXmlNodeType::kText:
+    case MXmlNodeType::kWhitespace:
+      AppendEscaped(node, content, false, false);
+      return true;
+    case MXmlNodeType::kCData:
+      AppendCData(node, content);
+      return true;
+    case MXmlNodeType::kProcessingInstruction: {
+      const MString text(content);
+      const std::wstring_view target = NameAt(text.c_str());
+      const wchar_t behind = text.c_str()[target.size()];
+      if (!IsName(target) || (target.size() != text.size() && !IsSpace(behind))) return false;
+      node.append(L"<?").append(text).append(L"?>");
+      return true;
+    }
+    case MXmlNodeType::kComment:
+      node.append(L"<!--").append(content).append(L"-->");
+      return content.find(L"--") == std::wstring_view::npos && !content.ends_with(L'-');
+    case MXmlNodeType::kDocumentType:
+      node.append(L"<!DOCTYPE ").append(content).append(1, L'>');
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// Where the last of the CDATA sections begins that have been written for a content.
+std::size_t LastSection(std::wstring_view content, std::size_t written) noexcept {
+  const std::size_t split = content.rfind(L"]]>");
+  if (split == std::wstring_view::npos) return 0;
+  return written - (content.size() - split - 2) - std::wstring_view(L"<![CDATA[]]>").size();
+}
+
+bool IsOneToken(const MString& text, MXmlNodeType type) {
+  const Token token = Tokenizer(text, nullptr).Next();
+  return static_cast<std::int32_t>(token.type) == static_cast<std::int32_t>(type) &&
+         token.Text().size() == text.size();
+}
+
+/// @param element  whose tag it is, 0 for the current processing instruction
+bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
+                    std::wstring_view name, std::wstring_view value) {
+  if (!tag.Exists() || !IsName(name)) return false;
+  const wchar_t* const text = state.text.data();
+  Attribute attribute;
+  const bool isThere = FindAttribute(state, tag, name, attribute);
+  if (!attribute.isComplete && (!isThere || attribute.isQuoted)) return false;
+
+  MString& scratch = state.scratch;
+  scratch.clear();
+  std::int32_t begin = tag.end;
+  std::int32_t end = tag.end;
+  if (isThere && attribute.isQuoted) {
+    begin = static_cast<std::int32_t>(attribute.value.data() - text);
+    end = begin + static_cast<std::int32_t>(attribute.value.size());
+    AppendEscaped(scratch, value, true, false);
+  } else {
+    if (isThere) {
+      begin = static_cast<std::int32_t>(attribute.name.data() + attribute.name.size() - text);
+      end = static_cast<std::int32_t>(attribute.end - text);
+      // A quote in front of this slash would make the tag an empty one.
+      if (element != 0 && end == tag.end - 1 && text[end] == L'/') return false;
+    } else {
+      scratch.append(1, L' ').append(name);
+    }
+    scratch.append(L"=\"");
+    AppendEscaped(scratch, value, true, false);
+    scratch += L'"';
+  }
+
+  const Position& position = state.position;
+  const std::int32_t parent = element != 0 ? element : position.parent;
+  const std::int32_t firstBehind = element == 0 && position.precedingElement != 0
+                                       ? state.index.Behind(position.precedingElement)
+                                       : state.index.Following(parent);
+  const Change change(state, begin, end, parent, firstBehind);
+  if (!change.Prepare()) return false;
+  const std::int32_t distance = change.Distance();
+  if (state.IsIllFormed()) {
+    change.ApplyAndRead();
+  } else {
+    if (element != 0) {
+      const TagLengths tags = state.index.GetTagLengths(element);
+      state.index.SetTagLengths(element, {tags.start + distance, tags.end});
+    }
+    change.Apply();
+  }
+  if (element == 0) state.position.nodeLength += distance;
+  return true;
+}
+
+}  // namespace
+
+bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data, std::uint32_t flags) {
+  const bool asChild = (flags & kAddAsChild) != 0;
+  const bool hasEndTag = (flags & kAddStartTagOnly) == 0;
+  if (!IsName(name) || (asChild && state->position.current == 0)) return false;
+
+  Insertion insertion(*state, asChild ? InsideCurrent(*state) : BehindCurrent(*state), true);
+  MString& text = state->scratch;
+  text.append(1, L'<').append(name);
+  const bool isEmpty = data.empty() && hasEndTag;
+  if (isEmpty) {
+    text.append((flags & kAddSpaceBeforeSlash) != 0 ? L" />" : L"/>");
+  } else {
+    text += L'>';
+    if ((flags & kAddCData) != 0 && !data.empty()) {
+      AppendCData(text, data);
+    } else {
+      AppendEscaped(text, data, false, false);
+    }
+    if (hasEndTag) text.append(L"</").append(name).append(1, L'>');
+  }
+  if (!insertion.Prepare()) return false;
+
+  std::int32_t element = 0;
+  if (state->IsIllFormed() || !hasEndTag) {
+    element = insertion.PutAndRead();
+  } else {
+    const auto nameLength = static_cast<std::int32_t>(name.size());
+    const TagLengths tags =
+        isEmpty ? TagLengths{insertion.Length(), 0} : TagLengths{nameLength + 2, nameLength + 3};
+    element = NewRecord(state->index, insertion, tags, isEmpty ? kEmptyTag : 0);
+    insertion.Put(element);
+  }
+  MoveToNew(*state, element, asChild);
+  return true;
+}
+
+bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
+  MString node;
+  if (!ComposeNode(type, content, node)) return false;
+  const std::size_t last = type == MXmlNodeType::kCData ? LastSection(content, node.size()) : 0;
+  if (last == 0 && !IsOneToken(node, type)) return false;
+
+  const bool isBlock = type == MXmlNodeType::kProcessingInstruction ||
+                       type == MXmlNodeType::kComment || type == MXmlNodeType::kDocumentType;
+  const Place place = BehindCurrent(*state);
+  Insertion insertion(*state, place, isBlock);
+  state->scratch.append(node);
+  if (!insertion.Prepare()) return false;
+
+  Position position;
+  position.parent = place.parent;
+  position.nodeType = type;
+  position.nodeOffset = insertion.Offset() + static_cast<std::int32_t>(last);
+  position.nodeLength = insertion.Length() - static_cast<std::int32_t>(last);
+  position.precedingElement = place.previous;
+  if (state->IsIllFormed()) {
+    state->position = position;
+    static_cast<void>(insertion.PutAndRead());
+  } else {
+    insertion.Put(0);
+    state->position = position;
+  }
+  return true;
+}
+
+bool MXmlDocument::SetAttribute(std::wstring_view name, std::wstring_view value) {
+  return SetAttributeIn(*state, InsideOfCurrentTag(*state), state->position.current, name, value);
+}
+
+bool MXmlDocument::SetChildAttribute(std::wstring_view name, std::wstring_view value) {
+  const std::int32_t child = state->position.child;
+  return SetAttributeIn(*state, InsideOfTag(*state, child), child, name, value);
+}
+
+bool MXmlDocument::AddChildDocument(std::wstring_view xml) {
+  if (state->position.current == 0 || xml.size() > kMaxTextLength) return false;
+  const MString text(xml);
+  ElementIndex index;
+  ErrorText errors;
+  Parse(text, state->IgnoresCase(), index, errors);
+  if (!Velta::Xml::IsWellFormed(index)) return false;
+  const ElementRecord& root = index.At(index.At(0).firstChild);
+
+  Insertion insertion(*state, InsideCurrent(*state), true);
+  state->scratch.append(text, static_cast<std::size_t>(root.start),
+                        static_cast<std::size_t>(root.length));
+  if (!insertion.Prepare()) return false;
+
+  std::int32_t element = 0;
+  if (state->IsIllFormed()) {
+    element = insertion.PutAndRead();
+  } else {
+    element = state->index.AppendTree(index, insertion.Offset() - root.start);
+    insertion.Put(element);
+  }
+  MoveToNew(*state, element, true);
+  return true;
+}
+
+bool MXmlDocument::RemoveElement() {
+  const std::int32_t element = state->position.current;
+  if (element == 0) return false;
+  ElementIndex& index = state->index;
+  const ElementRecord record = index.At(element);
+  const Change change(*state, record.start, BehindLineBreak(*state, record.End()), record.parent,
+                      index.Behind(element));
+  state->scratch.clear();
+  state->position = Position();
+  state->position.parent = record.parent;
+  state->position.current = record.previousSibling;
+  if (state->IsIllFormed()) {
+    change.ApplyAndRead();
+    return true;
+  }
+  index.Unlink(element);
+  index.ReleaseTree(element);
+  state->saved.DropIf(
+      [&index](const SavedPosition& entry) { return index.At(entry.element).Has(kDeleted); });
+  change.Apply();
+  return true;
+}

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/text/MString.h"
+#include "velta/xml/MXmlNodeType.h"
+#include "velta/xml/internal/ElementIndex.h"
+#include "velta/xml/internal/ErrorText.h"
+#include "velta/xml/internal/SavedPositions.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace Velta::Xml {
+
+/// Where a document's operations are. 0 is none, or as parent the top of the document.
+struct Position {
+  std::int32_t parent = 0;
+  std::int32_t current = 0;
+  std::int32_t child = 0;
+  // A current node that is not an element; `current` is 0 then.
+  MXmlNodeType nodeType = MXmlNodeType::kNone;
+  std::int32_t nodeOffset = 0;
+  std::int32_t nodeLength = 0;
+  std::int32_t precedingElement = 0;  // the sibling before that node, so that going on is no search
+
+  [[nodiscard]] bool IsOnNode() const noexcept { return nodeType != MXmlNodeType::kNone; }
+  [[nodiscard]] std::int32_t NodeEnd() const noexcept { return nodeOffset + nodeLength; }
+
+  /// The element that is current or last before the current node on the level, or 0.
+  [[nodiscard]] std::int32_t LastElement() const noexcept {
+    return IsOnNode() ? precedingElement : current;
+  }
+};
+
+/// What an `MXmlDocument` holds.
+struct DocumentState {
+  MString text;
+  ErrorText errors;
+  Position position;
+  std::uint32_t flags = 0;
+  ElementIndex index;
+  SavedPositions saved;
+  MString scratch;  // where edits compose their text; kept for its capacity
+
+  [[nodiscard]] bool IgnoresCase() const noexcept;
+  [[nodiscard]] bool IsIllFormed() const noexcept { return index.At(0).Has(kIllFormed); }
+
+  /// Reads the text anew. Throws `std::bad_alloc`; what it leaves is then to be emptied.
+  void Parse();
+
+  /// Forgets the text and all positions, without asking for memory.
+  void BecomeEmpty() noexcept;
+
+  [[nodiscard]] std::wstring_view Part(std::int32_t begin, std::int32_t end) const noexcept {
+    return {text.data() + begin, static_cast<std::size_t>(end - begin)};
+  }
+
+  [[nodiscard]] std::wstring_view NameOf(std::int32_t element) const noexcept;
+
+  /// Where the content of an element begins and ends; of 0, the whole text.
+  [[nodiscard]] std::int32_t ContentBegin(std::int32_t element) const noexcept;
+  [[nodiscard]] std::int32_t ContentEnd(std::int32_t element) const noexcept;
+};
+
+/// Whether there is exactly one root element and no fault.
+[[nodiscard]] bool IsWellFormed(const ElementIndex& index) noexcept;
+
+}  // namespace Velta::Xml

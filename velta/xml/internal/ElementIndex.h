@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace Velta::Xml {
+
+/// Where one element is in the text, and its neighbours. Index 0 in a link is "none".
+struct ElementRecord {
+  std::int32_t start;        // of the start tag
+  std::int32_t length;       // start tag to end tag
+  std::uint32_t tagLengths;  // start tag's and end tag's, packed: see ElementIndex
+  std::int32_t flags;
+  std::int32_t parent;
+  std::int32_t firstChild;
+  std::int32_t nextSibling;
+  std::int32_t previousSibling;
+  std::int32_t lastChild;  // so that appending does not walk the children
+
+  [[nodiscard]] std::int32_t End() const noexcept { return start + length; }
+  [[nodiscard]] bool Has(std::int32_t flag) const noexcept { return (flags & flag) != 0; }
+};
+
+inline constexpr std::int32_t kEmptyTag = 0x10000;
+inline constexpr std::int32_t kEndNotFound = 0x100000;
+inline constexpr std::int32_t kNotEndedProperly = 0x200000;
+inline constexpr std::int32_t kDeleted = 0x400000;
+inline constexpr std::int32_t kIllFormed = 0x800000;  // on record 0
+
+struct TagLengths {
+  std::int32_t start;
+  std::int32_t end;
+};
+
+/// The element records of a document, in pages. Record 0 stands for the document and always exists.
+class ElementIndex {
+ public:
+  static constexpr std::size_t kPageSize = 65536;
+
+  ElementIndex();
+
+  /// Drops all records but 0 and makes room for `expected` or a first page of them. Unchanged when
+  /// it throws.
+  void Reset(std::size_t expected);
+
+  /// The same without asking for memory.
+  void Clear() noexcept;
+
+  [[nodiscard]] ElementRecord& At(std::int32_t index) noexcept {
+    const auto position = static_cast<std::uint32_t>(index);
+    return pages[position >> 16][position & 0xFFFF];
+  }
+  [[nodiscard]] const ElementRecord& At(std::int32_t index) const noexcept {
+    return const_cast<ElementIndex*>(this)->At(index);
+  }
+
+  /// The index that the next new record gets.
+  [[nodiscard]] std::int32_t NextFree() const noexcept { return nextFree; }
+
+  /// How many records can be appended without asking for memory.
+  [[nodiscard]] std::size_t Room() const noexcept {
+    return capacity - static_cast<std::size_t>(nextFree);
+  }
+
+  /// Makes room for `count` more records at least; not less than a part of those that are there, so
+  /// that n appended ones cost O(n).
+  void Extend(std::size_t count);
+
+  /// A record behind all others. There must be room. Its fields are not set.
+  [[nodiscard]] std::int32_t Append() noexcept { return nextFree++; }
+
+  /// Makes sure that `Take` works once.
+  void ReserveOne();
+
+  /// A deleted record, or one behind all others. Its fields are not set.
+  [[nodiscard]] std::int32_t Take() noexcept;
+
+  /// Puts a record into the list of deleted ones.
+  void Release(std::int32_t index) noexcept;
+
+  /// Puts an element and all below it there. Nothing may link to it any more.
+  void ReleaseTree(std::int32_t root) noexcept;
+
+  /// Appends the records of a document that has been read just now, without record 0, and moves
+  /// them in the text.
+  ///
+  /// @return the index of its root, which is not linked to anything. Unchanged when it throws
+  [[nodiscard]] std::int32_t AppendTree(const ElementIndex& other, std::int32_t distance);
+
+  /// In an index that has been read just now: the element that begins at `start`, or 0.
+  [[nodiscard]] std::int32_t FindStart(std::int32_t start) const noexcept;
+
+  [[nodiscard]] TagLengths GetTagLengths(std::int32_t index) const noexcept;
+
+  /// Lengths that the packed field cannot hold are kept in a table beside it. Unchanged when it
+  /// throws.
+  void SetTagLengths(std::int32_t index, TagLengths lengths) {
+    if (lengths.start < kMaxStart && lengths.end < kMaxEnd && longTags.empty()) {
+      At(index).tagLengths = Pack(lengths);
+    } else {
+      SetLongTagLengths(index, lengths);
+    }
+  }
+
+  /// Puts a record behind a sibling, or with 0 before all children, and links it to its parent.
+  void Link(std::int32_t index, std::int32_t parent, std::int32_t previous) noexcept;
+  void Unlink(std::int32_t index) noexcept;
+
+  /// What follows a record in the order of the text: its first child or what `Behind` gives.
+  [[nodiscard]] std::int32_t Following(std::int32_t index) const noexcept {
+    const std::int32_t child = At(index).firstChild;
+    return child != 0 ? child : Behind(index);
+  }
+
+  /// The first record that begins behind all of this one, or 0.
+  [[nodiscard]] std::int32_t Behind(std::int32_t index) const noexcept {
+    while (index != 0 && At(index).nextSibling == 0) index = At(index).parent;
+    return index != 0 ? At(index).nextSibling : 0;
+  }
+
+ private:
+  // All ones say "see the table".
+  static constexpr int kStartBits = 22;
+  static constexpr std::int32_t kMaxStart = (1 << kStartBits) - 1;
+  static constexpr std::int32_t kMaxEnd = (1 << (32 - kStartBits)) - 1;
+
+  static constexpr std::uint32_t Pack(TagLengths lengths) noexcept {
+    return static_cast<std::uint32_t>(lengths.start) | static_cast<std::uint32_t>(lengths.end)
+                                                           << kStartBits;
+  }
+
+  void SetLongTagLengths(std::int32_t index, TagLengths lengths);
+  void ResizeLastPage(std::size_t records);
+
+  using Page = std::unique_ptr<ElementRecord[]>;
+
+  std::vector<Page> pages;  // all full but the last, which grows
+  std::size_t capacity = 0;
+  std::int32_t nextFree = 1;
+  std::int32_t firstDeleted = 0;  // linked by nextSibling
+  std::map<std::int32_t, TagLengths> longTags;
+};
+
+}  // namespace Velta::Xml
