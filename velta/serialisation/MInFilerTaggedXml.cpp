@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "velta/serialisation/MInFilerTaggedXml.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/serialisation/internal/ValueTypes.h"
+#include "velta/serialisation/internal/XmlDeclaration.h"
+#include "velta/text/NumberText.h"
+#include "velta/text/internal/IntegerScan.h"
+#include "velta/xml/MXmlDocument.h"
+
+#include <utility>
+
+namespace {
+
+const wchar_t ClassName[] = L"MInFilerTaggedXml";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MInFilerTaggedXml::MInFilerTaggedXml(const MString& text, const MString& expectedRootName,
+                                     const MString& expectedNamespace)
+    : document(std::make_unique<MXmlDocument>()), numberLocale(MLocale::GetClassic()) {
+  const bool entered = document->SetText(text) && document->FindElement(expectedRootName) &&
+                       (expectedNamespace.empty() || (document->GetAttribute(L"xmlns", &scratch) &&
+                                                      scratch == expectedNamespace)) &&
+                       document->IntoElement();
+  if (!entered) {
+    document.reset();
+  }
+}
+
+MInFilerTaggedXml::~MInFilerTaggedXml() = default;
+
+template <class Convert>
+bool MInFilerTaggedXml::ReadValue(const MString& tag, std::wstring_view type, Convert convert) {
+  if (document == nullptr) {
+    return false;
+  }
+  document->SavePosition();
+  const bool read = document->FindElement() && document->GetTagName() == tag &&
+                    document->GetAttribute(ValueTypes::kAttribute, &scratch) && scratch == type &&
+                    document->GetData(&scratch) && convert(std::as_const(scratch));
+  if (!read) {
+    static_cast<void>(document->RestorePosition());
+  }
+  return read;
+}
+
+template <class T>
+bool MInFilerTaggedXml::ReadInteger(const MString& tag, std::wstring_view type, T* value,
+                                    T defaultValue) {
+  *value = defaultValue;
+  return ReadValue(tag, type, [&](const MString& data) { return ScanInteger(data, value); });
+}
+
+bool MInFilerTaggedXml::ReadString(const MString& tag, MString* value,
+                                   const MString& defaultValue) {
+  *value = defaultValue;
+  return ReadValue(tag, ValueTypes::kString, [&](const MString& data) {
+    *value = data;
+    return true;
+  });
+}
+
+bool MInFilerTaggedXml::ReadChar(const MString& tag, char* value, char defaultValue) {
+  *value = defaultValue;
+  return ReadValue(tag, ValueTypes::kChar, [&](const MString& data) {
+    if (data.empty() || data[0] < 0 || data[0] > 0xFF) {
+      return false;
+    }
+    *value = static_cast<char>(static_cast<unsigned char>(data[0]));
+    return true;
+  });
+}
+
+bool MInFilerTaggedXml::ReadDouble(const MString& tag, double* value, double defaultValue) {
+  *value = defaultValue;
+  return ReadValue(tag, ValueTypes::kFloat, [&](const MString& data) {
+    double number = 0.0;
+    if (!ParseDouble(numberLocale, data, &number)) {
+      return false;
+    }
+    *value = number;
+    return true;
+  });
+}
+
+bool MInFilerTaggedXml::ReadFloat(const MString& tag, float* value, float defaultValue) {
+  double number = 0.0;
+  const bool read = ReadDouble(tag, &number, 0.0);
+  *value = read ? static_cast<float>(number) : defaultValue;
+  return read;
+}
+
+bool MInFilerTaggedXml::ReadBool(const MString& tag, bool* value, bool defaultValue) {
+  std::int32_t number = 0;
+  const bool read = ReadInteger<std::int32_t>(tag, ValueTypes::kBool, &number, 0);
+  *value = read ? number != 0 : defaultValue;
+  return read;
+}
+
+bool MInFilerTaggedXml::ReadByte(const MString& tag, std::uint8_t* value,
+                                 std::uint8_t defaultValue) {
+  return ReadInteger(tag, ValueTypes::kByte, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadUnsignedShort(const MString& tag, std::uint16_t* value,
+                                          std::uint16_t defaultValue) {
+  return ReadInteger(tag, ValueTypes::kUnsigned, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadShort(const MString& tag, std::int16_t* value,
+                                  std::int16_t defaultValue) {
+  return ReadInteger(tag, ValueTypes::kSigned, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadUnsignedInt(const MString& tag, std::uint32_t* value,
+                                        std::uint32_t defaultValue) {
+  return ReadInteger(tag, ValueTypes::kUnsigned, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::ReadInt(const MString& tag, std::int32_t* value,
+                                std::int32_t defaultValue) {
+  return ReadInteger(tag, ValueTypes::kSigned, value, defaultValue);
+}
+
+bool MInFilerTaggedXml::FindGroup(const MString& tag) {
+  if (document == nullptr) {
+    return false;
+  }
+  document->SavePosition();
+  while (document->FindElement(tag)) {
+    // What has a type is a value of the same name.
+    if (!document->GetAttribute(ValueTypes::kAttribute, nullptr)) {
+      return true;
+    }
+  }
+  static_cast<void>(document->RestorePosition());
+  return false;
+}
+
+bool MInFilerTaggedXml::BeginGroup(const MString& tag) {
+  if (!FindGroup(tag) || !document->IntoElement()) {
+    return false;
+  }
+  ++depth;
+  return true;
+}
+
+bool MInFilerTaggedXml::EndGroup() {
+  if (document == nullptr || depth == 0 || !document->OutOfElement()) {
+    return false;
+  }
+  --depth;
+  return true;
+}
+
+bool MInFilerTaggedXml::ReadEmbeddedDocument(const MString& tag, MString* xml) {
+  xml->clear();
+  if (!FindGroup(tag)) {
+    return false;
+  }
+  MXmlDocument embedded;
+  const bool built = AddXmlDeclaration(embedded) && embedded.AddElement(L"MFilerTaggedXml") &&
+                     embedded.AddChildDocument(document->GetNodeText());
+  if (built) {
+    *xml = embedded.GetText();
+  }
+  return built;
+}

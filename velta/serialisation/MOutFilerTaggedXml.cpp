@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+#include "velta/serialisation/MOutFilerTaggedXml.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/serialisation/internal/ValueTypes.h"
+#include "velta/serialisation/internal/XmlDeclaration.h"
+#include "velta/text/internal/DecimalText.h"
+#include "velta/text/internal/ScientificText.h"
+#include "velta/xml/MXmlDocument.h"
+
+namespace {
+
+const wchar_t ClassName[] = L"MOutFilerTaggedXml";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MOutFilerTaggedXml::MOutFilerTaggedXml(const MString& rootName, const MString& namespaceText)
+    : document(std::make_unique<MXmlDocument>()), numberLocale(MLocale::GetClassic()) {
+  const bool begun = AddXmlDeclaration(*document) && document->AddElement(rootName) &&
+                     (namespaceText.empty() || document->SetAttribute(L"xmlns", namespaceText)) &&
+                     document->IntoElement();
+  if (!begun) {
+    document.reset();
+  }
+}
+
+MOutFilerTaggedXml::~MOutFilerTaggedXml() = default;
+
+bool MOutFilerTaggedXml::WriteValue(const MString& tag, std::wstring_view type,
+                                    std::wstring_view text) {
+  return document != nullptr && document->AddElement(tag, text) &&
+         document->SetAttribute(ValueTypes::kAttribute, type);
+}
+
+template <class T>
+bool MOutFilerTaggedXml::WriteInteger(const MString& tag, std::wstring_view type, T value) {
+  return WriteValue(tag, type, DecimalText(value));
+}
+
+bool MOutFilerTaggedXml::WriteFloating(const MString& tag, double value, int digitsAfterPoint) {
+  MString text;
+  FormatScientific(numberLocale, value, digitsAfterPoint, text);
+  return WriteValue(tag, ValueTypes::kFloat, text);
+}
+
+bool MOutFilerTaggedXml::WriteChar(const MString& tag, char value) {
+  const wchar_t character = static_cast<unsigned char>(value);
+  return WriteValue(tag, ValueTypes::kChar, std::wstring_view(&character, 1));
+}
+
+bool MOutFilerTaggedXml::WriteString(const MString& tag, const MString& value) {
+  return WriteValue(tag, ValueTypes::kString, value);
+}
+
+bool MOutFilerTaggedXml::WriteDouble(const MString& tag, double value) {
+  return WriteFloating(tag, value, 15);
+}
+
+bool MOutFilerTaggedXml::WriteFloat(const MString& tag, float value) {
+  return WriteFloating(tag, value, 8);
+}
+
+bool MOutFilerTaggedXml::WriteBool(const MString& tag, bool value) {
+  return WriteValue(tag, ValueTypes::kBool, value ? L"1" : L"0");
+}
+
+bool MOutFilerTaggedXml::WriteByte(const MString& tag, std::uint8_t value) {
+  return WriteInteger(tag, ValueTypes::kByte, static_cast<unsigned>(value));
+}
+
+bool MOutFilerTaggedXml::WriteUnsignedShort(const MString& tag, std::uint16_t value) {
+  return WriteInteger(tag, ValueTypes::kUnsigned, value);
+}
+
+bool MOutFilerTaggedXml::WriteShort(const MString& tag, std::int16_t value) {
+  return WriteInteger(tag, ValueTypes::kSigned, value);
+}
+
+bool MOutFilerTaggedXml::WriteUnsignedInt(const MString& tag, std::uint32_t value) {
+  return WriteInteger(tag, ValueTypes::kUnsigned, value);
+}
+
+bool MOutFilerTaggedXml::WriteInt(const MString& tag, std::int32_t value) {
+  return WriteInteger(tag, ValueTypes::kSigned, value);
+}
+
+bool MOutFilerTaggedXml::BeginGroup(const MString& tag) {
+  if (document == nullptr || !document->AddElement(tag) || !document->IntoElement()) {
+    return false;
+  }
+  ++depth;
+  return true;
+}
+
+bool MOutFilerTaggedXml::EndGroup() {
+  if (document == nullptr || depth == 0 || !document->OutOfElement()) {
+    return false;
+  }
+  --depth;
+  return true;
+}
+
+bool MOutFilerTaggedXml::WriteEmbeddedDocument(const MString& tag, const MString& xml) {
+  if (document == nullptr || !document->AddElement(tag)) {
+    return false;
+  }
+  const bool added = document->AddChildDocument(xml);
+  if (!added) {
+    static_cast<void>(document->RemoveElement());
+  }
+  return added;
+}
+
+bool MOutFilerTaggedXml::GetText(MString* text) const {
+  if (document == nullptr) {
+    return false;
+  }
+  *text = document->GetText();
+  return true;
+}

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/Api.h"
+#include "velta/serialisation/IOutFilerTagged.h"
+#include "velta/text/MLocale.h"
+#include "velta/text/MString.h"
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+class MXmlDocument;
+
+/// Writes named values and groups into an XML document in memory.
+///
+/// ```cpp
+/// MOutFilerTaggedXml filer(L"Settings", L"urn:settings");
+/// bool stored = filer.WriteInt(L"Count", 42) && filer.BeginGroup(L"Panel") &&
+///               filer.WriteBool(L"Visible", true) && filer.EndGroup();
+/// MString text;
+/// stored = stored && filer.GetText(&text);
+/// ```
+///
+/// Each value is an element with a "type" attribute, each group an element without one. Numbers are
+/// written in the "C" locale: a double with 16 significant digits, a float with 9, so a double may
+/// come back changed in its last bits, a float never. Infinity is written as "inf"; what is not a
+/// number comes back as such, without its payload.
+///
+/// Tags are element names: every operation returns false, and writes nothing, for a tag that is
+/// none. Every other text is written so that it is read back unchanged. What XML itself has no
+/// place for, as control characters, stays as it is in memory, but other programs may refuse the
+/// document.
+///
+/// A value at the end of a document of any size costs the same.
+/// Errors thrown: `std::bad_alloc`.
+class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
+ public:
+  /// Begins a document whose root element is the outermost group.
+  ///
+  /// When `rootName` is no element name there is no document, and every operation returns false.
+  /// @param namespaceText  the root's "xmlns" attribute; none when empty
+  MOutFilerTaggedXml(const MString& rootName, const MString& namespaceText);
+  ~MOutFilerTaggedXml() override;
+
+  bool WriteChar(const MString& tag, char value) override;
+  bool WriteString(const MString& tag, const MString& value) override;
+  bool WriteDouble(const MString& tag, double value) override;
+  bool WriteFloat(const MString& tag, float value) override;
+  bool WriteBool(const MString& tag, bool value) override;
+  bool WriteByte(const MString& tag, std::uint8_t value) override;
+  bool WriteUnsignedShort(const MString& tag, std::uint16_t value) override;
+  bool WriteShort(const MString& tag, std::int16_t value) override;
+  bool WriteUnsignedInt(const MString& tag, std::uint32_t value) override;
+  bool WriteInt(const MString& tag, std::int32_t value) override;
+  bool BeginGroup(const MString& tag) override;
+
+  /// @return false, without an effect, when no group is begun
+  bool EndGroup() override;
+
+  /// @return false also when `xml` is not well formed; nothing is then written
+  bool WriteEmbeddedDocument(const MString& tag, const MString& xml) override;
+
+  /// Copies the whole document.
+  /// @return false when there is none
+  [[nodiscard]] bool GetText(MString* text) const;
+
+ private:
+  bool WriteValue(const MString& tag, std::wstring_view type, std::wstring_view text);
+  template <class T>
+  bool WriteInteger(const MString& tag, std::wstring_view type, T value);
+  bool WriteFloating(const MString& tag, double value, int digitsAfterPoint);
+
+  std::unique_ptr<MXmlDocument> document;  // null when its construction failed
+  MLocale numberLocale;
+  std::int32_t depth = 0;  // groups begun and not ended
+};
