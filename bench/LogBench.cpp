@@ -97,10 +97,9 @@ void WriteSpdlogBacktrace(benchmark::State& state) {
     made->enable_backtrace(KLogger::kCapacity);
     return made;
   }();
-  std::int32_t line = 0;
   for (auto _ : state) {
-    logger->debug("Construction in_class {} at {} for_object {}, {}", "MEngineThread", "Start",
-                  static_cast<const void*>(&state), ++line);
+    logger->debug("Construction in_class {} at {} for_object {}, {}, {}", "MEngineThread", "Start",
+                  static_cast<const void*>(&state), 0, __LINE__);
   }
 }
 

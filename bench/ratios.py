@@ -14,6 +14,16 @@ import sys
 # What is compared: (label, quantity, ours, peer, goal). A goal "<= 1.25" or ">= 0.95" is for
 # ours / peer. The quantity "time" is the time of one iteration, "rate" the items per second.
 RATIOS = [
+    ("log write / floor on the monotonic clock, one thread", "time",
+     "WriteBare/real_time/threads:1", "WriteFloor/real_time/threads:1", "<= 0.50"),
+    ("log write / floor on the monotonic clock, two threads", "time",
+     "WriteBare/real_time/threads:2", "WriteFloor/real_time/threads:2", "<= 0.65"),
+    ("event through a flow point / log write", "time",
+     "WriteThroughFlowPoint/real_time/threads:1", "WriteBare/real_time/threads:1", "<= 1.35"),
+    ("spdlog's backtrace ring / log write", "time",
+     "WriteSpdlogBacktrace/real_time/threads:1", "WriteBare/real_time/threads:1", ">= 30"),
+    ("dumped records / fmt", "rate", "DumpRecords/manual_time", "FormatWithFmt", ""),
+    ("dumped records / string streams", "rate", "DumpRecords/manual_time", "FormatWithStreams", ""),
     ("command, threads free / futex ping-pong", "time",
      "CommandVelta/shared/real_time", "CommandFutexFloor/shared/real_time", "<= 1.25"),
     ("command, threads free / Asio post and future", "time",
@@ -73,6 +83,11 @@ def main(paths):
     for name in ("NotificationsVelta/1/real_time", "NotificationsVelta/4/real_time"):
         if name in results:
             print(f"\n{name}: {results[name]['items_per_second'] / 1e6:.1f} million a second")
+    if "DumpFullRing/real_time" in results:
+        print(f"\nDumpRecords: {results['DumpRecords/manual_time']['items_per_second'] / 1e6:.1f}"
+              " million a second (goal 2.0)")
+        print(f"\nDumpFullRing: {results['DumpFullRing/real_time']['real_time']:.0f} ms"
+              " (goal 150, of which 80 are prescribed pauses)")
     return 1 if failed else 0
 
 

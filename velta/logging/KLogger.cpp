@@ -78,7 +78,10 @@ void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::
   // Acquire: after a dump the new record must not be overtaken by the dump's clearing of its slot.
   const std::uint32_t before = core->counter.fetch_add(2, std::memory_order_acq_rel);
   if ((before & 1U) == 0) return;
-  std::uint64_t* const words = core->records + KLogWords::Offset((before >> 1U) & (kCapacity - 1));
+  const std::uint32_t slot = before >> 1U;
+  std::uint64_t* const words = core->records + KLogWords::Offset(slot & (kCapacity - 1));
+  KLogWords::FetchForWriting(core->records +
+                             KLogWords::Offset((slot + KLogWords::kFetchAhead) & (kCapacity - 1)));
   LARGE_INTEGER now;
   ::QueryPerformanceCounter(&now);
   const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));

@@ -171,7 +171,7 @@ class KLogger {
   [[nodiscard]] static bool IsEmpty(const KLogRecord& record) noexcept;
   [[nodiscard]] static std::int32_t StateKey(std::int32_t classKey, std::int32_t state) noexcept;
 
-  std::uint64_t* records = nullptr;  // five words per record, accessed atomically
+  std::uint64_t* records = nullptr;  // see internal/KLogWords.h
   std::int64_t frequency = 0;
   WallClock startWallClock{};
   std::int64_t startCounter = 0;
