@@ -16,10 +16,17 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
+/// Loaded once and for good: its log lives as long as the process.
+const Module& SecondModule() {
+  static const auto* const module = new Module(VELTA_TEST_SECOND_LOG);
+  return *module;
+}
+
 /// Two logs in one process: the framework that this host links, and one that a module brought.
 class TwoLogs : public ::testing::Test {
  protected:
   void SetUp() override {
+    const Module& module = SecondModule();
     ASSERT_TRUE(module) << VELTA_TEST_SECOND_LOG;
     dumpSecond = module.Find<std::size_t(char*, std::size_t)>("DumpSecondLog");
     auto* secondLog = module.Find<MFlowLogger*()>("SecondLog");
@@ -44,7 +51,6 @@ class TwoLogs : public ::testing::Test {
     return text;
   }
 
-  Module module{VELTA_TEST_SECOND_LOG};
   MFlowLogger* own = MFlowLogger::Instance();
   MFlowLogger* second = nullptr;
   std::size_t (*dumpSecond)(char*, std::size_t) = nullptr;

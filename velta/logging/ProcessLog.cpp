@@ -10,7 +10,6 @@
 #include "velta/logging/MKLoggerAdapter.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
 
-#include <cstdlib>
 #include <new>
 
 constinit std::atomic<KLogger*> ProcessLog::core{nullptr};
@@ -68,9 +67,12 @@ struct AdapterInitialiser {
     if (MDiagnosticsRegistryImplementation* const registry = MKLoggerAdapter::Instance()) {
       registry->RegisterObjectName(this, L"MKLoggerAdapter initialiser");
     }
-    // Nothing of the log is undone at exit: destructors that run later still log.
-    static_cast<void>(std::atexit([] {}));
   }
+  AdapterInitialiser(const AdapterInitialiser&) = delete;
+  AdapterInitialiser& operator=(const AdapterInitialiser&) = delete;
+
+  // The exit handler. Nothing of the log is undone: destructors that run later still log.
+  ~AdapterInitialiser() {}  // NOLINT(modernize-use-equals-default)
 };
 const AdapterInitialiser adapterInitialiser;
 
