@@ -4,8 +4,8 @@
 #
 #   scripts/bench.sh [Google Benchmark options]
 set -euo pipefail
-source "$(dirname -- "${BASH_SOURCE[0]}")/env.sh"
-cd "$VELTA_ROOT"
+cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
+source scripts/env.sh
 
 scripts/setup.sh bench
 mkdir -p build
