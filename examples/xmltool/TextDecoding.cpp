@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include "TextDecoding.h"
+
+#include <cstdint>
+
+namespace {
+
+void Append(std::wstring& text, char32_t character) {
+  if constexpr (sizeof(wchar_t) == 2) {
+    if (character > 0xFFFF) {
+      character -= 0x10000;
+      text += static_cast<wchar_t>(0xD800 + (character >> 10));
+      text += static_cast<wchar_t>(0xDC00 + (character & 0x3FF));
+      return;
+    }
+  }
+  text += static_cast<wchar_t>(character);
+}
+
+bool IsSurrogate(char32_t character) { return character >= 0xD800 && character <= 0xDFFF; }
+
+std::string ProblemAt(const std::string& what, std::size_t offset) {
+  return what + " at byte " + std::to_string(offset);
+}
+
+/// The character at the begin of `bytes` and how many bytes it takes; 0 when they are not UTF-8.
+std::size_t DecodeUtf8Character(std::string_view bytes, char32_t& character) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned char lead = byte(0);
+  const std::size_t length = lead < 0x80   ? 1
+                             : lead < 0xC2 ? 0
+                             : lead < 0xE0 ? 2
+                             : lead < 0xF0 ? 3
+                             : lead < 0xF5 ? 4
+                                           : 0;
+  if (length == 0 || length > bytes.size()) {
+    return 0;
+  }
+  character = length == 1 ? lead : lead & (0x7F >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) {
+      return 0;
+    }
+    character = character << 6 | (byte(i) & 0x3F);
+  }
+  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  const bool shortest = character >= kSmallest[length];
+  return shortest && !IsSurrogate(character) && character <= 0x10FFFF ? length : 0;
+}
+
+void DecodeUtf8(std::string_view bytes, std::size_t skipped, DecodedText& result) {
+  result.encoding = "UTF-8";
+  for (std::size_t i = 0; i < bytes.size();) {
+    char32_t character = 0;
+    const std::size_t length = DecodeUtf8Character(bytes.substr(i), character);
+    if (length == 0) {
+      result.problem = ProblemAt("not UTF-8", skipped + i);
+      return;
+    }
+    Append(result.text, character);
+    i += length;
+  }
+}
+
+void DecodeUtf16(std::string_view bytes, std::size_t skipped, bool bigEndian, DecodedText& result) {
+  result.encoding = bigEndian ? "UTF-16BE" : "UTF-16LE";
+  const auto unit = [&](std::size_t i) {
+    const auto first = static_cast<unsigned char>(bytes[i]);
+    const auto second = static_cast<unsigned char>(bytes[i + 1]);
+    return static_cast<char32_t>(bigEndian ? first << 8 | second : second << 8 | first);
+  };
+  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+    char32_t character = i + 1 < bytes.size() ? unit(i) : 0xDC00;
+    if (character >= 0xD800 && character <= 0xDBFF && i + 3 < bytes.size()) {
+      const char32_t low = unit(i + 2);
+      if (low >= 0xDC00 && low <= 0xDFFF) {
+        character = 0x10000 + ((character - 0xD800) << 10) + (low - 0xDC00);
+        i += 2;
+      }
+    }
+    if (IsSurrogate(character)) {
+      result.problem = ProblemAt("not UTF-16", skipped + i);
+      return;
+    }
+    Append(result.text, character);
+  }
+}
+
+/// Every byte is the character of its number; US-ASCII allows the lower half only.
+void DecodeBytes(std::string_view bytes, unsigned char highest, DecodedText& result) {
+  result.encoding = highest == 0xFF ? "ISO-8859-1" : "US-ASCII";
+  result.text.reserve(bytes.size());
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    if (byte > highest) {
+      result.problem = ProblemAt("not US-ASCII", i);
+      return;
+    }
+    result.text += static_cast<wchar_t>(byte);
+  }
+}
+
+/// The encoding that an XML declaration at the begin names, in capital letters; empty if none does.
+std::string DeclaredEncoding(std::string_view bytes) {
+  if (!bytes.starts_with("<?xml")) {
+    return {};
+  }
+  const std::string_view declaration = bytes.substr(0, bytes.find("?>"));
+  const std::size_t name = declaration.find("encoding");
+  const std::size_t open = declaration.find_first_of("\"'", name);
+  if (name == std::string_view::npos || open == std::string_view::npos) {
+    return {};
+  }
+  const std::size_t close = declaration.find(declaration[open], open + 1);
+  if (close == std::string_view::npos) {
+    return {};
+  }
+  std::string encoding(declaration.substr(open + 1, close - open - 1));
+  for (char& letter : encoding) {
+    letter = letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+  }
+  return encoding;
+}
+
+}  // namespace
+
+DecodedText DecodeXml(std::string_view bytes) {
+  using namespace std::string_view_literals;
+  DecodedText result;
+  if (bytes.starts_with("\xEF\xBB\xBF"sv)) {
+    DecodeUtf8(bytes.substr(3), 3, result);
+  } else if (bytes.starts_with("\xFF\xFE"sv)) {
+    DecodeUtf16(bytes.substr(2), 2, false, result);
+  } else if (bytes.starts_with("\xFE\xFF"sv)) {
+    DecodeUtf16(bytes.substr(2), 2, true, result);
+  } else if (bytes.starts_with("<\0"sv) || bytes.starts_with("\0<"sv)) {
+    DecodeUtf16(bytes, 0, bytes[0] == '\0', result);  // no mark, but no other encoding begins so
+  } else {
+    const std::string declared = DeclaredEncoding(bytes);
+    if (declared.empty() || declared == "UTF-8" || declared == "UTF8") {
+      DecodeUtf8(bytes, 0, result);
+    } else if (declared == "ISO-8859-1" || declared == "LATIN1" || declared == "LATIN-1") {
+      DecodeBytes(bytes, 0xFF, result);
+    } else if (declared == "US-ASCII" || declared == "ASCII") {
+      DecodeBytes(bytes, 0x7F, result);
+    } else {
+      result.problem = "the encoding " + declared + " is not supported, or not the file's own";
+    }
+  }
+  return result;
+}

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+// Tells whether an XML file is well formed, and shows its elements: an example of the document used
+// by itself.
+
+#include "JsonLines.h"
+#include "TextDecoding.h"
+#include "velta/xml/MXmlDocument.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+enum ExitCode { kGood = 0, kIllFormed = 1, kCannotRead = 2 };
+
+int Complain(const std::string& what) {
+  std::fprintf(stderr, "xmltool: %s\n", what.c_str());
+  return kCannotRead;
+}
+
+std::string Utf8(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+/// Messages are in ASCII but for the names they quote.
+std::string Printable(std::wstring_view text) {
+  std::string printable;
+  for (const wchar_t character : text) {
+    printable += character >= 0x20 && character < 0x7F ? static_cast<char>(character) : '?';
+  }
+  return printable;
+}
+
+int Run(const std::filesystem::path& path, bool withTree) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes(std::istreambuf_iterator<char>(file), {});
+  if (!file.is_open() || file.bad()) {
+    return Complain("cannot read " + Utf8(path));
+  }
+  DecodedText decoded = DecodeXml(bytes);
+  bytes = std::string();  // a large document should not be held twice
+  if (!decoded.problem.empty()) {
+    return Complain(Utf8(path) + ": " + decoded.problem);
+  }
+
+  MXmlDocument document;
+  const bool wellFormed = document.SetText(std::move(decoded.text));
+  if (!wellFormed) {
+    std::int32_t line = 1;
+    std::int32_t column = 1;
+    document.GetLineAndColumn(document.GetErrorOffset(), &line, &column);
+    std::fprintf(stderr, "%s:%d:%d: %s\n", Utf8(path).c_str(), static_cast<int>(line),
+                 static_cast<int>(column), Printable(document.GetErrorText()).c_str());
+  }
+  if (withTree && !JsonLines(stdout).Write(document)) {
+    return Complain("cannot write the output");
+  }
+  return wellFormed ? kGood : kIllFormed;
+}
+
+int Main(const std::vector<std::filesystem::path>& arguments) {
+  const bool checkOnly = !arguments.empty() && arguments[0] == "--check";
+  if (arguments.size() != (checkOnly ? 2u : 1u) || arguments.back().native().empty()) {
+    std::fputs(
+        "usage: xmltool [--check] FILE\n"
+        "Shows the elements of an XML file as JSON lines; with --check only whether it is well\n"
+        "formed. Exit code: 0 well formed, 1 ill formed, 2 the file cannot be read.\n",
+        stderr);
+    return kCannotRead;
+  }
+  try {
+    return Run(arguments.back(), !checkOnly);
+  } catch (const std::exception& exception) {
+    return Complain(exception.what());
+  }
+}
+
+}  // namespace
+
+#if defined(_WIN32)
+int wmain(int count, wchar_t** values) {
+#else
+int main(int count, char** values) {
+#endif
+  return Main(std::vector<std::filesystem::path>(values + 1, values + count));
+}
