@@ -11,3 +11,6 @@ export ZIG_GLOBAL_CACHE_DIR="${ZIG_GLOBAL_CACHE_DIR:-$VELTA_CACHE/zig-cache}"
 export ZIG_LOCAL_CACHE_DIR="${ZIG_LOCAL_CACHE_DIR:-$ZIG_GLOBAL_CACHE_DIR}"
 export WINEPREFIX="${WINEPREFIX:-$VELTA_CACHE/wine}"
 export CCACHE_DIR="${CCACHE_DIR:-$VELTA_CACHE/ccache}"
+# A script stands in its checkout's root: another clone's objects are found for the same sources.
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$PWD}"
+export CCACHE_NOHASHDIR=1
