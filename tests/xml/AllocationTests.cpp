@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+// Memory runs out at the first, the second, ... request: nothing crashes or leaks, and the document
+// is what its text says.
+#include "tests/support/Allocations.h"
+#include "tests/xml/XmlKit.h"
+
+#include <functional>
+#include <new>
+#include <string>
+#include <utility>
+
+namespace {
+
+// Names and values here do not fit into a string object, so that each copy asks for memory.
+const std::wstring kText =
+    L"<?xml version='1.0'?><documentElement attributeName='attribute value'>"
+    L"<firstChild>some text &amp; more of it</firstChild><secondChild/></documentElement>";
+const std::wstring kFaultyText =
+    L"<documentElement><firstChild></otherElement><secondChild/></documentElement>";
+const std::wstring kLong(1100, L'n');  // as a name: an end tag whose length is kept elsewhere
+const std::wstring kPosition = L"a name that is longer than what a string holds in itself";
+
+/// Runs `attempt` with no allocation granted, then one, and so on, until it is refused none, and
+/// sees that nothing is left of any run.
+void WithLittleMemory(const std::function<bool(int granted)>& attempt) {
+  for (int granted = 0;; ++granted) {
+    SCOPED_TRACE(granted);
+    const int before = Allocations::Live();
+    const bool wasRefused = attempt(granted);
+    ASSERT_FALSE(testing::Test::HasFatalFailure());
+    ASSERT_EQ(Allocations::Live(), before);
+    if (!wasRefused) return;
+  }
+}
+
+/// Runs `action` with that many allocations granted.
+///
+/// @return whether it was refused one
+template <typename Action>
+bool IsRefused(int granted, Action action) {
+  Allocations::Reset();
+  Allocations::Allow(granted);
+  action();
+  Allocations::Allow(Allocations::kUnlimited);
+  return Allocations::Count() > granted;
+}
+
+/// Edits a document at the child of its root.
+void EditWithoutMemory(const std::wstring& text, const std::function<bool(MXmlDocument&)>& edit) {
+  const bool mayBecomeEmpty = text == kFaultyText;
+  WithLittleMemory([&](int granted) {
+    MXmlDocument document;
+    static_cast<void>(document.SetText(text));
+    EXPECT_TRUE(document.FindElement() && document.FindChildElement());
+    document.SavePosition(L"child");
+    bool edited = false;
+    const bool refused = IsRefused(granted, [&] {
+      try {
+        edited = edit(document);
+      } catch (const std::bad_alloc&) {
+        edited = false;
+      }
+    });
+    EXPECT_NE(edited, refused);
+    if (refused && !(mayBecomeEmpty && document.GetText().empty())) {
+      EXPECT_EQ(document.GetText(), text);
+      EXPECT_TRUE(document.RestorePosition(L"child"));
+    }
+    EXPECT_TRUE(IndexIsThatOfItsText(document));
+    return refused;
+  });
+}
+
+}  // namespace
+
+TEST(MXmlDocument, WithoutMemoryAParseLeavesAnEmptyDocumentThatSaysSo) {
+  std::wstring text = kFaultyText;
+  for (int i = 0; i < 300; ++i) text += L"<a></b>";
+  WithLittleMemory([&](int granted) {
+    MXmlDocument document;
+    EXPECT_FALSE(document.SetText(L"<a>"));
+    EXPECT_TRUE(document.FindElement());
+    MString copy = text;
+    const bool refused =
+        IsRefused(granted, [&] { EXPECT_FALSE(document.SetText(std::move(copy))); });
+    EXPECT_TRUE(IndexIsThatOfItsText(document));
+    const MString& errors = document.GetErrorText();
+    if (refused) {
+      EXPECT_TRUE(document.GetText().empty());
+      EXPECT_TRUE(errors.ends_with(L"Out of memory")) << Narrow(errors);
+      EXPECT_FALSE(document.FindElement());
+      EXPECT_TRUE(document.SetText(L"<b/>"));
+    } else {
+      EXPECT_EQ(document.GetText(), text);
+      EXPECT_TRUE(errors.starts_with(L"Element 'a' at offset 0 not ended, End tag 'otherElement'"));
+    }
+    return refused;
+  });
+}
+
+TEST(MXmlDocument, WithoutMemoryAnEditChangesNothing) {
+  for (const std::wstring& text : {kText, kFaultyText}) {
+    SCOPED_TRACE(Narrow(text));
+    const auto inChild = [](MXmlDocument& document) {
+      return document.IntoElement() && document.IntoElement();
+    };
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.AddElement(L"addedElement", L"data of the added element");
+    });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.AddElement(kLong, kLong, MXmlDocument::kAddAsChild);
+    });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.AddElement(L"e", kLong, MXmlDocument::kAddCData);
+    });
+    EditWithoutMemory(text, [&](MXmlDocument& document) {
+      return inChild(document) &&
+             document.AddNode(MXmlNodeType::kProcessingInstruction, L"target of the instruction");
+    });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.AddNode(MXmlNodeType::kCData, kLong + L"]]>" + kLong);
+    });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.SetAttribute(L"attributeName", kLong);
+    });
+    EditWithoutMemory(
+        text, [](MXmlDocument& document) { return document.SetAttribute(L"other", kLong); });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.AddChildDocument(L"<embedded><" + kLong + L">x</" + kLong +
+                                       L"><a/><b/><c/><d/></embedded>");
+    });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
+      document.SavePosition(kPosition);
+      return document.RestorePosition(kPosition);
+    });
+  }
+}
+
+TEST(MXmlDocument, WithoutMemoryAnEmptyTagWithALongNameStaysOne) {
+  EditWithoutMemory(L"<r><" + kLong + L"/></r>", [](MXmlDocument& document) {
+    return document.IntoElement() && document.AddElement(L"child", {}, MXmlDocument::kAddAsChild);
+  });
+  EditWithoutMemory(L"<r><" + kLong + L"/></r>", [](MXmlDocument& document) {
+    return document.IntoElement() && document.AddChildDocument(L"<a><b/><c/></a>");
+  });
+}
+
+TEST(MXmlDocument, WithoutMemoryAnEditMayEmptyAFaultyDocumentOnly) {
+  EditWithoutMemory(kFaultyText, [](MXmlDocument& document) { return document.RemoveElement(); });
+  EditWithoutMemory(kText, [](MXmlDocument& document) { return document.RemoveElement(); });
+}

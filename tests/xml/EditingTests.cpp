@@ -1,0 +1,437 @@
+// SPDX-License-Identifier: MIT
+// The text that edits leave, and what they refuse.
+#include "tests/xml/XmlKit.h"
+#include "velta/text/MString.h"
+
+#include <string>
+
+using Velta::Xml::DocumentProbe;
+using Velta::Xml::ElementIndex;
+
+namespace {
+
+/// A document that stands on the first element of that name.
+struct At {
+  MXmlDocument document;
+
+  At(const wchar_t* text, const wchar_t* name) {
+    static_cast<void>(document.SetText(text));
+    for (;;) {
+      while (document.FindElement()) {
+        if (document.GetTagName() == name) return;
+        static_cast<void>(document.IntoElement());
+      }
+      if (!document.OutOfElement()) return;
+    }
+  }
+};
+
+void ExpectText(const MXmlDocument& document, const std::wstring& text) {
+  EXPECT_EQ(Narrow(document.GetText()), Narrow(text));
+  EXPECT_TRUE(IndexIsThatOfItsText(document));
+}
+
+}  // namespace
+
+TEST(MXmlDocument, IsWrittenFromNothing) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.AddNode(MXmlNodeType::kProcessingInstruction, L"xml"));
+  ASSERT_TRUE(document.SetAttribute(L"version", L"1.0"));
+  ASSERT_TRUE(document.SetAttribute(L"encoding", L"UTF-8"));
+  ASSERT_TRUE(document.AddElement(L"Settings"));
+  ASSERT_TRUE(document.SetAttribute(L"xmlns", L"urn:settings"));
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.AddElement(L"Count", L"42"));
+  ASSERT_TRUE(document.SetAttribute(L"type", L"int"));
+  ASSERT_TRUE(document.AddElement(L"Panel"));
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.AddElement(L"Visible", L"1"));
+  ASSERT_TRUE(document.SetAttribute(L"type", L"bool"));
+  ASSERT_TRUE(document.OutOfElement());
+  ASSERT_TRUE(document.AddElement(L"Title", L"A & B"));
+  ASSERT_TRUE(document.SetAttribute(L"type", L"string"));
+  EXPECT_TRUE(document.IsWellFormed());
+  ExpectText(document,
+             L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+             L"<Settings xmlns=\"urn:settings\">\n"
+             L"<Count type=\"int\">42</Count>\n"
+             L"<Panel>\n"
+             L"<Visible type=\"bool\">1</Visible>\n"
+             L"</Panel>\n"
+             L"<Title type=\"string\">A &amp; B</Title>\n"
+             L"</Settings>\n");
+}
+
+TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
+  struct Case {
+    const wchar_t* data;
+    std::uint32_t flags;
+    const wchar_t* text;
+  };
+  const Case cases[] = {
+      {L"", 0, L"<a/>\n"},
+      {L"", MXmlDocument::kAddSpaceBeforeSlash, L"<a />\n"},
+      {L"", MXmlDocument::kAddCData, L"<a/>\n"},
+      {L"x", 0, L"<a>x</a>\n"},
+      {L"x", MXmlDocument::kAddSpaceBeforeSlash, L"<a>x</a>\n"},
+      {L"<'&\">", 0, L"<a>&lt;'&amp;\"&gt;</a>\n"},
+      {L"<'&\">", MXmlDocument::kAddCData, L"<a><![CDATA[<'&\">]]></a>\n"},
+      {L"x]]>y", MXmlDocument::kAddCData, L"<a><![CDATA[x]]]]><![CDATA[>y]]></a>\n"},
+      {L"]]>]]>", MXmlDocument::kAddCData, L"<a><![CDATA[]]]]><![CDATA[>]]]]><![CDATA[>]]></a>\n"},
+  };
+  for (const Case& c : cases) {
+    MXmlDocument document;
+    ASSERT_TRUE(document.AddElement(L"a", c.data, c.flags));
+    ExpectText(document, c.text);
+    EXPECT_EQ(document.GetData(), c.data);
+    EXPECT_TRUE(document.IsWellFormed());
+  }
+}
+
+TEST(MXmlDocument, AnElementGoesBehindTheCurrentNodeOrTheContent) {
+  struct Case {
+    const wchar_t* text;
+    const wchar_t* current;  // null: none, on the level inside of "r"
+    const wchar_t* edited;
+  };
+  const Case cases[] = {
+      {L"<r><a/><b/></r>", L"a", L"<r><a/><n/>\n<b/></r>"},
+      {L"<r><a/>\n<b/>\n</r>", L"a", L"<r><a/>\n<n/>\n<b/>\n</r>"},
+      {L"<r><a/>\r\n<b/></r>", L"a", L"<r><a/>\r\n<n/>\n<b/></r>"},
+      {L"<r><a/>x<b/></r>", L"a", L"<r><a/><n/>\nx<b/></r>"},
+      {L"<r><a/>\n<b/>\n</r>", L"b", L"<r><a/>\n<b/>\n<n/>\n</r>"},
+      {L"<r/>", L"r", L"<r/><n/>\n"},
+      {L"<r/>", nullptr, L"<r>\n<n/>\n</r>"},
+      {L"<r />", nullptr, L"<r>\n<n/>\n</r>"},
+      {L"<r a='1'  />\n", nullptr, L"<r a='1'>\n<n/>\n</r>\n"},
+      {L"<r / />", nullptr, L"<r / >\n<n/>\n</r>"},
+      {L"<r></r>", nullptr, L"<r>\n<n/>\n</r>"},
+      {L"<r>x</r>", nullptr, L"<r>x<n/>\n</r>"},
+      {L"<r><a/>x</r>", nullptr, L"<r><a/>x<n/>\n</r>"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.text));
+    At at(c.text, c.current != nullptr ? c.current : L"r");
+    if (c.current == nullptr) {
+      ASSERT_TRUE(at.document.IntoElement());
+    }
+    ASSERT_TRUE(at.document.AddElement(L"n"));
+    EXPECT_EQ(at.document.GetNodeText(), L"<n/>");
+    ExpectText(at.document, c.edited);
+  }
+}
+
+TEST(MXmlDocument, AChildGoesBehindTheCurrentChildOrTheContent) {
+  At at(L"<r><a/><b/>x</r>", L"r");
+  MXmlDocument& document = at.document;
+  ASSERT_TRUE(document.FindChildElement(L"a"));
+  ASSERT_TRUE(document.AddElement(L"n", L"1", MXmlDocument::kAddAsChild));
+  ASSERT_TRUE(document.SetChildAttribute(L"y", L"2"));
+  EXPECT_EQ(document.GetTagName(), L"r");
+  EXPECT_EQ(document.GetChildTagName(), L"n");
+  ExpectText(document, L"<r><a/><n y=\"2\">1</n>\n<b/>x</r>");
+  document.ResetPosition();
+  ASSERT_TRUE(document.FindElement());
+  ASSERT_TRUE(document.AddElement(L"m", {}, MXmlDocument::kAddAsChild));
+  ExpectText(document, L"<r><a/><n y=\"2\">1</n>\n<b/>x<m/>\n</r>");
+}
+
+TEST(MXmlDocument, AStartTagAloneIsAFaultUntilItsEndIsThere) {
+  At at(L"<r><a/><b/></r>", L"a");
+  MXmlDocument& document = at.document;
+  document.SavePosition(L"a");
+  ASSERT_TRUE(document.AddElement(L"s", {}, MXmlDocument::kAddStartTagOnly));
+  EXPECT_EQ(document.GetTagName(), L"s");
+  EXPECT_FALSE(document.IsWellFormed());
+  EXPECT_EQ(Narrow(document.GetErrorText()),
+            "End tag 'r' at offset 15 does not match start tag 's' at offset 7");
+  ExpectText(document, L"<r><a/><s>\n<b/></r>");
+
+  // Editing goes on, and what was saved is still there.
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.AddElement(L"c"));
+  ASSERT_TRUE(document.SetAttribute(L"d", L"1"));
+  EXPECT_EQ(document.GetNodeText(), L"<c d=\"1\"/>");
+  ASSERT_TRUE(document.AddNode(MXmlNodeType::kProcessingInstruction, L"p"));
+  ASSERT_TRUE(document.SetAttribute(L"q", L"2"));
+  EXPECT_EQ(document.GetNodeText(), L"<?p q=\"2\"?>");
+  ExpectText(document, L"<r><a/><s>\n<b/><c d=\"1\"/>\n<?p q=\"2\"?>\n</r>");
+  ASSERT_TRUE(document.RestorePosition(L"a"));
+  EXPECT_EQ(document.GetTagName(), L"a");
+  EXPECT_EQ(Narrow(document.GetErrorText()),
+            "End tag 'r' at offset 38 does not match start tag 's' at offset 7");
+
+  // With the faulty element gone the document is well formed again.
+  ASSERT_TRUE(document.FindElement(L"s"));
+  ASSERT_TRUE(document.AddChildDocument(L"<e/>"));
+  document.SavePosition(L"e");
+  ASSERT_TRUE(document.RemoveElement());
+  EXPECT_EQ(document.GetTagName(), L"a");
+  EXPECT_FALSE(document.RestorePosition(L"e"));
+  EXPECT_TRUE(document.IsWellFormed());
+  EXPECT_TRUE(document.GetErrorText().empty());
+  ExpectText(document, L"<r><a/></r>");
+}
+
+TEST(MXmlDocument, NodesAreWrittenInTheirShape) {
+  struct Case {
+    MXmlNodeType type;
+    const wchar_t* content;
+    const wchar_t* inEmpty;
+    const wchar_t* behindElement;
+  };
+  const Case cases[] = {
+      {MXmlNodeType::kProcessingInstruction, L"p", L"<r>\n<?p?>\n</r>", L"<r><a/><?p?>\n</r>"},
+      {MXmlNodeType::kProcessingInstruction, L"p a='1'", L"<r>\n<?p a='1'?>\n</r>",
+       L"<r><a/><?p a='1'?>\n</r>"},
+      {MXmlNodeType::kComment, L" c > ", L"<r>\n<!-- c > -->\n</r>", L"<r><a/><!-- c > -->\n</r>"},
+      {MXmlNodeType::kComment, L"", L"<r>\n<!---->\n</r>", L"<r><a/><!---->\n</r>"},
+      {MXmlNodeType::kDocumentType, L"r [<!ENTITY e '>'>]",
+       L"<r>\n<!DOCTYPE r [<!ENTITY e '>'>]>\n</r>",
+       L"<r><a/><!DOCTYPE r [<!ENTITY e '>'>]>\n</r>"},
+      {MXmlNodeType::kText, L"<t>", L"<r>&lt;t&gt;</r>", L"<r><a/>&lt;t&gt;</r>"},
+      {MXmlNodeType::kWhitespace, L"\n\t", L"<r>\n\t</r>", L"<r><a/>\n\t</r>"},
+      {MXmlNodeType::kCData, L"<t>", L"<r><![CDATA[<t>]]></r>", L"<r><a/><![CDATA[<t>]]></r>"},
+      {MXmlNodeType::kCData, L"", L"<r><![CDATA[]]></r>", L"<r><a/><![CDATA[]]></r>"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.inEmpty));
+    At empty(L"<r/>", L"r");
+    ASSERT_TRUE(empty.document.IntoElement());
+    ASSERT_TRUE(empty.document.AddNode(c.type, c.content));
+    ExpectText(empty.document, c.inEmpty);
+    At behind(L"<r><a/></r>", L"a");
+    ASSERT_TRUE(behind.document.AddNode(c.type, c.content));
+    ExpectText(behind.document, c.behindElement);
+
+    // Found again, it is the same node.
+    const std::wstring node(behind.document.GetNodeText());
+    const std::int32_t offset = behind.document.GetOffset();
+    ASSERT_EQ(behind.document.GetNodeType(), c.type);
+    ASSERT_TRUE(behind.document.OutOfElement());
+    ASSERT_TRUE(behind.document.IntoElement());
+    ASSERT_TRUE(behind.document.FindElement(L"a"));
+    ASSERT_EQ(behind.document.FindNode(c.type), c.type);
+    EXPECT_EQ(behind.document.GetNodeText(), node);
+    EXPECT_EQ(behind.document.GetOffset(), offset);
+  }
+}
+
+TEST(MXmlDocument, OfASplitCDataSectionTheLastIsCurrent) {
+  At at(L"<r><a/></r>", L"a");
+  ASSERT_TRUE(at.document.AddNode(MXmlNodeType::kCData, L"x]]>y]]><![CDATA[z"));
+  EXPECT_EQ(at.document.GetData(), L"><![CDATA[z");
+  ASSERT_TRUE(at.document.AddElement(L"b"));
+  ExpectText(at.document,
+             L"<r><a/><![CDATA[x]]]]><![CDATA[>y]]]]><![CDATA[><![CDATA[z]]><b/>\n</r>");
+  ASSERT_TRUE(at.document.OutOfElement());
+  EXPECT_EQ(at.document.GetData(), L"x]]>y]]><![CDATA[z\n");
+}
+
+TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
+  const std::wstring text = L"<r><a b='1'/></r>";
+  At at(text.c_str(), L"a");
+  MXmlDocument& document = at.document;
+  for (const wchar_t* name :
+       {L"", L"1", L"-a", L"a b", L"a>", L"a/", L"a=", L"<a", L"a\"", L"a?"}) {
+    SCOPED_TRACE(Narrow(name));
+    EXPECT_FALSE(document.AddElement(name));
+    EXPECT_FALSE(document.AddElement(name, L"x", MXmlDocument::kAddAsChild));
+    EXPECT_FALSE(document.SetAttribute(name, L"x"));
+    if (std::wstring_view(name) != L"a b") {
+      EXPECT_FALSE(document.AddNode(MXmlNodeType::kProcessingInstruction, name));
+    }
+  }
+  struct Node {
+    MXmlNodeType type;
+    const wchar_t* content;
+  };
+  const Node nodes[] = {
+      {MXmlNodeType::kNone, L"x"},
+      {MXmlNodeType::kElement, L"x"},
+      {MXmlNodeType::kText | MXmlNodeType::kComment, L"x"},
+      {MXmlNodeType::kText, L""},
+      {MXmlNodeType::kText, L" \n"},
+      {MXmlNodeType::kWhitespace, L""},
+      {MXmlNodeType::kWhitespace, L" x "},
+      {MXmlNodeType::kComment, L"a--b"},
+      {MXmlNodeType::kComment, L"a-"},
+      {MXmlNodeType::kComment, L"a-->"},
+      {MXmlNodeType::kProcessingInstruction, L"p ?>"},
+      {MXmlNodeType::kProcessingInstruction, L"p?"},
+      {MXmlNodeType::kDocumentType, L"a>"},
+      {MXmlNodeType::kDocumentType, L"a '"},
+      {MXmlNodeType::kDocumentType, L"a [<!ELEMENT]"},
+  };
+  for (const Node& node : nodes) {
+    SCOPED_TRACE(Narrow(node.content));
+    EXPECT_FALSE(document.AddNode(node.type, node.content));
+  }
+  for (const wchar_t* xml : {L"", L"x", L"<b>", L"<b/><c/>", L"<b/><1>"}) {
+    EXPECT_FALSE(document.AddChildDocument(xml));
+  }
+  EXPECT_EQ(document.GetText(), text);
+  EXPECT_EQ(document.GetTagName(), L"a");
+}
+
+TEST(MXmlDocument, AnAttributeIsReplacedInPlaceOrAddedLast) {
+  struct Case {
+    const wchar_t* tag;
+    const wchar_t* edited;  // null: refused
+  };
+  const Case cases[] = {
+      {L"<a/>", L"<a b=\"&lt;2&apos;\"/>"},
+      {L"<a />", L"<a  b=\"&lt;2&apos;\"/>"},
+      {L"<a></a>", L"<a b=\"&lt;2&apos;\"></a>"},
+      {L"<a c='1'/>", L"<a c='1' b=\"&lt;2&apos;\"/>"},
+      {L"<a b='1' c=''/>", L"<a b='&lt;2&apos;' c=''/>"},
+      {L"<a b = \"\" c=''/>", L"<a b = \"&lt;2&apos;\" c=''/>"},
+      {L"<a b c></a>", L"<a b=\"&lt;2&apos;\" c></a>"},
+      {L"<a b=1 c=''></a>", L"<a b=\"&lt;2&apos;\" c=''></a>"},
+      {L"<a b=1/></a>", L"<a b=\"&lt;2&apos;\"></a>"},
+      {L"<a b= /></a>", nullptr},
+      {L"<a c=1></a>", L"<a c=1 b=\"&lt;2&apos;\"></a>"},
+      {L"<a c b/></a>", nullptr},
+      {L"<a c=></a>", nullptr},
+      {L"<?a c='1?><r/>", nullptr},
+      {L"<?a b='1?><r/>", nullptr},
+      {L"<?a?><r/>", L"<?a b=\"&lt;2&apos;\"?><r/>"},
+      {L"<?a b='1'?><r/>", L"<?a b='&lt;2&apos;'?><r/>"},
+      {L"<!--a--><r/>", nullptr},
+      {L"text<r/>", nullptr},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.tag));
+    MXmlDocument document;
+    if (!document.SetText(c.tag)) continue;
+    ASSERT_NE(document.FindNode(MXmlNodeType::kElement | MXmlNodeType::kText |
+                                MXmlNodeType::kComment | MXmlNodeType::kProcessingInstruction),
+              MXmlNodeType::kNone);
+    EXPECT_EQ(document.SetAttribute(L"b", L"<2'"), c.edited != nullptr);
+    ExpectText(document, c.edited != nullptr ? c.edited : c.tag);
+    EXPECT_EQ(document.GetAttribute(L"b") == L"<2'", c.edited != nullptr);
+  }
+}
+
+TEST(MXmlDocument, OnlyTheRootOfADocumentIsTakenIn) {
+  At at(L"<r><a/><b/></r>", L"r");
+  MXmlDocument& document = at.document;
+  ASSERT_TRUE(document.FindChildElement());
+  ASSERT_TRUE(
+      document.AddChildDocument(L"<?xml version='1.0'?><!--x-->\n<d e='1'><f>2</f><g/></d>\n"));
+  EXPECT_EQ(document.GetChildTagName(), L"d");
+  ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/></d>\n<b/></r>");
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.FindElement(L"g"));
+  ASSERT_TRUE(document.AddElement(L"h"));
+  ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/><h/>\n</d>\n<b/></r>");
+
+  // A document's own text may be its source.
+  ASSERT_TRUE(document.OutOfElement());
+  ASSERT_TRUE(document.AddChildDocument(document.GetNodeText()));
+  ExpectText(document,
+             L"<r><a/><d e='1'><f>2</f><g/><h/>\n<d e='1'><f>2</f><g/><h/>\n</d>\n</d>\n<b/></r>");
+}
+
+TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {
+  At at(L"<r><a/>\n<b><c/></b><d/></r>", L"b");
+  MXmlDocument& document = at.document;
+  ASSERT_TRUE(document.AddElement(L"n", L"1"));
+  ASSERT_TRUE(document.RemoveElement());
+  EXPECT_EQ(document.GetTagName(), L"b");
+  ExpectText(document, L"<r><a/>\n<b><c/></b><d/></r>");
+
+  document.SavePosition(L"b");
+  ASSERT_TRUE(document.FindChildElement());
+  document.SavePosition(L"c");
+  ASSERT_TRUE(document.FindElement(L"d"));
+  document.SavePosition(L"d");
+  ASSERT_TRUE(document.RestorePosition(L"b"));
+  ASSERT_TRUE(document.RemoveElement());
+  ExpectText(document, L"<r><a/>\n<d/></r>");
+  EXPECT_EQ(document.GetTagName(), L"a");
+  EXPECT_FALSE(document.RestorePosition(L"b"));
+  EXPECT_FALSE(document.RestorePosition(L"c"));
+  ASSERT_TRUE(document.FindElement());
+  EXPECT_EQ(document.GetTagName(), L"d");
+
+  // The next elements get the records that have become free.
+  const std::int32_t records = DocumentProbe::State(document).index.NextFree();
+  ASSERT_TRUE(document.AddElement(L"e"));
+  ASSERT_TRUE(document.AddElement(L"f"));
+  EXPECT_EQ(DocumentProbe::State(document).index.NextFree(), records);
+  ASSERT_TRUE(document.RestorePosition(L"d"));
+  EXPECT_EQ(document.GetTagName(), L"d");
+  ExpectText(document, L"<r><a/>\n<d/><e/>\n<f/>\n</r>");
+
+  document.ResetPosition();
+  ASSERT_TRUE(document.FindElement());
+  ASSERT_TRUE(document.RemoveElement());
+  ExpectText(document, L"");
+  EXPECT_FALSE(document.IsWellFormed());
+  ASSERT_TRUE(document.AddElement(L"s"));
+  EXPECT_TRUE(document.IsWellFormed());
+}
+
+TEST(MXmlDocument, ASecondRootIsAddedAndTheDocumentIsIllFormedForIt) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.AddElement(L"a"));
+  EXPECT_TRUE(document.IsWellFormed());
+  ASSERT_TRUE(document.AddElement(L"b"));
+  EXPECT_FALSE(document.IsWellFormed());
+  ASSERT_TRUE(document.RemoveElement());
+  EXPECT_TRUE(document.IsWellFormed());
+}
+
+TEST(MXmlDocument, TagLengthsThatNoFieldHoldsAreKept) {
+  // 22 bits hold the start tag's length, 10 the end tag's.
+  const std::wstring longName(1021, L'n');
+  const std::wstring longValue((1 << 22) - 12, L'v');
+  MXmlDocument document;
+  ASSERT_TRUE(document.AddElement(L"r"));
+  ASSERT_TRUE(document.IntoElement());
+  for (const std::size_t more : {std::size_t{0}, std::size_t{1}, std::size_t{2}}) {
+    const std::wstring name = longName.substr(0, 1019 + more);  // end tag of 1022, 1023, 1024
+    ASSERT_TRUE(document.AddElement(name, L"data"));
+    EXPECT_EQ(document.GetData(), L"data");
+    EXPECT_EQ(document.GetTagName(), name);
+  }
+  for (const std::size_t more : {std::size_t{0}, std::size_t{1}, std::size_t{4}}) {
+    ASSERT_TRUE(document.AddElement(L"a", L"data"));
+    // "<a b="...">": start tags of 2^22 - 2, 2^22 - 1, 2^22 + 2
+    ASSERT_TRUE(document.SetAttribute(L"b", longValue + std::wstring(more, L'w')));
+    EXPECT_EQ(document.GetData(), L"data");
+  }
+  EXPECT_TRUE(IndexIsThatOfItsText(document));
+  ASSERT_TRUE(document.SetAttribute(L"b", L"short"));
+  EXPECT_EQ(document.GetData(), L"data");
+  ASSERT_TRUE(document.AddChildDocument(L"<" + longName + L">x</" + longName + L">"));
+  ASSERT_TRUE(document.AddChildDocument(L"<e/>"));
+  MString data;
+  ASSERT_TRUE(document.GetChildData(&data));
+  EXPECT_EQ(data, L"");
+  EXPECT_TRUE(IndexIsThatOfItsText(document));
+  ASSERT_TRUE(document.OutOfElement());
+  ASSERT_TRUE(document.RemoveElement());
+  EXPECT_TRUE(IndexIsThatOfItsText(document));
+}
+
+TEST(MXmlDocument, ATextThatOutgrowsItsCapacityGetsHalfAsMuchAgain) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(L"<r></r>"));
+  ASSERT_TRUE(document.FindElement());
+  ASSERT_TRUE(document.IntoElement());
+  for (int i = 0; i < 20; ++i) {
+    const std::size_t before = document.GetText().capacity();
+    ASSERT_TRUE(document.AddElement(L"a", std::wstring(100, L'x')));
+    const std::size_t length = document.GetText().size();
+    if (length <= before) {
+      EXPECT_EQ(document.GetText().capacity(), before);
+    } else {
+      const std::size_t wanted = length + length / 2 + 128;
+      EXPECT_GE(document.GetText().capacity(), wanted);
+      EXPECT_LE(document.GetText().capacity(), wanted + 16);  // as the runtime rounds
+    }
+  }
+}

@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: MIT
+#include "tests/xml/XmlKit.h"
+
+#include <string>
+
+namespace {
+
+constexpr MXmlNodeType kAnyNode = MXmlNodeType::kElement | MXmlNodeType::kText |
+                                  MXmlNodeType::kWhitespace | MXmlNodeType::kCData |
+                                  MXmlNodeType::kProcessingInstruction | MXmlNodeType::kComment |
+                                  MXmlNodeType::kDocumentType;
+
+}  // namespace
+
+TEST(MXmlDocument, WithoutACurrentNodeEveryQuestionHasAnEmptyAnswer) {
+  for (const wchar_t* text : {L"", L"<a b='1'>x</a>"}) {
+    MXmlDocument document;
+    static_cast<void>(document.SetText(text));
+    EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
+    EXPECT_EQ(document.GetOffset(), -1);
+    EXPECT_EQ(document.GetLength(), 0);
+    EXPECT_TRUE(document.GetTagName().empty());
+    EXPECT_TRUE(document.GetChildTagName().empty());
+    EXPECT_TRUE(document.GetNodeText().empty());
+    EXPECT_TRUE(document.GetAttribute(L"b").empty());
+    MString untouched = L"untouched";
+    EXPECT_FALSE(document.GetAttribute(L"b", &untouched));
+    EXPECT_FALSE(document.GetChildAttribute(L"b", &untouched));
+    EXPECT_FALSE(document.GetData(&untouched));
+    EXPECT_FALSE(document.GetChildData(&untouched));
+    EXPECT_EQ(untouched, L"untouched");
+    EXPECT_TRUE(document.GetData().empty());
+    MString name;
+    std::int32_t cursor = 0;
+    EXPECT_FALSE(document.GetNextAttribute(&cursor, &name, &name));
+    EXPECT_FALSE(document.FindChildElement());
+    EXPECT_FALSE(document.IntoElement());
+    EXPECT_FALSE(document.OutOfElement());
+    EXPECT_FALSE(document.RemoveElement());
+    EXPECT_FALSE(document.SetAttribute(L"b", L"2"));
+    EXPECT_FALSE(document.SetChildAttribute(L"b", L"2"));
+    EXPECT_FALSE(document.AddChildDocument(L"<c/>"));
+    EXPECT_FALSE(document.AddElement(L"c", {}, MXmlDocument::kAddAsChild));
+    EXPECT_FALSE(document.RestorePosition(L"never saved"));
+    EXPECT_EQ(document.GetText(), text);
+  }
+}
+
+TEST(MXmlDocument, ASearchThatFindsNothingLeavesThePositionAlone) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(L"<r><a/><b/><a x='2'/></r>"));
+  ASSERT_TRUE(document.FindElement(L"r"));
+  EXPECT_FALSE(document.FindElement());
+  ASSERT_TRUE(document.IntoElement());
+  EXPECT_FALSE(document.FindElement(L"A"));
+  EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
+  ASSERT_TRUE(document.FindElement(L"b"));
+  EXPECT_FALSE(document.FindElement(L"b"));
+  EXPECT_EQ(document.GetTagName(), L"b");
+  ASSERT_TRUE(document.FindElement(L"a"));
+  EXPECT_EQ(document.GetAttribute(L"x"), L"2");
+  ASSERT_TRUE(document.OutOfElement());
+  EXPECT_EQ(document.GetTagName(), L"r");
+  EXPECT_FALSE(document.OutOfElement());
+  document.SetFlags(MXmlDocument::kIgnoreCase);
+  ASSERT_TRUE(document.IntoElement());
+  EXPECT_TRUE(document.FindElement(L"B"));
+}
+
+TEST(MXmlDocument, ChildrenCanBeLookedAtFromOutside) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(L"<r><a>1</a><b y='2'>3<c/></b></r>"));
+  ASSERT_TRUE(document.FindElement());
+  ASSERT_TRUE(document.FindChildElement());
+  MString text;
+  ASSERT_TRUE(document.GetChildData(&text));
+  EXPECT_EQ(text, L"1");
+  ASSERT_TRUE(document.FindChildElement(L"b"));
+  ASSERT_TRUE(document.GetChildAttribute(L"y", &text));
+  EXPECT_EQ(text, L"2");
+  EXPECT_FALSE(document.FindChildElement());
+  EXPECT_EQ(document.GetChildTagName(), L"b");
+  EXPECT_EQ(document.GetTagName(), L"r");
+
+  ASSERT_TRUE(document.IntoElement());
+  EXPECT_EQ(document.GetTagName(), L"b");
+  ASSERT_TRUE(document.OutOfElement());
+  ASSERT_TRUE(document.IntoElement());
+  EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
+}
+
+TEST(MXmlDocument, EveryNodeIsFoundWithItsNameAndData) {
+  const wchar_t text[] =
+      L"<?xml version='1.0'?>\n<!DOCTYPE r[<!ENTITY e '<b>'>]><r> <a/>t&lt;<!--c--><?p q='1'?>"
+      L"<![CDATA[<d>]]><![CX]]></r>";
+  struct Node {
+    MXmlNodeType type;
+    const wchar_t* name;
+    const wchar_t* data;
+    const wchar_t* text;
+  };
+  const Node outside[] = {
+      {MXmlNodeType::kProcessingInstruction, L"xml", L"xml version='1.0'",
+       L"<?xml version='1.0'?>"},
+      {MXmlNodeType::kWhitespace, L"#text", L"\n", L"\n"},
+      {MXmlNodeType::kDocumentType, L"r", L"DOCTYPE r[<!ENTITY e '<b>'>]",
+       L"<!DOCTYPE r[<!ENTITY e '<b>'>]>"},
+  };
+  const Node inside[] = {
+      {MXmlNodeType::kWhitespace, L"#text", L" ", L" "},
+      {MXmlNodeType::kElement, L"a", L"", L"<a/>"},
+      {MXmlNodeType::kText, L"#text", L"t<", L"t&lt;"},
+      {MXmlNodeType::kComment, L"#comment", L"c", L"<!--c-->"},
+      {MXmlNodeType::kProcessingInstruction, L"p", L"p q='1'", L"<?p q='1'?>"},
+      {MXmlNodeType::kCData, L"#cdata-section", L"<d>", L"<![CDATA[<d>]]>"},
+      {MXmlNodeType::kCData, L"#cdata-section", L"", L"<![CX]]>"},
+  };
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(text)) << Narrow(document.GetErrorText());
+  const auto expectNode = [&](const Node& node) {
+    SCOPED_TRACE(Narrow(node.text));
+    EXPECT_EQ(document.FindNode(kAnyNode), node.type);
+    EXPECT_EQ(document.GetNodeType(), node.type);
+    EXPECT_EQ(document.GetTagName(), node.name);
+    EXPECT_EQ(document.GetData(), node.data);
+    EXPECT_EQ(document.GetNodeText(), node.text);
+    EXPECT_EQ(document.GetText().substr(static_cast<std::size_t>(document.GetOffset()),
+                                        static_cast<std::size_t>(document.GetLength())),
+              node.text);
+  };
+  for (const Node& node : outside) expectNode(node);
+  ASSERT_EQ(document.FindNode(kAnyNode), MXmlNodeType::kElement);
+  ASSERT_TRUE(document.IntoElement());
+  for (const Node& node : inside) expectNode(node);
+  EXPECT_EQ(document.FindNode(kAnyNode), MXmlNodeType::kNone);
+  EXPECT_EQ(document.GetNodeText(), L"<![CX]]>");
+}
+
+TEST(MXmlDocument, ElementsAndNodesAreSearchedForFromWhereThePositionIs) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(L"<r>1<a/>2<b/>3</r>"));
+  ASSERT_TRUE(document.FindElement());
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.FindElement(L"a"));
+  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
+  EXPECT_EQ(document.GetData(), L"2");
+  ASSERT_TRUE(document.FindElement());
+  EXPECT_EQ(document.GetTagName(), L"b");
+  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
+  EXPECT_EQ(document.GetData(), L"3");
+  EXPECT_FALSE(document.FindElement());
+  EXPECT_EQ(document.FindNode(MXmlNodeType::kComment), MXmlNodeType::kNone);
+  EXPECT_EQ(document.GetData(), L"3");
+  ASSERT_TRUE(document.OutOfElement());
+  EXPECT_EQ(document.GetTagName(), L"r");
+}
+
+TEST(MXmlDocument, SavedPositionsPutBackTheLevelTheyNamed) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(L"<r><a><x/><y/></a><b/></r>"));
+  document.SavePosition(L"top");
+  ASSERT_TRUE(document.FindElement());
+  ASSERT_TRUE(document.IntoElement());
+  document.SavePosition();
+  ASSERT_TRUE(document.FindElement());
+  document.SavePosition(L"a");
+  ASSERT_TRUE(document.FindChildElement(L"y"));
+  document.SavePosition(L"y");
+  document.SavePosition(L"pot");  // the same bucket as "top"
+
+  ASSERT_TRUE(document.RestorePosition(L"a"));
+  EXPECT_EQ(document.GetTagName(), L"a");
+  EXPECT_TRUE(document.GetChildTagName().empty());
+  ASSERT_TRUE(document.RestorePosition());
+  EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
+  ASSERT_TRUE(document.FindElement(L"b"));
+  ASSERT_TRUE(document.RestorePosition(L"y"));
+  EXPECT_EQ(document.GetTagName(), L"a");
+  EXPECT_EQ(document.GetChildTagName(), L"y");
+  ASSERT_TRUE(document.OutOfElement());
+  EXPECT_EQ(document.GetTagName(), L"r");
+  ASSERT_TRUE(document.RestorePosition(L"top"));
+  EXPECT_FALSE(document.OutOfElement());
+  ASSERT_TRUE(document.RestorePosition(L"pot"));
+  EXPECT_EQ(document.GetChildTagName(), L"y");
+
+  ASSERT_TRUE(document.RestorePosition(L"a"));
+  document.SavePosition(L"y");
+  ASSERT_TRUE(document.RestorePosition(L"y"));
+  EXPECT_TRUE(document.GetChildTagName().empty());
+
+  ASSERT_TRUE(document.SetText(L"<r/>"));
+  EXPECT_FALSE(document.RestorePosition(L"top"));
+}
+
+TEST(MXmlDocument, AttributesAreReadInAgreementWithWhereTheTagEnds) {
+  struct Case {
+    const wchar_t* tag;
+    const wchar_t* attributes;  // name=[value] of each, in order
+  };
+  const Case cases[] = {
+      {L"<a/>", L""},
+      {L"<a b='1' c=\"2\"/>", L"b=[1]c=[2]"},
+      {L"<a b = '1'\n\tc\r=\r\"2\" />", L"b=[1]c=[2]"},
+      {L"<a b='&lt;&#65;&quot;'/>", L"b=[<A\"]"},
+      {L"<a b=''c=''/>", L"b=[]c=[]"},
+      {L"<a b c='1' d/></a>", L"b=[]c=[1]d=[]"},
+      {L"<a b=1 c=x/y></a>", L"b=[1]c=[x/y]"},
+      {L"<a b='>' c='/>'/>", L"b=[>]c=[/>]"},
+      {L"<a b=\"it's\" c='\"'/>", L"b=[it's]c=[\"]"},
+      {L"<a 'x' b='1'/>", L"x=[]b=[1]"},
+      {L"<a b=c='1'></a>", L"b=[c]"},
+      {L"<a ='1' b='2'/>", L"b=[2]"},
+      {L"<a b='1' b='2'/>", L"b=[1]b=[2]"},
+      {L"<a b=></a>", L"b=[]"},
+      {L"<?p b='1' c=\"2\" d?><a/>", L"b=[1]c=[2]d=[]"},
+      {L"<?p b='1?><a/>", L"b=[1]"},
+      {L"<?"
+       L"?><a/>",
+       L""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.tag));
+    MXmlDocument document;
+    ASSERT_TRUE(document.SetText(c.tag)) << Narrow(document.GetErrorText());
+    ASSERT_NE(document.FindNode(kAnyNode), MXmlNodeType::kNone);
+    std::wstring attributes;
+    MString name;
+    MString value;
+    for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &name, &value);) {
+      attributes.append(name).append(L"=[").append(value).append(L"]");
+    }
+    EXPECT_EQ(Narrow(attributes), Narrow(c.attributes));
+  }
+}
+
+TEST(MXmlDocument, TheFirstOfTwoAttributesOfOneNameCounts) {
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(L"<a b='1' b='2' B='3' bb='4'/>"));
+  ASSERT_TRUE(document.FindElement());
+  EXPECT_EQ(document.GetAttribute(L"b"), L"1");
+  EXPECT_EQ(document.GetAttribute(L"B"), L"3");
+  EXPECT_EQ(document.GetAttribute(L"bb"), L"4");
+  EXPECT_FALSE(document.GetAttribute(L"", nullptr));
+  document.SetFlags(MXmlDocument::kIgnoreCase);
+  EXPECT_EQ(document.GetAttribute(L"B"), L"1");
+}
+
+TEST(MXmlDocument, DataIsTheElementsOwnTextAndCDataInOrder) {
+  struct Case {
+    const wchar_t* text;
+    const wchar_t* data;
+  };
+  const Case cases[] = {
+      {L"<a/>", L""},
+      {L"<a></a>", L""},
+      {L"<a> x\n</a>", L" x\n"},
+      {L"<a>1<b>2</b>3<!--4-->5<?6?>7<![CDATA[&lt;]]>&lt;</a>", L"1357&lt;<"},
+      {L"<a>\r\n<b/>\r\n</a>", L"\r\n\r\n"},
+      {L"<a><![CDATA[x]]]]><![CDATA[>y]]></a>", L"x]]>y"},
+      {L"<a>]]></a>", L"]]>"},
+      {L"<a>1<b>2</a>", L"1"},
+      {L"<a>1</b>2<3>4", L"124"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.text));
+    MXmlDocument document;
+    static_cast<void>(document.SetText(c.text));
+    ASSERT_TRUE(document.FindElement(L"a"));
+    EXPECT_EQ(Narrow(document.GetData()), Narrow(c.data));
+  }
+}

@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: MIT
+// What a text is read as, and every message with its offset.
+#include "tests/xml/XmlKit.h"
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+using Velta::Xml::DocumentProbe;
+using Velta::Xml::ElementRecord;
+
+namespace {
+
+struct Faulty {
+  const wchar_t* text;
+  const wchar_t* errors;
+  std::int32_t offset;
+};
+
+// A backslash ends the example's name in the output; keep the texts short.
+const Faulty kFaulty[] = {
+    {L"", L"Empty document", -1},
+    {L"<!-- only -->", L"No root element", -1},
+    {L"<?xml version='1.0'?>\n", L"No root element", -1},
+    {L"just text", L"No root element", -1},
+    {L" \t\r\n", L"No root element", -1},
+    {L"<a/><b/>", L"Root element has sibling", -1},
+    {L"<a></a>text<b></b>", L"Root element has sibling", -1},
+
+    {L"<a><b></a>", L"End tag 'a' at offset 6 does not match start tag 'b' at offset 3", 6},
+    {L"<a></b></a>", L"End tag 'b' at offset 3 does not match start tag 'a' at offset 0", 3},
+    {L"<a><b><c></a>",
+     L"End tag 'a' at offset 9 does not match start tag 'c' at offset 6, "
+     L"End tag 'a' at offset 9 does not match start tag 'b' at offset 3",
+     9},
+    {L"<a></A></a>", L"End tag 'A' at offset 3 does not match start tag 'a' at offset 0", 3},
+    {L"<ab></a></ab>", L"End tag 'a' at offset 4 does not match start tag 'ab' at offset 0", 4},
+    {L"<a></ab></a>", L"End tag 'ab' at offset 3 does not match start tag 'a' at offset 0", 3},
+    {L"<a></></a>", L"End tag '' at offset 3 does not match start tag 'a' at offset 0", 3},
+    {L"<a/></a>", L"No start tag for end tag 'a' at offset 4", 4},
+    {L"</a><b/>", L"No start tag for end tag 'a' at offset 0", 0},
+    {L"<a>", L"Element 'a' at offset 0 not ended", 0},
+    {L"<a><b>x", L"Element 'b' at offset 3 not ended, Element 'a' at offset 0 not ended", 3},
+    {L"<a></b>",
+     L"End tag 'b' at offset 3 does not match start tag 'a' at offset 0, "
+     L"Element 'a' at offset 0 not ended",
+     3},
+
+    {L"<1a/>", L"Incorrect tag name character at offset 0, No root element", 0},
+    {L"<a>< b/></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><<b/></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><-></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><;></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><=></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><@></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><[></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><]></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><\\></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><^></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><`></a>", L"Incorrect tag name character at offset 3", 3},
+    {L"<a><!x></a>", L"Incorrect ! tag at offset 3", 3},
+    {L"<a><!></a>", L"Incorrect ! tag at offset 3", 3},
+    {L"<!ELEMENT a ANY><a/>", L"Incorrect ! tag at offset 0", 0},
+    {L"<!DOCTYPE a [<!X>]><a/>", L"Incorrect ! tag at offset 13", 13},
+    {L"<a><!-x></a>", L"Incorrect comment tag at offset 3", 3},
+    {L"<a><![x></a>", L"Incorrect tag at offset 3", 3},
+    {L"<a><1><2></a>",
+     L"Incorrect tag name character at offset 3, Incorrect tag name character at offset 6", 3},
+
+    {L"<a", L"Element tag at offset 0 unterminated, No root element", 0},
+    {L"<a b='>'", L"Element tag at offset 0 unterminated, No root element", 0},
+    {L"<a b='>", L"Element tag at offset 0 unterminated, No root element", 0},
+    {L"<a b=", L"Element tag at offset 0 unterminated, No root element", 0},
+    {L"<a></a", L"Element end tag at offset 3 unterminated, Element 'a' at offset 0 not ended", 3},
+    {L"<a/><![CDATA[ ]>", L"CDATA Section at offset 4 unterminated", 4},
+    {L"<a/><![C]]", L"CDATA Section at offset 4 unterminated", 4},
+    {L"<a/><?p ?", L"Processing instruction at offset 4 unterminated", 4},
+    {L"<a/><?>", L"Processing instruction at offset 4 unterminated", 4},
+    {L"<a/><!--->", L"Comment at offset 4 unterminated", 4},
+    {L"<a/><!-- --", L"Comment at offset 4 unterminated", 4},
+    {L"<a/><!DOCTYPE b [", L"Doctype at offset 4 unterminated", 4},
+    {L"<a/><!DOCTYPE b '>", L"Doctype at offset 4 unterminated", 4},
+    {L"<a/><!DOCTYPE b [<!ELEMENT c", L"Doctype at offset 17 unterminated", 17},
+    {L"<a/><!DOCTYPE b [<!ENTITY c '>", L"Doctype at offset 17 unterminated", 17},
+    {L"<a/><!DOCTYPE b [<!-- ]>", L"Comment at offset 17 unterminated", 17},
+    {L"<a/><", L"tag at offset 4 unterminated", 4},
+    {L"<a/><!", L"tag at offset 4 unterminated", 4},
+    {L"<a/><!-", L"tag at offset 4 unterminated", 4},
+    {L"<a/><![", L"tag at offset 4 unterminated", 4},
+};
+
+const wchar_t* const kWellFormed[] = {
+    L"<a/>",
+    L"<a></a>",
+    L"<a></a >",
+    L" text <a/> more text ",
+    L"<?xml version=\"1.0\"?>\n<!-- c -->\n<a/>\n<!-- d -->",
+    L"<a b='>' c=\"/>\" d = '<x>'></a>",
+    L"<a b=\"'\" c='\"'/>",
+    L"<a b=c/d></a>",
+    L"<a><?p > ?><!-- > </a> --><![CDATA[</a>]]></a>",
+    L"<a><!----></a>",
+    L"<a><?p?"
+    L"?></a>",
+    L"<a><![CDATA[]]</a>]>]]></a>",
+    L"<:a><_/><\u00E9/><{/></:a>",
+    L"<a.b-c1></a.b-c1>",
+    L"<!DOCTYPE a><a/>",
+    L"<!DOCTYPE a SYSTEM \"x>y\"><a/>",
+    L"<!DOCTYPE a [\n<!ELEMENT a (b)>\n<!ATTLIST a b CDATA '>'>\n<!ENTITY c \"<x>'\">\n"
+    L"<!NOTATION d SYSTEM ''>\n<!-- > ' --> <?p > ' ?>\n]><a/>",
+};
+
+/// The flags of the elements in the order of the text, and of the document.
+std::vector<std::int32_t> FlagsIn(const MXmlDocument& document) {
+  const auto& index = DocumentProbe::State(document).index;
+  std::vector<std::int32_t> flags;
+  for (std::int32_t element = index.At(0).firstChild; element != 0;
+       element = index.Following(element)) {
+    flags.push_back(index.At(element).flags);
+  }
+  flags.push_back(index.At(0).flags);
+  return flags;
+}
+
+}  // namespace
+
+TEST(MXmlDocument, EachFaultHasItsMessageWithItsOffset) {
+  for (const Faulty& faulty : kFaulty) {
+    SCOPED_TRACE(Narrow(faulty.text));
+    MXmlDocument document;
+    EXPECT_FALSE(document.SetText(faulty.text));
+    EXPECT_FALSE(document.IsWellFormed());
+    EXPECT_EQ(Narrow(document.GetErrorText()), Narrow(faulty.errors));
+    EXPECT_EQ(document.GetErrorOffset(), faulty.offset);
+  }
+}
+
+TEST(MXmlDocument, WhatIsWellFormedHasNoErrors) {
+  for (const wchar_t* text : kWellFormed) {
+    SCOPED_TRACE(Narrow(text));
+    MXmlDocument document;
+    EXPECT_TRUE(document.SetText(text));
+    EXPECT_TRUE(document.IsWellFormed());
+    EXPECT_EQ(Narrow(document.GetErrorText()), "");
+    EXPECT_EQ(document.GetErrorOffset(), -1);
+    EXPECT_EQ(document.GetText(), text);
+  }
+}
+
+TEST(MXmlDocument, ANewDocumentIsEmptyAndHasNoErrors) {
+  MXmlDocument document;
+  EXPECT_FALSE(document.IsWellFormed());
+  EXPECT_TRUE(document.GetText().empty());
+  EXPECT_TRUE(document.GetErrorText().empty());
+  EXPECT_EQ(DocumentProbe::State(document).index.NextFree(), 1);
+}
+
+TEST(MXmlDocument, ALaterParseKeepsTheEarlierErrorsInFront) {
+  MXmlDocument document;
+  EXPECT_FALSE(document.SetText(L"<a"));
+  EXPECT_FALSE(document.SetText(L""));
+  EXPECT_EQ(Narrow(document.GetErrorText()),
+            "Element tag at offset 0 unterminated, No root element, Empty document");
+  EXPECT_TRUE(document.SetText(L"<a/>"));
+  EXPECT_EQ(Narrow(document.GetErrorText()),
+            "Element tag at offset 0 unterminated, No root element, Empty document");
+  document.ClearErrorText();
+  EXPECT_FALSE(document.SetText(L"<a>"));
+  EXPECT_EQ(Narrow(document.GetErrorText()), "Element 'a' at offset 0 not ended");
+}
+
+TEST(MXmlDocument, TheTextOfErrorsIsBoundedAndSaysThatItIsCut) {
+  std::wstring text;
+  for (int i = 0; i < 100000; ++i) text += L"<a>";
+  MXmlDocument document;
+  EXPECT_FALSE(document.SetText(text));
+  const MString first = document.GetErrorText();
+  EXPECT_EQ(first.size(), 16384 + std::wstring(L" ... (cut)").size());
+  EXPECT_TRUE(first.starts_with(L"Element 'a' at offset 299997 not ended, Element 'a' at "));
+  EXPECT_TRUE(first.ends_with(L" ... (cut)"));
+
+  EXPECT_FALSE(document.SetText(L""));
+  EXPECT_EQ(document.GetErrorText(), first);
+}
+
+TEST(MXmlDocument, RecordsHoldWhereElementsAreAndHowTheyAreRelated) {
+  MXmlDocument document;
+  EXPECT_TRUE(document.SetText(L"<a x='1'>t<b/><c><d /></c ></a>"));
+  using Record = std::vector<std::int64_t>;
+  // start, length, start tag, end tag, flags, parent, first child, next, previous, last child
+  EXPECT_THAT(RecordsInOrder(document),
+              testing::ElementsAre(Record{0, 31, 0, 0, 0, 0, 1, 0, 0, 1},
+                                   Record{0, 31, 9, 4, 0, 0, 2, 0, 0, 3},
+                                   Record{10, 4, 4, 0, 0x10000, 1, 0, 3, 0, 0},
+                                   Record{14, 13, 3, 5, 0, 1, 4, 0, 2, 4},
+                                   Record{17, 5, 5, 0, 0x10000, 3, 0, 0, 0, 0}));
+}
+
+TEST(MXmlDocument, FlagsSayHowElementsEnd) {
+  struct Case {
+    const wchar_t* text;
+    std::vector<std::int32_t> flags;  // of the elements in order, then of the document
+  };
+  const Case cases[] = {
+      {L"<a/>", {0x10000, 0}},
+      {L"<a />", {0x10000, 0}},
+      {L"<a b='c'/>", {0x10000, 0}},
+      {L"<a b='c' />", {0x10000, 0}},
+      {L"<a b=c/></a>", {0, 0}},
+      {L"<a b=c />", {0x10000, 0}},
+      {L"<a></a>", {0, 0}},
+      {L"<a>", {0x100000, 0x800000}},
+      {L"<a><b></a>", {0, 0x200000, 0x800000}},
+      {L"<a></b></a>", {0x200000, 0x800000}},
+      {L"<a></b>", {0x300000, 0x800000}},
+      {L"<a/></a>", {0x10000, 0x800000}},
+      {L"<a/><1>", {0x10000, 0x800000}},
+      {L"<a/><b/>", {0x10000, 0x10000, 0}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.text));
+    MXmlDocument document;
+    static_cast<void>(document.SetText(c.text));
+    EXPECT_EQ(FlagsIn(document), c.flags);
+  }
+}
+
+TEST(MXmlDocument, AFaultEndsAtTheNextMarkupAndReadingGoesOn) {
+  struct Case {
+    const wchar_t* text;
+    const wchar_t* outline;
+  };
+  const Case cases[] = {
+      {L"<a><1 x><b/></a>", L"a(b())"},           {L"<a><1 x<b/></a>", L"a(b())"},
+      {L"<a><b><c></a><d/>", L"a(b(c()))d()"},    {L"<a><b></x><c/></b></a>", L"a(b(c()))"},
+      {L"</x><a></y></a></z>", L"a()"},           {L"<a><!-- <b/></a>", L"a()"},
+      {L"<a><b/>\n<![x]]><c/></a>", L"a(b()c())"}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(Narrow(c.text));
+    MXmlDocument document;
+    EXPECT_FALSE(document.SetText(c.text));
+    EXPECT_EQ(Narrow(Outline(document)), Narrow(c.outline));
+  }
+}
+
+TEST(MXmlDocument, WithIgnoreCaseTagsMatchInAnyCase) {
+  MXmlDocument document;
+  document.SetFlags(MXmlDocument::kIgnoreCase);
+  EXPECT_TRUE(document.SetText(L"<Abc X='1'><\u00C9></\u00C9></aBC>"));
+  EXPECT_FALSE(document.SetText(L"<a><\u00C9></\u00E9></A>"));
+  EXPECT_EQ(Narrow(document.GetErrorText()),
+            Narrow(L"End tag '\u00E9' at offset 6 does not match start tag '\u00C9' at offset 3, "
+                   L"End tag 'A' at offset 10 does not match start tag '\u00C9' at offset 3"));
+  document.ClearErrorText();
+  EXPECT_FALSE(document.SetText(L"<A><b><c></a>"));
+  EXPECT_EQ(Narrow(document.GetErrorText()),
+            "End tag 'a' at offset 9 does not match start tag 'c' at offset 6, "
+            "End tag 'a' at offset 9 does not match start tag 'b' at offset 3");
+}
+
+TEST(MXmlDocument, OffsetsAreLinesAndColumns) {
+  MXmlDocument document;
+  EXPECT_FALSE(document.SetText(L"ab\nc\r\nd\re\n"));
+  struct Case {
+    std::int32_t offset, line, column;
+  };
+  const Case cases[] = {{-1, 1, 1}, {0, 1, 1}, {2, 1, 3}, {3, 2, 1}, {4, 2, 2},  {5, 2, 3},
+                        {6, 3, 1},  {7, 3, 2}, {8, 4, 1}, {9, 4, 2}, {10, 5, 1}, {999, 5, 1}};
+  for (const Case& c : cases) {
+    std::int32_t line = 0;
+    std::int32_t column = 0;
+    document.GetLineAndColumn(c.offset, &line, &column);
+    EXPECT_EQ(line, c.line) << c.offset;
+    EXPECT_EQ(column, c.column) << c.offset;
+  }
+}
