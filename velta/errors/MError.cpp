@@ -55,15 +55,24 @@ bool MError::Read(IInFilerTagged& filer, const MString& tag) {
 }
 
 void MError::ReadParameters(IInFilerTagged& filer) {
+  // Where a group is found again and again, a second parameter would be the first, without end; and
+  // there the first is "begun" even when there is none, so it must be left.
+  const bool onlyOne = filer.HasUniqueGroupNames();
   while (filer.BeginGroup(L"Parameter")) {
     MString name;
     MString value;
     // An incomplete parameter is not left either: the element that encloses it is left next.
-    if (!filer.ReadString(L"Name", &name, MString()) ||
-        !filer.ReadString(L"Value", &value, MString()) || !filer.EndGroup()) {
+    const bool complete = filer.ReadString(L"Name", &name, MString()) &&
+                          filer.ReadString(L"Value", &value, MString());
+    if ((complete || onlyOne) && !filer.EndGroup()) {
       return;
     }
-    Insert(std::move(name), std::move(value));
+    if (complete) {
+      Insert(std::move(name), std::move(value));
+    }
+    if (!complete || onlyOne) {
+      return;
+    }
   }
 }
 

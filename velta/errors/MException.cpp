@@ -107,5 +107,8 @@ bool MException::Read(IInFilerTagged& filer, const MString& /*tag*/) {
       return true;
     }
     AddError(error);
+    if (filer.HasUniqueGroupNames()) {
+      return true;  // there is no second, only the same again
+    }
   }
 }

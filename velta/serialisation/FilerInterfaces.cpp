@@ -5,7 +5,8 @@
 IOutFilerTagged::IOutFilerTagged() : locale(MLocale::GetClassic()) {}
 IOutFilerTagged::~IOutFilerTagged() = default;
 
-IInFilerTagged::IInFilerTagged() : locale(MLocale::GetClassic()) {}
+IInFilerTagged::IInFilerTagged(GroupNames names)
+    : locale(MLocale::GetClassic()), groupNames(names) {}
 IInFilerTagged::~IInFilerTagged() = default;
 
 bool IInFilerTagged::ReadReserved(const MString& /*tag*/) { return false; }

@@ -51,9 +51,20 @@ class VELTA_API IInFilerTagged {
   /// The group of that name with all its content, as the text of an XML document of its own.
   [[nodiscard]] virtual bool ReadEmbeddedDocument(const MString& tag, MString* xml) = 0;
 
+  /// Whether there is at most one group of a name, begun anew however often it was ended.
+  ///
+  /// Who reads groups of one name until there is none must then stop after the first.
+  bool HasUniqueGroupNames() const noexcept { return groupNames == GroupNames::kUnique; }
+
  protected:
-  IInFilerTagged();
+  enum class GroupNames : bool { kRepeatable, kUnique };
+
+  explicit IInFilerTagged(GroupNames names = GroupNames::kRepeatable);
+
+  /// For numbers: the "C" locale.
+  const MLocale& GetLocale() const noexcept { return locale; }
 
  private:
   MLocale locale;
+  GroupNames groupNames;
 };

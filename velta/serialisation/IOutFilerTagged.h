@@ -44,6 +44,9 @@ class VELTA_API IOutFilerTagged {
  protected:
   IOutFilerTagged();
 
+  /// For numbers: the "C" locale.
+  const MLocale& GetLocale() const noexcept { return locale; }
+
  private:
   MLocale locale;
 };

@@ -98,6 +98,14 @@ double MLocale::ScanNumber(const wchar_t* text, const wchar_t** end) const noexc
   return value;
 }
 
+int MLocale::Scan(const wchar_t* text, const wchar_t* format, ...) const noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  const int converted = ScanFormattedWide(text, format, Handle(cLocale), arguments);
+  va_end(arguments);
+  return converted;
+}
+
 const MLocale& MLocale::GetClassic() {
   static const MLocale classic(L"C");
   return classic;

@@ -70,6 +70,13 @@ class VELTA_API MLocale {
   /// @param end  receives where reading stopped, the start of `text` if nothing could be read
   double ScanNumber(const wchar_t* text, const wchar_t** end) const noexcept;
 
+  /// Reads numbers as scanf does, with this locale's decimal separator: the inverse of `Format`.
+  ///
+  /// @param text    zero-terminated, not null
+  /// @param format  a format for numbers; a pointer follows for each of its fields
+  /// @return how many fields were converted; negative when the text ended before the first
+  int Scan(const wchar_t* text, const wchar_t* format, ...) const noexcept;
+
   /// The framework's shared instance, named "C".
   static const MLocale& GetClassic();
 

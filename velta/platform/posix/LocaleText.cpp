@@ -117,6 +117,12 @@ int CountFormattedWide(const wchar_t* format, _locale_t locale, va_list argument
   return FormattedText(format, arguments).Length();
 }
 
+int ScanFormattedWide(const wchar_t* text, const wchar_t* format, _locale_t locale,
+                      va_list arguments) noexcept {
+  const LocaleScope scope(locale);
+  return std::vswscanf(text, format, arguments);
+}
+
 int _vsnwprintf_s_l(wchar_t* buffer, std::size_t size, std::size_t maxCount, const wchar_t* format,
                     _locale_t locale, va_list arguments) noexcept {
   if (buffer == nullptr || size == 0 || format == nullptr) {

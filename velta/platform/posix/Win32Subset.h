@@ -25,6 +25,7 @@
 // ---- types and constants ------------------------------------------------------------------------
 
 using BOOL = int;
+using BYTE = unsigned char;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using HRESULT = std::int32_t;
@@ -51,11 +52,21 @@ inline constexpr DWORD WAIT_TIMEOUT = 258;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 inline constexpr DWORD STILL_ACTIVE = 259;
 
-inline constexpr DWORD ERROR_SUCCESS = 0;
-inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
-inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
-inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
-inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+// Signed, as Windows has them: they are compared with last errors and with results.
+inline constexpr LONG ERROR_SUCCESS = 0;
+inline constexpr LONG ERROR_FILE_NOT_FOUND = 2;
+inline constexpr LONG ERROR_TOO_MANY_OPEN_FILES = 4;
+inline constexpr LONG ERROR_ACCESS_DENIED = 5;
+inline constexpr LONG ERROR_INVALID_HANDLE = 6;
+inline constexpr LONG ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr LONG ERROR_GEN_FAILURE = 31;
+inline constexpr LONG ERROR_NOT_SUPPORTED = 50;
+inline constexpr LONG ERROR_INVALID_PARAMETER = 87;
+inline constexpr LONG ERROR_DISK_FULL = 112;
+inline constexpr LONG ERROR_BAD_PATHNAME = 161;
+inline constexpr LONG ERROR_BUSY = 170;
+inline constexpr LONG ERROR_MORE_DATA = 234;
+inline constexpr LONG ERROR_REGISTRY_CORRUPT = 1015;
 
 inline constexpr DWORD QS_ALLINPUT = 0x04FF;
 inline constexpr DWORD MWMO_INPUTAVAILABLE = 0x0004;
@@ -246,6 +257,50 @@ errno_t _ctime64_s(char* buffer, std::size_t size, const __time64_t* time) noexc
 HRESULT CoInitializeEx(void* reserved, DWORD model) noexcept;
 void CoUninitialize() noexcept;
 
+// ---- registry -----------------------------------------------------------------------------------
+
+// A store of its own in the file system: a folder per key, a file per value, below
+// $VELTA_REGISTRY, else $XDG_CONFIG_HOME/velta/registry, else $HOME/.config/velta/registry. It
+// outlives the process and is shared with every process of the user.
+//
+// Access follows the permissions of the folders. A value is replaced as a whole: a process killed
+// while it writes leaves the old value or the new one. "Software" is there from the start.
+
+using LSTATUS = LONG;
+using REGSAM = DWORD;
+
+#define HKEY_CURRENT_USER (reinterpret_cast<HKEY>(std::uintptr_t{0xFFFFFFFF80000001}))
+#define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(std::uintptr_t{0xFFFFFFFF80000002}))
+
+inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
+inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
+inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
+inline constexpr REGSAM KEY_READ = 0x20019;
+inline constexpr REGSAM KEY_WRITE = 0x20006;
+
+inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
+inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
+inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+
+inline constexpr DWORD REG_SZ = 1;
+inline constexpr DWORD REG_BINARY = 3;
+inline constexpr DWORD REG_DWORD = 4;
+
+/// `subKey` names a path with "\\" between its parts; null or empty is `key` itself.
+LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access,
+                      HKEY* result) noexcept;
+/// Opens or creates, the keys on the way included. Class, security and `options` other than
+/// `REG_OPTION_NON_VOLATILE` are not supported: `ERROR_INVALID_PARAMETER` for such options.
+LSTATUS RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, wchar_t* className, DWORD options,
+                        REGSAM access, LPSECURITY_ATTRIBUTES attributes, HKEY* result,
+                        DWORD* disposition) noexcept;
+/// Text counts in bytes, its terminator included; a character has `sizeof(wchar_t)` of them.
+LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data,
+                       DWORD size) noexcept;
+LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data,
+                         DWORD* size) noexcept;
+LSTATUS RegCloseKey(HKEY key) noexcept;
+
 // ---- C runtime locales and text -----------------------------------------------------------------
 
 using _locale_t = locale_t;
@@ -259,6 +314,10 @@ double _wcstod_l(const wchar_t* text, wchar_t** end, _locale_t locale) noexcept;
 /// The number of characters that `format` would produce, without a terminator; negative on error.
 /// Formats use what both platforms agree on: `%ls`, `%hs`, `%lld`, never `%s` or `%I64d`.
 int CountFormattedWide(const wchar_t* format, _locale_t locale, va_list arguments) noexcept;
+/// Reads by a format for numbers; returns how many fields were converted, negative without any
+/// text.
+int ScanFormattedWide(const wchar_t* text, const wchar_t* format, _locale_t locale,
+                      va_list arguments) noexcept;
 /// Writes at most `maxCount` characters (`_TRUNCATE`: what fits) and a terminator; returns how
 /// many, or -1 when the text was cut or could not be formatted.
 int _vsnwprintf_s_l(wchar_t* buffer, std::size_t size, std::size_t maxCount, const wchar_t* format,

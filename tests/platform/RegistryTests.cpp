@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+// The registry's calls as far as the framework uses them.
+#include "PlatformKit.h"
+#include "tests/support/RegistryKit.h"
+#include "tests/support/StressScale.h"
+#include "tests/support/Watchdog.h"
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
+const StoredValue kMissing{ERROR_FILE_NOT_FOUND, 0, {}};
+
+class Registry : public testing::Test {
+ protected:
+  const TestRegistry registry;
+  const TestKey key{HKEY_CURRENT_USER, L"Software\\" + UniqueKeyName(), kReadWrite,
+                    TestKey::Afterwards::kIsRemoved};
+};
+
+/// Opens, closes, and gives the result of opening.
+LSTATUS Opened(HKEY parent, const wchar_t* name, REGSAM access = KEY_READ) {
+  HKEY key = nullptr;
+  const LSTATUS status = ::RegOpenKeyExW(parent, name, 0, access, &key);
+  EXPECT_EQ(status == ERROR_SUCCESS, key != nullptr);
+  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+  return status;
+}
+
+LSTATUS Created(HKEY parent, const wchar_t* name, DWORD* disposition = nullptr) {
+  HKEY key = nullptr;
+  const LSTATUS status = ::RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                           kReadWrite, nullptr, &key, disposition);
+  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+  return status;
+}
+
+TEST_F(Registry, AValueKeepsItsTypeAndEveryByteUntilItIsReplaced) {
+  std::vector<BYTE> everyByte(256 * 40);
+  for (std::size_t i = 0; i < everyByte.size(); ++i) everyByte[i] = static_cast<BYTE>(i);
+  const struct {
+    DWORD type;
+    std::vector<BYTE> data;
+  } cases[] = {{REG_DWORD, BytesOf(0xFEDCBA98U)},
+               {REG_SZ, BytesOf(std::wstring(L"text"))},
+               {REG_BINARY, {}},
+               {REG_BINARY, everyByte},
+               {REG_BINARY, {0}},
+               {0x1234, {1, 2, 3}}};
+  for (const auto& sample : cases) {
+    ASSERT_EQ(Store(key, L"Value", sample.type, sample.data), ERROR_SUCCESS);
+    EXPECT_EQ(Stored(key, L"Value"), (StoredValue{ERROR_SUCCESS, sample.type, sample.data}));
+  }
+}
+
+TEST_F(Registry, AQueryTellsTheSizeAndRefusesABufferThatIsTooSmall) {
+  ASSERT_EQ(Store(key, L"Value", REG_BINARY, {1, 2, 3, 4, 5}), ERROR_SUCCESS);
+  DWORD type = 0;
+  DWORD size = 0;
+  BYTE data[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, &type, nullptr, nullptr), ERROR_SUCCESS);
+  EXPECT_EQ(type, REG_BINARY);
+  size = 4;
+  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_MORE_DATA);
+  EXPECT_EQ(size, 5U);
+  size = sizeof data;
+  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(size, 5U);
+  EXPECT_THAT(data, testing::ElementsAre(1, 2, 3, 4, 5, 9, 9, 9)) << "nothing behind the data";
+  EXPECT_EQ(::RegQueryValueExW(key, L"Missing", nullptr, &type, data, &size), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, &type, data, nullptr),
+            ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(Registry, NamesAreEqualWithoutCase) {
+  const struct {
+    const wchar_t* one;
+    const wchar_t* other;
+  } cases[] = {{L"Count", L"cOUNT"},
+               {L"\u00C4rger", L"\u00E4RGER"},
+               {L"\u0416\u0423\u041A", L"\u0436\u0443\u043A"},
+               {L"A.B/C", L"a.b/c"}};
+  for (const auto& names : cases) {
+    ASSERT_EQ(Store(key, names.one, REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+    ASSERT_EQ(Store(key, names.other, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);
+    EXPECT_EQ(Stored(key, names.one).data, BytesOf(2)) << testing::PrintToString(names.one);
+    ASSERT_EQ(Created(key, names.one), ERROR_SUCCESS);
+    EXPECT_EQ(Opened(key, names.other), ERROR_SUCCESS) << testing::PrintToString(names.one);
+  }
+  EXPECT_EQ(Stored(key, L"Coun"), kMissing);
+  EXPECT_EQ(Stored(key, L"\u00C3rger"), kMissing);
+}
+
+TEST_F(Registry, AnyNameIsANameOfItsOwn) {
+  std::vector<std::wstring> names = {
+      L".",       L"..",     L"../..",      L"/",      L"/tmp",    L"a/b",   L"a%2fb", L"%2f;",
+      L"a.value", L"@",      L".name",      L"nul",    L" ",       L"a ",    L" a",    L"*?\"<>|",
+      L"\u00DF",  L"\u4E2D", L"\u0001\n\t", L"x.new0", L"@.value", L"a.new0"};
+  for (const wchar_t* end : {L"1", L"2"}) names.push_back(std::wstring(254, L'x') + end);
+  for (const wchar_t* start : {L"1", L"2"}) names.push_back(start + std::wstring(254, L'\u00DF'));
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    ASSERT_EQ(Store(key, names[i].c_str(), REG_DWORD, BytesOf(i)), ERROR_SUCCESS) << i;
+    const TestKey below(key, names[i]);
+    ASSERT_EQ(Store(below, L"Number", REG_DWORD, BytesOf(i)), ERROR_SUCCESS) << i;
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    EXPECT_EQ(Stored(key, names[i].c_str()).data, BytesOf(i)) << testing::PrintToString(names[i]);
+    const TestKey below(key, names[i], KEY_READ);
+    EXPECT_EQ(Stored(below, L"Number").data, BytesOf(i)) << testing::PrintToString(names[i]);
+  }
+}
+
+TEST_F(Registry, NamesHaveALongestLength) {
+  EXPECT_EQ(Created(key, std::wstring(255, L'k').c_str()), ERROR_SUCCESS);
+  EXPECT_EQ(Created(key, std::wstring(256, L'k').c_str()), ERROR_INVALID_PARAMETER);
+  const std::wstring longest(16383, L'v');
+  EXPECT_EQ(Store(key, longest.c_str(), REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+  EXPECT_EQ(Stored(key, longest.c_str()).data, BytesOf(1));
+  EXPECT_EQ(Stored(key, longest.substr(1).c_str()), kMissing);
+  EXPECT_NE(Store(key, (longest + L"v").c_str(), REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+}
+
+TEST_F(Registry, AKeyHasADefaultValueAndValuesNamedLikeKeys) {
+  const TestKey below(key, L"Name");
+  ASSERT_EQ(Store(key, L"Name", REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+  ASSERT_EQ(Store(key, nullptr, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);
+  EXPECT_EQ(Stored(key, L"").data, BytesOf(2));
+  EXPECT_EQ(Stored(key, L"Name").data, BytesOf(1));
+  ASSERT_EQ(Store(key, L"Back\\slash", REG_DWORD, BytesOf(3)), ERROR_SUCCESS);
+  EXPECT_EQ(Stored(key, L"Back\\slash").data, BytesOf(3)) << "no path: the name of a value";
+  EXPECT_EQ(Opened(key, L"Back"), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(Registry, APathLeadsThroughKeysAndCreatesThem) {
+  EXPECT_EQ(Opened(key, L"A\\B\\C"), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(Opened(key, L"A"), ERROR_FILE_NOT_FOUND) << "opening creates nothing";
+  DWORD disposition = 0;
+  EXPECT_EQ(Created(key, L"A\\B\\C", &disposition), ERROR_SUCCESS);
+  EXPECT_EQ(disposition, DWORD{REG_CREATED_NEW_KEY});
+  EXPECT_EQ(Created(key, L"a\\b", &disposition), ERROR_SUCCESS);
+  EXPECT_EQ(disposition, DWORD{REG_OPENED_EXISTING_KEY});
+  EXPECT_EQ(Opened(key, L"A\\\\B\\C\\"), ERROR_SUCCESS) << "more separators are one";
+  EXPECT_EQ(Opened(key, L"\\A"), ERROR_BAD_PATHNAME);
+  EXPECT_EQ(Opened(key, L""), ERROR_SUCCESS);
+  EXPECT_EQ(Opened(key, nullptr), ERROR_SUCCESS);
+  EXPECT_EQ(Opened(HKEY_CURRENT_USER, L"Software"), ERROR_SUCCESS);
+  EXPECT_EQ(Opened(HKEY_LOCAL_MACHINE, L"Software\\Wow6432Node"), ERROR_SUCCESS);
+}
+
+TEST_F(Registry, AKeyCanDoWhatItWasOpenedFor) {
+  ASSERT_EQ(Store(key, L"Value", REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+  const TestKey reader(key, L"", KEY_READ);
+  const TestKey writer(key, L"", KEY_WRITE);
+  EXPECT_EQ(Store(reader, L"Value", REG_DWORD, BytesOf(2)), ERROR_ACCESS_DENIED);
+  EXPECT_EQ(Stored(writer, L"Value").status, ERROR_ACCESS_DENIED);
+  EXPECT_EQ(Store(writer, L"Value", REG_DWORD, BytesOf(3)), ERROR_SUCCESS);
+  EXPECT_EQ(Stored(reader, L"Value").data, BytesOf(3));
+  EXPECT_EQ(Created(reader, L"Below"), ERROR_SUCCESS) << "the parent's permissions count";
+}
+
+TEST_F(Registry, AHandleThatIsNoOpenKeyIsRefused) {
+  HKEY closed = nullptr;
+  ASSERT_EQ(::RegOpenKeyExW(key, nullptr, 0, kReadWrite, &closed), ERROR_SUCCESS);
+  EXPECT_EQ(::RegCloseKey(closed), ERROR_SUCCESS);
+  const Event event(Event::kManual);
+  for (const HKEY handle :
+       {closed, static_cast<HKEY>(nullptr), reinterpret_cast<HKEY>(static_cast<HANDLE>(event)),
+        reinterpret_cast<HKEY>(std::uintptr_t{0x7FFFFFFF})}) {
+    EXPECT_EQ(Store(handle, L"Value", REG_DWORD, BytesOf(1)), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(Stored(handle, L"Value").status, ERROR_INVALID_HANDLE);
+    EXPECT_EQ(Opened(handle, L"Below"), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(Created(handle, L"Below"), ERROR_INVALID_HANDLE);
+  }
+  EXPECT_EQ(::RegCloseKey(closed), ERROR_INVALID_HANDLE);
+  EXPECT_EQ(::RegCloseKey(nullptr), ERROR_INVALID_HANDLE);
+  EXPECT_EQ(::RegCloseKey(HKEY_CURRENT_USER), ERROR_SUCCESS) << "never closed, and never refused";
+  EXPECT_EQ(Opened(HKEY_CURRENT_USER, L"Software"), ERROR_SUCCESS);
+}
+
+// Several threads write the same value, each a long and a short one in turn: whoever reads sees one
+// of them, whole.
+TEST_F(Registry, ConcurrentWritersLeaveAWholeValue) {
+  const Watchdog watchdog("writers and a reader of one value", std::chrono::seconds(250));
+  constexpr int kWriters = 4;
+  const int rounds = StressRounds(500);
+  ASSERT_EQ(Store(key, L"Value", REG_BINARY, {0}), ERROR_SUCCESS);
+  std::vector<std::thread> writers;
+  std::atomic<int> running{kWriters};
+  for (int i = 0; i < kWriters; ++i) {
+    writers.emplace_back([&, i] {
+      const auto letter = static_cast<BYTE>('a' + i);
+      for (int round = 0; round < rounds; ++round) {
+        const std::vector<BYTE> data(round % 2 == 0 ? 20'000 : 7, letter);
+        EXPECT_EQ(Store(key, L"Value", REG_BINARY, data), ERROR_SUCCESS);
+      }
+      --running;
+    });
+  }
+  while (running != 0) {
+    BYTE data[20'000];
+    DWORD size = sizeof data;
+    ASSERT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_SUCCESS);
+    ASSERT_TRUE(size == 1 || size == 7 || size == sizeof data) << size;
+    for (DWORD i = 1; i < size; ++i) ASSERT_EQ(data[i], data[0]);
+  }
+  for (std::thread& writer : writers) writer.join();
+}
+
+}  // namespace

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include "velta/serialisation/IFilerTaggedRegistryBase.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/platform/internal/Win32.h"
+
+namespace {
+
+const wchar_t ClassName[] = L"IFilerTaggedRegistryBase";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+IFilerTaggedRegistryBase::IFilerTaggedRegistryBase()
+    : rootHive(HKEY_CURRENT_USER), companyKeyName(L"Velta") {}
+
+IFilerTaggedRegistryBase::~IFilerTaggedRegistryBase() = default;

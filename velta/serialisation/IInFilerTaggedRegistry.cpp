@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "velta/serialisation/IInFilerTaggedRegistry.h"
+
+#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/platform/internal/Win32.h"
+#include "velta/serialisation/internal/RegistryKey.h"
+
+#include <cstring>
+#include <utility>
+
+namespace {
+
+const wchar_t ClassName[] = L"IInFilerTaggedRegistry";
+const ClassNameRegistration registration(ClassName);
+
+RegistryUse UseOf(bool readOnly) noexcept {
+  return readOnly ? RegistryUse::kReadOnly : RegistryUse::kRead;
+}
+
+/// The data of a string, with what terminates it. @return false when there is no such string
+bool QueryString(HKEY key, const MString& name, MString& data) {
+  for (;;) {
+    DWORD type = 0;
+    DWORD size = 0;
+    if (::RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
+        type != REG_SZ) {
+      return false;
+    }
+    data.resize((size + sizeof(wchar_t) - 1) / sizeof(wchar_t));
+    size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
+    const LSTATUS status = ::RegQueryValueExW(key, name.c_str(), nullptr, &type,
+                                              reinterpret_cast<BYTE*>(data.data()), &size);
+    if (status == ERROR_SUCCESS && type == REG_SZ) {
+      data.resize(size / sizeof(wchar_t));
+      return true;
+    }
+    // Somebody has stored another value since its size was asked for.
+    if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) {
+      return false;
+    }
+  }
+}
+
+}  // namespace
+
+IInFilerTaggedRegistry::IInFilerTaggedRegistry(const MString& applicationKey, bool readOnly)
+    : IInFilerTagged(GroupNames::kUnique),
+      applicationKeyName(applicationKey),
+      opensReadOnly(readOnly) {}
+
+IInFilerTaggedRegistry::~IInFilerTaggedRegistry() = default;
+
+bool IInFilerTaggedRegistry::ReadNumber(const MString& tag, std::uint32_t* value,
+                                        std::uint32_t* type) const {
+  if (!IsWholeName(tag)) {
+    return false;
+  }
+  const RegistryKey key = OpenGroupKey(*this, applicationKeyName, groups, UseOf(opensReadOnly));
+  // Data of fewer bytes leaves the others as they are: zero.
+  BYTE data[sizeof *value] = {};
+  DWORD size = sizeof data;
+  DWORD storedType = 0;
+  if (!key.IsOpen() || ::RegQueryValueExW(key.Get(), tag.c_str(), nullptr, &storedType, data,
+                                          &size) != ERROR_SUCCESS) {
+    return false;
+  }
+  std::memcpy(value, data, sizeof data);
+  *type = storedType;
+  return true;
+}
+
+template <class T>
+bool IInFilerTaggedRegistry::ReadInteger(const MString& tag, T* value, T defaultValue) const {
+  std::uint32_t number = 0;
+  std::uint32_t type = 0;
+  const bool read = ReadNumber(tag, &number, &type);
+  *value = read ? static_cast<T>(number) : defaultValue;
+  return read;
+}
+
+template <class T>
+bool IInFilerTaggedRegistry::ReadFloating(const MString& tag, const wchar_t* format, T* value,
+                                          T defaultValue) {
+  *value = defaultValue;
+  MString text;
+  T number = 0;
+  if (!ReadString(tag, &text, MString()) || text.empty() ||
+      GetLocale().Scan(text.c_str(), format, &number) != 1) {
+    return false;
+  }
+  *value = number;
+  return true;
+}
+
+bool IInFilerTaggedRegistry::ReadString(const MString& tag, MString* value,
+                                        const MString& defaultValue) {
+  *value = defaultValue;
+  if (!IsWholeName(tag)) {
+    return false;
+  }
+  const RegistryKey key = OpenGroupKey(*this, applicationKeyName, groups, UseOf(opensReadOnly));
+  MString data;
+  if (!key.IsOpen() || !QueryString(key.Get(), tag, data)) {
+    return false;
+  }
+  if (!data.empty() && data.back() == L'\0') {
+    data.pop_back();
+  }
+  *value = std::move(data);
+  return true;
+}
+
+bool IInFilerTaggedRegistry::ReadChar(const MString& tag, char* value, char defaultValue) {
+  std::uint32_t number = 0;
+  std::uint32_t type = 0;
+  const bool read = ReadNumber(tag, &number, &type) && type == REG_DWORD;
+  *value = read ? static_cast<char>(static_cast<unsigned char>(number)) : defaultValue;
+  return read;
+}
+
+bool IInFilerTaggedRegistry::ReadDouble(const MString& tag, double* value, double defaultValue) {
+  return ReadFloating(tag, L"%lf", value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::ReadFloat(const MString& tag, float* value, float defaultValue) {
+  return ReadFloating(tag, L"%f", value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::ReadBool(const MString& tag, bool* value, bool defaultValue) {
+  return ReadInteger(tag, value, defaultValue);  // any number but zero is true
+}
+
+bool IInFilerTaggedRegistry::ReadByte(const MString& tag, std::uint8_t* value,
+                                      std::uint8_t defaultValue) {
+  return ReadInteger(tag, value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::ReadUnsignedShort(const MString& tag, std::uint16_t* value,
+                                               std::uint16_t defaultValue) {
+  return ReadInteger(tag, value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::ReadShort(const MString& tag, std::int16_t* value,
+                                       std::int16_t defaultValue) {
+  return ReadInteger(tag, value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::ReadUnsignedInt(const MString& tag, std::uint32_t* value,
+                                             std::uint32_t defaultValue) {
+  return ReadInteger(tag, value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::ReadInt(const MString& tag, std::int32_t* value,
+                                     std::int32_t defaultValue) {
+  return ReadInteger(tag, value, defaultValue);
+}
+
+bool IInFilerTaggedRegistry::BeginGroup(const MString& tag) {
+  groups.Add(tag);
+  return true;
+}
+
+bool IInFilerTaggedRegistry::EndGroup() {
+  if (groups.GetSize() == 0) {
+    return false;
+  }
+  groups.RemoveLast();
+  return true;
+}
+
+bool IInFilerTaggedRegistry::ReadEmbeddedDocument(const MString& /*tag*/, MString* xml) {
+  xml->clear();
+  return false;
+}

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/platform/internal/Win32.h"
+#include "velta/serialisation/MTypedPtrArray.h"
+#include "velta/text/MString.h"
+
+#include <cstdint>
+#include <utility>
+
+class IFilerTaggedRegistryBase;
+
+/// An open key of the registry, closed with its scope; null when it could not be opened.
+class RegistryKey {
+ public:
+  RegistryKey() noexcept = default;
+  explicit RegistryKey(HKEY opened) noexcept : key(opened) {}
+  RegistryKey(const RegistryKey&) = delete;
+  RegistryKey& operator=(const RegistryKey&) = delete;
+  RegistryKey(RegistryKey&& other) noexcept : key(std::exchange(other.key, nullptr)) {}
+  RegistryKey& operator=(RegistryKey&& other) noexcept {
+    std::swap(key, other.key);
+    return *this;
+  }
+  ~RegistryKey() {
+    if (key != nullptr) {
+      ::RegCloseKey(key);
+    }
+  }
+
+  [[nodiscard]] bool IsOpen() const noexcept { return key != nullptr; }
+  [[nodiscard]] HKEY Get() const noexcept { return key; }
+
+ private:
+  HKEY key = nullptr;
+};
+
+/// What a filer opens keys for.
+enum class RegistryUse : std::uint8_t {
+  kWrite,
+  kRead,      // creates the keys of company and application, and takes write access where it can
+  kReadOnly,  // leaves the registry as it is
+};
+
+/// The key of the innermost group, opened afresh.
+RegistryKey OpenGroupKey(const IFilerTaggedRegistryBase& place, const MString& applicationKeyName,
+                         const MTypedPtrArray<MString, const MString&>& groups, RegistryUse use);
+
+/// Whether the registry, which takes zero-terminated names, would see all of this one.
+inline bool IsWholeName(const MString& name) noexcept { return name.find(L'\0') == MString::npos; }
