@@ -16,9 +16,9 @@ const RegisteredName registeredName(ClassName);
 
 // Where the framework's own dump goes.
 #if defined(_WIN32)
-const std::string kDebugDump = "C:\\Temp\\DebugDump.log";
+constexpr char kDebugDump[] = "C:\\Temp\\DebugDump.log";
 #else
-const std::string kDebugDump = "/tmp/DebugDump.log";
+constexpr char kDebugDump[] = "/tmp/DebugDump.log";
 #endif
 
 std::string Number(const MLocale& locale, std::uint64_t number) {
@@ -128,7 +128,8 @@ std::string Summary(const JobReport& report, const LogReport& log, const MLocale
   text += Line("after the stop",
                report.lateRefusal ? "refused, " + LastCode(*report.lateRefusal) : "not refused");
   if (!log.file.empty()) text += Line("event log", log.file);
-  text += Line("debug dump", log.debugDump ? kDebugDump : "cannot be written to " + kDebugDump);
+  text +=
+      Line("debug dump", (log.debugDump ? "" : "cannot be written to ") + std::string(kDebugDump));
   return text;
 }
 

@@ -84,6 +84,14 @@ class HostParts : public ::testing::Test {
         processor(&monitor, new MCallbackFunctorImp<Workbench>(&bench, &Workbench::OnThreadStart),
                   nullptr, nullptr, 0, false) {
     processor.Start();
+    scheduler.Enable();
+  }
+
+  // A scheduler forgets what is still queued.
+  void TearDown() override {
+    if (monitor.GetFailure()) return;
+    scheduler.ScheduleDesyncEvent(new LastNotification(progress, monitor));
+    EXPECT_TRUE(monitor.WaitFor(RunMonitor::Milestone::AllNotified, 1));
   }
 
   const Watchdog watchdog{"a part of the host"};
@@ -133,6 +141,7 @@ TEST_F(HostParts, AFileThatVanishedAfterItWasFoundIsAChainOfErrors) {
   {
     CallerPool callers({processor, scheduler, bench, progress, monitor}, files);
     callers.Start(2);
+    EXPECT_TRUE(monitor.WaitFor(RunMonitor::Milestone::FilesCounted, 2));
   }
   EXPECT_FALSE(files[0].failure);
   EXPECT_EQ(files[0].totals.lines, 1U);
