@@ -35,7 +35,7 @@ MDesyncEventScheduler::~MDesyncEventScheduler() {
     Disable();
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);
-    schedulerThread.ForceStop();  // it uses the queue, which goes first
+    schedulerThread.ForceStop();     // it uses the queue, which goes first
   } catch (const std::bad_alloc&) {  // no memory for that error
     point.At(this).LogDismissedError(MErrorOutOfMemory());
     schedulerThread.ForceStop();

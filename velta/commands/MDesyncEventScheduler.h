@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <memory>
-
 #include "velta/commands/MDesyncEvent.h"
 #include "velta/errors/NonCopyable.h"
 #include "velta/platform/Api.h"
 #include "velta/threads/MSchedulerThread.h"
 #include "velta/threads/MThreadSafeFifo.h"
+
+#include <memory>
 
 class IThreadErrorHandler;
 

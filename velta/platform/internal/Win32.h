@@ -54,7 +54,8 @@ inline int CountFormattedWide(const wchar_t* format, _locale_t locale, va_list a
       0, format, locale, arguments);
 }
 
-/// Reads by a format for numbers; returns how many fields were converted, negative without any text.
+/// Reads by a format for numbers; returns how many fields were converted, negative without any
+/// text.
 inline int ScanFormattedWide(const wchar_t* text, const wchar_t* format, _locale_t locale,
                              va_list arguments) noexcept {
   return __stdio_common_vswscanf(_CRT_INTERNAL_LOCAL_SCANF_OPTIONS, text, static_cast<size_t>(-1),

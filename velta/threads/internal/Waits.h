@@ -14,9 +14,7 @@ struct WaitOutcome {
   DWORD lastError;
 };
 
-inline WaitOutcome ObserveWait(DWORD result) noexcept {
-  return {result, ::GetLastError()};
-}
+inline WaitOutcome ObserveWait(DWORD result) noexcept { return {result, ::GetLastError()}; }
 
 /// Waits without a time-out for any one of the handles; the lowest signalled index wins.
 inline WaitOutcome WaitForAny(std::initializer_list<HANDLE> handles) noexcept {
