@@ -38,6 +38,7 @@ TEST(KLoggerConcurrency, NoEventIsTornLostOrDuplicated) {
   constexpr std::int32_t kEvents = static_cast<std::int32_t>(KLogger::kCapacity) / kThreads;
   KLogger log;
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&log, t] {
       for (std::int32_t i = 0; i < kEvents; ++i) WriteChecked(log, t, i);
@@ -147,7 +148,7 @@ TEST(KLoggerConcurrency, DumpsWhileFourThreadsLogShowWholeEventsOnceInOrder) {
       }
     }
   }
-  EXPECT_TRUE(std::all_of(next.begin(), next.end(), [](std::int32_t n) { return n > 0; }));
+  EXPECT_TRUE(std::ranges::all_of(next, [](std::int32_t n) { return n > 0; }));
   DumpText(log);
   EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
 }

@@ -210,7 +210,7 @@ class DebugDumpFile : public testing::Test {
 TEST_F(DebugDumpFile, IsReplacedByTheDumpEvenWhileAnotherReadsIt) {
   std::filesystem::create_directories(folder);
   std::ofstream(file) << std::string(100000, 'x');
-  std::ifstream other(file);
+  const std::ifstream other(file);
   KLogger log;
   WriteNumbered(log, 1, 3);
   MKLoggerAdapter adapter(&log);

@@ -67,7 +67,8 @@ KLogger::KLogger()
   counter.store(1, std::memory_order_release);
   ready = true;
   // calloc leaves the pages untouched until records reach them.
-  records = static_cast<std::uint64_t*>(std::calloc(kCapacity, sizeof(KLogRecord)));
+  records = static_cast<std::uint64_t*>(
+      std::calloc(kCapacity * KLogWords::kPerRecord, sizeof(std::uint64_t)));
 }
 
 KLogger::~KLogger() { std::free(records); }

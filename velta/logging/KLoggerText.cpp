@@ -54,8 +54,10 @@ void AppendRelativeTime(std::string& text, std::int64_t t, std::int64_t referenc
 void Put(std::ostream& stream, std::string_view text) {
   const std::ostream::sentry mayWrite(stream);
   if (!mayWrite) return;
-  const auto length = static_cast<std::streamsize>(text.size());
-  if (stream.rdbuf()->sputn(text.data(), length) != length) stream.setstate(std::ios_base::badbit);
+  const auto taken = stream.rdbuf()->sputn(text.data(), static_cast<std::streamsize>(text.size()));
+  if (taken != static_cast<std::streamsize>(text.size())) {
+    stream.setstate(std::ios_base::badbit);
+  }
 }
 
 // Names found so far. A name never changes nor goes once registered, so what was found needs no
