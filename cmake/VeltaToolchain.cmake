@@ -26,6 +26,10 @@ if(VELTA_SANITIZE)
   add_link_options(${sanitizers})
 endif()
 
+if(VELTA_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(VELTA_SHARED_LIBCXX)
   if(NOT (WIN32 AND CMAKE_CROSSCOMPILING))
     message(FATAL_ERROR "VELTA_SHARED_LIBCXX is for the Windows cross-build only")
