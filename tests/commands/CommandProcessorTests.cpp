@@ -24,7 +24,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
-const MString kDone;
 const MString kAborted = L"MCommandProcessor.ExecuteSynchronously:CommandProcessingAborted";
 const MString kStopped = L"MCommandProcessor.ExecuteSynchronously:ProcessorStopped";
 
@@ -61,34 +60,26 @@ class FatalCommand final : public Command {
   void ExecuteGenericCommand() override { throw ExceptionOf(L"fatal"); }
 };
 
-// Waits for one command on a thread of its own.
+// Waits for one command on a thread of its own; made once that is queued.
 class Caller {
  public:
-  // Returns once the command is queued.
-  Caller(MCommandProcessor& processor, std::unique_ptr<MCommandSynchronous> queued)
-      : command(std::move(queued)), thread([this, &processor] {
-          ScriptedWaits::nextAny = ScriptedWaits::Announcing(waiting.Handle());
-          try {
-            processor.ExecuteSynchronously(command);
-          } catch (const MException& exception) {
-            outcome = exception.GetError(0)->GetCode();
-          }
-        }) {
-    waiting.Wait();
-  }
-  ~Caller() {
-    if (thread.joinable()) thread.join();
-  }
+  Caller(MCommandProcessor& processor, std::unique_ptr<MCommandSynchronous> command)
+      : thread(ScriptedWaits::UntilItWaitsForAny(
+            [this, &processor, command = std::move(command)]() mutable {
+              try {
+                processor.ExecuteSynchronously(command);
+              } catch (const MException& exception) {
+                outcome = exception.GetError(0)->GetCode();
+              }
+            })) {}
 
-  // The error that the call ended with, if any, once it has ended.
+  // The error that the call ended with, if any, once it has ended. To be called once.
   MString Outcome() {
     thread.join();
     return outcome;
   }
 
  private:
-  TestEvent waiting;
-  std::unique_ptr<MCommandSynchronous> command;
   MString outcome;
   std::thread thread;  // last: it uses the others
 };
@@ -108,13 +99,9 @@ class CommandProcessor : public testing::Test {
     });
   }
 
-  // Stops the processor; the request is made before the command that holds it is released.
+  // The request to stop is made before the command that holds the processor is released.
   void StopWhileHeld() {
-    std::thread stopper([this] {
-      ScriptedWaits::nextSingle = ScriptedWaits::Announcing(stopping.Handle());
-      processor.Stop();
-    });
-    stopping.Wait();
+    std::thread stopper = ScriptedWaits::UntilItWaitsForOne([this] { processor.Stop(); });
     release.Set();
     stopper.join();
   }
@@ -122,9 +109,8 @@ class CommandProcessor : public testing::Test {
   const Watchdog watchdog{"a command processor"};
   const ScriptedWaits waits;
   Tally tally;
-  TestEvent holding;
-  TestEvent release;
-  TestEvent stopping;
+  const TestEvent holding{false};
+  const TestEvent release{false};
   ErrorRecorder recorder;
   MCommandProcessor processor{&recorder, nullptr, nullptr, nullptr, 0, false};
 };
@@ -140,9 +126,6 @@ TEST_F(CommandProcessor, EachCommandLeavesItsOwnOutcomeInTheHolder) {
     EXPECT_EQ(holder.HasError(), fails);
     if (fails) {
       EXPECT_THAT([&] { holder.ThrowIfError(); }, Raises(L"command"));
-      EXPECT_THAT(*holder.GetException(), HoldsOneError(MString(L"command"), IsEmpty()));
-    } else {
-      EXPECT_NO_THROW(holder.ThrowIfError());
     }
   }
   auto untold = Make(fail);
@@ -159,8 +142,6 @@ TEST_F(CommandProcessor, StopAndFlushExecuteWhatIsQueuedInItsOrder) {
   std::string order;
   processor.Start();
   for (const bool stops : {false, true}) {
-    ::ResetEvent(holding.Handle());
-    ::ResetEvent(release.Handle());
     Caller first(processor, MakeHolding());
     holding.Wait();
     Caller second(processor, Make([&] { order += "2"; }));
@@ -169,18 +150,15 @@ TEST_F(CommandProcessor, StopAndFlushExecuteWhatIsQueuedInItsOrder) {
     if (stops) {
       StopWhileHeld();
     } else {
-      TestEvent flushing;
-      std::thread flusher([&] {
-        ScriptedWaits::nextAny = ScriptedWaits::Announcing(flushing.Handle());
+      std::thread flusher = ScriptedWaits::UntilItWaitsForAny([&] {
         processor.Flush();
         EXPECT_EQ(tally.run, 4);
       });
-      flushing.Wait();
       release.Set();
       flusher.join();
     }
     for (Caller* const caller : {&first, &second, &third, &fourth}) {
-      EXPECT_EQ(caller->Outcome(), kDone);
+      EXPECT_EQ(caller->Outcome(), L"");
     }
   }
   EXPECT_EQ(order, "234234");
@@ -325,7 +303,7 @@ TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByStop) {
   release.Set();
   recorder.heard.Wait();
   EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"fatal"), IsEmpty()));
-  EXPECT_EQ(first.Outcome(), kDone);
+  EXPECT_EQ(first.Outcome(), L"");
   EXPECT_EQ(tally.deleted, 2);
   EXPECT_THAT([&] { processor.Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
 
@@ -352,7 +330,7 @@ TEST_F(CommandProcessor, AnExceptionFromTheLastFlushIsLoggedAndTheRestAborted) {
           "Dismissed_error (unknown) MCommandProcessor.OnStop",
           "Timing_point (0, 0) MCommandProcessor.Abort", "Scope_pop MCommandProcessor.OnStop",
           "Scope_pop MCommandProcessor.ThreadFunction"}));
-  EXPECT_EQ(first.Outcome(), kDone);
+  EXPECT_EQ(first.Outcome(), L"");
   EXPECT_EQ(fatal.Outcome(), kAborted);
   EXPECT_EQ(behind.Outcome(), kAborted);
   EXPECT_EQ(tally.run, 1);

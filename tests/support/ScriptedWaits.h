@@ -2,8 +2,10 @@
 #pragma once
 
 #include "tests/support/SystemCallOverride.h"
+#include "tests/support/ThreadKit.h"
 #include "velta/platform/internal/SystemCalls.h"
 
+#include <thread>
 #include <utility>
 
 /// What happens to one wait.
@@ -31,10 +33,27 @@ class ScriptedWaits {
     return script;
   }
 
-  static WaitScript Announcing(HANDLE begun) {
-    WaitScript script;
-    script.begun = begun;
-    return script;
+  /// Runs `action` on a thread of its own and returns as soon as that begins a wait for one handle
+  /// (`Stop`) or for any of several (`Start`, `Flush`, `ExecuteSynchronously`).
+  template <class Action>
+  static std::thread UntilItWaitsForOne(Action action) {
+    const TestEvent begun;
+    std::thread thread([action = std::move(action), handle = begun.Handle()]() mutable {
+      nextSingle.begun = handle;
+      action();
+    });
+    begun.Wait();
+    return thread;
+  }
+  template <class Action>
+  static std::thread UntilItWaitsForAny(Action action) {
+    const TestEvent begun;
+    std::thread thread([action = std::move(action), handle = begun.Handle()]() mutable {
+      nextAny.begun = handle;
+      action();
+    });
+    begun.Wait();
+    return thread;
   }
 
  private:
