@@ -44,7 +44,7 @@ run() {
   shift
   if ! "$@" >"$log" 2>&1 </dev/null; then
     printf -- '---- failed: %s; the end of %s:\n' "$*" "$log"
-    tail -n 60 "$log"
+    grep -vE '^\[[0-9]+/[0-9]+\] (Building|Linking) ' "$log" | tail -n 60
     printf -- '----\n'
     return 1
   fi
