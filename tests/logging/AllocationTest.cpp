@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "KLoggerProbe.h"
-#include "support/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "support/LoggedEvents.h"
+#include "tests/support/LoggedEvents.h"
 #include "velta/logging/KLogger.h"
 #include "velta/logging/internal/KLogWords.h"
 

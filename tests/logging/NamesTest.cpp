@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "KLoggerProbe.h"
-#include "support/Watchdog.h"
+#include "tests/support/Watchdog.h"
 
 #include <thread>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "support/Allocations.h"
+#include "tests/support/Allocations.h"
 
 #include <atomic>
 #include <cstdlib>

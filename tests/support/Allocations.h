@@ -3,7 +3,7 @@
 
 /// Counts and refuses the allocations that the calling thread makes with `new`.
 ///
-/// For programs that list `support/Allocations.cpp`, which replaces the global operators.
+/// For programs that list `tests/support/Allocations.cpp`, which replaces the global operators.
 namespace Allocations {
 
 inline constexpr int kUnlimited = -1;
