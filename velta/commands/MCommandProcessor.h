@@ -33,12 +33,10 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   /// The processor owns the hooks from this call on, also when it fails; each may be null.
   /// @param errorHandler           as for `MEngineThread`
   /// @param threadStartHook        runs first on the thread, before `Start` returns; an exception
-  /// from
-  ///                               it makes `Start` fail
+  ///                               from it makes `Start` fail
   /// @param threadExitHook         runs last on the thread, before `Stop` returns
   /// @param idleHook               runs whenever a wait times out; an `MException` from it is
-  /// logged
-  ///                               and dropped
+  ///                               logged and dropped
   /// @param idleTimeoutMs          milliseconds of each wait; 0 for no limit, so that the idle hook
   ///                               runs for window input only
   /// @param processWindowMessages  as for `MEngineThread`; the idle hook is then the place to pump
@@ -59,8 +57,7 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   /// and when called on the processor's own thread.
   ///
   /// @param command  cleared once the command is queued, which hands it over; if the call fails
-  /// before
-  ///                 that, it stays with the caller
+  ///                 before that, it stays with the caller
   ///
   /// Errors: "ProcessorStopped" when the processor has been stopped; "CommandProcessingAborted"
   /// when it is stopped before the command ran, which then never runs; "Abandoned"; "WaitFailed"
@@ -78,6 +75,8 @@ class VELTA_API MCommandProcessor : public MEngineThread {
 
   /// Refuses work from now on, releases everybody who waits for a command, and deletes every queued
   /// command unexecuted. `Stop` does this on the processor's thread once the queue is flushed.
+  ///
+  /// Not for another thread while a command runs: its caller would be released before it ends.
   void Abort();
 
  protected:

@@ -43,8 +43,7 @@ class VELTA_API MError : public MDynObject {
   ///
   /// Parameters are read up to the first that is incomplete; of two under one name the first stays.
   /// @return false when there is no such element, when it holds no "Code" (this error is then
-  /// empty),
-  ///         or when the filer cannot leave it
+  ///         empty), or when the filer cannot leave it
   [[nodiscard]] virtual bool Read(IInFilerTagged& filer, const MString& tag);
 
   /// Writes this error as a child element named `tag`: its "Code", then one "Parameter" element
