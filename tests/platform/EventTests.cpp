@@ -6,14 +6,14 @@
 
 namespace {
 
-TEST(CreateEvent, TheFirstStateIsTheOneAskedFor) {
+TEST(CreateEventW, TheFirstStateIsTheOneAskedFor) {
   for (const Event::Reset reset : {Event::kManual, Event::kAutomatic}) {
     EXPECT_TRUE(IsSignalled(Event(reset, true)));
     EXPECT_FALSE(IsSignalled(Event(reset, false)));
   }
 }
 
-TEST(CreateEvent, SuccessClearsTheLastError) {
+TEST(CreateEventW, SuccessClearsTheLastError) {
   ::SetLastError(kUntouched);
   const Event event(Event::kManual);
   EXPECT_EQ(::GetLastError(), DWORD{ERROR_SUCCESS});

@@ -163,6 +163,8 @@ TEST(ThreadName, ADebuggerIsToldAndNobodyElseNotices) {
     void* handle = ::AddVectoredExceptionHandler(1, &RecordThreadName);
     ~Watcher() { ::RemoveVectoredExceptionHandler(handle); }
   } watcher;
+  AnnounceThreadName(4711, nullptr);
+  EXPECT_EQ(announced.parameters, 0U);
   AnnounceThreadName(4711, "worker");
   EXPECT_EQ(announced.parameters, 3U);
   EXPECT_EQ(announced.name, "worker");

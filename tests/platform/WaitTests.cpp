@@ -32,7 +32,7 @@ DWORD WaitForAny(const std::vector<HANDLE>& handles, DWORD milliseconds) {
 
 TEST(WaitForSingleObject, RefusesWhatIsNoObject) {
   const Outcome refused{WAIT_FAILED, ERROR_INVALID_HANDLE};
-  for (const DWORD milliseconds : {DWORD{0}, INFINITE}) {
+  for (const DWORD milliseconds : {DWORD{0}, DWORD{INFINITE}}) {
     EXPECT_EQ(OutcomeOf([&] { return ::WaitForSingleObject(nullptr, milliseconds); }), refused);
     EXPECT_EQ(OutcomeOf([&] { return ::WaitForSingleObject(ClosedHandle(), milliseconds); }),
               refused);

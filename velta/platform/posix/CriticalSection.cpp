@@ -10,14 +10,16 @@ constinit thread_local SectionState sectionState;
 namespace {
 
 void Acquire(std::atomic<std::uint32_t>& word, std::uint32_t self) noexcept {
-  // Sections are held for a few instructions: a short look often saves going to sleep.
-  constexpr int kPauses = 50;
+  // Sections are held for a few instructions, so a short look often saves going to sleep. Where
+  // others sleep already it is crowded: looking on would only slow the owner down.
+  constexpr int kPauses = 10;
   for (int i = 0; i < kPauses; ++i) {
     std::uint32_t seen = word.load(std::memory_order_relaxed);
     if (seen == 0 && word.compare_exchange_weak(seen, self, std::memory_order_acquire,
                                                 std::memory_order_relaxed)) {
       return;
     }
+    if ((seen & kSleepersBit) != 0) break;
     SpinPause();
   }
   PayBeforeBlocking();

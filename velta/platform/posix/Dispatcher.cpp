@@ -9,8 +9,7 @@ constinit FutexLock dispatcherLock;
 
 namespace {
 
-void RemoveNode(WaitNode* node) noexcept {
-  WaitableObject* const object = node->object;
+void RemoveNode(WaitableObject* object, WaitNode* node) noexcept {
   (node->previous != nullptr ? node->previous->next : object->firstNode) = node->next;
   (node->next != nullptr ? node->next->previous : object->lastNode) = node->previous;
   node->object = nullptr;
@@ -23,7 +22,7 @@ void RemoveNode(WaitNode* node) noexcept {
 
 void WakeList::Add(const std::atomic<std::uint32_t>* word) noexcept {
   if (count == kCapacity) {
-    FutexWake(word, 1);  // so many sleep on one event only in a test: let them meet the lock
+    FutexWake(word, 1);  // hardly ever do so many sleep on one event: let these meet the lock
     return;
   }
   words[count++] = word;
@@ -43,7 +42,8 @@ void AppendNode(WaitableObject* object, Waiter* waiter, std::uint32_t index) noe
 
 void RemoveNodes(Waiter* waiter) noexcept {
   for (std::uint32_t i = 0; i < waiter->count; ++i) {
-    if (waiter->nodes[i].object != nullptr) RemoveNode(&waiter->nodes[i]);
+    WaitNode* const node = &waiter->nodes[i];
+    if (node->object != nullptr) RemoveNode(node->object, node);
   }
 }
 
@@ -59,7 +59,7 @@ bool SatisfyFirst(WaitableObject* object, WakeList* wakes) noexcept {
 }
 
 void AbandonNodes(WaitableObject* object) noexcept {
-  while (object->firstNode != nullptr) RemoveNode(object->firstNode);
+  while (object->firstNode != nullptr) RemoveNode(object, object->firstNode);
 }
 
 }  // namespace Velta::Posix

@@ -37,10 +37,11 @@ bool TryTake(const ObjectReference& reference, std::uint64_t* word) noexcept {
   return false;
 }
 
-/// The first that is signalled of the handles before `end`, all known to be valid; else `end`.
+/// The first that is signalled of the handles before `end`; else `end`.
 DWORD FirstSignalled(const HANDLE* handles, DWORD end) noexcept {
   for (DWORD i = 0; i < end; ++i) {
     const WaitableObject* const object = FindObject(handles[i]).object;
+    if (object == nullptr) continue;
     if ((object->word.load(std::memory_order_acquire) & kSignalled) != 0) return i;
   }
   return end;

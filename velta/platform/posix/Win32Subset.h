@@ -115,10 +115,10 @@ inline DWORD GetCurrentThreadId() noexcept {
 /// Unnamed events only: a name gives null and `ERROR_NOT_SUPPORTED`. Attributes are ignored.
 HANDLE CreateEventW(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState,
                     LPCWSTR name) noexcept;
-BOOL SetEvent(HANDLE event) noexcept;
-BOOL ResetEvent(HANDLE event) noexcept;
+BOOL SetEvent(HANDLE handle) noexcept;
+BOOL ResetEvent(HANDLE handle) noexcept;
 /// For events and threads. Whoever waits on a closed event waits on, for its other handles.
-BOOL CloseHandle(HANDLE object) noexcept;
+BOOL CloseHandle(HANDLE handle) noexcept;
 
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept;
 /// Waits for any of 1 to 64 objects; `waitAll` is refused with `ERROR_INVALID_PARAMETER`.
@@ -132,7 +132,7 @@ DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD mill
 /// its thread-local objects; it may be closed before. On failure 0, with the reason in `errno`.
 std::uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned (*entry)(void*),
                               void* argument, unsigned flags, unsigned* threadId) noexcept;
-BOOL GetExitCodeThread(HANDLE thread, DWORD* exitCode) noexcept;
+BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode) noexcept;
 
 void Sleep(DWORD milliseconds) noexcept;
 
