@@ -29,7 +29,7 @@ struct FileResult {
 /// Errors: CountFile.Execute:FileNotCounted with "file", caused by an error of `InputFile`.
 class CountFile final : public MCommandSynchronous {
  public:
-  static constexpr std::uint64_t kBytesPerNotification = 4 * 1024 * 1024;
+  static constexpr std::uint64_t kBytesPerNotification = std::uint64_t{4} * 1024 * 1024;
 
   CountFile(MExceptionHolder outcome, Workbench& commandBench, MDesyncEventScheduler& notifications,
             ProgressLine& progressLine, FileResult& fileResult);

@@ -34,7 +34,7 @@ void ThrowingFrameworkErrors(MFlowPoint& point, Work work) {
 [[noreturn]] inline void ThrowCausedBy(const MException& cause, const MError& error) {
   MException chain(cause);
   chain.AddError(error);
-  throw chain;
+  throw MException(chain);
 }
 
 /// Throws the root error `name` for an `errno` value, with the parameters "errno" and

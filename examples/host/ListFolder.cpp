@@ -39,12 +39,11 @@ Kind KindOf(const fs::directory_entry& entry) noexcept {
 
 }  // namespace
 
-ListFolder::ListFolder(MExceptionHolder outcome, Workbench& commandBench,
-                       const fs::path& folderPath,
+ListFolder::ListFolder(MExceptionHolder outcome, Workbench& commandBench, fs::path folderPath,
                        std::shared_ptr<std::vector<FolderEntry>> listedEntries)
     : MCommandSynchronous(std::move(outcome)),
       bench(commandBench),
-      folder(folderPath),
+      folder(std::move(folderPath)),
       entries(std::move(listedEntries)) {}
 
 void ListFolder::Execute() {
@@ -79,10 +78,11 @@ void ListFolder::Read() {
 void FindFiles(MCommandProcessor& processor, Workbench& bench, const std::vector<fs::path>& paths,
                std::vector<FileResult>& results) {
   std::vector<FolderEntry> pending;  // the next one last
-  for (auto path = paths.rbegin(); path != paths.rend(); ++path) {
+  for (const fs::path& path : paths) {
     std::error_code error;
-    pending.push_back({*path, fs::is_directory(*path, error)});
+    pending.push_back({path, fs::is_directory(path, error)});
   }
+  std::ranges::reverse(pending);
   while (!pending.empty()) {
     FolderEntry entry = std::move(pending.back());
     pending.pop_back();

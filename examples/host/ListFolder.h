@@ -26,8 +26,7 @@ struct FolderEntry {
 /// with "errorCode" and "errorMessage".
 class ListFolder final : public MCommandSynchronous {
  public:
-  ListFolder(MExceptionHolder outcome, Workbench& commandBench,
-             const std::filesystem::path& folderPath,
+  ListFolder(MExceptionHolder outcome, Workbench& commandBench, std::filesystem::path folderPath,
              std::shared_ptr<std::vector<FolderEntry>> listedEntries);
 
  protected:

@@ -48,7 +48,7 @@ class ProgressLine {
   std::uint64_t bytes = 0;
   std::uint64_t notifications = 0;
   std::size_t drawnLength = 0;
-  std::chrono::steady_clock::time_point nextDraw{};
+  std::chrono::steady_clock::time_point nextDraw;
 };
 
 /// The notification that files are done, or that part of a large one is.

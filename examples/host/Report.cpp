@@ -123,8 +123,8 @@ std::string Summary(const JobReport& report, const LogReport& log, const MLocale
                             Times(locale, report.idleRounds));
   text += Line("flush", report.flushed ? "returned while the callers were at work" : "not reached");
   text += Line("stop", "with " + Number(locale, report.handedOver + report.refused) +
-                           " callers at the queue: " + Number(locale, report.handedOver) +
-                           " commands run by it, " + Number(locale, report.refused) + " refused");
+                           " queued: " + Number(locale, report.handedOver) + " run by it, " +
+                           Number(locale, report.refused) + " refused");
   text += Line("after the stop",
                report.lateRefusal ? "refused, " + LastCode(*report.lateRefusal) : "not refused");
   if (!log.file.empty()) text += Line("event log", log.file);

@@ -111,9 +111,8 @@ MString ToText(const std::filesystem::path& path) {
 std::string DisplayName(const std::filesystem::path& path) {
   std::string name = path.native();
 #endif
-  std::replace_if(
-      name.begin(), name.end(),
-      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
+  std::ranges::replace_if(
+      name, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
   return name;
 }
 

@@ -15,7 +15,7 @@ namespace {
 const wchar_t ClassName[] = L"Workbench";
 const RegisteredName registeredName(ClassName);
 
-constexpr std::size_t kBlockBytes = 256 * 1024;
+constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 
 }  // namespace
 

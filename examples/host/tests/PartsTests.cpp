@@ -16,6 +16,7 @@
 #include <fstream>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -35,7 +36,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::Field;
-using ::testing::StartsWith;
 
 const wchar_t ClassName[] = L"PartsTests";
 
@@ -176,8 +176,9 @@ TEST_F(HostParts, AThreadThatFailsEndsEveryWait) {
   monitor.OnSpontaneousError(MException(MError(L"first")));
   monitor.OnSpontaneousError(MException(MError(L"second")));
   waiting.join();
-  ASSERT_TRUE(monitor.GetFailure());
-  EXPECT_EQ(monitor.GetFailure()->GetError(0)->GetCode(), L"first");
+  const std::optional<MException> failure = monitor.GetFailure();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->GetError(0)->GetCode(), L"first");
 }
 
 #if defined(_WIN32)
