@@ -70,7 +70,7 @@ VELTA_POSIX_HIDDEN extern constinit std::atomic<WaitableObject*> furtherChunks[k
 
 /// Looks a handle up: any value may be asked for, nothing is read through it.
 inline ObjectReference FindObject(HANDLE handle) noexcept {
-  const std::uint64_t value = reinterpret_cast<std::uintptr_t>(handle);
+  const auto value = reinterpret_cast<std::uintptr_t>(handle);
   const auto index =
       static_cast<std::uint32_t>(value >> kHandleIndexShift) & ((1U << kHandleIndexBits) - 1);
   const std::uint64_t generation = value >> kHandleGenerationShift;
