@@ -1,0 +1,567 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/RegistryKit.h"
+#include "velta/errors/MException.h"
+#include "velta/serialisation/IInFilerTaggedRegistry.h"
+#include "velta/serialisation/IOutFilerTaggedRegistry.h"
+#include "velta/serialisation/MInFilerTaggedXml.h"
+#include "velta/serialisation/MOutFilerTaggedXml.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#if !defined(_WIN32)
+#include "tests/support/OrdinaryUser.h"
+#endif
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
+
+class RegistryFilers : public testing::Test {
+ protected:
+  RegistryFilers() = default;
+  ~RegistryFilers() override {
+#if defined(_WIN32)
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, KeyName().c_str());
+#endif
+  }
+
+  [[nodiscard]] std::wstring KeyName() const { return L"Software\\Velta\\" + application; }
+
+  /// The raw value below the application's key.
+  [[nodiscard]] StoredValue Raw(const wchar_t* name, const wchar_t* groups = L"") const {
+    HKEY key = nullptr;
+    const std::wstring path = KeyName() + L"\\" + groups;
+    const LSTATUS status = ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &key);
+    if (status != ERROR_SUCCESS) return {status, 0, {}};
+    const StoredValue value = Stored(key, name);
+    ::RegCloseKey(key);
+    return value;
+  }
+
+  void StoreRaw(const wchar_t* name, DWORD type, const std::vector<BYTE>& data) const {
+    const TestKey key(HKEY_CURRENT_USER, KeyName());
+    ASSERT_EQ(Store(key, name, type, data), ERROR_SUCCESS);
+  }
+
+  const TestRegistry registry;
+  const std::wstring application = UniqueKeyName();
+  IOutFilerTaggedRegistry writer{application};
+  IInFilerTaggedRegistry reader{application, false};
+};
+
+StoredValue Dword(std::uint32_t value) { return {ERROR_SUCCESS, REG_DWORD, BytesOf(value)}; }
+StoredValue Text(const std::wstring& text) { return {ERROR_SUCCESS, REG_SZ, BytesOf(text)}; }
+
+TEST_F(RegistryFilers, EveryTypeIsStoredByteForByte) {
+  ASSERT_TRUE(writer.WriteChar(L"char", '\xE9') && writer.WriteByte(L"byte", 255) &&
+              writer.WriteBool(L"yes", true) && writer.WriteBool(L"no", false) &&
+              writer.WriteShort(L"short", -2) && writer.WriteUnsignedShort(L"ushort", 65534) &&
+              writer.WriteInt(L"int", -2) && writer.WriteUnsignedInt(L"uint", 4294967294U) &&
+              writer.WriteString(L"string", L"A & B") && writer.WriteString(L"empty", L"") &&
+              writer.WriteDouble(L"double", 1.5) && writer.WriteFloat(L"float", -1.5F) &&
+              writer.WriteDouble(L"pi", 3.14159265358979312));
+  EXPECT_EQ(Raw(L"char"), Dword(0xE9));
+  EXPECT_EQ(Raw(L"byte"), Dword(255));
+  EXPECT_EQ(Raw(L"yes"), Dword(1));
+  EXPECT_EQ(Raw(L"no"), Dword(0));
+  EXPECT_EQ(Raw(L"short"), Dword(0xFFFFFFFE));
+  EXPECT_EQ(Raw(L"ushort"), Dword(0x0000FFFE));
+  EXPECT_EQ(Raw(L"int"), Dword(0xFFFFFFFE));
+  EXPECT_EQ(Raw(L"uint"), Dword(0xFFFFFFFE));
+  EXPECT_EQ(Raw(L"string"), Text(L"A & B"));
+  EXPECT_EQ(Raw(L"string").data.size(), 6 * sizeof(wchar_t));
+  EXPECT_EQ(Raw(L"empty"), Text(L""));
+  EXPECT_EQ(Raw(L"double"), Text(L"1.50000000000000e+00"));
+  EXPECT_EQ(Raw(L"float"), Text(L"-1.500000e+00"));
+  EXPECT_EQ(Raw(L"pi"), Text(L"3.14159265358979e+00"));
+}
+
+/// Writes and reads back, by one pair of operations.
+template <class T, class Write, class Read>
+void ExpectBack(IOutFilerTaggedRegistry& writer, IInFilerTaggedRegistry& reader, Write write,
+                Read read, const std::vector<T>& values) {
+  for (const T& value : values) {
+    ASSERT_TRUE((writer.*write)(L"Value", value));
+    T back{};
+    ASSERT_TRUE((reader.*read)(L"Value", &back, T{}));
+    EXPECT_EQ(back, value);
+  }
+}
+
+TEST_F(RegistryFilers, IntegersCharactersAndStringsComeBackAsTheyWere) {
+  std::vector<char> characters;
+  std::vector<std::uint8_t> bytes;
+  for (int i = 0; i < 256; i += 5) {
+    characters.push_back(static_cast<char>(static_cast<unsigned char>(i)));
+    bytes.push_back(static_cast<std::uint8_t>(i));
+  }
+  using Out = IOutFilerTaggedRegistry;
+  using In = IInFilerTaggedRegistry;
+  ExpectBack(writer, reader, &Out::WriteChar, &In::ReadChar, characters);
+  ExpectBack(writer, reader, &Out::WriteByte, &In::ReadByte, bytes);
+  ExpectBack<std::int16_t>(writer, reader, &Out::WriteShort, &In::ReadShort,
+                           {-32768, -1, 0, 1, 32767});
+  ExpectBack<std::uint16_t>(writer, reader, &Out::WriteUnsignedShort, &In::ReadUnsignedShort,
+                            {0, 1, 32768, 65535});
+  ExpectBack<std::int32_t>(writer, reader, &Out::WriteInt, &In::ReadInt,
+                           {(std::numeric_limits<std::int32_t>::min)(), -1, 0, 1,
+                            (std::numeric_limits<std::int32_t>::max)()});
+  ExpectBack<std::uint32_t>(writer, reader, &Out::WriteUnsignedInt, &In::ReadUnsignedInt,
+                            {0, 1, 0x80000000, 0xFFFFFFFF});
+  ExpectBack<MString>(writer, reader, &Out::WriteString, &In::ReadString,
+                      {L"", L" ", L"a\r\n\tb", L"\\\"<&>", MString(1, L'\0'), MString(L"a\0b\0", 4),
+                       MString(1, wchar_t(0xD800)), MString(1, wchar_t(0xFFFF)), L"\u4e2d",
+                       MString(100'000, L'x')});
+  for (const bool value : {true, false}) {
+    bool back = !value;
+    EXPECT_TRUE(writer.WriteBool(L"Value", value) && reader.ReadBool(L"Value", &back, !value));
+    EXPECT_EQ(back, value);
+  }
+}
+
+// 15 and 7 significant digits are stored: asked for is the number nearest to them.
+TEST_F(RegistryFilers, FloatingNumbersComeBackAsFarAsTheirTextCarriesThem) {
+  using DoubleLimits = std::numeric_limits<double>;
+  using FloatLimits = std::numeric_limits<float>;
+  std::vector<double> doubles = {0.0,
+                                 -0.0,
+                                 0.1,
+                                 1.5,
+                                 1e15 - 1,
+                                 DoubleLimits::infinity(),
+                                 -DoubleLimits::infinity(),
+                                 (DoubleLimits::max)(),
+                                 (DoubleLimits::min)(),
+                                 DoubleLimits::denorm_min()};
+  std::vector<float> floats = {0.0F,
+                               -0.0F,
+                               0.1F,
+                               1.5F,
+                               9999999.0F,
+                               FloatLimits::infinity(),
+                               (FloatLimits::max)(),
+                               (FloatLimits::min)(),
+                               FloatLimits::denorm_min()};
+  std::mt19937_64 random(20261121);
+  for (int i = 0; i < 30; ++i) {
+    doubles.push_back(
+        std::ldexp(static_cast<double>(random()), static_cast<int>(random() % 1900) - 1000));
+    floats.push_back(
+        std::ldexp(static_cast<float>(random()), static_cast<int>(random() % 200) - 160));
+  }
+  char digits[64];
+  for (const double value : doubles) {
+    std::snprintf(digits, sizeof digits, "%.14e", value);
+    const double expected = std::strtod(digits, nullptr);
+    double back = 42.0;
+    ASSERT_TRUE(writer.WriteDouble(L"d", value) && reader.ReadDouble(L"d", &back, 42.0)) << digits;
+    EXPECT_EQ(std::memcmp(&back, &expected, sizeof back), 0) << digits << " as " << back;
+  }
+  for (const float value : floats) {
+    std::snprintf(digits, sizeof digits, "%e", static_cast<double>(value));
+    const float expected = std::strtof(digits, nullptr);
+    float back = 42.0F;
+    ASSERT_TRUE(writer.WriteFloat(L"f", value) && reader.ReadFloat(L"f", &back, 42.0F)) << digits;
+    EXPECT_EQ(std::memcmp(&back, &expected, sizeof back), 0) << digits << " as " << back;
+  }
+  double back = 0.0;
+  ASSERT_TRUE(writer.WriteDouble(L"d", DoubleLimits::quiet_NaN()) &&
+              reader.ReadDouble(L"d", &back, 0.0));
+  EXPECT_TRUE(std::isnan(back));
+}
+
+TEST_F(RegistryFilers, FloatingNumbersAreScannedFromAnyString) {
+  const struct {
+    const wchar_t* text;
+    bool read;
+    double value;
+  } cases[] = {{L"2", true, 2.0},  {L" \t-2.5e1x", true, -25.0}, {L"1,5", true, 1.0},
+               {L".5", true, 0.5}, {L"+1e3", true, 1000.0},      {L"", false, 7.0},
+               {L" ", false, 7.0}, {L"x1", false, 7.0},          {L"-", false, 7.0}};
+  for (const auto& sample : cases) {
+    ASSERT_TRUE(writer.WriteString(L"Number", sample.text));
+    double asDouble = 0.0;
+    float asFloat = 0.0F;
+    EXPECT_EQ(reader.ReadDouble(L"Number", &asDouble, 7.0), sample.read)
+        << testing::PrintToString(sample.text);
+    EXPECT_EQ(reader.ReadFloat(L"Number", &asFloat, 7.0F), sample.read);
+    EXPECT_EQ(asDouble, sample.value) << testing::PrintToString(sample.text);
+    EXPECT_EQ(static_cast<double>(asFloat), sample.value);
+  }
+  ASSERT_TRUE(writer.WriteInt(L"Number", 2));
+  double number = 0.0;
+  EXPECT_FALSE(reader.ReadDouble(L"Number", &number, 7.0)) << "no string";
+}
+
+TEST_F(RegistryFilers, IntegersTakeTheLowBitsOfWhateverHasAtMostFourBytes) {
+  StoreRaw(L"Long", REG_BINARY, {1, 2, 3, 4, 5});
+  StoreRaw(L"Binary", REG_BINARY, {0xFF, 0xFE, 0x01, 0x00});
+  StoreRaw(L"Short", REG_BINARY, {0x2A});
+  std::int32_t number = 0;
+  EXPECT_FALSE(reader.ReadInt(L"Long", &number, 9));
+  EXPECT_EQ(number, 9);
+  std::uint8_t byte = 0;
+  EXPECT_FALSE(reader.ReadByte(L"Long", &byte, 9));
+  EXPECT_EQ(byte, 9);
+  bool flag = false;
+  EXPECT_FALSE(reader.ReadBool(L"Long", &flag, true));
+  EXPECT_TRUE(flag);
+
+  EXPECT_TRUE(reader.ReadInt(L"Binary", &number, 9));
+  EXPECT_EQ(number, 0x0001FEFF);
+  std::int16_t low = 0;
+  EXPECT_TRUE(reader.ReadShort(L"Binary", &low, 9));
+  EXPECT_EQ(low, static_cast<std::int16_t>(0xFEFF));
+  std::uint16_t unsignedLow = 0;
+  EXPECT_TRUE(reader.ReadUnsignedShort(L"Binary", &unsignedLow, 9));
+  EXPECT_EQ(unsignedLow, 0xFEFF);
+  EXPECT_TRUE(reader.ReadByte(L"Binary", &byte, 9));
+  EXPECT_EQ(byte, 0xFF);
+  EXPECT_TRUE(reader.ReadInt(L"Short", &number, 9));
+  EXPECT_EQ(number, 0x2A);
+
+  char character = 0;
+  EXPECT_FALSE(reader.ReadChar(L"Binary", &character, 'd')) << "a character is a REG_DWORD";
+  EXPECT_EQ(character, 'd');
+}
+
+TEST_F(RegistryFilers, AStringIsWhatIsStoredAsOne) {
+  const std::wstring text = L"text";
+  MString read;
+  StoreRaw(L"Twice", REG_SZ, BytesOf(text + std::wstring(1, L'\0')));
+  EXPECT_TRUE(reader.ReadString(L"Twice", &read, L"default"));
+  EXPECT_EQ(read, text + std::wstring(1, L'\0')) << "one terminator is not part of the text";
+  StoreRaw(L"Nothing", REG_SZ, {});
+  EXPECT_TRUE(reader.ReadString(L"Nothing", &read, L"default"));
+  EXPECT_EQ(read, L"");
+  StoreRaw(L"Number", REG_DWORD, BytesOf(65));
+  StoreRaw(L"Binary", REG_BINARY, BytesOf(text));
+  for (const wchar_t* const tag : {L"Number", L"Binary", L"Missing"}) {
+    EXPECT_FALSE(reader.ReadString(tag, &read, L"default"));
+    EXPECT_EQ(read, L"default");
+  }
+}
+
+TEST_F(RegistryFilers, ValuesAreReadInAnyOrderAndAgain) {
+  ASSERT_TRUE(writer.WriteInt(L"A", 1) && writer.WriteInt(L"B", 2) && writer.WriteInt(L"a", 3));
+  std::int32_t number = 0;
+  EXPECT_TRUE(reader.ReadInt(L"B", &number, 0));
+  EXPECT_EQ(number, 2);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(reader.ReadInt(L"A", &number, 0));
+    EXPECT_EQ(number, 3) << "names are equal without case";
+  }
+}
+
+TEST_F(RegistryFilers, GroupsAreKeys) {
+  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.BeginGroup(L"Layout") &&
+              writer.WriteInt(L"Width", 1) && writer.EndGroup() && writer.WriteInt(L"Count", 2) &&
+              writer.EndGroup() && writer.WriteInt(L"Top", 3));
+  EXPECT_EQ(Raw(L"Width", L"Panel\\Layout"), Dword(1));
+  EXPECT_EQ(Raw(L"Count", L"Panel"), Dword(2));
+  EXPECT_EQ(Raw(L"Top"), Dword(3));
+  EXPECT_FALSE(writer.EndGroup()) << "none is begun";
+
+  std::int32_t number = 0;
+  ASSERT_TRUE(reader.BeginGroup(L"Panel") && reader.BeginGroup(L"Missing"));
+  EXPECT_FALSE(reader.ReadInt(L"Count", &number, 8));
+  EXPECT_EQ(number, 8);
+  ASSERT_TRUE(reader.EndGroup());
+  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  EXPECT_EQ(number, 2);
+  ASSERT_TRUE(reader.EndGroup());
+  EXPECT_FALSE(reader.EndGroup());
+  EXPECT_EQ(Raw(L"", L"Panel\\Missing").status, ERROR_FILE_NOT_FOUND) << "reading creates no group";
+
+  ASSERT_TRUE(writer.BeginGroup(L"Empty") && writer.EndGroup());
+  EXPECT_EQ(Raw(L"", L"Empty").status, ERROR_FILE_NOT_FOUND) << "nor does a group without a value";
+}
+
+TEST_F(RegistryFilers, TagsThatAreNoPlainNames) {
+  ASSERT_TRUE(writer.BeginGroup(L"A\\B") && writer.BeginGroup(L"") && writer.WriteInt(L"x\\y", 1) &&
+              writer.WriteInt(L"", 2));
+  EXPECT_EQ(Raw(L"x\\y", L"A\\B"), Dword(1)) << "a path for a group, not for a value";
+  EXPECT_EQ(Raw(nullptr, L"A\\B"), Dword(2)) << "the default value";
+  const MString cut(L"cut\0off", 7);
+  EXPECT_FALSE(writer.WriteInt(cut, 3));
+  EXPECT_EQ(Raw(L"cut", L"A\\B").status, ERROR_FILE_NOT_FOUND);
+  std::int32_t number = 0;
+  ASSERT_TRUE(reader.BeginGroup(L"a") && reader.BeginGroup(L"b"));
+  EXPECT_TRUE(reader.ReadInt(L"x\\y", &number, 0) && reader.ReadInt(L"", &number, 0));
+  EXPECT_EQ(number, 2);
+  MString text;
+  EXPECT_FALSE(reader.ReadInt(cut, &number, 7) || reader.ReadString(cut, &text, L"d"));
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(text, L"d");
+
+  for (const MString& tag : {MString(L"\\Front"), cut, MString(300, L'x')}) {
+    IOutFilerTaggedRegistry refused(application);
+    EXPECT_TRUE(refused.BeginGroup(tag));
+    EXPECT_FALSE(refused.WriteInt(L"Value", 1));
+  }
+}
+
+TEST_F(RegistryFilers, AnotherHiveHasItsKeysElsewhere) {
+  const TestKey hive(HKEY_CURRENT_USER, KeyName() + L"-Hive", kReadWrite,
+                     TestKey::Afterwards::kIsRemoved);
+  EXPECT_EQ(writer.GetRootHive(), HKEY_CURRENT_USER);
+  EXPECT_EQ(reader.GetCompanyKeyName(), L"Velta");
+  writer.SetRootHive(hive);
+  reader.SetRootHive(hive);
+  EXPECT_FALSE(writer.WriteInt(L"Count", 1)) << "the base key is not created";
+  const TestKey base(hive, L"Software\\Wow6432Node");
+  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.WriteInt(L"Count", 1));
+  const TestKey stored(base, L"Velta\\" + application + L"\\Panel", KEY_READ);
+  EXPECT_EQ(Stored(stored, L"Count"), Dword(1));
+  std::int32_t number = 0;
+  EXPECT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadInt(L"Count", &number, 0));
+
+  writer.SetCompanyKeyName(L"Other");
+  ASSERT_TRUE(writer.WriteInt(L"Count", 2));
+  EXPECT_EQ(Stored(stored, L"Count"), Dword(1));
+  reader.SetCompanyKeyName(L"Other");
+  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  EXPECT_EQ(number, 2);
+}
+
+TEST_F(RegistryFilers, TheMachinesHiveIsReadToo) {
+  reader.SetRootHive(HKEY_LOCAL_MACHINE);
+  IInFilerTaggedRegistry cautious(application, true);
+  cautious.SetRootHive(HKEY_LOCAL_MACHINE);
+  std::int32_t number = 0;
+  EXPECT_FALSE(cautious.ReadInt(L"Count", &number, 5));
+  EXPECT_EQ(number, 5);
+#if !defined(_WIN32)
+  IOutFilerTaggedRegistry machineWriter(application);
+  machineWriter.SetRootHive(HKEY_LOCAL_MACHINE);
+  ASSERT_TRUE(machineWriter.WriteInt(L"Count", 6));
+  EXPECT_TRUE(cautious.ReadInt(L"Count", &number, 5) && reader.ReadInt(L"Count", &number, 5));
+  EXPECT_EQ(number, 6);
+#endif
+}
+
+TEST_F(RegistryFilers, OnlyAReaderThatMayCreatesTheApplicationsKey) {
+  std::int32_t number = 0;
+  IInFilerTaggedRegistry cautious(application, true);
+  EXPECT_FALSE(cautious.ReadInt(L"Count", &number, 5));
+  EXPECT_EQ(Raw(L"Count").status, ERROR_FILE_NOT_FOUND);
+  HKEY key = nullptr;
+  EXPECT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
+            ERROR_FILE_NOT_FOUND);
+  EXPECT_FALSE(reader.ReadInt(L"Count", &number, 5));
+  EXPECT_EQ(number, 5);
+  ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
+            ERROR_SUCCESS);
+  ::RegCloseKey(key);
+  ASSERT_TRUE(writer.WriteInt(L"Count", 6));
+  EXPECT_TRUE(cautious.ReadInt(L"Count", &number, 5));
+  EXPECT_EQ(number, 6);
+}
+
+TEST_F(RegistryFilers, DocumentsAndTheReservedOperationAreNotSupported) {
+  EXPECT_FALSE(writer.WriteEmbeddedDocument(L"Doc", L"<a/>"));
+  MString text = L"old";
+  EXPECT_FALSE(reader.ReadEmbeddedDocument(L"Doc", &text));
+  EXPECT_EQ(text, L"");
+  EXPECT_FALSE(reader.ReadReserved(L"Doc"));
+}
+
+TEST_F(RegistryFilers, WhatAnotherProcessWritesIsReadHere) {
+  std::int32_t count = 0;
+  EXPECT_FALSE(reader.ReadInt(L"Count", &count, 0));
+  const std::string name(application.begin(), application.end());
+#if defined(_WIN32)
+  ASSERT_EQ(::_spawnl(_P_WAIT, VELTA_TEST_WRITER, VELTA_TEST_WRITER, name.c_str(), nullptr), 0);
+#else
+  ASSERT_EQ(std::system((std::string(VELTA_TEST_WRITER) + " " + name).c_str()), 0);
+#endif
+  double scale = 0.0;
+  MString title;
+  EXPECT_TRUE(reader.ReadInt(L"Count", &count, 0) && reader.ReadDouble(L"Scale", &scale, 0.0));
+  EXPECT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadString(L"Title", &title, L""));
+  EXPECT_EQ(count, 42);
+  EXPECT_EQ(scale, -0.25);
+  EXPECT_EQ(title, L"from elsewhere");
+}
+
+MException ChainOfTwo() {
+  MError first(L"A.B:First");
+  first.AddParameter(L"status", L"128");
+  MException chain;
+  chain.AddError(first);
+  chain.AddError(MError(L"C.D:Second"));
+  return chain;
+}
+
+// There is one group of a name: who reads groups until there is none must still come to an end, and
+// stand where it stood.
+TEST_F(RegistryFilers, AnErrorWithAParameterComesBackAndAChainLeavesItsLast) {
+  ASSERT_TRUE(ChainOfTwo().GetError(0)->Write(writer, L"Single"));
+  ASSERT_TRUE(MError(L"E.F:Plain").Write(writer, L"Plain"));
+  ASSERT_TRUE(ChainOfTwo().Write(writer, L"Exception"));
+  MError error;
+  EXPECT_TRUE(error.Read(reader, L"Single"));
+  EXPECT_EQ(error.GetCode(), L"A.B:First");
+  EXPECT_THAT(error.GetParameters(), ElementsAre(Pair(L"status", L"128")));
+  EXPECT_TRUE(error.Read(reader, L"Plain"));
+  EXPECT_EQ(error.GetCode(), L"E.F:Plain");
+  EXPECT_THAT(error.GetParameters(), IsEmpty());
+  EXPECT_FALSE(error.Read(reader, L"Missing"));
+  EXPECT_FALSE(reader.EndGroup()) << "no group is left open";
+
+  MException chain;
+  ASSERT_TRUE(reader.BeginGroup(L"Exception"));
+  EXPECT_TRUE(chain.Read(reader, L"Exception"));
+  EXPECT_TRUE(reader.EndGroup());
+  EXPECT_FALSE(reader.EndGroup());
+  ASSERT_EQ(chain.GetErrorCount(), 1);
+  EXPECT_EQ(chain.GetError(0)->GetCode(), L"C.D:Second");
+}
+
+TEST_F(RegistryFilers, AChainIsStoredWholeAsText) {
+  MOutFilerTaggedXml document(L"ExceptionChain", L"");
+  MString text;
+  ASSERT_TRUE(ChainOfTwo().Write(document, L"Exception") && document.GetText(&text) &&
+              writer.WriteString(L"LastError", text));
+  MString read;
+  ASSERT_TRUE(reader.ReadString(L"LastError", &read, L""));
+  MInFilerTaggedXml parsed(read, L"ExceptionChain", L"");
+  MException chain;
+  ASSERT_TRUE(parsed.BeginGroup(L"Exception") && chain.Read(parsed, L"Exception"));
+  ASSERT_EQ(chain.GetErrorCount(), 2);
+  EXPECT_EQ(chain.GetError(1)->GetCode(), L"C.D:Second");
+}
+
+/// A file of UTF-16 with a byte order mark, or of ASCII, with line feeds alone.
+std::string LinesOf(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::string text;
+  for (std::istreambuf_iterator<char> next(stream), end; next != end; ++next) {
+    if (*next > 0 && *next != '\r') text += *next;
+  }
+  return text;
+}
+
+const std::filesystem::path kSources = VELTA_TEST_SOURCES;
+
+std::string ExpectedExport() { return LinesOf(kSources / "tests/golden/registry.reg"); }
+
+TEST(RegistryLayout, TheDocumentShowsTheExpectedExport) {
+  ASSERT_THAT(ExpectedExport(), testing::EndsWith("\n\n"));
+  std::string shown = ExpectedExport();
+  shown.pop_back();
+  EXPECT_THAT(LinesOf(kSources / "docs/formats/registry.md"),
+              testing::HasSubstr("```\n" + shown + "```\n"));
+}
+
+#if defined(_WIN32)
+
+TEST_F(RegistryFilers, TheExportedTextIsTheExpectedFile) {
+  ASSERT_TRUE(writer.WriteInt(L"Count", 42) && writer.WriteFloat(L"Ratio", 0.1F) &&
+              writer.WriteDouble(L"Scale", 1.5) && writer.WriteString(L"Title", L"A \"&\" B\\C") &&
+              writer.BeginGroup(L"Panel") && writer.WriteChar(L"Mark", 'x') &&
+              writer.WriteShort(L"Offset", -2) && writer.WriteBool(L"Visible", true) &&
+              writer.BeginGroup(L"Layout") && writer.WriteByte(L"Columns", 3) &&
+              writer.WriteUnsignedShort(L"Height", 65535) &&
+              writer.WriteUnsignedInt(L"Width", 4294967295U));
+  const std::filesystem::path file =
+      std::filesystem::temp_directory_path() / (application + L".reg");
+  const std::wstring key = L"HKCU\\" + KeyName();
+  ASSERT_EQ(::_wspawnlp(_P_WAIT, L"reg.exe", L"reg.exe", L"export", key.c_str(), file.c_str(),
+                        L"/y", nullptr),
+            0);
+  std::string exported = LinesOf(file);
+  std::filesystem::remove(file);
+  const std::string unique(application.begin(), application.end());
+  for (auto at = exported.find(unique); at != std::string::npos; at = exported.find(unique)) {
+    exported.replace(at, unique.size(), "Example");
+  }
+  EXPECT_EQ(exported, ExpectedExport());
+}
+
+#else
+
+class ReadOnlyKeys : public testing::Test {
+ protected:
+  using Perms = std::filesystem::perms;
+
+  void Allow(const std::string& key, bool writing) const {
+    std::filesystem::permissions(
+        registry.Store() / "HKEY_CURRENT_USER" / key,
+        writing ? Perms::owner_all : Perms::owner_read | Perms::owner_exec);
+  }
+
+  const OrdinaryUser user;
+  const TestRegistry registry;
+  IOutFilerTaggedRegistry writer{L"App"};
+  IInFilerTaggedRegistry reader{L"App", false};
+  std::int32_t number = 0;
+};
+
+TEST_F(ReadOnlyKeys, ThoseOnTheWayAreEnoughForBothFilers) {
+  ASSERT_TRUE(writer.WriteInt(L"Count", 1));
+  Allow("software", false);
+  Allow("software/velta", false);
+  EXPECT_TRUE(writer.WriteInt(L"Count", 2));
+  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  EXPECT_EQ(number, 2);
+  EXPECT_FALSE(IOutFilerTaggedRegistry(L"New").WriteInt(L"Count", 1)) << "no key can be created";
+  EXPECT_FALSE(IInFilerTaggedRegistry(L"New", false).ReadInt(L"Count", &number, 5));
+  EXPECT_EQ(number, 5);
+  Allow("software", true);
+  Allow("software/velta", true);
+}
+
+TEST_F(ReadOnlyKeys, TheApplicationsIsEnoughForTheReaderAlone) {
+  ASSERT_TRUE(writer.WriteInt(L"Count", 1) && writer.BeginGroup(L"Panel") &&
+              writer.WriteInt(L"Width", 2) && writer.EndGroup());
+  Allow("software/velta/app", false);
+  EXPECT_FALSE(writer.WriteInt(L"Count", 3));
+  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  EXPECT_EQ(number, 1);
+  ASSERT_TRUE(writer.BeginGroup(L"Panel"));
+  EXPECT_FALSE(writer.WriteInt(L"Width", 4)) << "though the group's key could be written";
+  ASSERT_TRUE(reader.BeginGroup(L"Panel"));
+  EXPECT_TRUE(reader.ReadInt(L"Width", &number, 0));
+  EXPECT_EQ(number, 2);
+  Allow("software/velta/app", true);
+  Allow("software/velta/app/panel", false);
+  EXPECT_FALSE(writer.WriteInt(L"Width", 4));
+  EXPECT_TRUE(reader.ReadInt(L"Width", &number, 0));
+  Allow("software/velta/app/panel", true);
+}
+
+TEST_F(RegistryFilers, NoKeyStaysOpenBetweenCalls) {
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = openFiles();
+  std::int32_t number = 0;
+  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.WriteInt(L"Count", 1) &&
+              reader.BeginGroup(L"Panel") && reader.ReadInt(L"Count", &number, 0));
+  EXPECT_FALSE(reader.ReadInt(L"Missing", &number, 0));
+  EXPECT_TRUE(writer.BeginGroup(MString(300, L'x')));
+  EXPECT_FALSE(writer.WriteInt(L"Count", 1));
+  EXPECT_EQ(openFiles(), before);
+}
+
+#endif
+
+}  // namespace
