@@ -293,6 +293,7 @@ TEST_F(Allocation, IsNotNeededPerPushCommandOrNotification) {
 
   processor.Start();
   int requests = 0;
+  Execute([] {});  // every operation on the way registers its name once
   Execute([] { Allocations::Reset(); });
   const std::function<void()> work = [&] { requests = Allocations::Count(); };
   std::unique_ptr<MCommandSynchronous> command =
