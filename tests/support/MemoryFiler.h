@@ -5,7 +5,6 @@
 #include "velta/serialisation/IOutFilerTagged.h"
 
 #include <cstddef>
-#include <deque>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -15,12 +14,12 @@ struct MemoryNode {
   MString tag;
   MString text;
   bool isGroup = false;
-  std::deque<MemoryNode> children;  // addresses of elements stay when it grows at the end
+  std::vector<MemoryNode> children;
 
   static MemoryNode Value(MString tag, MString text) {
     return {std::move(tag), std::move(text), false, {}};
   }
-  static MemoryNode Group(MString tag, std::deque<MemoryNode> children) {
+  static MemoryNode Group(MString tag, std::vector<MemoryNode> children) {
     return {std::move(tag), MString(), true, std::move(children)};
   }
 
@@ -84,7 +83,7 @@ class MemoryWriter : public IOutFilerTagged {
 
  private:
   MemoryNode root = MemoryNode::Group(L"", {});
-  std::vector<MemoryNode*> open{&root};
+  std::vector<MemoryNode*> open{&root};  // each the last child of the one before: they stay put
   int successes;
 };
 

@@ -28,7 +28,7 @@ const MClassInfo MErrorDivisionByZero = {L"MErrorDivisionByZero", &MError::Class
 const MClassInfo MErrorBadInput = {L"MErrorBadInput", &MError::ClassInfo};
 const MClassInfo MErrorUserEscape = {L"MErrorUserEscape", &MError::ClassInfo};
 
-MError::MError() noexcept = default;
+MError::MError() = default;
 MError::MError(const MString& errorCode) : code(errorCode) {}
 MError::MError(const MError& other) = default;
 MError& MError::operator=(const MError& other) = default;
@@ -108,7 +108,7 @@ void MError::Insert(MString name, MString value) {
   parameters.try_emplace(std::move(name), std::move(value));
 }
 
-MErrorOutOfMemory::MErrorOutOfMemory() noexcept = default;
+MErrorOutOfMemory::MErrorOutOfMemory() = default;
 MErrorOutOfMemory::MErrorOutOfMemory(const MErrorOutOfMemory& other) = default;
 MErrorOutOfMemory& MErrorOutOfMemory::operator=(const MErrorOutOfMemory& other) = default;
 MErrorOutOfMemory::~MErrorOutOfMemory() = default;

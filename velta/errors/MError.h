@@ -29,7 +29,7 @@ class VELTA_API MError : public MDynObject {
   static const MClassInfo ClassInfo;
 
   /// No code, no parameters.
-  MError() noexcept;
+  MError();
   explicit MError(const MString& code);
   MError(const MError& other);
   MError& operator=(const MError& other);
@@ -93,7 +93,7 @@ class VELTA_API MErrorOutOfMemory : public MError {
  public:
   static const MClassInfo ClassInfo;
 
-  MErrorOutOfMemory() noexcept;
+  MErrorOutOfMemory();
   MErrorOutOfMemory(const MErrorOutOfMemory& other);
   MErrorOutOfMemory& operator=(const MErrorOutOfMemory& other);
   ~MErrorOutOfMemory() override;

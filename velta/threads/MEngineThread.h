@@ -62,7 +62,8 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   void Flush();
 
   /// Stops the thread as well as it can be done. Never throws an `MException`: an error of the stop
-  /// is logged and the thread counts as "Inactive" all the same.
+  /// is logged and the thread counts as "Inactive" all the same. Not for the engine thread itself,
+  /// which nobody would then wait for.
   void ForceStop();
 
   /// Whether the state is other than "Inactive". A snapshot, taken without a lock.

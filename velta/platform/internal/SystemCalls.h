@@ -8,9 +8,9 @@
 /// The system calls that fail for reasons no test can bring about: a wait that breaks, a thread
 /// that cannot be made, a locale that only one of two libraries knows.
 ///
-/// The framework makes these calls through this table and nowhere else, so that a test can put a
-/// failing one in its place. The entries are constant from load time on: start-up code may use
-/// them.
+/// Whoever tells one failure of these calls from another makes them through this table, so that a
+/// test can put a failing one in its place; a mere look at an event does not. The entries are
+/// constant from load time on: start-up code may use them.
 struct SystemCalls {
   using WaitForSingle = DWORD (*)(HANDLE handle, DWORD timeoutMs);
   using WaitForMultiple = DWORD (*)(DWORD count, const HANDLE* handles, DWORD timeoutMs);
