@@ -18,12 +18,18 @@ class Watchdog {
   explicit Watchdog(const char* what, std::chrono::seconds limit = std::chrono::seconds(60))
       : thread([this, what, limit] {
           std::unique_lock lock(mutex);
+          started = true;
+          done.notify_one();
           if (done.wait_for(lock, limit, [this] { return finished; })) return;
           std::fprintf(stderr, "Watchdog: no end of \"%s\" within %lld s\n", what,
                        static_cast<long long>(limit.count()));
           std::fflush(stderr);
           std::abort();
-        }) {}
+        }) {
+    // A thread allocates and frees while it starts: tests that count must not see that.
+    std::unique_lock lock(mutex);
+    done.wait(lock, [this] { return started; });
+  }
 
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
@@ -40,6 +46,7 @@ class Watchdog {
  private:
   std::mutex mutex;
   std::condition_variable done;
+  bool started = false;
   bool finished = false;
   std::thread thread;  // last: it uses the others
 };
