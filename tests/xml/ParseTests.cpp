@@ -108,6 +108,8 @@ const wchar_t* const kWellFormed[] = {
     L"<:a><_/><\u00E9/><{/></:a>",
     L"<a.b-c1></a.b-c1>",
     L"<!DOCTYPE a><a/>",
+    L"<!DOCTYPE a [<b> '<' ]><a/>",
+    L"<!DOCTYPE a [</b> '<c>' ]><a/>",
     L"<!DOCTYPE a SYSTEM \"x>y\"><a/>",
     L"<!DOCTYPE a [\n<!ELEMENT a (b)>\n<!ATTLIST a b CDATA '>'>\n<!ENTITY c \"<x>'\">\n"
     L"<!NOTATION d SYSTEM ''>\n<!-- > ' --> <?p > ' ?>\n]><a/>",
@@ -275,5 +277,45 @@ TEST(MXmlDocument, OffsetsAreLinesAndColumns) {
     document.GetLineAndColumn(c.offset, &line, &column);
     EXPECT_EQ(line, c.line) << c.offset;
     EXPECT_EQ(column, c.column) << c.offset;
+  }
+}
+
+TEST(MXmlDocument, MarkupIsFoundWhereverItLiesInABlock) {
+  // What stands before moves each mark through all places of what is compared at a time.
+  for (std::size_t before = 0; before < 40; ++before) {
+    for (std::size_t length = 0; length < 40; ++length) {
+      const std::wstring name(length + 1, L'n');
+      const std::wstring value(length, L'>');
+      const std::wstring text = std::wstring(before, L' ') + L"<" + name + L" a='" + value +
+                                L"' b=\"'\">" + value + L"<c/></" + name + L" >";
+      MXmlDocument document;
+      ASSERT_TRUE(document.SetText(text)) << Narrow(text) << Narrow(document.GetErrorText());
+      ASSERT_TRUE(document.FindElement(name));
+      ASSERT_EQ(document.GetAttribute(L"a"), value);
+      ASSERT_EQ(document.GetAttribute(L"b"), L"'");
+      ASSERT_EQ(document.GetData(), value);
+      ASSERT_EQ(document.GetOffset(), static_cast<std::int32_t>(before));
+      ASSERT_TRUE(document.FindChildElement(L"c"));
+      ASSERT_FALSE(document.SetText(text.substr(0, text.size() - 1)));
+      ASSERT_FALSE(document.SetText(L"<n" + text.substr(before + 1)));
+    }
+  }
+}
+
+TEST(MXmlDocument, NoOtherCharacterIsTakenForMarkup) {
+  // Characters whose low bits are those of a mark, in every place of a block.
+  for (const wchar_t mark : {L'<', L'>', L'"', L'\''}) {
+    for (const int shift :
+         {7, 8, 15, sizeof(wchar_t) == 2 ? 14 : 16, sizeof(wchar_t) == 2 ? 9 : 31}) {
+      const auto like = static_cast<wchar_t>(static_cast<std::uint32_t>(mark) | 1u << shift);
+      const std::wstring likes(40, like);
+      MXmlDocument document;
+      ASSERT_TRUE(
+          document.SetText(L"<a" + likes + L" b='" + likes + L"'>" + likes + L"</a" + likes + L">"))
+          << Narrow(document.GetErrorText());
+      ASSERT_TRUE(document.FindElement());
+      ASSERT_EQ(document.GetAttribute(L"b"), likes);
+      ASSERT_EQ(document.GetData(), likes);
+    }
   }
 }

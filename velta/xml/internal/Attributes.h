@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/xml/internal/Characters.h"
+#include "velta/xml/internal/Search.h"
 
 #include <string_view>
 

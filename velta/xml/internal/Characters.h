@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace Velta::Xml {
@@ -66,20 +65,6 @@ inline std::wstring_view NameAt(const wchar_t* begin) noexcept {
   const wchar_t* end = begin;
   while (!IsNameEnd(*end)) ++end;
   return {begin, static_cast<std::size_t>(end - begin)};
-}
-
-/// The first `c` in a range, or its end.
-inline const wchar_t* FindCharacter(const wchar_t* begin, const wchar_t* end, wchar_t c) noexcept {
-  // Most runs are shorter than what it takes to set the vectorised search up.
-  constexpr std::ptrdiff_t kShort = 16;
-  const wchar_t* const shortEnd = end - begin > kShort ? begin + kShort : end;
-  for (; begin != shortEnd; ++begin) {
-    if (*begin == c) return begin;
-  }
-  if (begin == end) return end;
-  const wchar_t* const found =
-      std::char_traits<wchar_t>::find(begin, static_cast<std::size_t>(end - begin), c);
-  return found != nullptr ? found : end;
 }
 
 }  // namespace Velta::Xml

@@ -106,6 +106,15 @@ class ElementIndex {
     }
   }
 
+  /// Adds the end tag's length to a record that has none yet.
+  void SetEndTagLength(std::int32_t index, std::int32_t length) {
+    if (length < kMaxEnd && longTags.empty()) {
+      At(index).tagLengths |= static_cast<std::uint32_t>(length) << kStartBits;
+    } else {
+      SetLongTagLengths(index, {GetTagLengths(index).start, length});
+    }
+  }
+
   /// Puts a record behind a sibling, or with 0 before all children, and links it to its parent.
   void Link(std::int32_t index, std::int32_t parent, std::int32_t previous) noexcept;
   void Unlink(std::int32_t index) noexcept;

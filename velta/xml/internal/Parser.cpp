@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/xml/internal/Parser.h"
 
+#include "velta/xml/internal/Search.h"
 #include "velta/xml/internal/Tokenizer.h"
 
 #include <algorithm>
@@ -54,29 +55,48 @@ class Parser {
     return NameAt(text.data() + index.At(element).start + 1);
   }
 
-  [[nodiscard]] bool IsNamed(std::int32_t element, std::wstring_view name) const noexcept {
-    // Finding the end of the name first would read a long name for each end tag that is not its
-    // own. The text is long enough: the end tag that asks stands behind the start tag.
-    const std::wstring_view own(text.data() + index.At(element).start + 1, name.size());
-    return SameName(own, name, ignoreCase) && IsNameEnd(own.data()[own.size()]);
+  /// Whether an element has the name that begins at `name`, behind its start tag. Reads no further
+  /// than the two agree: a long name may be asked for many times.
+  [[nodiscard]] bool IsNamed(std::int32_t element, const wchar_t* name) const noexcept {
+    const wchar_t* own = text.data() + index.At(element).start + 1;
+    while (!IsNameEnd(*own) && (*own == *name || (ignoreCase && Fold(*own) == Fold(*name)))) {
+      ++own;
+      ++name;
+    }
+    return IsNameEnd(*own) && IsNameEnd(*name);
+  }
+
+  /// Whether an end tag is that of the innermost open element.
+  [[nodiscard]] bool IsExpected(const Token& endTag) const noexcept {
+    // What is between the marks is mostly the name alone, and short.
+    const wchar_t* const own = text.data() + index.At(parent).start + 1;
+    const wchar_t* const name = endTag.begin + 2;
+    const std::ptrdiff_t length = endTag.end - 1 - name;
+    if (CommonPrefix(own, name, text.data() + text.size()) >= length && IsNameEnd(own[length])) {
+      return true;
+    }
+    return IsNamed(parent, name);
   }
 
   void Open(const Token& token) {
     if (index.Room() == 0) index.Extend(ExpectedMore(token));
     const std::int32_t element = index.Append();
-    ElementRecord& record = index.At(element);
-    record = ElementRecord{};
-    record.start = OffsetOf(token.begin);
-    record.length = static_cast<std::int32_t>(token.end - token.begin);
+    const auto length = static_cast<std::int32_t>(token.end - token.begin);
     ElementRecord& above = index.At(parent);
-    record.parent = parent;
-    record.previousSibling = above.lastChild;
-    (above.lastChild != 0 ? index.At(above.lastChild).nextSibling : above.firstChild) = element;
+    const std::int32_t previous = above.lastChild;
     above.lastChild = element;
-    index.SetTagLengths(element, {record.length, 0});
-    if (token.isEmptyTag) {
-      record.flags = kEmptyTag;
-    } else {
+    (previous != 0 ? index.At(previous).nextSibling : above.firstChild) = element;
+    index.At(element) = {OffsetOf(token.begin),
+                         length,
+                         0,
+                         token.isEmptyTag ? kEmptyTag : 0,
+                         parent,
+                         0,
+                         0,
+                         previous,
+                         0};
+    index.SetTagLengths(element, {length, 0});
+    if (!token.isEmptyTag) {
       parent = element;
       if (namesAreCounted) ++openNames[NameOf(element)];
     }
@@ -91,26 +111,30 @@ class Parser {
   }
 
   void Close(const Token& token) {
-    const std::wstring_view name = NameAt(token.begin + 2);
+    const wchar_t* const name = token.begin + 2;
     const std::int32_t offset = OffsetOf(token.begin);
     if (parent == 0) {
-      errors.AddAt(offset, {L"No start tag for end tag '", name, L"' at offset ", offset});
+      errors.AddAt(offset, {L"No start tag for end tag '", NameAt(name), L"' at offset ", offset});
       index.At(0).flags |= kIllFormed;
       return;
     }
-    if (!IsNamed(parent, name)) {
-      if (!IsOpen(name)) {
-        ReportMismatch(name, offset);
-        return;
-      }
-      do {
-        ReportMismatch(name, offset);
-        Leave(offset);
-      } while (!IsNamed(parent, name));
-    }
+    if (!IsExpected(token) && !LeaveUpTo(NameAt(name), offset)) return;
     const auto endTagLength = static_cast<std::int32_t>(token.end - token.begin);
-    index.SetTagLengths(parent, {index.GetTagLengths(parent).start, endTagLength});
+    index.SetEndTagLength(parent, endTagLength);
     Leave(offset + endTagLength);
+  }
+
+  /// Ends the elements inside of the innermost open one of that name. False when there is none.
+  [[nodiscard]] bool LeaveUpTo(std::wstring_view name, std::int32_t offset) {
+    if (!IsOpen(name)) {
+      ReportMismatch(name, offset);
+      return false;
+    }
+    do {
+      ReportMismatch(name, offset);
+      Leave(offset);
+    } while (!IsNamed(parent, name.data()));
+    return true;
   }
 
   void ReportMismatch(std::wstring_view name, std::int32_t offset) {

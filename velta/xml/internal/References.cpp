@@ -2,6 +2,7 @@
 #include "velta/xml/internal/References.h"
 
 #include "velta/xml/internal/Characters.h"
+#include "velta/xml/internal/Search.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -3,11 +3,14 @@
 
 #include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/ErrorText.h"
+#include "velta/xml/internal/Search.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Velta::Xml {
 
@@ -46,7 +49,10 @@ class Tokenizer {
       : text(document.data()), next(text), end(text + document.size()), errors(faults) {}
 
   /// Goes on at another place, the beginning of a token or within a text.
-  void MoveTo(std::int32_t offset) noexcept { next = text + offset; }
+  void MoveTo(std::int32_t offset) noexcept {
+    next = text + offset;
+    nextMarkup = nullptr;
+  }
 
   /// The next token, text told apart from white space.
   [[nodiscard]] Token Next() {
@@ -62,6 +68,10 @@ class Tokenizer {
 
   /// Moves to the next "<". False when there is none.
   bool SkipText() noexcept {
+    if (nextMarkup != nullptr) {
+      next = std::exchange(nextMarkup, nullptr);
+      return true;
+    }
     next = FindCharacter(next, end, L'<');
     return next != end;
   }
@@ -70,40 +80,69 @@ class Tokenizer {
   [[nodiscard]] Token ReadMarkup() {
     const wchar_t* const begin = next;
     if (IsTagStart(begin[1])) return ReadElementTag(begin);
-    if (begin[1] == L'/') return ReadUntil(TokenType::kEndTag, begin, begin + 2, L">");
-    return ReadOtherMarkup(begin);
+    if (begin[1] == L'/') return ReadEndTag(begin);
+    const Token token = ReadOtherMarkup(begin);
+    nextMarkup = nullptr;  // a tag inside of it may have found one that is inside too
+    return token;
   }
 
  private:
-  static constexpr LowSet kTagStops = kNul | SetOf(L"=>");
-
   Token ReadElementTag(const wchar_t* begin) {
-    const wchar_t* at = begin + 1;
-    while (!IsNameEnd(*at)) ++at;
-    const wchar_t* const nameEnd = at;
-    for (;;) {
-      while (!IsIn(kTagStops, *at)) ++at;
-      if (*at == L'>') break;
-      if (*at == L'=') {
-        do {
-          ++at;
-        } while (IsSpace(*at));
-        if (!IsQuote(*at)) continue;
-        at = FindCharacter(at + 1, end, *at);
-        if (at != end) {
-          ++at;
-          continue;
+    const wchar_t* block = begin + 2;
+    while (block < end) {
+      wchar_t quote = L'\0';  // the one that hides what is at hand
+      const BlockMarks marks = FindMarks(block, end);
+      for (unsigned mask = marks.closing; mask != 0; mask &= mask - 1) {
+        const wchar_t* const at = block + std::countr_zero(mask);
+        if (quote != L'\0') {
+          if (*at == quote) quote = L'\0';
+        } else if (*at == L'>') {
+          next = at + 1;
+          nextMarkup = FirstBehind(block, marks.less, mask);
+          return {TokenType::kElement, begin, next, at[-1] == L'/' && IsEmptyTag(begin, at - 1)};
+        } else if (FollowsEqualsSign(at)) {
+          quote = *at;
         }
-      } else if (at != end) {  // a NUL in the text
-        ++at;
-        continue;
       }
-      return Unterminated(TokenType::kElement, begin);
+      if (end - block <= kBlock) break;
+      block += kBlock;
+      if (quote != L'\0') block = FindCharacter(block, end, quote) + 1;
     }
-    const bool isEmptyTag =
-        at[-1] == L'/' && (at - 1 == nameEnd || IsIn(kSpaces | kQuotes, at[-2]));
+    return Unterminated(TokenType::kElement, begin);
+  }
+
+  static const wchar_t* FirstBehind(const wchar_t* block, unsigned less, unsigned mask) noexcept {
+    // Of the "<", those above the lowest bit of the mask.
+    const unsigned behind = less & ~(mask ^ (mask - 1));
+    return behind != 0 ? block + std::countr_zero(behind) : nullptr;
+  }
+
+  /// Only there does a quote hide what follows.
+  static bool FollowsEqualsSign(const wchar_t* quote) noexcept {
+    do {
+      --quote;
+    } while (IsSpace(*quote));
+    return *quote == L'=';
+  }
+
+  static bool IsEmptyTag(const wchar_t* begin, const wchar_t* slash) noexcept {
+    if (IsIn(kSpaces | kQuotes, slash[-1])) return true;
+    const std::wstring_view name = NameAt(begin + 1);
+    return name.data() + name.size() == slash;
+  }
+
+  Token ReadEndTag(const wchar_t* begin) {
+    const wchar_t* at = begin + 2;
+    const BlockMarks marks = FindMarks(at, end);
+    if (marks.greater != 0) {
+      nextMarkup = FirstBehind(at, marks.less, marks.greater);
+      at += std::countr_zero(marks.greater);
+    } else {
+      at = FindCharacter(at, end, L'>');
+      if (at == end) return Unterminated(TokenType::kEndTag, begin);
+    }
     next = at + 1;
-    return {TokenType::kElement, begin, next, isEmptyTag};
+    return {TokenType::kEndTag, begin, next, false};
   }
 
   /// A token that ends with the mark, looked for from `from` on. The mark ends in ">".
@@ -133,6 +172,7 @@ class Tokenizer {
 
   const wchar_t* text;
   const wchar_t* next;
+  const wchar_t* nextMarkup = nullptr;  // the "<" behind `next`, if it is known already
   const wchar_t* end;
   ErrorText* errors;
 };
