@@ -44,6 +44,20 @@ RATIOS = [
      "ToOneConsumer<Fifo>/4/real_time", "ToOneConsumer<MutexDeque>/4/real_time", ">= 0.95"),
     ("one push of 100,000 / one of 1,000", "per item",
      "PushAtDepth/100000", "PushAtDepth/1000", "<= 2.00"),
+    ("pugixml, wide / reading a manifest of 4 KB", "time",
+     "ParsePugixml/0/real_time", "ParseVelta/0/real_time", ">= 1.20"),
+    ("pugixml, wide / reading a project file of 25 KB", "time",
+     "ParsePugixml/1/real_time", "ParseVelta/1/real_time", ">= 1.20"),
+    ("pugixml, wide / reading a resource file of 275 KB", "time",
+     "ParsePugixml/2/real_time", "ParseVelta/2/real_time", ">= 1.20"),
+    ("pugixml, wide / reading prose of 0.5 MB", "time",
+     "ParsePugixml/3/real_time", "ParseVelta/3/real_time", ">= 1.20"),
+    ("pugixml, wide / reading records of 50 MB", "time",
+     "ParsePugixml/4/real_time", "ParseVelta/4/real_time", ">= 1.20"),
+    ("an edit at the end of 1,000,000 elements / of 1,000", "time",
+     "AppendAtEnd/1000000/real_time", "AppendAtEnd/1000/real_time", "<= 1.50"),
+    ("an edit in front of 1,000,000 elements / its moves", "time",
+     "EditAtFront/1000000/real_time", "EditAtFrontMoves/1000000/real_time", "<= 2.00"),
 ]
 
 

@@ -121,8 +121,9 @@ class ElementIndex {
 
   /// What follows a record in the order of the text: its first child or what `Behind` gives.
   [[nodiscard]] std::int32_t Following(std::int32_t index) const noexcept {
-    const std::int32_t child = At(index).firstChild;
-    return child != 0 ? child : Behind(index);
+    const ElementRecord& record = At(index);
+    if (record.firstChild != 0) return record.firstChild;
+    return record.nextSibling != 0 ? record.nextSibling : Behind(index);
   }
 
   /// The first record that begins behind all of this one, or 0.

@@ -12,8 +12,10 @@
 
 namespace Velta::Xml {
 
-/// How many characters are compared at a time: more than most names, values and texts have.
-inline constexpr std::ptrdiff_t kBlock = 16;
+/// How many characters are looked at together: as many as fit into a vector as bytes, and two of
+/// these, a bit for each.
+inline constexpr std::ptrdiff_t kHalfBlock = 16;
+inline constexpr std::ptrdiff_t kBlock = 2 * kHalfBlock;
 
 /// One bit for each character of a block.
 struct BlockMarks {
@@ -23,8 +25,9 @@ struct BlockMarks {
 };
 
 #if defined(VELTA_XML_SSE2)
-/// The characters of a block as bytes. Packing saturates: what is not ASCII does not become so.
-inline __m128i BlockBytes(const wchar_t* block) noexcept {
+/// The characters of half a block as bytes. Packing saturates: what is not ASCII does not become
+/// so.
+inline __m128i HalfBlockBytes(const wchar_t* block) noexcept {
   const auto* const vectors = reinterpret_cast<const __m128i*>(block);
   if constexpr (sizeof(wchar_t) == 2) {
     return _mm_packus_epi16(_mm_loadu_si128(vectors), _mm_loadu_si128(vectors + 1));
@@ -43,8 +46,8 @@ inline unsigned MaskOf(__m128i found) noexcept {
   return static_cast<unsigned>(_mm_movemask_epi8(found));
 }
 
-/// One bit for each character that two blocks have in common at the same place.
-inline unsigned BlockMatch(const wchar_t* left, const wchar_t* right) noexcept {
+/// One bit for each character that two half blocks have in common at the same place.
+inline unsigned HalfBlockMatch(const wchar_t* left, const wchar_t* right) noexcept {
   const auto* const leftVectors = reinterpret_cast<const __m128i*>(left);
   const auto* const rightVectors = reinterpret_cast<const __m128i*>(right);
   const auto match = [=](int vector) {
@@ -65,10 +68,10 @@ inline unsigned BlockMatch(const wchar_t* left, const wchar_t* right) noexcept {
 inline const wchar_t* FindCharacter(const wchar_t* begin, const wchar_t* end, wchar_t c) noexcept {
 #if defined(VELTA_XML_SSE2)
   // Most runs end before the runtime's search, which is the faster one for long runs, is set up.
-  if (end - begin >= kBlock) {
-    const unsigned mask = MaskOf(EqualBytes(BlockBytes(begin), static_cast<char>(c)));
+  if (end - begin >= kHalfBlock) {
+    const unsigned mask = MaskOf(EqualBytes(HalfBlockBytes(begin), static_cast<char>(c)));
     if (mask != 0) return begin + std::countr_zero(mask);
-    begin += kBlock;
+    begin += kHalfBlock;
   }
 #endif
   if (begin == end) return end;
@@ -81,14 +84,20 @@ inline const wchar_t* FindCharacter(const wchar_t* begin, const wchar_t* end, wc
 inline BlockMarks FindMarks(const wchar_t* begin, const wchar_t* end) noexcept {
 #if defined(VELTA_XML_SSE2)
   if (end - begin >= kBlock) {
-    const __m128i bytes = BlockBytes(begin);
-    const __m128i greater = EqualBytes(bytes, '>');
-    const __m128i quotes = _mm_or_si128(EqualBytes(bytes, '"'), EqualBytes(bytes, '\''));
-    return {MaskOf(EqualBytes(bytes, '<')), MaskOf(greater), MaskOf(_mm_or_si128(greater, quotes))};
+    BlockMarks marks{};
+    for (int half = 0; half < kBlock; half += kHalfBlock) {
+      const __m128i bytes = HalfBlockBytes(begin + half);
+      const __m128i greater = EqualBytes(bytes, '>');
+      const __m128i quotes = _mm_or_si128(EqualBytes(bytes, '"'), EqualBytes(bytes, '\''));
+      marks.less |= MaskOf(EqualBytes(bytes, '<')) << half;
+      marks.greater |= MaskOf(greater) << half;
+      marks.closing |= MaskOf(_mm_or_si128(greater, quotes)) << half;
+    }
+    return marks;
   }
 #endif
   BlockMarks marks{};
-  for (unsigned bit = 1; begin != end && bit < 1u << kBlock; ++begin, bit <<= 1) {
+  for (unsigned bit = 1; begin != end && bit != 0; ++begin, bit <<= 1) {
     if (*begin == L'<') marks.less |= bit;
     if (*begin == L'>') marks.greater |= bit;
     if (*begin == L'>' || *begin == L'"' || *begin == L'\'') marks.closing |= bit;
@@ -102,12 +111,12 @@ inline BlockMarks FindMarks(const wchar_t* begin, const wchar_t* end) noexcept {
 inline std::ptrdiff_t CommonPrefix(const wchar_t* left, const wchar_t* right,
                                    const wchar_t* end) noexcept {
 #if defined(VELTA_XML_SSE2)
-  if (end - right >= kBlock && end - left >= kBlock) {
-    return std::countr_one(BlockMatch(left, right));
+  if (end - right >= kHalfBlock && end - left >= kHalfBlock) {
+    return std::countr_one(HalfBlockMatch(left, right));
   }
 #endif
   std::ptrdiff_t length = 0;
-  while (length != kBlock && right + length != end && left[length] == right[length]) ++length;
+  while (length != kHalfBlock && right + length != end && left[length] == right[length]) ++length;
   return length;
 }
 

@@ -88,9 +88,8 @@ class Tokenizer {
 
  private:
   Token ReadElementTag(const wchar_t* begin) {
-    const wchar_t* block = begin + 2;
-    while (block < end) {
-      wchar_t quote = L'\0';  // the one that hides what is at hand
+    wchar_t quote = L'\0';  // the one that hides what is at hand
+    for (const wchar_t* block = begin + 2; block < end;) {
       const BlockMarks marks = FindMarks(block, end);
       for (unsigned mask = marks.closing; mask != 0; mask &= mask - 1) {
         const wchar_t* const at = block + std::countr_zero(mask);
@@ -106,7 +105,7 @@ class Tokenizer {
       }
       if (end - block <= kBlock) break;
       block += kBlock;
-      if (quote != L'\0') block = FindCharacter(block, end, quote) + 1;
+      if (quote != L'\0' && marks.closing == 0) block = FindCharacter(block, end, quote);
     }
     return Unterminated(TokenType::kElement, begin);
   }
