@@ -57,6 +57,10 @@ void OneThread(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+/// How a consumer waits: on the event that the queue has for it, or by asking again.
+void AwaitItem(Fifo& queue) { benchmark::DoNotOptimize(queue.WaitForData(~std::uint32_t{0})); }
+void AwaitItem(MutexDeque& /*queue*/) { std::this_thread::yield(); }
+
 /// One iteration moves `kTransfers` items from the producers to this thread.
 template <class Queue>
 void ToOneConsumer(benchmark::State& state) {
@@ -77,7 +81,7 @@ void ToOneConsumer(benchmark::State& state) {
       if (queue.Pop(item)) {
         ++taken;
       } else {
-        std::this_thread::yield();
+        AwaitItem(queue);
       }
     }
     for (std::thread& thread : threads) {

@@ -8,6 +8,7 @@ cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh
 
 scripts/setup.sh bench
+bench/get_pugixml.sh
 mkdir -p build
 { cmake --preset bench && cmake --build --preset bench; } >build/bench.log 2>&1 ||
   { tail -n 40 build/bench.log >&2; exit 1; }

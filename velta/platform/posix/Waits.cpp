@@ -97,16 +97,17 @@ DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept 
 
 bool IsSatisfied(std::uint32_t word) noexcept { return word < MAXIMUM_WAIT_OBJECTS; }
 
-/// Polls for a while, if that has paid for this thread lately.
-bool SpinUntilSatisfied(const Waiter& waiter) noexcept {
-  if (!spinBudget.MaySpin()) return false;
-  bool satisfied = false;
-  for (int i = 0; i < SpinBudget::kPauses && !satisfied; ++i) {
+/// Looks again for a while, if that has paid for this thread lately. No list knows of the waiter
+/// yet, so whoever sets an event meanwhile is done with one step.
+DWORD SpinForSignal(DWORD count, const HANDLE* handles) noexcept {
+  if (!spinBudget.MaySpin()) return WAIT_TIMEOUT;
+  DWORD result = WAIT_TIMEOUT;
+  for (int i = 0; i < SpinBudget::kPauses && result == WAIT_TIMEOUT; ++i) {
     SpinPause();
-    satisfied = IsSatisfied(waiter.word.load(std::memory_order_relaxed));
+    result = TakeUnlocked(count, handles);
   }
-  spinBudget.Report(satisfied);
-  return satisfied;
+  spinBudget.Report(result != WAIT_TIMEOUT);
+  return result;
 }
 
 /// Sleeps until the wait is satisfied; false when the deadline comes first.
@@ -129,6 +130,11 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexc
   timespec deadline{};
   if (milliseconds != 0 && milliseconds != INFINITE) deadline = MonotonicAfter(milliseconds);
 
+  if (milliseconds != 0) {
+    PayBeforeBlocking();
+    const DWORD result = SpinForSignal(count, handles);
+    if (result != WAIT_TIMEOUT) return result;
+  }
   Waiter waiter;
   {
     const std::lock_guard lock(dispatcherLock);
@@ -138,9 +144,7 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexc
       return result;
     }
   }
-  PayBeforeBlocking();
-  if (!SpinUntilSatisfied(waiter) &&
-      !SleepUntilSatisfied(&waiter, milliseconds != INFINITE ? &deadline : nullptr)) {
+  if (!SleepUntilSatisfied(&waiter, milliseconds != INFINITE ? &deadline : nullptr)) {
     return WAIT_TIMEOUT;
   }
   return WAIT_OBJECT_0 + waiter.word.load(std::memory_order_acquire);
