@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <version>  // the runtime's own macros
+
 /// What the framework exports. A consumer defines nothing: without a definition a name is imported.
 ///
 /// `VELTA_BUILDING` is set by the framework's own build only, for the library's objects and for
@@ -15,4 +17,43 @@
 #define VELTA_API __attribute__((visibility("default")))
 #else
 #define VELTA_API
+#endif
+
+// Strings, streams and exceptions cross the library's boundary: a program must be built with the
+// C++ runtime that the library was built with. So every object that includes a header of the
+// framework asks for a symbol named after its own runtime; with another one the program does not
+// link, and the linker names what was asked for.
+#if defined(_LIBCPP_VERSION) && _LIBCPP_ABI_VERSION == 1
+#define VELTA_CXX_RUNTIME velta_is_built_for_libcxx_abi_1
+#elif defined(_LIBCPP_VERSION)
+#define VELTA_CXX_RUNTIME velta_is_built_for_libcxx_unstable_abi
+#elif defined(__GLIBCXX__) && _GLIBCXX_USE_CXX11_ABI
+#define VELTA_CXX_RUNTIME velta_is_built_for_libstdcxx_cxx11_abi
+#elif defined(__GLIBCXX__)
+#define VELTA_CXX_RUNTIME velta_is_built_for_libstdcxx_old_abi
+#elif defined(_DLL) && _ITERATOR_DEBUG_LEVEL == 0
+#define VELTA_CXX_RUNTIME velta_is_built_for_msvc_dll
+#elif defined(_DLL)
+#define VELTA_CXX_RUNTIME velta_is_built_for_msvc_dll_with_iterator_debugging
+#elif _ITERATOR_DEBUG_LEVEL == 0
+#define VELTA_CXX_RUNTIME velta_is_built_for_msvc_static
+#else
+#define VELTA_CXX_RUNTIME velta_is_built_for_msvc_static_with_iterator_debugging
+#endif
+
+#if defined(VELTA_BUILDING)
+extern "C" VELTA_API void VELTA_CXX_RUNTIME() noexcept;
+#elif defined(_MSC_VER)
+#define VELTA_TEXT_EXPANDED(text) #text
+#define VELTA_TEXT(text) VELTA_TEXT_EXPANDED(text)
+#pragma comment(linker, "/include:" VELTA_TEXT(VELTA_CXX_RUNTIME))
+#undef VELTA_TEXT
+#undef VELTA_TEXT_EXPANDED
+#undef VELTA_CXX_RUNTIME
+#else
+extern "C" void VELTA_CXX_RUNTIME() noexcept;
+namespace Velta {
+__attribute__((used)) static void (*const cxxRuntime)() noexcept = &VELTA_CXX_RUNTIME;
+}
+#undef VELTA_CXX_RUNTIME
 #endif
