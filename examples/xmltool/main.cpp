@@ -3,7 +3,7 @@
 // by itself.
 
 #include "JsonLines.h"
-#include "TextDecoding.h"
+#include "examples/shared/TextDecoding.h"
 #include "velta/xml/MXmlDocument.h"
 
 #include <cstdint>

@@ -1,68 +1,30 @@
 // SPDX-License-Identifier: MIT
 #include "TextDecoding.h"
 
-#include <cstdint>
+#include "Utf8.h"
 
 namespace {
-
-void Append(std::wstring& text, char32_t character) {
-  if constexpr (sizeof(wchar_t) == 2) {
-    if (character > 0xFFFF) {
-      character -= 0x10000;
-      text += static_cast<wchar_t>(0xD800 + (character >> 10));
-      text += static_cast<wchar_t>(0xDC00 + (character & 0x3FF));
-      return;
-    }
-  }
-  text += static_cast<wchar_t>(character);
-}
-
-bool IsSurrogate(char32_t character) { return character >= 0xD800 && character <= 0xDFFF; }
 
 std::string ProblemAt(const std::string& what, std::size_t offset) {
   return what + " at byte " + std::to_string(offset);
 }
 
-/// The character at the begin of `bytes` and how many bytes it takes; 0 when they are not UTF-8.
-std::size_t DecodeUtf8Character(std::string_view bytes, char32_t& character) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-  const unsigned char lead = byte(0);
-  const std::size_t length = lead < 0x80   ? 1
-                             : lead < 0xC2 ? 0
-                             : lead < 0xE0 ? 2
-                             : lead < 0xF0 ? 3
-                             : lead < 0xF5 ? 4
-                                           : 0;
-  if (length == 0 || length > bytes.size()) {
-    return 0;
-  }
-  character = length == 1 ? lead : lead & (0x7F >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) {
-      return 0;
-    }
-    character = character << 6 | (byte(i) & 0x3F);
-  }
-  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool shortest = character >= kSmallest[length];
-  return shortest && !IsSurrogate(character) && character <= 0x10FFFF ? length : 0;
-}
-
-void DecodeUtf8(std::string_view bytes, std::size_t skipped, DecodedText& result) {
+void DecodeAllUtf8(std::string_view bytes, std::size_t skipped, DecodedText& result) {
   result.encoding = "UTF-8";
   for (std::size_t i = 0; i < bytes.size();) {
     char32_t character = 0;
-    const std::size_t length = DecodeUtf8Character(bytes.substr(i), character);
+    const std::size_t length = DecodeUtf8(bytes.substr(i), character);
     if (length == 0) {
       result.problem = ProblemAt("not UTF-8", skipped + i);
       return;
     }
-    Append(result.text, character);
+    AppendWide(result.text, character);
     i += length;
   }
 }
 
-void DecodeUtf16(std::string_view bytes, std::size_t skipped, bool bigEndian, DecodedText& result) {
+void DecodeAllUtf16(std::string_view bytes, std::size_t skipped, bool bigEndian,
+                    DecodedText& result) {
   result.encoding = bigEndian ? "UTF-16BE" : "UTF-16LE";
   const auto unit = [&](std::size_t i) {
     const auto first = static_cast<unsigned char>(bytes[i]);
@@ -82,12 +44,12 @@ void DecodeUtf16(std::string_view bytes, std::size_t skipped, bool bigEndian, De
       result.problem = ProblemAt("not UTF-16", skipped + i);
       return;
     }
-    Append(result.text, character);
+    AppendWide(result.text, character);
   }
 }
 
 /// Every byte is the character of its number; US-ASCII allows the lower half only.
-void DecodeBytes(std::string_view bytes, unsigned char highest, DecodedText& result) {
+void DecodeAllBytes(std::string_view bytes, unsigned char highest, DecodedText& result) {
   result.encoding = highest == 0xFF ? "ISO-8859-1" : "US-ASCII";
   result.text.reserve(bytes.size());
   for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -128,21 +90,21 @@ DecodedText DecodeXml(std::string_view bytes) {
   using namespace std::string_view_literals;
   DecodedText result;
   if (bytes.starts_with("\xEF\xBB\xBF"sv)) {
-    DecodeUtf8(bytes.substr(3), 3, result);
+    DecodeAllUtf8(bytes.substr(3), 3, result);
   } else if (bytes.starts_with("\xFF\xFE"sv)) {
-    DecodeUtf16(bytes.substr(2), 2, false, result);
+    DecodeAllUtf16(bytes.substr(2), 2, false, result);
   } else if (bytes.starts_with("\xFE\xFF"sv)) {
-    DecodeUtf16(bytes.substr(2), 2, true, result);
+    DecodeAllUtf16(bytes.substr(2), 2, true, result);
   } else if (bytes.starts_with("<\0"sv) || bytes.starts_with("\0<"sv)) {
-    DecodeUtf16(bytes, 0, bytes[0] == '\0', result);  // no mark, but no other encoding begins so
+    DecodeAllUtf16(bytes, 0, bytes[0] == '\0', result);  // no mark, but no other encoding begins so
   } else {
     const std::string declared = DeclaredEncoding(bytes);
     if (declared.empty() || declared == "UTF-8" || declared == "UTF8") {
-      DecodeUtf8(bytes, 0, result);
+      DecodeAllUtf8(bytes, 0, result);
     } else if (declared == "ISO-8859-1" || declared == "LATIN1" || declared == "LATIN-1") {
-      DecodeBytes(bytes, 0xFF, result);
+      DecodeAllBytes(bytes, 0xFF, result);
     } else if (declared == "US-ASCII" || declared == "ASCII") {
-      DecodeBytes(bytes, 0x7F, result);
+      DecodeAllBytes(bytes, 0x7F, result);
     } else {
       result.problem = "the encoding " + declared + " is not supported, or not the file's own";
     }
