@@ -68,7 +68,7 @@ class Job {
     point.At(this).LogDestruction();
   }
 
-  void Run(const Options& options);
+  void Run(const std::vector<std::filesystem::path>& paths, std::uint32_t callerCount);
 
   JobReport report;
 
@@ -85,21 +85,21 @@ class Job {
   std::unique_ptr<MCommandProcessor> processor;
 };
 
-void Job::Run(const Options& options) {
+void Job::Run(const std::vector<std::filesystem::path>& paths, std::uint32_t callerCount) {
   static MFlowPoint point(ClassName, L"Run");
   const MFlowScope scope = point.At(this).OpenScope();
   scheduler.Enable();
   processor->Start();
 
-  FindFiles(*processor, bench, options.paths, report.files);
+  FindFiles(*processor, bench, paths, report.files);
   progress.ExpectFiles(report.files.size());
   CallerPool callers({*processor, scheduler, bench, progress, monitor}, report.files);
-  callers.Start(options.threads);
+  callers.Start(callerCount);
   processor->Flush();  // in the midst of their calls: returns once what is queued by now has run
   report.flushed = true;
-  monitor.WaitFor(Milestone::FilesCounted, options.threads);
+  monitor.WaitFor(Milestone::FilesCounted, callerCount);
 
-  CloseDown(callers, options.threads);
+  CloseDown(callers, callerCount);
   AskTheStoppedProcessor();
   EndNotifications();
 
@@ -148,11 +148,11 @@ void Job::EndNotifications() {
 
 }  // namespace
 
-JobReport RunJob(const Options& options, RunMonitor& monitor, ProgressLine::Writer progress,
-                 std::ostream* eventLog) {
+JobReport RunJob(const std::vector<std::filesystem::path>& paths, std::uint32_t callers,
+                 RunMonitor& monitor, ProgressLine::Writer progress, std::ostream* eventLog) {
   const auto start = std::chrono::steady_clock::now();
   Job job(monitor, std::move(progress));
-  job.Run(options);
+  job.Run(paths, callers);
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
   job.report.seconds = elapsed.count();
   if (MFlowLogger* const logger = MFlowLogger::Instance();

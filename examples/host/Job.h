@@ -3,11 +3,11 @@
 
 #include "ContentCounter.h"
 #include "CountFile.h"
-#include "Options.h"
 #include "Progress.h"
 #include "RunMonitor.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <ostream>
 #include <vector>
@@ -31,18 +31,19 @@ struct JobReport {
   double seconds = 0;
 };
 
-/// Counts the files that the options name.
+/// Counts the files of `paths`, and those below its folders.
 ///
 /// Makes a command processor and a notification scheduler, has several threads call the processor,
 /// and takes everything down again.
 ///
+/// @param callers   how many threads call the processor
 /// @param monitor   hears of the framework's threads; outlives the call
 /// @param progress  where notifications go
 /// @param eventLog  receives the event log once the threads have stopped; may be null
 ///
 /// Errors: an `MException` when the framework cannot be started or stopped; `std::system_error`,
 /// `std::bad_alloc`. Whatever concerns a file is in its result.
-JobReport RunJob(const Options& options, RunMonitor& monitor, ProgressLine::Writer progress,
-                 std::ostream* eventLog);
+JobReport RunJob(const std::vector<std::filesystem::path>& paths, std::uint32_t callers,
+                 RunMonitor& monitor, ProgressLine::Writer progress, std::ostream* eventLog);
 
 }  // namespace host

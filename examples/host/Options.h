@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -10,9 +12,11 @@ namespace host {
 
 /// What the command line asks for.
 struct Options {
-  unsigned threads = 4;
-  std::filesystem::path logFile;  ///< empty: no log is written
-  bool quiet = false;
+  std::optional<std::uint32_t> threads;  ///< nothing: as remembered, like `quiet`
+  std::optional<bool> quiet;
+  std::filesystem::path logFile;       ///< empty: no log is written
+  std::filesystem::path settingsFile;  ///< empty: nothing is remembered, or in the registry
+  bool registry = false;
   bool help = false;  ///< nothing else counts then
   std::vector<std::filesystem::path> paths;
 };

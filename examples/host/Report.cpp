@@ -6,6 +6,9 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 namespace host {
@@ -48,6 +51,31 @@ std::string Line(std::string label, const std::string& value) {
   constexpr std::size_t kLabelWidth = 16;
   label.resize((std::max)(label.size(), kLabelWidth), ' ');
   return label + value + '\n';
+}
+
+std::string ResultLines(const RunResults& results, const MLocale& locale) {
+  return Line("counted", Number(locale, results.counted)) +
+         Line("failed", Number(locale, results.failed)) +
+         Line("bytes", Number(locale, results.bytes)) +
+         Line("lines", Number(locale, results.lines)) +
+         Line("words", Number(locale, results.words)) +
+         Line("seconds", Seconds(locale, results.seconds));
+}
+
+/// In UTC, as 2026-11-21T09:44:16Z.
+MString CurrentTime() {
+  using namespace std::chrono;
+  const auto now = floor<seconds>(system_clock::now());
+  const auto today = floor<days>(now);
+  const year_month_day date(today);
+  const hh_mm_ss time(now - today);
+  MString text;
+  MLocale::GetClassic().Format(
+      text, L"%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+      static_cast<int>(time.seconds().count()));
+  return text;
 }
 
 std::string Times(const MLocale& locale, std::uint64_t number) {
@@ -101,21 +129,27 @@ std::string Failures(const JobReport& report) {
   return text;
 }
 
-std::size_t FailureCount(const JobReport& report) {
-  return static_cast<std::size_t>(
-      std::count_if(report.files.begin(), report.files.end(),
-                    [](const FileResult& file) { return file.failure.has_value(); }));
+RunResults ResultsOf(const JobReport& report) {
+  RunResults results;
+  results.endedAt = CurrentTime();
+  for (const FileResult& file : report.files) {
+    if (file.failure) {
+      ++results.failed;
+      results.lastFailure = *file.failure;
+    }
+  }
+  if (report.failure) results.lastFailure = *report.failure;
+  results.counted = report.files.size() - results.failed;
+  results.bytes = report.totals.bytes;
+  results.lines = report.totals.lines;
+  results.words = report.totals.words;
+  results.seconds = std::round(report.seconds * 1000) / 1000;
+  return results;
 }
 
-std::string Summary(const JobReport& report, const LogReport& log, const MLocale& locale) {
-  const std::size_t failed = FailureCount(report);
-  std::string text;
-  text += Line("counted", Number(locale, report.files.size() - failed));
-  text += Line("failed", Number(locale, failed));
-  text += Line("bytes", Number(locale, report.totals.bytes));
-  text += Line("lines", Number(locale, report.totals.lines));
-  text += Line("words", Number(locale, report.totals.words));
-  text += Line("seconds", Seconds(locale, report.seconds));
+std::string Summary(const JobReport& report, const RunResults& results, const LogReport& log,
+                    const std::string& settingsPlace, const MLocale& locale) {
+  std::string text = ResultLines(results, locale);
   text += Line("commands", Number(locale, report.commandsRun) + " run");
   text += Line("notifications", Number(locale, report.notifications) + " delivered");
   text += Line("hooks", "start " + Times(locale, report.startHookRuns) + ", exit " +
@@ -130,6 +164,15 @@ std::string Summary(const JobReport& report, const LogReport& log, const MLocale
   if (!log.file.empty()) text += Line("event log", log.file);
   text +=
       Line("debug dump", (log.debugDump ? "" : "cannot be written to ") + std::string(kDebugDump));
+  if (!settingsPlace.empty()) text += Line("settings", settingsPlace);
+  return text;
+}
+
+std::string LastRunSummary(const RunResults& results, const MLocale& locale) {
+  std::string text = Line("last run", ToUtf8(results.endedAt)) + ResultLines(results, locale);
+  if (results.lastFailure.GetErrorCount() > 0) {
+    text += "last failure\n" + Describe(results.lastFailure);
+  }
   return text;
 }
 

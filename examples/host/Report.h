@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Job.h"
+#include "Settings.h"
 #include "velta/text/MLocale.h"
 
-#include <cstddef>
 #include <string>
 
 namespace host {
@@ -24,10 +24,16 @@ std::string ResultTable(const JobReport& report, const MLocale& locale);
 /// For each file that failed its name and its chain of errors.
 std::string Failures(const JobReport& report);
 
-/// How many files failed.
-std::size_t FailureCount(const JobReport& report);
+/// What a run that ends now came to.
+RunResults ResultsOf(const JobReport& report);
 
 /// What was counted in all, and how the framework's services went.
-std::string Summary(const JobReport& report, const LogReport& log, const MLocale& locale);
+///
+/// @param settingsPlace  empty when nothing is remembered
+std::string Summary(const JobReport& report, const RunResults& results, const LogReport& log,
+                    const std::string& settingsPlace, const MLocale& locale);
+
+/// What an earlier run has left.
+std::string LastRunSummary(const RunResults& results, const MLocale& locale);
 
 }  // namespace host

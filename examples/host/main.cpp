@@ -6,6 +6,7 @@
 #include "Job.h"
 #include "Options.h"
 #include "Report.h"
+#include "RunMemory.h"
 #include "RunMonitor.h"
 #include "Text.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
@@ -16,6 +17,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -47,14 +49,20 @@ int Count(const Options& options, Console& console) {
   std::ofstream log;
   if (!options.logFile.empty() && !OpenLog(log, options.logFile, console)) return kBadArguments;
 
+  RunMemory memory(options, console);
+  const Settings& settings = memory.GetSettings();
+
   ProgressLine::Writer progress;
-  if (console.IsTerminal() && !options.quiet) {
+  if (console.IsTerminal() && !settings.quiet) {
     progress = [&console](std::string_view text) {
       console.Write(text);
       static_cast<void>(console.Flush());
     };
   }
-  const JobReport report = RunJob(options, Monitor(), progress, log.is_open() ? &log : nullptr);
+  const JobReport report =
+      RunJob(options.paths, settings.threads, Monitor(), progress, log.is_open() ? &log : nullptr);
+  const RunResults results = ResultsOf(report);
+  const bool kept = memory.Keep(results);
 
   // The job's own dump has emptied the log. What has come since is how everything went down; the
   // whole run, if there was no such dump.
@@ -70,12 +78,17 @@ int Count(const Options& options, Console& console) {
   }
 
   const MLocale locale = UserLocale();
-  if (!options.quiet) console.Write(ResultTable(report, locale));
+  if (!settings.quiet) console.Write(ResultTable(report, locale));
   console.WriteError(Failures(report));
   if (!complete) console.WriteError("host: the event log could not be written completely\n");
-  if (!options.quiet) console.Write('\n' + Summary(report, logReport, locale));
-  const bool allCounted = FailureCount(report) == 0 && !report.failure;
-  return allCounted && complete && console.Flush() ? EXIT_SUCCESS : EXIT_FAILURE;
+  if (!settings.quiet) {
+    console.Write('\n' + Summary(report, results, logReport, memory.GetPlace(), locale));
+    if (const std::optional<RunResults>& lastRun = memory.GetLastRun()) {
+      console.Write('\n' + LastRunSummary(*lastRun, locale));
+    }
+  }
+  const bool allCounted = results.failed == 0 && !report.failure;
+  return allCounted && complete && kept && console.Flush() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int RunHost(const std::vector<std::filesystem::path>& arguments) {

@@ -31,7 +31,8 @@ class HostTest(unittest.TestCase):
         path.write_bytes(content)
 
     def run_host(self, *arguments, **options):
-        environment = dict(os.environ, LC_ALL="C.UTF-8")
+        environment = dict(os.environ, LC_ALL="C.UTF-8",
+                           VELTA_REGISTRY=str(self.folder / "registry"))
         options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
         run = subprocess.run([*COMMAND, *arguments], cwd=self.folder, env=environment,
                              stdin=subprocess.DEVNULL, timeout=100, check=False, **options)
@@ -40,7 +41,7 @@ class HostTest(unittest.TestCase):
 
     def rows(self, output):
         """The results as (name, bytes, lines, words, checksum)."""
-        table, summary = output.split("\n\n")
+        table, summary, *_ = output.split("\n\n")
         heading, *lines = table.split("\n")
         self.assertEqual(heading.split(), ["bytes", "lines", "words", "crc-32", "file"])
         cells = [re.fullmatch(r" *(\d+) +(\d+) +(\d+)  ([0-9a-f]{8})  (.*)", line).groups()
@@ -131,6 +132,8 @@ class HostTest(unittest.TestCase):
                 (("--threads", "65", "file"), '--threads takes a number from 1 to 64, not "65"'),
                 (("--threads", "4x", "file"), '--threads takes a number from 1 to 64, not "4x"'),
                 (("file", "--log"), "--log needs a value"),
+                (("--registry", "--settings", "s", "file"),
+                 "--settings and --registry exclude each other"),
                 (("--loud", "file"), 'unknown option "--loud"')):
             with self.subTest(arguments=arguments):
                 code, output, errors = self.run_host(*arguments)
@@ -140,7 +143,7 @@ class HostTest(unittest.TestCase):
     def test_help(self):
         code, output, errors = self.run_host("--help")
         self.assertEqual((code, errors), (0, ""))
-        self.assertTrue(output.startswith("usage: host [--threads N] [--log FILE] [--quiet] PATH"))
+        self.assertTrue(output.startswith("usage: host [--threads N] "))
 
     def test_quiet_prints_failures_only(self):
         self.write("file", b"1\n")
@@ -205,6 +208,99 @@ class HostTest(unittest.TestCase):
         with open("/dev/full", "wb") as full:
             self.assertEqual(self.run_host("file", stdout=full)[0], 1)
             self.assertEqual(self.run_host("--log", "/dev/full", "file")[0], 1)
+
+    def callers(self, output):
+        return re.search(r"\nstop +with (\d+) queued", output)[1]
+
+    def settings(self):
+        return (self.folder / "settings.xml").read_bytes()
+
+    def check_memory(self, *option):
+        """What one run leaves, the next one uses and tells."""
+        present, gone = "f\u00fcnf & \u20ac.txt", "gone & \u20ac"
+        self.write(present, b"one two\n")
+        self.run_host(*option, "--threads", "7", "--no-quiet", gone, present)
+        code, output, errors = self.run_host(*option, present)
+        self.assertEqual((code, errors, self.callers(output)), (0, "", "7"))
+        results, *failure = output.split("\n\n")[2].rstrip("\n").split("\nlast failure\n")
+        last_run = self.summary(results)
+        self.assertRegex(last_run.pop("last run"), r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+        self.assertRegex(last_run.pop("seconds"), r"^\d+(\.\d+)?$")
+        self.assertEqual(last_run, {"counted": "1", "failed": "1", "bytes": "8", "lines": "1",
+                                    "words": "2"})
+        self.assertRegex(failure[0], f"""\\A  CountFile.Execute:FileNotCounted file="{gone}"
+  caused by InputFile.InputFile:OpenFailed errno=2 errorMessage=".+"\\Z""")
+        self.assertEqual(self.run_host(*option, "--quiet", present), (0, "", ""))
+        self.assertEqual(self.run_host(*option, present), (0, "", ""))
+        output = self.run_host(*option, "--threads", "2", "--no-quiet", present)[1]
+        self.assertEqual(self.callers(output), "2")
+        self.assertNotIn("last failure", output)
+
+    def test_memory_in_a_file(self):
+        self.check_memory("--settings", "settings.xml")
+        self.assertEqual([path.name for path in self.folder.glob("settings*")], ["settings.xml"])
+
+    def test_memory_in_the_registry(self):
+        self.check_memory("--registry")
+
+    def test_settings_that_cannot_be_used_are_left_alone(self):
+        self.write("file", b"1\n")
+        self.run_host("--settings", "settings.xml", "file")
+        written = self.settings()
+        for content, error in (
+                (b"", 'IllFormed messages="Empty document"'),
+                (written.replace(b"</Settings>", b"</Set>"),
+                 "IllFormed column=1 line=7 messages=\"End tag 'Set' at offset "
+                 f"{written.index(b'</Settings>')} does not match start tag 'Settings' "),
+                (written[:-3], "IllFormed column=1 line="),
+                (written + b"\xff", f'NotText problem="not UTF-8 at byte {len(written)}"'),
+                (written.replace(b"urn:velta:host", b"urn:else"), "NotSettings\n"),
+                (written.replace(b">1</Format>", b">2</Format>"), "UnknownFormat format=2")):
+            with self.subTest(error=error):
+                self.write("settings.xml", content)
+                code, output, errors = self.run_host("--settings", "settings.xml", "file")
+                self.assertEqual((code, self.rows(output)[0]), (1, [self.expected("file")]))
+                self.assertRegex(
+                    errors, r"\Athe settings in settings.xml cannot be used and are left as they are:"
+                    r"\n  \w+\.\w+:" + re.escape(error))
+                self.assertEqual(self.settings(), content)
+
+    def test_single_values_that_cannot_be_used(self):
+        self.write("file", b"1\n")
+        self.run_host("--settings", "settings.xml", "--threads", "9", "file")
+        written = self.settings()
+        for old, new, complaint, threads in (
+                (b'<Threads type="uint">9', b'<Threads type="int">9', "Settings/Threads", "4"),
+                (b'<Threads type="uint">9', b'<Threads type="uint">65', "Settings/Threads", "4"),
+                (b'<Quiet type="bool">0</Quiet>', b"", "Settings/Quiet", "9"),
+                (b'<Bytes type="string">2', b'<Bytes type="string">2x', "LastRun", "9"),
+                (b'<Seconds type="float">', b'<Seconds type="string">', "LastRun", "9")):
+            with self.subTest(new=new):
+                self.write("settings.xml", written.replace(old, new))
+                code, output, errors = self.run_host("--settings", "settings.xml", "file")
+                self.assertEqual((code, self.callers(output)), (0, threads))
+                self.assertTrue(errors.startswith(f"host: settings.xml: {complaint} "), errors)
+                self.assertEqual(self.run_host("--settings", "settings.xml", "file")[2], "")
+
+    def test_settings_that_cannot_be_written(self):
+        self.write("file", b"1\n")
+        code, output, errors = self.run_host("--settings", "missing/settings.xml", "file")
+        self.assertEqual((code, self.rows(output)[0]), (1, [self.expected("file")]))
+        self.assertRegex(errors, r"^the settings in missing/settings.xml could not be replaced:\n"
+                                 r"  ReplaceContent.ReplaceContent:CreateFailed errno=2 ")
+
+    def test_settings_that_do_not_fit_on_the_disk(self):
+        import resource
+        self.write("file", b"1\n")
+        self.run_host("--settings", "settings.xml", "file")
+        written = self.settings()
+        code, _, errors = self.run_host(
+            "--settings", "settings.xml", "--threads", "2", "file", restore_signals=False,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100)))
+        self.assertEqual(code, 1)
+        self.assertIn("ReplaceContent.ReplaceContent:WriteFailed errno=27 ", errors)
+        self.assertEqual(self.settings(), written)
+        self.assertEqual([path.name for path in self.folder.glob("settings*")], ["settings.xml"])
 
     def test_progress_is_gone_before_the_results(self):
         import pty

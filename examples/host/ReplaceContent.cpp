@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#include "ReplaceContent.h"
+
+#include "FrameworkErrors.h"
+#include "RegisteredName.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <system_error>
+
+#if defined(_WIN32)
+#include <io.h>
+#include <process.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+const wchar_t ClassName[] = L"ReplaceContent";
+const RegisteredName registeredName(ClassName);
+
+/// A name that no other process uses. One that a killed process has left is used again.
+fs::path NameBeside(const fs::path& path) {
+#if defined(_WIN32)
+  const int process = ::_getpid();
+#else
+  const int process = ::getpid();
+#endif
+  fs::path name = path;
+  name += "." + std::to_string(process) + ".new";
+  return name;
+}
+
+std::FILE* Create(const fs::path& path) noexcept {
+#if defined(_WIN32)
+  return ::_wfopen(path.c_str(), L"wb");
+#else
+  return std::fopen(path.c_str(), "wbe");
+#endif
+}
+
+bool FlushToDisk(std::FILE* file) noexcept {
+  if (std::fflush(file) != 0) return false;
+#if defined(_WIN32)
+  return ::_commit(::_fileno(file)) == 0;
+#else
+  return ::fsync(::fileno(file)) == 0;
+#endif
+}
+
+/// @return 0 or an `errno` value
+int WriteAll(std::FILE* file, std::string_view content) noexcept {
+  const bool written =
+      std::fwrite(content.data(), 1, content.size(), file) == content.size() && FlushToDisk(file);
+  const int error = written ? 0 : errno;
+  return std::fclose(file) == 0 || error != 0 ? error : errno;
+}
+
+/// Removes a file in the end, if it is still there then.
+class RemovedFile {
+ public:
+  explicit RemovedFile(const fs::path& filePath) : path(filePath) {}
+  RemovedFile(const RemovedFile&) = delete;
+  RemovedFile& operator=(const RemovedFile&) = delete;
+  ~RemovedFile() {
+    std::error_code ignored;
+    fs::remove(path, ignored);
+  }
+
+ private:
+  const fs::path& path;
+};
+
+}  // namespace
+
+void ReplaceContent(const fs::path& path, std::string_view content) {
+  static MFlowPoint point(ClassName, ClassName);
+  const MFlowScope scope = point.At(nullptr).OpenScope();
+  std::error_code error;
+  fs::path target = fs::weakly_canonical(path, error);
+  if (error) target = path;  // creating the new file tells what is wrong
+
+  const fs::path created = NameBeside(target);
+  std::FILE* const file = Create(created);
+  const int createError = errno;  // first: nothing may run in between
+  if (file == nullptr) RaiseErrno(point.At(nullptr), L"CreateFailed", createError);
+  const RemovedFile removed(created);
+  if (const int writeError = WriteAll(file, content); writeError != 0) {
+    RaiseErrno(point.At(nullptr), L"WriteFailed", writeError);
+  }
+  if (const fs::file_status old = fs::status(target, error); fs::exists(old)) {
+    fs::permissions(created, old.permissions(), error);
+  }
+  fs::rename(created, target, error);
+  if (error) RaiseErrorCode(point.At(nullptr), L"ReplaceFailed", error);
+}
+
+}  // namespace host

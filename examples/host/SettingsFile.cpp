@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "SettingsFile.h"
+
+#include "InputFile.h"
+#include "RegisteredName.h"
+#include "ReplaceContent.h"
+#include "Text.h"
+#include "examples/shared/TextDecoding.h"
+#include "velta/errors/MError.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/serialisation/MInFilerTaggedXml.h"
+#include "velta/serialisation/MOutFilerTaggedXml.h"
+#include "velta/xml/MXmlDocument.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <system_error>
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+const wchar_t ClassName[] = L"SettingsFile";
+const RegisteredName registeredName(ClassName);
+
+const wchar_t kRoot[] = L"HostMemory";
+const wchar_t kNamespace[] = L"urn:velta:host";
+
+std::string ReadBytes(const fs::path& path) {
+  constexpr std::size_t kBlockBytes = 4096;  // more than the host writes
+  InputFile file(path);
+  std::vector<unsigned char> block(kBlockBytes);
+  std::string bytes;
+  while (const std::size_t length = file.ReadBlock(block)) {
+    bytes.append(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(length));
+  }
+  return bytes;
+}
+
+/// The filer drops a damaged document without a word: the document itself says what is wrong.
+void RequireWellFormed(MFlowPoint& point, const MString& text) {
+  MXmlDocument document;
+  if (document.SetText(text)) return;
+  MError error = point.MakeRootError(L"IllFormed");
+  error.AddParameter(L"messages", document.GetErrorText());
+  if (const std::int32_t offset = document.GetErrorOffset(); offset >= 0) {
+    std::int32_t line = 1;
+    std::int32_t column = 1;
+    document.GetLineAndColumn(offset, &line, &column);
+    error.AddParameter(L"offset", offset);
+    error.AddParameter(L"line", line);
+    error.AddParameter(L"column", column);
+  }
+  point.Throw(error);
+}
+
+}  // namespace
+
+std::string SettingsFile::GetPlace() const { return DisplayName(path); }
+
+std::optional<Memory> SettingsFile::Load(std::vector<std::string>& complaints) {
+  static MFlowPoint point(ClassName, L"Load");
+  const MFlowScope scope = point.At(this).OpenScope();
+  std::error_code ignored;  // told when the file is opened
+  if (fs::status(path, ignored).type() == fs::file_type::not_found) return std::nullopt;
+
+  const DecodedText decoded = DecodeXml(ReadBytes(path));
+  if (!decoded.problem.empty()) point.At(this).Raise(L"NotText", L"problem", decoded.problem);
+  RequireWellFormed(point.At(this), decoded.text);
+  MInFilerTaggedXml filer(decoded.text, kRoot, kNamespace);
+  std::optional<Memory> memory = ReadMemory(filer, complaints);
+  if (!memory) point.At(this).Raise(L"NotSettings");
+  return memory;
+}
+
+void SettingsFile::Save(const Memory& memory) {
+  static MFlowPoint point(ClassName, L"Save");
+  const MFlowScope scope = point.At(this).OpenScope();
+  MOutFilerTaggedXml filer(kRoot, kNamespace);
+  MString text;
+  if (!WriteMemory(filer, memory) || !filer.GetText(&text)) point.At(this).Raise(L"NotWritten");
+  ReplaceContent(path, ToUtf8(text));
+}
+
+}  // namespace host

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "SettingsStore.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace host {
+
+/// Keeps the memory in an XML file.
+///
+/// It is written as UTF-8, with the root element "HostMemory" in the namespace "urn:velta:host".
+/// What is no character, as half a pair in a file name, is stored as U+FFFD. A file that was edited
+/// may have any encoding that its declaration names and `DecodeXml` knows.
+class SettingsFile final : public SettingsStore {
+ public:
+  explicit SettingsFile(std::filesystem::path filePath) : path(std::move(filePath)) {}
+
+  [[nodiscard]] std::string GetPlace() const override;
+
+  /// Errors: those of `InputFile` and `ReadMemory`, and of SettingsFile.Load
+  /// - NotText with "problem", which names the byte;
+  /// - IllFormed with "messages", the parser's own, and "offset", "line" and "column" of the first
+  ///   fault that has a place;
+  /// - NotSettings when it is some other document.
+  [[nodiscard]] std::optional<Memory> Load(std::vector<std::string>& complaints) override;
+
+  /// Replaces the file as a whole: a save that fails leaves the old one.
+  ///
+  /// Errors: those of `ReplaceContent`.
+  void Save(const Memory& memory) override;
+
+ private:
+  std::filesystem::path path;
+};
+
+}  // namespace host

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#include "SettingsRegistry.h"
+
+#include "RegisteredName.h"
+#include "Text.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/serialisation/IInFilerTaggedRegistry.h"
+#include "velta/serialisation/IOutFilerTaggedRegistry.h"
+
+namespace host {
+namespace {
+
+const wchar_t ClassName[] = L"SettingsRegistry";
+const RegisteredName registeredName(ClassName);
+
+}  // namespace
+
+std::string SettingsRegistry::GetPlace() const {
+  return "HKEY_CURRENT_USER\\Software\\Velta\\" + ToUtf8(applicationKey);
+}
+
+std::optional<Memory> SettingsRegistry::Load(std::vector<std::string>& complaints) {
+  constexpr bool kReadOnly = true;
+  IInFilerTaggedRegistry filer(applicationKey, kReadOnly);
+  return ReadMemory(filer, complaints);
+}
+
+void SettingsRegistry::Save(const Memory& memory) {
+  static MFlowPoint point(ClassName, L"Save");
+  const MFlowScope scope = point.At(this).OpenScope();
+  IOutFilerTaggedRegistry filer(applicationKey);
+  if (!WriteMemory(filer, memory)) point.At(this).Raise(L"WriteFailed");
+}
+
+}  // namespace host
