@@ -12,7 +12,7 @@ source scripts/env.sh
 
 what=${1:-all}
 linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils clang-19
-       clang-format-19 clang-tidy-19 libclang-rt-19-dev python3 util-linux)
+       clang-format-19 clang-tidy-19 libclang-rt-19-dev python3 python3-pyelftools pkgconf util-linux)
 windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-dev python3 util-linux)
 bench=(libbenchmark-dev libspdlog-dev libfmt-dev libboost-dev)
 case $what in

@@ -1,0 +1,16 @@
+# SPDX-License-Identifier: MIT
+# An overlay port: it stands in the sources that it builds.
+#   vcpkg install velta --overlay-ports=<checkout>/packaging/vcpkg
+vcpkg_check_linkage(ONLY_DYNAMIC_LIBRARY)
+get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
+
+vcpkg_cmake_configure(SOURCE_PATH "${SOURCE_PATH}"
+  OPTIONS -DVELTA_TESTS=OFF -DVELTA_EXAMPLES=OFF -DVELTA_INSTALL=ON)
+vcpkg_cmake_install()
+vcpkg_copy_pdbs()
+vcpkg_cmake_config_fixup(PACKAGE_NAME Velta CONFIG_PATH lib/cmake/Velta)
+if(NOT VCPKG_TARGET_IS_WINDOWS)
+  vcpkg_fixup_pkgconfig()
+endif()
+file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/debug/include" "${CURRENT_PACKAGES_DIR}/debug/share")
+vcpkg_install_copyright(FILE_LIST "${SOURCE_PATH}/LICENSE")
