@@ -1,0 +1,53 @@
+# SPDX-License-Identifier: MIT
+"""Crashes the host on purpose and reads what it leaves behind."""
+
+import os
+import signal
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+COMMAND = os.environ["CRASH_COMMAND"].split("|")
+ON_WINDOWS = len(COMMAND) > 1  # under an emulator, which passes on the low byte of the exit code
+
+
+class Crashes(unittest.TestCase):
+    def crash(self, kind):
+        with tempfile.TemporaryDirectory() as folder:
+            log = Path(folder, "crash.log")
+            place = f"Z:{log}" if ON_WINDOWS else str(log)
+            run = subprocess.run(COMMAND + [kind, place], capture_output=True, text=True, timeout=60)
+            return run, log.read_text() if log.exists() else None
+
+    def check(self, kind, windows_code, signal_number):
+        run, log = self.crash(kind)
+        if ON_WINDOWS:
+            self.assertEqual(run.returncode, windows_code & 0xFF, run.stderr)
+        else:
+            self.assertEqual(run.returncode, -signal_number, run.stderr)
+        shown = windows_code if ON_WINDOWS else signal_number
+        self.assertIn(f"crash: ended by 0x{shown:X}", run.stderr)
+
+        lines = [line for line in log.splitlines() if line.startswith("% ")]
+        begun = [i for i, line in enumerate(lines)
+                 if line.startswith("% Scope_push in_class Crash at Execute ")]
+        self.assertEqual(len(begun), 1, log)
+        self.assertIn("% Timing_point (", lines[-1])
+        self.assertIn("in_class CrashReporter at OnUnhandledException", lines[-1])
+        return lines[begun[0]:]
+
+    def test_a_fault_leaves_the_log_with_the_command_under_way(self):
+        rest = self.check("read", 0xC0000005, signal.SIGSEGV)
+        self.assertFalse([line for line in rest if "Scope_pop in_class Crash " in line], rest)
+
+    def test_so_does_an_exception_that_nobody_handles(self):
+        self.check("throw", 0x40000015, signal.SIGABRT)
+
+    def test_a_run_that_ends_well_reports_nothing(self):
+        run, log = self.crash("nothing")
+        self.assertEqual((run.returncode, run.stderr, log), (0, "", None))
+
+
+if __name__ == "__main__":
+    unittest.main()
