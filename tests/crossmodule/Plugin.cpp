@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A module that links the framework and is loaded and unloaded by a host that does not.
+// A module that links the framework, for a host that does not and for one that does.
+#include "tests/crossmodule/FailingPart.h"
 #include "tests/crossmodule/Module.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MCommandSynchronous.h"
@@ -10,6 +11,7 @@
 #include "velta/logging/MFlowPoint.h"
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <utility>
 
@@ -76,4 +78,11 @@ VELTA_TEST_EXPORT int RunEverything() {
     return 3;
   }
   return 0;
+}
+
+/// Hands the text of a failure to a function, as characters: the two sides' strings may differ.
+VELTA_TEST_EXPORT void HandOverFailure(void* receiver,
+                                       void (*take)(void*, const wchar_t*, std::size_t)) {
+  const MString text = FailureAsText();
+  take(receiver, text.data(), text.size());
 }
