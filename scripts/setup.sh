@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Installs what the builds and tests need; quiet when nothing is missing.
 #
-#   scripts/setup.sh [linux|windows|bench|all]     default: all
+#   scripts/setup.sh [linux|windows|bench|tools|all]     default: all
 #
 # Debian's packages are pinned by the release they come from (and by the major version in their
 # names where Debian ships several); the Windows compiler is pinned by its lock file.
@@ -14,13 +14,16 @@ what=${1:-all}
 linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils clang-19
        clang-format-19 clang-tidy-19 libclang-rt-19-dev python3 python3-pyelftools pkgconf util-linux)
 windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-dev python3 util-linux)
+# What the tests of tools/velta-log need besides; without a browser its page is not tested.
+tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)
 bench=(libbenchmark-dev libspdlog-dev libfmt-dev libboost-dev)
 case $what in
-  linux)   wanted=("${linux[@]}") ;;
-  windows) wanted=("${windows[@]}") ;;
+  linux)   wanted=("${linux[@]}" "${tools[@]}") ;;
+  windows) wanted=("${windows[@]}" python3-jsonschema) ;;
   bench)   wanted=("${linux[@]}" "${bench[@]}") ;;
-  all)     wanted=("${linux[@]}" "${windows[@]}" "${bench[@]}") ;;
-  *) echo "usage: scripts/setup.sh [linux|windows|bench|all]" >&2; exit 2 ;;
+  tools)   wanted=("${tools[@]}") ;;
+  all)     wanted=("${linux[@]}" "${tools[@]}" "${windows[@]}" "${bench[@]}") ;;
+  *) echo "usage: scripts/setup.sh [linux|windows|bench|tools|all]" >&2; exit 2 ;;
 esac
 
 mkdir -p "$VELTA_CACHE"

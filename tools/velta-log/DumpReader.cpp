@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: MIT
+#include "DumpReader.h"
+
+#include "EventCode.h"
+#include "WallClock.h"
+
+#include <charconv>
+#include <optional>
+
+namespace veltalog {
+namespace {
+
+constexpr std::size_t kReportedPlaces = 10;
+// No name is that long; text without line breaks must not fill the memory.
+constexpr std::size_t kLongestLine = 1U << 20U;
+// Some three thousand years: sums of times then stay far from the ends of 64 bits.
+constexpr std::int64_t kMostSeconds = 100'000'000'000;
+
+constexpr std::string_view kReferenceTime = "%% Reference time: ";
+
+/// Eats a text from its front; everything it offers fails without effect on the rest.
+class Cursor {
+ public:
+  explicit Cursor(std::string_view text) noexcept : rest(text) {}
+
+  bool Skip(std::string_view prefix) noexcept {
+    if (!rest.starts_with(prefix)) return false;
+    rest.remove_prefix(prefix.size());
+    return true;
+  }
+
+  template <typename Number>
+  bool Read(Number& number) noexcept {
+    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+    if (error != std::errc()) return false;
+    rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+    return true;
+  }
+
+  /// Seconds with six decimals; the sign stands before both.
+  bool ReadTime(Micros& time) noexcept {
+    const bool negative = Skip("-");
+    std::int64_t seconds = 0;
+    if (rest.starts_with('-') || !Read(seconds) || seconds > kMostSeconds || !Skip(".")) {
+      return false;
+    }
+    const std::size_t before = rest.size();
+    std::uint32_t micros = 0;
+    if (!Read(micros) || before - rest.size() != 6) return false;
+    time = seconds * 1'000'000 + micros;
+    if (negative) time = -time;
+    return true;
+  }
+
+  [[nodiscard]] bool AtEnd() const noexcept { return rest.empty(); }
+  [[nodiscard]] std::string_view Rest() const noexcept { return rest; }
+
+ private:
+  std::string_view rest;
+};
+
+/// Cuts `text` at the first `separator` and returns what stands before; nothing without one.
+std::optional<std::string_view> CutAt(std::string_view& text, std::string_view separator) noexcept {
+  const std::size_t found = text.find(separator);
+  if (found == std::string_view::npos) return std::nullopt;
+  const std::string_view before = text.substr(0, found);
+  text.remove_prefix(found + separator.size());
+  return before;
+}
+
+struct Numbers {
+  Micros time = 0;
+  std::int32_t code = 0;
+  std::int32_t value1 = 0;
+  std::int32_t value2 = 0;
+  std::int32_t classKey = 0;
+  std::int32_t pointKey = 0;
+  std::int64_t object = 0;
+  std::int32_t threadId = 0;
+
+  bool Read(std::string_view line) noexcept {
+    Cursor cursor(line);
+    const auto next = [&](auto& number) { return cursor.Skip(", ") && cursor.Read(number); };
+    return cursor.Skip("    ") && cursor.ReadTime(time) && next(code) && next(value1) &&
+           next(value2) && next(classKey) && next(pointKey) && next(object) && next(threadId) &&
+           cursor.AtEnd();
+  }
+};
+
+struct Texts {
+  std::string_view subject;
+  std::string_view className;
+  std::string_view point;
+  std::string_view objectName;
+  std::string_view threadName = kUnknown;
+
+  /// Names may hold nearly anything, so the numbers say where they end.
+  bool Read(std::string_view text, const Numbers& numbers) noexcept {
+    Cursor cursor(text);
+    if (!cursor.Skip(EventName(numbers.code))) return false;
+    std::string_view rest = cursor.Rest();
+    const auto before = CutAt(rest, " in_class ");
+    const auto place = CutAt(rest, ObjectAnchor(numbers.object));
+    if (!before || !place) return false;
+    subject = SubjectName(*before, numbers);
+
+    std::string_view points = *place;
+    auto name = CutAt(points, " at ");
+    if (!name && numbers.code == kTimingPoint) {
+      name = CutAt(points, " at_point ");
+      points = "(unknown)";
+    }
+    if (!name) return false;
+    className = *name;
+    point = points;
+
+    if (!rest.ends_with(')')) return false;
+    rest.remove_suffix(1);
+    if (numbers.threadId == 0) {
+      objectName = rest;
+      return true;
+    }
+    const auto object = CutAt(rest, ThreadAnchor(numbers.threadId));
+    if (!object) return false;
+    objectName = *object;
+    threadName = rest;
+    return true;
+  }
+
+ private:
+  static std::string_view SubjectName(std::string_view text, const Numbers& numbers) noexcept {
+    if (numbers.code == kTimingPoint) return {};  // the two values, which the numbers repeat
+    Cursor cursor(text);
+    if (numbers.code == kStateChange) cursor.Skip(" to");
+    cursor.Skip(" ");
+    return cursor.Rest();
+  }
+
+  std::string_view ObjectAnchor(std::int64_t object) noexcept {
+    constexpr std::string_view kBefore = " for_object ";
+    char* end = kBefore.copy(anchor, kBefore.size()) + anchor;
+    for (int shift = 60; shift >= 0; shift -= 4) {
+      *end++ = "0123456789ABCDEF"[static_cast<std::uint64_t>(object) >> shift & 0xF];
+    }
+    *end++ = ' ';
+    *end++ = '(';
+    return {anchor, end};
+  }
+
+  std::string_view ThreadAnchor(std::int32_t threadId) noexcept {
+    constexpr std::string_view kBefore = ") in_thread ";
+    char* end = kBefore.copy(anchor, kBefore.size()) + anchor;
+    end = std::to_chars(end, anchor + sizeof anchor, threadId).ptr;
+    *end++ = ' ';
+    *end++ = '(';
+    return {anchor, end};
+  }
+
+  char anchor[40];
+};
+
+}  // namespace
+
+void DumpReader::Take(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t end = bytes.find('\n');
+    const bool isWhole = end != std::string_view::npos;
+    const std::string_view piece = bytes.substr(0, end);
+    bytes.remove_prefix(isWhole ? end + 1 : bytes.size());
+    if (partialLine.size() + piece.size() > kLongestLine) {
+      skipsLine = true;
+      partialLine.clear();
+    }
+    if (!isWhole) {
+      if (!skipsLine) partialLine += piece;
+    } else if (skipsLine) {
+      skipsLine = false;
+      hasRecordText = false;
+      Report(++lineNumber, "a line of more than a megabyte");
+    } else if (partialLine.empty()) {
+      TakeLine(piece);
+    } else {
+      partialLine += piece;
+      TakeLine(partialLine);
+      partialLine.clear();
+    }
+  }
+}
+
+void DumpReader::Finish() {
+  if (skipsLine || !partialLine.empty()) Take("\n");
+  if (hasRecordText) Report(lineNumber, "the text ends within a record");
+  hasRecordText = false;
+  if (!hasHeader && damage.count == 0) Report(1, "no dump: the reference time is missing");
+}
+
+void DumpReader::TakeLine(std::string_view line) {
+  ++lineNumber;
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  if (hasRecordText && !line.starts_with(' ')) {
+    Report(lineNumber - 1, "a record without its numbers");
+    hasRecordText = false;
+  }
+  if (line.starts_with("% ")) {
+    if (!hasHeader) Report(lineNumber, "records without a reference time before them");
+    hasHeader = true;  // told once
+    recordText = line.substr(2);
+    hasRecordText = true;
+  } else if (line.starts_with("%%")) {
+    TakeHeader(line);
+  } else if (line.starts_with(' ') && hasRecordText) {
+    TakeNumbers(line);
+    hasRecordText = false;
+  } else {
+    Report(lineNumber, "not a line of a dump");
+  }
+}
+
+void DumpReader::TakeHeader(std::string_view line) {
+  if (line == "%%") return;  // the second line
+  hasHeader = true;
+  Cursor cursor(line);
+  Micros start = 0;
+  if (!cursor.Skip(kReferenceTime) || !cursor.ReadTime(start)) {
+    Report(lineNumber, "a header line that tells no reference time");
+    return;
+  }
+  if (cursor.Rest() == " is wrong.") return;
+  unsigned milliseconds = 0;
+  if (!cursor.Skip(" is approximately ") || !cursor.Read(milliseconds) ||
+      !cursor.Skip("ms past ")) {
+    Report(lineNumber, "a header line without the time of day");
+    return;
+  }
+  const std::optional<Micros> wall = ParseWallClock(cursor.Rest());
+  if (!wall) {
+    Report(lineNumber, "a header line whose time of day is none");
+    return;
+  }
+  const Micros offset = *wall + Micros{milliseconds} * 1000 - start;
+  if (!log.wallClock) log.wallClock = offset;
+  shift = offset - *log.wallClock;
+}
+
+void DumpReader::TakeNumbers(std::string_view line) {
+  Numbers numbers;
+  if (!numbers.Read(line)) {
+    Report(lineNumber, "numbers that are not those of a record");
+    return;
+  }
+  Texts texts;
+  if (!texts.Read(recordText, numbers)) {
+    Report(lineNumber, "numbers that do not belong to the text before them");
+    return;
+  }
+  log.records.push_back({.time = numbers.time + shift,
+                         .object = static_cast<std::uint64_t>(numbers.object),
+                         .code = numbers.code,
+                         .value1 = numbers.value1,
+                         .value2 = numbers.value2,
+                         .operation = builder.FindOperation(texts.className, texts.point),
+                         .thread = builder.FindThread(numbers.threadId, texts.threadName),
+                         .subject = log.names.Intern(texts.subject),
+                         .objectName = log.names.Intern(texts.objectName)});
+}
+
+void DumpReader::Report(std::uint64_t line, std::string_view problem) {
+  ++damage.count;
+  if (damage.places.size() < kReportedPlaces) damage.places.push_back({line, problem});
+}
+
+}  // namespace veltalog

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "Files.h"
+
+#include "Console.h"
+#include "Progress.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+namespace veltalog {
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{256} * 1024;
+
+[[noreturn]] void Fail(const std::string& what, const std::string& name, int error) {
+  throw FileError(what + " " + name + ": " + std::generic_category().message(error));
+}
+
+std::filesystem::path PathOf(const std::string& utf8) {
+  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+FileHandle Open(const std::string& name, bool forWriting) {
+  if (name == "-") {
+    std::FILE* const stream = forWriting ? stdout : stdin;
+    MakeBinary(stream);
+    return FileHandle(stream, [](std::FILE*) {});
+  }
+  const std::filesystem::path path = PathOf(name);
+#if defined(_WIN32)
+  std::FILE* const file = ::_wfopen(path.c_str(), forWriting ? L"wb" : L"rb");
+#else
+  std::FILE* const file = std::fopen(path.c_str(), forWriting ? "wb" : "rb");
+#endif
+  if (file == nullptr) Fail(forWriting ? "cannot write" : "cannot read", name, errno);
+  return FileHandle(file, [](std::FILE* stream) { std::fclose(stream); });
+}
+
+std::uint64_t SizeOf(const std::string& name) {
+  std::error_code unknown;
+  const std::uintmax_t size = name == "-" ? 0 : std::filesystem::file_size(PathOf(name), unknown);
+  return unknown ? 0 : size;
+}
+
+}  // namespace
+
+Log ReadDump(const std::string& name, Damage& damage) {
+  const FileHandle file = Open(name, false);
+  Log log;
+  DumpReader reader(log, damage);
+  Progress progress(SizeOf(name));
+  std::vector<char> block(kBlock);
+  std::size_t count = 0;
+  do {
+    count = std::fread(block.data(), 1, block.size(), file.get());
+    reader.Take({block.data(), count});
+    progress.Advance(count);
+  } while (count == block.size());
+  if (std::ferror(file.get()) != 0) Fail("cannot read", name, errno);
+  reader.Finish();
+  return log;
+}
+
+Output::Output(const std::string& name) : fileName(name), file(Open(name, true)) {
+  buffer.reserve(kBlock);
+}
+
+void Output::Write(std::string_view text) {
+  if (buffer.size() + text.size() > kBlock) Flush();
+  buffer += text;
+}
+
+void Output::Close() {
+  Flush();
+  if (std::fflush(file.get()) != 0) Fail("cannot write", fileName, errno);
+}
+
+void Output::Flush() {
+  if (std::fwrite(buffer.data(), 1, buffer.size(), file.get()) != buffer.size()) {
+    Fail("cannot write", fileName, errno);
+  }
+  buffer.clear();
+}
+
+}  // namespace veltalog

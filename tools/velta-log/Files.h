@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "DumpReader.h"
+#include "Log.h"
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace veltalog {
+
+/// A file that cannot be opened, read or written; its text names the file and the reason.
+class FileError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A file of the C runtime that closes itself; the standard streams stay open.
+using FileHandle = std::unique_ptr<std::FILE, void (*)(std::FILE*)>;
+
+/// Reads a dump.
+///
+/// @param name  a path in UTF-8, or "-" for standard input
+Log ReadDump(const std::string& name, Damage& damage);
+
+/// Where a command's result goes, gathered into large pieces.
+class Output {
+ public:
+  /// @param name  a path in UTF-8, or "-" for standard output
+  explicit Output(const std::string& name);
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  void Write(std::string_view text);
+
+  /// Hands over everything; a result counts only once this has returned.
+  void Close();
+
+ private:
+  void Flush();
+
+  std::string fileName;
+  FileHandle file;
+  std::string buffer;
+};
+
+}  // namespace veltalog

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+// Makes a dump of the event log worth having: see README.md.
+#include "Commands.h"
+#include "Console.h"
+#include "Files.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+namespace veltalog {
+namespace {
+
+enum ExitCode { kFine = 0, kDamaged = 1, kFailed = 2 };
+
+/// The command line, and what came of it.
+class Tool {
+ public:
+  Tool() {
+    app.require_subcommand(1);
+    app.footer(
+        "FILE is a dump, or - for standard input.\n"
+        "Exit code: 0 fine, 1 the input is damaged (the result holds what could be read),\n"
+        "2 bad arguments, or a file that cannot be read or written.");
+    CLI::App* const summary =
+        Add("summary", "What happened, in numbers",
+            [this](const Log& log, Output& to) { WriteSummary(log, summaryOptions, to); });
+    summary->add_flag("--json", summaryOptions.json, "Print one JSON object; all rows");
+    summary->add_option("--rows", summaryOptions.rows, "Rows of each table; default 20");
+    Add("trace", "The trace event form that Perfetto and chrome://tracing read", WriteTrace);
+    Add("errors", "The errors, one by one, with the scopes around them",
+        [this](const Log& log, Output& to) { WriteErrors(log, errorsAsJson, to); })
+        ->add_flag("--json", errorsAsJson, "Print JSON, one object a line");
+    Add("jsonl", "Every record as JSON, one object a line", WriteJsonLines);
+    AddDiff();
+  }
+
+  int Run(std::vector<std::string> arguments) {
+    std::ranges::reverse(arguments);  // as the parser wants them
+    try {
+      app.parse(arguments);
+    } catch (const CLI::Success& help) {
+      return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+      app.exit(error);
+      return kFailed;
+    }
+    return damaged ? kDamaged : kFine;
+  }
+
+ private:
+  using Writer = std::function<void(const Log&, Output&)>;
+
+  CLI::App* Add(const std::string& name, const std::string& text, Writer write) {
+    CLI::App* const command = app.add_subcommand(name, text);
+    command->add_option("FILE", input, "The dump; default: standard input");
+    AddOutput(command);
+    command->callback([this, write = std::move(write)] {
+      const Log log = Read(input);
+      Output output(outputName);
+      write(log, output);
+      output.Close();
+    });
+    return command;
+  }
+
+  void AddDiff() {
+    CLI::App* const command = app.add_subcommand("diff", "What one run does that another does not");
+    command->add_option("FIRST", input, "A dump")->required();
+    command->add_option("SECOND", secondInput, "A dump of another run")->required();
+    AddOutput(command);
+    command->callback([this] {
+      const Log first = Read(input);
+      const Log second = Read(secondInput);
+      Output output(outputName);
+      WriteDiff(first, second, output);
+      output.Close();
+    });
+  }
+
+  void AddOutput(CLI::App* command) {
+    command->add_option("-o,--output", outputName, "Write to this file");
+  }
+
+  Log Read(const std::string& name) {
+    Damage damage;
+    Log log = ReadDump(name, damage);
+    const std::string shown = name == "-" ? "standard input" : name;
+    for (const Damage::Place& place : damage.places) {
+      std::fprintf(stderr, "velta-log: %s:%llu: %.*s\n", shown.c_str(),
+                   static_cast<unsigned long long>(place.line),
+                   static_cast<int>(place.problem.size()), place.problem.data());
+    }
+    if (damage.count > damage.places.size()) {
+      std::fprintf(stderr, "velta-log: %s: and %llu more places\n", shown.c_str(),
+                   static_cast<unsigned long long>(damage.count - damage.places.size()));
+    }
+    damaged = damaged || damage.count > 0;
+    return log;
+  }
+
+  CLI::App app{"Reads dumps of the event log.", "velta-log"};
+  std::string input = "-";
+  std::string secondInput;
+  std::string outputName = "-";
+  SummaryOptions summaryOptions;
+  bool errorsAsJson = false;
+  bool damaged = false;
+};
+
+int Main(std::vector<std::string> arguments) {
+  const Utf8Console console;
+  try {
+    return Tool().Run(std::move(arguments));
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "velta-log: %s\n", exception.what());
+    return kFailed;
+  }
+}
+
+}  // namespace
+}  // namespace veltalog
+
+#if defined(_WIN32)
+int wmain(int count, wchar_t** values) {
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) {
+    const std::u8string text = std::filesystem::path(values[i]).u8string();
+    arguments.emplace_back(text.begin(), text.end());
+  }
+  return veltalog::Main(std::move(arguments));
+}
+#else
+int main(int count, char** values) {
+  return veltalog::Main(std::vector<std::string>(values + 1, values + count));
+}
+#endif

@@ -1,0 +1,272 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Runs velta-log on dumps that the library wrote and on what damage makes of them.
+
+VELTA_LOG_COMMAND and VELTA_LOG_FILL hold the programs, behind an emulator's and a "|" where there
+is one. VELTA_LOG_MEASURE is set where the cost of a full log is to be judged.
+"""
+
+import collections
+import json
+import os
+import random
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+import jsonschema
+
+COMMAND = os.environ["VELTA_LOG_COMMAND"].split("|")
+FILL = os.environ["VELTA_LOG_FILL"].split("|")
+EMULATED = len(COMMAND) > 1
+HERE = Path(__file__).parent
+FOLDER = tempfile.TemporaryDirectory()
+
+RECORD = re.compile(rb"% (\w+|unknown event)(.*?) in_class (.*?) at (.*?) for_object ([0-9A-F]{16}) "
+                    rb"\((.*)\) in_thread (-?\d+) \((.*)\)\n    (-?\d+)\.(\d{6}), (-?\d+), .*\n")
+
+
+def tool(*arguments, stdin=None):
+    run = subprocess.run([*COMMAND, *arguments], cwd=FOLDER.name, input=stdin, timeout=100,
+                         stdin=subprocess.DEVNULL if stdin is None else None,
+                         capture_output=True, check=False)
+    return run.returncode, run.stdout, run.stderr.decode().replace("\r\n", "\n")
+
+
+def fill(name, records, threads):
+    subprocess.run([*FILL, name, str(records), str(threads)], cwd=FOLDER.name, timeout=100,
+                   stdin=subprocess.DEVNULL, check=True)
+    return (Path(FOLDER.name) / name).read_bytes()
+
+
+def summary(dump):
+    code, output, errors = tool("summary", "--json", stdin=dump)
+    return code, json.loads(output), errors
+
+
+def head(dump):
+    """The header lines, and the records of two lines each."""
+    lines = dump.splitlines(keepends=True)
+    return b"".join(lines[:2]), [b"".join(lines[i:i + 2]) for i in range(2, len(lines), 2)]
+
+
+class VeltaLogTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.dump = fill("whole.log", 3000, 3)   # 142 parts a thread: errors, no ring round
+        cls.small = fill("small.log", 40, 1)
+        cls.header, cls.records = head(cls.dump)
+
+    def check_balance(self, dump):
+        code, output, errors = tool("trace", stdin=dump)
+        self.assertEqual((code, errors), (0, ""))
+        trace = json.loads(output)
+        open_scopes = collections.defaultdict(list)
+        times = {}
+        spans = collections.Counter()
+        for event in trace["traceEvents"]:
+            thread = event["tid"]
+            if event["ph"] in "BE":
+                self.assertGreaterEqual(event["ts"], times.get(thread, event["ts"]))
+                times[thread] = event["ts"]
+            if event["ph"] == "B":
+                open_scopes[thread].append(event["name"])
+            elif event["ph"] == "E":
+                self.assertEqual(event["name"], open_scopes[thread].pop())
+            elif event["ph"] in "be":
+                spans[event["id"], event["name"]] += 1 if event["ph"] == "b" else -1
+        self.assertFalse(any(open_scopes.values()))
+        self.assertFalse(any(spans.values()))
+        return trace
+
+    def test_summary_counts_what_the_dump_says(self):
+        code, found, errors = summary(self.dump)
+        self.assertEqual((code, errors), (0, ""))
+        records = RECORD.findall(self.dump)
+        self.assertEqual(found["records"], len(records))
+        self.assertEqual(found["events"], collections.Counter(r[0].decode() for r in records))
+        self.assertEqual({thread["id"]: (thread["name"], thread["records"])
+                          for thread in found["threads"]},
+                         {int(r[6]): (r[7].decode(), sum(s[6] == r[6] for s in records))
+                          for r in records})
+        operations = {(o["class"], o["operation"]): o for o in found["operations"]}
+        self.assertEqual({name: o["records"] for name, o in operations.items()},
+                         collections.Counter((r[2].decode(), r[3].decode()) for r in records))
+        work = operations["Station", "Work"]
+        self.assertEqual((work["scopes"], work["durationUs"]["count"]), (426, 426))
+        self.assertLessEqual(work["durationUs"]["p50"], work["durationUs"]["p90"])
+        self.assertLessEqual(work["durationUs"]["p99"], work["durationUs"]["max"])
+        measure = operations["Part<int>", "Measure"]
+        self.assertEqual((measure["errors"], measure["selfUs"]), (6, measure["totalUs"]))
+        # All that Station does happens inside Run, so its class takes that long and no longer.
+        station = next(c for c in found["classes"] if c["class"] == "Station")
+        self.assertEqual(station["totalUs"], operations["Station", "Run"]["totalUs"])
+        self.assertEqual(station["selfUs"] + measure["selfUs"], station["totalUs"])
+        self.assertEqual([(e["event"], e["count"]) for e in found["errors"]],
+                         [("Root_error", 6), ("Dismissed_error", 6)])
+        self.assertEqual((found["neverClosed"], found["neverOpened"]), ([], 0))
+
+    def test_states_are_told_with_their_names_in_utf8(self):
+        history = summary(self.dump)[1]["states"]
+        self.assertEqual(len(history), 3)
+        for states in history:
+            self.assertRegex(states["name"], "Station at Line [123]")
+            working = "Working at half-past \u00fc"
+            self.assertEqual([span["state"] for span in states["history"]],
+                             [working, "Cleaning", working, "Cleaning", working, "Done"])
+            for before, after in zip(states["history"], states["history"][1:]):
+                self.assertEqual(before["endUs"], after["beginUs"])
+
+    def test_trace_is_valid_and_tells_every_event(self):
+        trace = self.check_balance(self.dump)
+        jsonschema.validate(trace, json.loads((HERE / "trace.schema.json").read_text()))
+        phases = collections.Counter(event["ph"] for event in trace["traceEvents"])
+        events = summary(self.dump)[1]["events"]
+        self.assertEqual(phases["B"], events["Scope_push"])
+        self.assertEqual(phases["i"], sum(events.values()) - 2 * phases["B"])
+        self.assertEqual(phases["b"], events["State_change"])
+        self.assertEqual({e["args"]["name"] for e in trace["traceEvents"] if e["ph"] == "M"},
+                         {"Line 1", "Line 2", "Line 3"})
+
+    def test_trace_is_balanced_wherever_the_ring_cuts(self):
+        step = 997 if EMULATED else 101
+        for first in range(1, len(self.records), step):
+            self.check_balance(self.header + b"".join(self.records[first:]))
+            self.check_balance(self.header + b"".join(self.records[:first]))
+
+    def test_scopes_that_lost_an_end(self):
+        pops = [i for i, record in enumerate(self.records) if b"Scope_pop in_class Part" in record]
+        lost = [r for i, r in enumerate(self.records) if i not in pops[:5]]
+        found = summary(self.header + b"".join(lost))[1]
+        self.assertEqual([(s["class"], s["operation"]) for s in found["neverClosed"]],
+                         [("Part<int>", "Measure")] * 5)
+        self.check_balance(self.header + b"".join(lost))
+        pushes = [i for i, record in enumerate(self.records) if b"Scope_push in_class Part" in record]
+        lost = [r for i, r in enumerate(self.records) if i not in pushes[:5]]
+        self.assertEqual(summary(self.header + b"".join(lost))[1]["strayExits"], 5)
+
+    def test_errors_are_told_with_the_scopes_around_them(self):
+        code, output, _ = tool("errors", "--json", "whole.log")
+        errors = [json.loads(line) for line in output.splitlines()]
+        self.assertEqual((code, len(errors)), (0, 12))
+        raised = [e for e in errors if e["event"] == "Root_error"]
+        dismissed = [e for e in errors if e["event"] == "Dismissed_error"]
+        self.assertEqual({tuple(e["scopes"]) for e in raised},
+                         {("Station.Run", "Station.Work", "Part<int>.Measure")})
+        self.assertEqual({(tuple(e["scopes"]), e["after"]) for e in dismissed},
+                         {(("Station.Run", "Station.Work"), "Part<int>.Measure:TooLarge")})
+        text = tool("errors", "whole.log")[1].decode()
+        self.assertEqual(text.count("  Root_error  Part<int>.Measure:TooLarge\n"), 6)
+
+    def test_json_lines_hold_every_record(self):
+        code, output, _ = tool("jsonl", "whole.log")
+        lines = [json.loads(line) for line in output.splitlines()]
+        self.assertEqual(code, 0)
+        self.assertEqual(
+            [(line["event"], line["class"], line["operation"], line["object"], line["thread"],
+              line["timeUs"]) for line in lines],
+            [(r[0].decode(), r[2].decode(), r[3].decode(), r[4].decode(), int(r[6]),
+              int(r[8]) * 1000000 + int(r[9])) for r in RECORD.findall(self.dump)])
+        self.assertEqual({line["level"] for line in lines}, {"debug", "error", "info", "warning"})
+
+    @unittest.skipUnless(shutil.which("lnav"), "lnav is not installed")
+    def test_lnav_reads_the_json_lines(self):
+        formats = Path(FOLDER.name) / "lnav" / "formats" / "installed"
+        formats.mkdir(parents=True)
+        shutil.copy(HERE.parent / "velta_log.lnav.json", formats)
+        self.assertEqual(tool("jsonl", "whole.log", "-o", "whole.jsonl")[0], 0)
+        query = ";SELECT class, operation, log_level, count(*) AS n FROM velta_log GROUP BY 1, 2, 3"
+        run = subprocess.run(["lnav", "-n", "-I", formats.parent.parent, "-c", query,
+                              "-c", ":write-json-to -", "whole.jsonl"],
+                             cwd=FOLDER.name, env=dict(os.environ, HOME=FOLDER.name), timeout=60,
+                             stdin=subprocess.DEVNULL, capture_output=True, check=True)
+        self.assertIn({"class": "Part<int>", "operation": "Measure", "log_level": "error", "n": 6},
+                      json.loads(run.stdout))
+
+    def test_diff_tells_what_only_one_run_does(self):
+        self.assertEqual(tool("diff", "whole.log", "whole.log")[:2], (0, b""))
+        code, output, _ = tool("diff", "whole.log", "small.log")
+        self.assertEqual(code, 0)
+        sections = dict(re.findall(r"^(\S.*)\n((?:  .*\n)+)", output.decode().replace("\r", ""), re.M))
+        self.assertIn("Line 3", sections["Threads of the first only"])
+        self.assertIn("Root_error Part<int>.Measure:TooLarge", sections["Events of the first only"])
+        self.assertIn("Scope_push Station.Run", sections["More or less often"])
+        self.assertNotIn("Events of the second only", sections)
+
+    def test_line_ends_and_a_second_dump(self):
+        _, plain, _ = summary(self.dump)
+        self.assertEqual(summary(self.dump.replace(b"\n", b"\r\n")), (0, plain, ""))
+        # A later dump of the same process has its own reference; here half a second earlier.
+        later = re.sub(rb"time: -0\.(\d{6})", lambda m: b"time: -0.%06d" % (int(m[1]) + 500000),
+                       self.header) + self.records[0]
+        code, both, errors = summary(self.header + self.records[0] + later)
+        self.assertEqual((code, errors, both["endUs"] - both["beginUs"]), (0, "", 500000))
+
+    def test_a_dump_cut_anywhere_is_read_as_far_as_it_goes(self):
+        header, records = head(self.small)
+        ends = [len(header)]
+        for record in records:
+            ends.append(ends[-1] + len(record))
+        for cut in range(len(header), len(self.small), 331 if EMULATED else 11):
+            whole = sum(end - 1 <= cut for end in ends[1:])  # the last line break may be missing
+            code, found, errors = summary(self.small[:cut])
+            self.assertEqual(found["records"], whole, cut)
+            if cut in ends or cut + 1 in ends:
+                self.assertEqual((code, errors), (0, ""), cut)
+            else:
+                line = self.small[:cut].rstrip(b"\n").count(b"\n") + 1
+                self.assertEqual(code, 1, cut)
+                self.assertRegex(errors, rf"standard input:{line}: \w")
+
+    def test_damage_costs_no_more_than_the_records_it_hits(self):
+        number = random.Random(7)
+        for _ in range(3 if EMULATED else 40):
+            lines = self.small.splitlines(keepends=True)
+            hit = set(number.sample(range(2, len(lines)), 4))
+            for i in hit:
+                lines[i] = number.choice([
+                    b"", b"\n", b"\0\xff\n", lines[i].replace(b",", b";").replace(b"in_", b"on_"),
+                    number.randbytes(300).replace(b"\n", b"") + b"\n", b"% \n", b"    0.000000, 1\n"])
+            code, found, errors = summary(b"".join(lines))
+            self.assertEqual(code, 1, lines)
+            self.assertEqual(found["records"], len(lines[2:]) // 2 - len({i // 2 for i in hit}))
+            self.assertIn("standard input:", errors)
+
+    def test_what_is_no_dump(self):
+        number = random.Random(11)
+        for content in (b"", b"\n", b"%% Reference time: \n", number.randbytes(100000),
+                        b"%" * 5_000_000, b"% \n    \n" * 1000):
+            code, found, errors = summary(content)
+            self.assertEqual((code, found["records"]), (1, 0))
+            self.assertRegex(errors, r"^velta-log: standard input:\d+: ")
+        self.assertEqual(summary(self.header)[:2][0], 0)  # of an empty log
+        for command in ("summary", "trace", "errors", "jsonl"):
+            self.assertEqual(tool(command, stdin=self.header)[0], 0)
+
+    def test_exit_codes_tell_arguments_from_damage(self):
+        for arguments in ((), ("frob",), ("summary", "--rows", "x"), ("diff", "whole.log"),
+                          ("summary", "missing.log"), ("summary", "."),
+                          ("summary", "whole.log", "-o", "missing/out")):
+            code, output, errors = tool(*arguments)
+            self.assertEqual((code, output), (2, b""), arguments)
+            self.assertNotEqual(errors, "", arguments)
+        self.assertEqual(tool("--help")[0], 0)
+
+    @unittest.skipUnless(os.environ.get("VELTA_LOG_MEASURE"), "an instrumented or foreign program")
+    def test_full_log_costs_less_than_a_second_and_three_times_its_size(self):
+        size = len(fill("full.log", 140000, 4))
+        self.assertEqual(len(re.findall(rb"^% ", (Path(FOLDER.name) / "full.log").read_bytes(),
+                                        re.M)), 131072)
+        child = os.posix_spawn(COMMAND[0], [COMMAND[0], "summary", f"{FOLDER.name}/full.log", "-o",
+                                            os.devnull], os.environ)
+        _, status, usage = os.wait4(child, 0)
+        self.assertEqual(status, 0)
+        self.assertLess(usage.ru_utime + usage.ru_stime, 1.0)
+        self.assertLess(usage.ru_maxrss * 1024, 3 * size)
+
+
+if __name__ == "__main__":
+    unittest.main()
