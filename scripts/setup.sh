@@ -12,7 +12,7 @@ source scripts/env.sh
 
 what=${1:-all}
 linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils clang-19
-       clang-format-19 clang-tidy-19 libclang-rt-19-dev python3 python3-pyelftools pkgconf util-linux)
+       clang-format-19 clang-tidy-19 libclang-rt-19-dev cppcheck gcovr python3 python3-pyelftools pkgconf util-linux)
 windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-dev python3 util-linux)
 # What the tests of tools/velta-log need besides; without a browser its page is not tested.
 tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)

@@ -102,6 +102,8 @@ case $what in
   all)
     check format scripts/format.sh --check
     check layers python3 tools/check_layers.py .
+    check cppcheck scripts/cppcheck.sh
+    check dialect scripts/msvc_dialect.sh
     configurations=(linux asan tsan windows windows-shared) ;;
   windows) configurations=(windows windows-shared) ;;
   *)       configurations=("$what") ;;

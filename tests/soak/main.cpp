@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+// Keeps every part of the framework busy at once: nothing may be lost, changed or leaked.
+//
+//   velta_soak SECONDS
+//
+// Exit code: 0 all is well, 1 something is not, 2 bad arguments.
+
+#include "Loads.h"
+#include "ResidentMemory.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr double kMegabyte = 1048576.0;
+constexpr double kMostGrowth = 16 * kMegabyte;  // allocators keep some of what they got
+
+/// Memory is looked at ten times; what is there after the first of them is the run's own.
+class MemoryCurve {
+ public:
+  void Look() { samples.push_back(static_cast<double>(ResidentMemory())); }
+  [[nodiscard]] double First() const { return samples.at(1); }
+  [[nodiscard]] double Last() const { return *std::min_element(samples.end() - 3, samples.end()); }
+
+ private:
+  std::vector<double> samples;
+};
+
+void Run(Tally& tally, void (*load)(Tally&)) {
+  try {
+    load(tally);
+  } catch (const std::exception& exception) {
+    tally.Fail(std::string("a load has thrown: ") + exception.what());
+  }
+}
+
+MemoryCurve RunLoads(Tally& tally, std::chrono::seconds length) {
+  std::vector<std::thread> threads;
+  for (void (*load)(Tally&) : {SubmitCommands, ScheduleNotifications, StoreSettings, DumpLog}) {
+    threads.emplace_back(Run, std::ref(tally), load);
+  }
+  MemoryCurve memory;
+  for (int look = 0; look < 10; ++look) {
+    std::this_thread::sleep_for(length / 10.0);
+    memory.Look();
+  }
+  tally.ending = true;
+  for (std::thread& thread : threads) thread.join();
+  return memory;
+}
+
+void Print(const char* what, const std::atomic<std::uint64_t>& done, std::chrono::seconds length) {
+  const auto count = static_cast<unsigned long long>(done);
+  std::printf("%-15s %12llu  %10llu a second\n", what, count,
+              count / static_cast<unsigned long long>(length.count()));
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  int seconds = 0;
+  if (count == 2) {
+    std::from_chars(arguments[1], arguments[1] + std::strlen(arguments[1]), seconds);
+  }
+  if (seconds < 1) {
+    std::fputs("usage: velta_soak SECONDS\n", stderr);
+    return 2;
+  }
+  const std::chrono::seconds length(seconds);
+  Tally tally;
+  const MemoryCurve memory = RunLoads(tally, length);
+
+  std::printf("ran for %d seconds\n", seconds);
+  Print("commands", tally.submitted, length);
+  Print("with an error", tally.reported, length);
+  Print("notifications", tally.delivered, length);
+  Print("settings", tally.stored, length);
+  Print("log records", tally.records, length);
+  Print("log dumps", tally.dumps, length);
+  std::printf("%-15s %9.1f MB  %10.1f MB at the end\n", "memory", memory.First() / kMegabyte,
+              memory.Last() / kMegabyte);
+
+  if (tally.submitted != tally.executed || tally.failed != tally.reported) {
+    tally.Fail("a command or its error has been lost");
+  }
+  if (tally.scheduled != tally.delivered) tally.Fail("a notification has been lost");
+#if !defined(VELTA_TEST_SANITIZED)
+  if (memory.Last() > memory.First() + kMostGrowth) tally.Fail("memory grows");
+#endif
+  std::puts(tally.HasFailed() ? tally.GetFault().c_str() : "nothing lost, nothing changed");
+  return tally.HasFailed() ? 1 : 0;
+}
