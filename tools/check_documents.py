@@ -7,14 +7,16 @@
 A comment in front of a fenced block says where its text comes from:
 
     <!-- code: examples/quickstart/main.cpp -->       stands in that file, indentation aside
-    <!-- output: guide_errors ARGUMENT... -->         is all that the program prints
-    <!-- output, numbers aside: guide_log -->         the same with numbers and dates masked
+    <!-- output: guide_settings text -->              is all that the program prints
+    <!-- output, numbers aside: guide_dump | velta-log errors -->   the same, numbers masked
 
-A line "..." of an output stands for any number of lines. Every block of C++ needs a comment, and
+A line "..." of an output stands for any number of lines; a program behind "|" reads what the one in
+front of it prints. Every block of C++ needs a comment, and
 every relative link a target. Without --bin no program is run.
 """
 
 import argparse
+import os
 import re
 import subprocess
 import sys
@@ -49,7 +51,7 @@ def blocks(lines):
 
 
 def mask(text):
-    return NUMBER.sub("#", ADDRESS.sub("#", DATE.sub("#", text)))
+    return re.sub(r" +", " ", NUMBER.sub("#", ADDRESS.sub("#", DATE.sub("#", text))))
 
 
 def stands_in(shown, source):
@@ -78,7 +80,7 @@ def anchor(heading):
 class Checker:
     def __init__(self, root, run=None):
         self.root = root
-        self.run = run  # command line -> what it prints; None to leave the programs alone
+        self.run = run  # programs -> what they print; None to leave the programs alone
         self.outputs = {}
 
     def check(self, document):
@@ -109,7 +111,7 @@ class Checker:
         if self.run is None:
             return None
         if subject not in self.outputs:
-            self.outputs[subject] = self.run(subject.split())
+            self.outputs[subject] = self.run(subject)
         printed = self.outputs[subject]
         same = agrees(text, printed) if kind == "output" else agrees(mask(text), mask(printed))
         return None if same else f"is not what {subject} prints:\n{printed}"
@@ -145,16 +147,21 @@ def documents(root):
 
 
 def runner(folder, suffix, emulator):
-    def run(words):
-        program = folder.resolve() / (words[0] + suffix)
-        if not program.is_file():
-            return f"(there is no program {program.name})\n"
-        command = emulator + [str(program)] + words[1:]
+    def run(commands):
+        text = b""
         with tempfile.TemporaryDirectory() as scratch:
-            done = subprocess.run(command, cwd=scratch, stdout=subprocess.PIPE, timeout=60,
-                                  check=False)
-        text = done.stdout.decode("utf-8").replace("\r\n", "\n")
-        return text if done.returncode == 0 else f"{text}(exit code {done.returncode})\n"
+            environment = dict(os.environ, VELTA_REGISTRY=scratch)
+            for name, *words in (command.split() for command in commands.split("|")):
+                program = folder.resolve() / (name + suffix)
+                if not program.is_file():
+                    return f"(there is no {program.name})\n"
+                done = subprocess.run(emulator + [str(program)] + words, cwd=scratch, input=text,
+                                      stdout=subprocess.PIPE, timeout=60, check=False,
+                                      env=environment)
+                text = done.stdout.replace(b"\r\n", b"\n")
+                if done.returncode != 0:
+                    return f"{text.decode()}({name} ended with {done.returncode})\n"
+        return text.decode("utf-8")
     return run
 
 

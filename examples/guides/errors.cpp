@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "velta/errors/GenericGuard.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
+
+#include <cstdint>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+const wchar_t ClassName[] = L"Calibration";
+
+// Somebody else's code: it throws what the runtime throws.
+std::uint32_t NumberIn(const std::string& text) {
+  if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos) {
+    throw std::invalid_argument("not a number");
+  }
+  return static_cast<std::uint32_t>(std::stoul(text));
+}
+
+class Calibration {
+ public:
+  void Apply(const std::string& text) {
+    static MFlowPoint point(ClassName, L"Apply");
+    const MFlowScope scope = point.At(this).OpenScope();
+    if (text.empty()) {
+      point.At(this).Raise(L"NothingGiven");
+    }
+    const std::uint32_t level = Level(text);
+    if (level > kHighest) {
+      MError error = point.At(this).MakeRootError(L"LevelTooHigh");
+      error.AddParameter(L"level", level, false);
+      error.AddParameter(L"highest", kHighest, false);
+      point.Throw(error);
+    }
+    current = level;
+  }
+
+  void ApplyAll(const std::string& first, const std::string& second) {
+    static MFlowPoint point(ClassName, L"ApplyAll");
+    const std::uint32_t before = current;
+    Velta::Libraries::GenericGuard undo([&] { current = before; });
+    try {
+      Apply(first);
+      Apply(second);
+    } catch (const MException& exception) {
+      MException chain(exception);
+      chain.AddError(point.At(this).MakeRootError(L"NothingChanged"));
+      throw chain;
+    }
+    undo.Dismiss();
+  }
+
+  void ApplyOrKeep(const std::string& text) noexcept {
+    static MFlowPoint point(ClassName, L"ApplyOrKeep");
+    try {
+      Apply(text);
+    } catch (const MException& exception) {
+      point.At(this).LogDismissedError(exception);  // the level before will do
+    }
+  }
+
+  std::uint32_t GetCurrent() const noexcept { return current; }
+
+ private:
+  static constexpr std::uint32_t kHighest = 11;
+
+  std::uint32_t Level(const std::string& text) {
+    static MFlowPoint point(ClassName, L"Level");
+    try {
+      return NumberIn(text);
+    } catch (const std::exception& cause) {
+      point.At(this).RaiseFromException(cause, L"BadLevel", L"text", text);
+    }
+  }
+
+  std::uint32_t current = 0;
+};
+
+void Print(const MException& exception) {
+  for (std::int32_t i = 0; i < exception.GetErrorCount(); ++i) {
+    const MError* const error = exception.GetError(i);
+    if (error == nullptr) continue;  // there was no memory for it
+    std::wcout << L"  " << error->GetMessage();
+    for (const auto& [name, value] : error->GetParameters()) {
+      std::wcout << L' ' << name << L'=' << value;
+    }
+    std::wcout << L'\n';
+  }
+}
+
+template <class Action>
+void Try(const wchar_t* what, Action action) {
+  std::wcout << what << L'\n';
+  try {
+    action();
+  } catch (const MException& exception) {
+    Print(exception);
+  }
+}
+
+}  // namespace
+
+int main() {
+  Calibration calibration;
+  Try(L"nothing:", [&] { calibration.Apply(""); });
+  Try(L"12:", [&] { calibration.Apply("12"); });
+  Try(L"loud:", [&] { calibration.Apply("loud"); });
+  Try(L"7, then 12:", [&] { calibration.ApplyAll("7", "12"); });
+  calibration.ApplyOrKeep("12");
+  std::wcout << L"level " << calibration.GetCurrent() << L'\n';
+}

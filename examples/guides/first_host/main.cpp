@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowLogger.h"
+#include "velta/logging/MFlowPoint.h"
+
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+// Adds the numbers from 1 to a limit, into a variable of the caller's.
+class Sum : public MCommandSynchronous {
+ public:
+  Sum(const MExceptionHolder& outcome, std::uint32_t upTo, std::uint32_t* result)
+      : MCommandSynchronous(outcome), limit(upTo), total(result) {}
+
+ private:
+  void Execute() override {
+    static MFlowPoint point(L"Sum", L"Execute");
+    const MFlowScope scope = point.At(this).OpenScope();
+    if (limit > 65535) point.At(this).Raise(L"LimitTooHigh", L"limit", limit);
+    *total = limit % 2 == 0 ? limit / 2 * (limit + 1) : (limit + 1) / 2 * limit;
+  }
+
+  std::uint32_t limit;
+  std::uint32_t* total;
+};
+
+void AddUp(MCommandProcessor& processor, std::uint32_t limit) {
+  std::uint32_t total = 0;
+  const MExceptionHolder outcome = MExceptionHolder::Create();
+  std::unique_ptr<MCommandSynchronous> command = std::make_unique<Sum>(outcome, limit, &total);
+  processor.ExecuteSynchronously(command);
+  outcome.ThrowIfError();
+  std::wcout << L"1 + ... + " << limit << L" = " << total << L'\n';
+}
+
+int main(int argc, char** argv) {
+  MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
+  try {
+    processor.Start();
+    AddUp(processor, 100);
+    AddUp(processor, 1000000);
+  } catch (const MException& exception) {
+    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
+  }
+  processor.Stop();
+
+  if (argc > 1) {
+    std::ofstream file(argv[1]);
+    MFlowLogger::Instance()->Dump(file);
+  }
+}

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "modules_plugin.h"
+
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowPoint.h"
+
+namespace {
+
+const wchar_t ClassName[] = L"Measurement";
+
+class Measurement final : public MCommandSynchronous {
+ public:
+  Measurement(const MExceptionHolder& outcome, std::uint32_t from)
+      : MCommandSynchronous(outcome), channel(from) {}
+
+ private:
+  void Execute() override {
+    static MFlowPoint point(ClassName, L"Execute");
+    const MFlowScope scope = point.At(this).OpenScope();
+    if (channel > 3) point.At(this).Raise(L"NoSuchChannel", L"channel", channel);
+  }
+
+  std::uint32_t channel;
+};
+
+}  // namespace
+
+std::unique_ptr<MCommandSynchronous> NewMeasurement(const MExceptionHolder& outcome,
+                                                    std::uint32_t channel) {
+  if (MDiagnosticsRegistry* registry = MDiagnosticsRegistry::Instance()) {
+    registry->RegisterClassName(ClassName, ClassName);
+  }
+  return std::make_unique<Measurement>(outcome, channel);
+}

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+#include "velta/errors/IThreadErrorHandler.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/threads/MCallbackFunctor.h"
+#include "velta/threads/MEngineThread.h"
+#include "velta/threads/MSchedulerThread.h"
+#include "velta/threads/MThreadSafeFifo.h"
+
+#include <cstdint>
+#include <functional>
+#include <iostream>
+#include <latch>
+#include <memory>
+
+namespace {
+
+using Job = std::function<void()>;
+
+constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
+
+// Runs jobs from any threads on one thread of its own.
+class Worker final : public MEngineThread {
+ public:
+  explicit Worker(IThreadErrorHandler* handler) : MEngineThread(handler, false) {
+    AddEvent(jobs.GetEvent(), new MCallbackFunctorImp<Worker>(this, &Worker::RunNext));
+  }
+  ~Worker() override {
+    ForceStop();  // the thread uses the queue, which goes before the base
+    while (std::unique_ptr<Job> job = Next()) {
+    }
+  }
+
+  void Post(Job job) {
+    auto owned = std::make_unique<Job>(std::move(job));
+    jobs.Push(owned.get());
+    static_cast<void>(owned.release());
+  }
+
+ private:
+  void ThreadFunction() override {
+    if (MDiagnosticsRegistry* registry = MDiagnosticsRegistry::Instance()) {
+      registry->RegisterThreadName(L"Worker");
+    }
+    SignalThreadStarted();
+    while (!IsStopRequested()) {
+      static_cast<void>(WaitForEvents(kNoLimit));
+    }
+  }
+
+  void OnFlush() override {
+    while (std::unique_ptr<Job> job = Next()) (*job)();
+  }
+
+  void RunNext() {
+    if (std::unique_ptr<Job> job = Next()) (*job)();
+  }
+
+  std::unique_ptr<Job> Next() {
+    Job* job = nullptr;
+    static_cast<void>(jobs.Pop(job));
+    return std::unique_ptr<Job>(job);
+  }
+
+  MThreadSafeFifo<Job*, Job*> jobs;
+};
+
+class Reporter final : public IThreadErrorHandler {
+ public:
+  void OnSpontaneousError(const MException& exception) override {
+    if (const MError* error = exception.GetError(0)) {
+      std::wcout << L"the thread ended: " << error->GetMessage() << L'\n';
+    }
+  }
+  void OnUnhandledException(std::uintptr_t) override {}
+};
+
+// The same with nothing but events and callbacks: no class derived from a thread.
+class Mailbox {
+ public:
+  explicit Mailbox(std::latch& signal) : read(signal), thread(nullptr) {
+    thread.RegisterSchedulerEvent(letters.GetEvent(),
+                                  new MCallbackFunctorImp<Mailbox>(this, &Mailbox::OnLetter));
+    thread.Start();
+  }
+  Mailbox(const Mailbox&) = delete;
+  Mailbox& operator=(const Mailbox&) = delete;
+
+  void Send(const wchar_t* letter) { letters.Push(letter); }
+
+ private:
+  void OnLetter() {
+    const wchar_t* letter = nullptr;
+    if (!letters.Pop(letter)) return;
+    std::wcout << letter << L'\n';
+    read.count_down();
+  }
+
+  std::latch& read;
+  MThreadSafeFifo<const wchar_t*, const wchar_t*> letters;
+  MSchedulerThread thread;  // last, so that it goes first
+};
+
+void PrintStopFailure(Worker& worker) {
+  try {
+    worker.Stop();
+  } catch (const MException& exception) {
+    std::wcout << L"from the thread itself: " << exception.GetError(0)->GetCode() << L'\n';
+  }
+}
+
+}  // namespace
+
+int main() {
+  Reporter reporter;  // outlives the thread that reports to it
+  Worker worker(&reporter);
+
+  worker.Start();
+  worker.Post([] { std::wcout << L"first job\n"; });
+  worker.Post([] { std::wcout << L"second job\n"; });
+  worker.Flush();  // returns when both have run
+  worker.Post([&] { PrintStopFailure(worker); });
+  worker.Flush();
+  worker.Stop();
+
+  worker.Start();  // the same object, a new thread
+  worker.Post([] {
+    static MFlowPoint point(L"Worker", L"Job");
+    point.At(nullptr).Raise(L"Broken");
+  });
+  try {
+    worker.Flush();
+  } catch (const MException& exception) {
+    std::wcout << L"flush: " << exception.GetError(0)->GetCode() << L'\n';
+  }
+  worker.Stop();
+  std::wcout << (worker.IsRunning() ? L"running" : L"inactive") << L'\n';
+
+  std::latch read(2);
+  Mailbox mailbox(read);
+  mailbox.Send(L"a letter");
+  mailbox.Send(L"another");
+  read.wait();
+}
