@@ -2,12 +2,14 @@
 # SPDX-License-Identifier: MIT
 """Checks that the rooms of velta/ depend on each other in one direction only.
 
-    tools/check_layers.py ROOT [--objects LIST]
+    tools/check_layers.py ROOT [--objects LIST] [--graph]
 
 Includes: every velta/ header exists, points downwards, and headers form no cycle; windows.h stands
 in one file; public headers reach neither private headers nor windows.h. With --objects (a file that
 names the rooms' object files, one a line) the symbols that one room's objects take from another's
 are held against the same table. The four seams that go upwards are listed below and nowhere else.
+
+docs/rooms.svg shows the rooms and what they include; --graph draws it anew.
 """
 
 import argparse
@@ -18,6 +20,8 @@ import subprocess
 import sys
 from collections import namedtuple
 from pathlib import Path
+
+import layer_graph
 
 # A room may use the rooms on lower levels, and itself. "mstring" is the one header of text/ that
 # the floor needs.
@@ -56,6 +60,8 @@ SEAMS = [
     Seam("the filer interfaces' own type records", "velta/errors/*.cpp", "serialisation",
          "_ZT[IVS]*FilerTagged*", False, True),
 ]
+
+GRAPH = "docs/rooms.svg"
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
@@ -129,6 +135,16 @@ def check_includes(root):
     return problems + find_cycles(includes)
 
 
+def graph(root):
+    """What the rooms include, and the seams, as a picture."""
+    edges = {(room_of(path), room_of(name)) for path, lines in read_includes(root).items()
+             for _, _, name in lines if name.startswith("velta/")}
+    edges = {(user, used) for user, used in edges if user != used}
+    seams = {(user, used) for user, used in edges if LEVELS[user] < LEVELS[used]}
+    defined = {(home, room_of(only)) for _, home, only in DEFINED_ELSEWHERE}
+    return layer_graph.draw(LEVELS, edges - seams, seams | defined)
+
+
 def find_cycles(includes):
     """Reports each header that reaches itself through headers, once per cycle."""
     problems, done, trail = [], set(), []
@@ -200,9 +216,16 @@ def main():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("root", type=Path)
     parser.add_argument("--objects", type=Path)
+    parser.add_argument("--graph", action="store_true")
     arguments = parser.parse_args()
 
     problems = check_includes(arguments.root)
+    picture = arguments.root / GRAPH
+    if arguments.graph and not problems:
+        picture.write_text(graph(arguments.root), encoding="utf-8")
+    kept = picture.read_text(encoding="utf-8") if picture.is_file() else ""
+    if not problems and kept != graph(arguments.root):
+        problems.append(f"{GRAPH} is not what the rooms include: draw it with --graph")
     if arguments.objects:
         objects = arguments.objects.read_text(encoding="utf-8").split("\n")
         problems += check_symbols(read_symbols([path for path in objects if path]))

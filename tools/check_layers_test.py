@@ -7,6 +7,7 @@ import unittest
 from pathlib import Path
 
 import check_layers
+import layer_graph
 
 CLEAN = {
     "velta/platform/Types.h": "#include <cstdint>",
@@ -66,6 +67,12 @@ class Includes(unittest.TestCase):
         })
         self.assertEqual(found, ["headers in a circle: velta/threads/A.h > velta/threads/B.h"
                                  " > velta/threads/A.h"])
+
+
+class Graph(unittest.TestCase):
+    def test_shows_no_more_than_is_needed(self):
+        chain = {("commands", "threads"), ("threads", "errors"), ("errors", "logging")}
+        self.assertEqual(layer_graph.reduced(chain | {("commands", "logging")}), chain)
 
 
 class Symbols(unittest.TestCase):
