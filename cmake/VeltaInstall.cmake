@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-# What is installed, in two components: "runtime" is what a program needs beside it, "development"
-# is what a program is built with. `cpack` makes one archive of both.
+# What is installed, in components: "runtime" is what a program needs beside it, "development" is
+# what a program is built with, "tools" is for who reads a program's logs. `cpack` makes one archive.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

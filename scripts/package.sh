@@ -18,7 +18,7 @@ mkdir -p build/logs build/packages
 for platform in "${platforms[@]}"; do
   scripts/setup.sh "$platform"
   log=build/logs/package-$platform.log
-  { cmake --preset "$platform" && cmake --build --preset "$platform" --target velta &&
+  { cmake --preset "$platform" && cmake --build --preset "$platform" --target velta velta-log &&
     (cd build/packages && cpack --config "../$platform/CPackConfig.cmake")
   } >"$log" 2>&1 || { tail -n 40 "$log" >&2; exit 1; }
 done

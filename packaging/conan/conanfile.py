@@ -35,8 +35,8 @@ class VeltaRecipe(ConanFile):
 
     def generate(self):
         toolchain = CMakeToolchain(self)
-        toolchain.cache_variables["VELTA_TESTS"] = False
-        toolchain.cache_variables["VELTA_EXAMPLES"] = False
+        for part in ("TESTS", "EXAMPLES", "TOOLS"):
+            toolchain.cache_variables[f"VELTA_{part}"] = False
         toolchain.generate()
         CMakeDeps(self).generate()
 

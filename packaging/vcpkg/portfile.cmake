@@ -5,7 +5,7 @@ vcpkg_check_linkage(ONLY_DYNAMIC_LIBRARY)
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
 vcpkg_cmake_configure(SOURCE_PATH "${SOURCE_PATH}"
-  OPTIONS -DVELTA_TESTS=OFF -DVELTA_EXAMPLES=OFF -DVELTA_INSTALL=ON)
+  OPTIONS -DVELTA_TESTS=OFF -DVELTA_EXAMPLES=OFF -DVELTA_TOOLS=OFF -DVELTA_INSTALL=ON)
 vcpkg_cmake_install()
 vcpkg_copy_pdbs()
 vcpkg_cmake_config_fixup(PACKAGE_NAME Velta CONFIG_PATH lib/cmake/Velta)
