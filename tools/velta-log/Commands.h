@@ -4,6 +4,7 @@
 #include "Log.h"
 
 #include <cstddef>
+#include <string_view>
 
 namespace veltalog {
 
@@ -19,6 +20,11 @@ void WriteSummary(const Log& log, const SummaryOptions& options, Output& output)
 
 /// The trace event form that chrome://tracing and Perfetto read.
 void WriteTrace(const Log& log, Output& output);
+
+/// A page that shows the log.
+///
+/// @param title  what the log is called
+void WriteView(const Log& log, std::string_view title, Output& output);
 
 void WriteErrors(const Log& log, bool json, Output& output);
 

@@ -34,6 +34,8 @@ class Tool {
     summary->add_flag("--json", summaryOptions.json, "Print one JSON object; all rows");
     summary->add_option("--rows", summaryOptions.rows, "Rows of each table; default 20");
     Add("trace", "The trace event form that Perfetto and chrome://tracing read", WriteTrace);
+    Add("view", "A page that shows the log in a browser",
+        [this](const Log& log, Output& to) { WriteView(log, Title(), to); });
     Add("errors", "The errors, one by one, with the scopes around them",
         [this](const Log& log, Output& to) { WriteErrors(log, errorsAsJson, to); })
         ->add_flag("--json", errorsAsJson, "Print JSON, one object a line");
@@ -103,6 +105,12 @@ class Tool {
     }
     damaged = damaged || damage.count > 0;
     return log;
+  }
+
+  [[nodiscard]] std::string Title() const {
+    if (input == "-") return "event log";
+    const std::size_t slash = input.find_last_of("/\\");
+    return slash == std::string::npos ? input : input.substr(slash + 1);
   }
 
   CLI::App app{"Reads dumps of the event log.", "velta-log"};

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+// The log out of the columns that the program has written.
+
+const errorCodes = new Map([[-105, "Root error"], [-104, "Cascade error"], [-103, "Dismissed error"],
+  [-102, "Return error"], [-101, "Warning"]]);
+const eventNames = new Map([...errorCodes, [0, "Timing point"], [-1, "Timing point"],
+  [-14, "Construction"], [-13, "Destruction"], [-25, "State change"], [-21, "Message sent"],
+  [-20, "Message received"], [-22, "Update"], [-23, "Notification"], [-201, "Log module removed"],
+  [-202, "Log module added"]]);
+
+const isError = (code) => errorCodes.has(code);
+const isGrave = (code) => code === -105 || code === -104 || code === -102;
+
+function sums(differences) {
+  const values = new Float64Array(differences.length);
+  let value = 0;
+  for (let i = 0; i < values.length; ++i) values[i] = value += differences[i];
+  return values;
+}
+
+class Thread {
+  constructor(data, index) {
+    this.index = index;
+    this.label = data.label;
+    this.scopes = { ...data.scopes, begin: sums(data.scopes.begin) };
+    this.marks = { ...data.marks, time: sums(data.marks.time) };
+    // A row for each depth: scopes of one depth never overlap.
+    this.rows = [];
+    this.scopes.depth.forEach((depth, i) => (this.rows[depth] ??= []).push(i));
+    this.errors = [];
+    this.marks.code.forEach((code, i) => { if (isError(code)) this.errors.push(i); });
+  }
+
+  end(scope) { return this.scopes.begin[scope] + this.scopes.duration[scope]; }
+
+  // The scope's time without the scopes right inside.
+  self(scope) {
+    const { depth, duration } = this.scopes;
+    let self = duration[scope];
+    for (let i = scope + 1; i < depth.length && depth[i] > depth[scope]; ++i) {
+      if (depth[i] === depth[scope] + 1) self -= duration[i];
+    }
+    return Math.max(self, 0);
+  }
+
+  // The innermost scope at a time; -1 outside all of them.
+  innermost(time) {
+    let found = -1;
+    for (const row of this.rows) {
+      const n = lowerBound(row.length, (i) => this.scopes.begin[row[i]], time + 0.5) - 1;
+      if (n < 0 || this.end(row[n]) < time) break;
+      found = row[n];
+    }
+    return found;
+  }
+
+  // The scope around the one at `scope`; -1 for an outermost one.
+  parent(scope) {
+    const { depth } = this.scopes;
+    if (depth[scope] === 0) return -1;
+    let i = scope - 1;
+    while (depth[i] >= depth[scope]) --i;
+    return i;
+  }
+}
+
+class Log {
+  constructor(data) {
+    Object.assign(this, data);
+    this.begin = data.summary.beginUs;
+    this.end = Math.max(data.summary.endUs, this.begin + 1);
+    const hues = classHues(data.summary.classes);
+    this.operations = data.summary.operations.map((entry) => ({
+      ...entry, name: `${entry.class}.${entry.operation}`, hue: hues.get(entry.class) }));
+    this.threads = data.threads.map((thread, index) => new Thread(thread, index));
+    this.errors = data.errors.map(([thread, mark, cause]) => ({ thread, mark, cause }));
+  }
+
+  objectText(object) {
+    const name = this.objectNames[object];
+    return name === undefined ? this.objects[object] : `${name} (${this.objects[object]})`;
+  }
+
+  // What a mark is called: an error by its code, anything else by its operation.
+  markName(marks, i) {
+    const name = this.operations[marks.operation[i]].name;
+    const subject = this.subjects[marks.subject[i]];
+    if (isError(marks.code[i])) return marks.code[i] === -103 ? name : `${name}:${subject}`;
+    return subject ? `${name} to ${subject}` : name;
+  }
+}
+
+// The busiest classes are the farthest apart: steps of the golden angle from the accent's blue on.
+const goldenAngle = 137.508;
+const hue = (number) => Math.round((212 + number * goldenAngle) % 360);
+
+function classHues(classes) {
+  const ranked = [...classes].sort((a, b) => b.records - a.records);
+  return new Map(ranked.map((entry, i) => [entry.class, hue(i)]));
+}
+
+function stateHues(histories) {
+  const states = new Set(histories.flatMap(({ history }) => history.map(({ state }) => state)));
+  return new Map([...states].map((state, i) => [state, hue(i)]));
+}
+
+// The first index of the sorted `length` values whose `value(i)` is not below `wanted`.
+function lowerBound(length, value, wanted) {
+  let low = 0;
+  let high = length;
+  while (low < high) {
+    const middle = (low + high) >> 1;
+    if (value(middle) < wanted) low = middle + 1; else high = middle;
+  }
+  return low;
+}
