@@ -134,6 +134,10 @@ TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoes) {
   const MString hardCases[] = {
       L"9007199254740993",  // halfway between two doubles
       L"9007199254740992.99999999999",
+      L"-9007199254740992e22",  // the last that one exact operation converts
+      L"9007199254740991e-23",
+      L"18446744073709551617",  // 1 where 64 bits wrap
+      L"1e18446744073709551617",
       L"1.00000000000000011102230246251565404e0",
       L"2.2250738585072011e-308",  // denormal, next to the smallest that is not
       L"4.9406564584124654e-324",

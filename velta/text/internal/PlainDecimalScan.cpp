@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "velta/text/internal/PlainDecimalScan.h"
 
+#include <algorithm>
+#include <cfloat>
 #include <charconv>
 #include <cstddef>
+#include <cstdint>
 #include <system_error>
 
 namespace {
@@ -13,31 +16,52 @@ bool IsBlank(wchar_t character) noexcept {
   return character == L' ' || (character >= L'\t' && character <= L'\r');
 }
 
-/// The number's characters as `std::from_chars` wants them. It never overflows: what comes when it
-/// is full is dropped, and told by `IsFull`.
-class NarrowNumber {
- public:
-  void Append(wchar_t character) noexcept {
-    if (length < kCapacity) {
-      characters[length++] = static_cast<char>(character);
-    }
+/// Goes on behind the digits at hand. The number wraps when they are too many for it.
+const wchar_t* ScanDigits(const wchar_t* text, std::uint64_t& number) noexcept {
+  for (; IsDigit(*text); ++text) {
+    number = number * 10 + static_cast<std::uint64_t>(*text - L'0');
   }
-  const wchar_t* AppendDigits(const wchar_t* text) noexcept {
-    for (; IsDigit(*text) && !IsFull(); ++text) {
-      Append(*text);
-    }
-    return text;
-  }
-  bool IsFull() const noexcept { return length == kCapacity; }
-  bool Convert(double* value) const noexcept {
-    return std::from_chars(characters, characters + length, *value).ec == std::errc();
-  }
+  return text;
+}
 
- private:
-  static constexpr std::size_t kCapacity = 64;  // no double needs more than 17 digits
+constexpr std::ptrdiff_t kMostDigits = 19;  // of an unsigned 64-bit number, whatever they are
+constexpr std::ptrdiff_t kMostExponentDigits = 9;
+constexpr std::uint64_t kMostExact = std::uint64_t{1} << DBL_MANT_DIG;
+
+// All the powers of ten that a double holds exactly.
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                   1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr std::int64_t kMostPower = 22;
+
+/// One operation on two exact numbers rounds once, which is correctly.
+static_assert(FLT_EVAL_METHOD == 0, "a wider intermediate result would be rounded twice");
+
+bool ConvertExactly(std::uint64_t digits, std::int64_t exponent, double& value) noexcept {
+  if (digits > kMostExact || exponent < -kMostPower || exponent > kMostPower) {
+    return false;
+  }
+  value = static_cast<double>(digits);
+  if (exponent < 0) {
+    value /= kPowersOfTen[-exponent];
+  } else {
+    value *= kPowersOfTen[exponent];
+  }
+  return true;
+}
+
+bool ConvertAny(const wchar_t* begin, const wchar_t* end, wchar_t separator,
+                double& value) noexcept {
+  constexpr std::ptrdiff_t kCapacity = 64;  // no double needs more than 17 digits
+  if (end - begin > kCapacity) {
+    return false;
+  }
   char characters[kCapacity];
-  std::size_t length = 0;
-};
+  const char* const last = std::transform(begin, end, characters, [separator](wchar_t character) {
+    return character == separator ? '.' : static_cast<char>(character);
+  });
+  return std::from_chars(characters, last, value).ec == std::errc();
+}
 
 }  // namespace
 
@@ -46,41 +70,43 @@ bool ScanPlainDecimal(const wchar_t* text, wchar_t separator, double* value,
   while (IsBlank(*text)) {
     ++text;
   }
-  NarrowNumber number;
-  if (*text == L'-' || *text == L'+') {
-    if (*text == L'-') {
-      number.Append(L'-');
-    }
+  const bool isNegative = *text == L'-';
+  if (isNegative || *text == L'+') {
     ++text;
   }
-  const wchar_t* const digits = text;
-  text = number.AppendDigits(text);
-  std::ptrdiff_t digitCount = text - digits;
+  const wchar_t* const begin = text;
+  std::uint64_t digits = 0;
+  text = ScanDigits(text, digits);
+  std::ptrdiff_t digitCount = text - begin;
+  std::int64_t exponent = 0;
   if (*text == separator) {
-    number.Append(L'.');
     const wchar_t* const fraction = text + 1;
-    text = number.AppendDigits(fraction);
-    digitCount += text - fraction;
+    text = ScanDigits(fraction, digits);
+    exponent = fraction - text;
+    digitCount -= exponent;
   }
   if (digitCount == 0 || *text == L'x' || *text == L'X' || *text == L'd' || *text == L'D') {
     return false;
   }
+  bool isShort = digitCount <= kMostDigits;
   if (*text == L'e' || *text == L'E') {
     const bool isSigned = text[1] == L'-' || text[1] == L'+';
-    const wchar_t* const exponent = text + (isSigned ? 2 : 1);
-    if (IsDigit(*exponent)) {
-      number.Append(L'e');
-      if (text[1] == L'-') {
-        number.Append(L'-');
-      }
-      text = number.AppendDigits(exponent);
+    const wchar_t* const power = text + (isSigned ? 2 : 1);
+    if (IsDigit(*power)) {
+      const bool isDown = text[1] == L'-';
+      std::uint64_t number = 0;
+      text = ScanDigits(power, number);
+      isShort = isShort && text - power <= kMostExponentDigits;
+      const auto tens = static_cast<std::int64_t>(isShort ? number : 0);
+      exponent += isDown ? -tens : tens;
     }
   }
   double converted = 0.0;
-  if (number.IsFull() || !number.Convert(&converted)) {
+  if (!(isShort && ConvertExactly(digits, exponent, converted)) &&
+      !ConvertAny(begin, text, separator, converted)) {
     return false;
   }
-  *value = converted;
+  *value = isNegative ? -converted : converted;
   *end = text;
   return true;
 }
