@@ -32,9 +32,7 @@ void Change::Apply() const noexcept {
   const std::int32_t distance = Distance();
   if (distance == 0) return;
   ElementIndex& index = state.index;
-  for (std::int32_t element = firstBehind; element != 0; element = index.Following(element)) {
-    index.At(element).start += distance;
-  }
+  index.MoveStarts(firstBehind, distance);
   for (std::int32_t element = parent; element != 0; element = index.At(element).parent) {
     index.At(element).length += distance;
   }

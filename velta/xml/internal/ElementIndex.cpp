@@ -60,7 +60,8 @@ void ElementIndex::ResizeLastPage(std::size_t records) {
 }
 
 void ElementIndex::ReserveOne() {
-  if (firstDeleted == 0 && Room() == 0) Extend(1);
+  // Where one is added, more will be: twice as many, as long as the records have to be copied.
+  if (firstDeleted == 0 && Room() == 0) Extend((std::min)(capacity, kPageSize));
 }
 
 std::int32_t ElementIndex::Take() noexcept {
@@ -167,6 +168,24 @@ void ElementIndex::Unlink(std::int32_t index) noexcept {
       record.nextSibling;
   (record.nextSibling != 0 ? At(record.nextSibling).previousSibling : above.lastChild) =
       record.previousSibling;
+}
+
+void ElementIndex::MoveStarts(std::int32_t first, std::int32_t distance) noexcept {
+  std::int32_t index = first;
+  while (index != 0) {
+    // What follows is mostly the neighbour in the page. Going on to that one, and only then looking
+    // whether it was right, does not wait for one link after the other.
+    ElementRecord* record = &At(index);
+    std::int32_t following = 0;
+    bool isNeighbour = true;
+    for (; isNeighbour; ++record) {
+      record->start += distance;
+      following = Following(*record);
+      ++index;
+      isNeighbour = following == index && static_cast<std::size_t>(index) % kPageSize != 0;
+    }
+    index = following;
+  }
 }
 
 }  // namespace Velta::Xml

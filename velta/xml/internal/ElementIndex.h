@@ -121,10 +121,11 @@ class ElementIndex {
 
   /// What follows a record in the order of the text: its first child or what `Behind` gives.
   [[nodiscard]] std::int32_t Following(std::int32_t index) const noexcept {
-    const ElementRecord& record = At(index);
-    if (record.firstChild != 0) return record.firstChild;
-    return record.nextSibling != 0 ? record.nextSibling : Behind(index);
+    return Following(At(index));
   }
+
+  /// Moves a record and all that follow it in the order of the text; 0 is none.
+  void MoveStarts(std::int32_t first, std::int32_t distance) noexcept;
 
   /// The first record that begins behind all of this one, or 0.
   [[nodiscard]] std::int32_t Behind(std::int32_t index) const noexcept {
@@ -141,6 +142,11 @@ class ElementIndex {
   static constexpr std::uint32_t Pack(TagLengths lengths) noexcept {
     return static_cast<std::uint32_t>(lengths.start) | static_cast<std::uint32_t>(lengths.end)
                                                            << kStartBits;
+  }
+
+  [[nodiscard]] std::int32_t Following(const ElementRecord& record) const noexcept {
+    if (record.firstChild != 0) return record.firstChild;
+    return record.nextSibling != 0 ? record.nextSibling : Behind(record.parent);
   }
 
   void SetLongTagLengths(std::int32_t index, TagLengths lengths);
