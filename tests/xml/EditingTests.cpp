@@ -48,8 +48,8 @@ TEST(MXmlDocument, IsWrittenFromNothing) {
   ASSERT_TRUE(document.AddElement(L"Visible", L"1"));
   ASSERT_TRUE(document.SetAttribute(L"type", L"bool"));
   ASSERT_TRUE(document.OutOfElement());
-  ASSERT_TRUE(document.AddElement(L"Title", L"A & B"));
-  ASSERT_TRUE(document.SetAttribute(L"type", L"string"));
+  ASSERT_TRUE(document.AddElementWithAttribute(L"Title", L"type", L"string", L"A & B"));
+  ASSERT_TRUE(document.AddElementWithAttribute(L"Empty", L"type", L"<\""));
   EXPECT_TRUE(document.IsWellFormed());
   ExpectText(document,
              L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -59,6 +59,7 @@ TEST(MXmlDocument, IsWrittenFromNothing) {
              L"<Visible type=\"bool\">1</Visible>\n"
              L"</Panel>\n"
              L"<Title type=\"string\">A &amp; B</Title>\n"
+             L"<Empty type=\"&lt;&quot;\"/>\n"
              L"</Settings>\n");
 }
 
@@ -237,6 +238,7 @@ TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
     SCOPED_TRACE(Narrow(name));
     EXPECT_FALSE(document.AddElement(name));
     EXPECT_FALSE(document.AddElement(name, L"x", MXmlDocument::kAddAsChild));
+    EXPECT_FALSE(document.AddElementWithAttribute(L"x", name, L"x"));
     EXPECT_FALSE(document.SetAttribute(name, L"x"));
     if (std::wstring_view(name) != L"a b") {
       EXPECT_FALSE(document.AddNode(MXmlNodeType::kProcessingInstruction, name));

@@ -127,6 +127,10 @@ class RandomEditor {
         MXmlDocument::kAddAsChild,
         MXmlDocument::kAddAsChild | MXmlDocument::kAddSpaceBeforeSlash};
     std::uint32_t flag = flags[Below(6)];
+    if (flag == 0 && Below(2) == 0) {
+      static_cast<void>(document.AddElementWithAttribute(NewName(), L"a", Content(), Content()));
+      return;
+    }
     if (withFaults && Below(20) == 0) flag |= MXmlDocument::kAddStartTagOnly;
     static_cast<void>(document.AddElement(NewName(), Content(), flag));
   }
@@ -147,6 +151,8 @@ class RandomEditor {
       static_cast<void>(document.SetChildAttribute(name, value));
     } else if (document.SetAttribute(name, value)) {
       EXPECT_EQ(document.GetAttribute(name), value);
+      EXPECT_TRUE(document.HasAttribute(name, value));
+      EXPECT_FALSE(document.HasAttribute(name, value + L'&'));
     }
   }
 

@@ -20,10 +20,10 @@ const ClassNameRegistration registration(ClassName);
 MInFilerTaggedXml::MInFilerTaggedXml(const MString& text, const MString& expectedRootName,
                                      const MString& expectedNamespace)
     : document(std::make_unique<MXmlDocument>()), numberLocale(MLocale::GetClassic()) {
-  const bool entered = document->SetText(text) && document->FindElement(expectedRootName) &&
-                       (expectedNamespace.empty() || (document->GetAttribute(L"xmlns", &scratch) &&
-                                                      scratch == expectedNamespace)) &&
-                       document->IntoElement();
+  const bool entered =
+      document->SetText(text) && document->FindElement(expectedRootName) &&
+      (expectedNamespace.empty() || document->HasAttribute(L"xmlns", expectedNamespace)) &&
+      document->IntoElement();
   if (!entered) {
     document.reset();
   }
@@ -38,7 +38,7 @@ bool MInFilerTaggedXml::ReadValue(const MString& tag, std::wstring_view type, Co
   }
   document->SavePosition();
   const bool read = document->FindElement() && document->GetTagName() == tag &&
-                    document->GetAttribute(ValueTypes::kAttribute, &scratch) && scratch == type &&
+                    document->HasAttribute(ValueTypes::kAttribute, type) &&
                     document->GetData(&scratch) && convert(std::as_const(scratch));
   if (!read) {
     static_cast<void>(document->RestorePosition());

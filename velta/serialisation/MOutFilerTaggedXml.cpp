@@ -29,19 +29,19 @@ MOutFilerTaggedXml::~MOutFilerTaggedXml() = default;
 
 bool MOutFilerTaggedXml::WriteValue(const MString& tag, std::wstring_view type,
                                     std::wstring_view text) {
-  return document != nullptr && document->AddElement(tag, text) &&
-         document->SetAttribute(ValueTypes::kAttribute, type);
+  return document != nullptr &&
+         document->AddElementWithAttribute(tag, ValueTypes::kAttribute, type, text);
 }
 
 template <class T>
 bool MOutFilerTaggedXml::WriteInteger(const MString& tag, std::wstring_view type, T value) {
-  return WriteValue(tag, type, DecimalText(value));
+  FormatDecimal(value, scratch);
+  return WriteValue(tag, type, scratch);
 }
 
 bool MOutFilerTaggedXml::WriteFloating(const MString& tag, double value, int digitsAfterPoint) {
-  MString text;
-  FormatScientific(numberLocale, value, digitsAfterPoint, text);
-  return WriteValue(tag, ValueTypes::kFloat, text);
+  FormatScientific(numberLocale, value, digitsAfterPoint, scratch);
+  return WriteValue(tag, ValueTypes::kFloat, scratch);
 }
 
 bool MOutFilerTaggedXml::WriteChar(const MString& tag, char value) {

@@ -73,5 +73,6 @@ class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
 
   std::unique_ptr<MXmlDocument> document;  // null when its construction failed
   MLocale numberLocale;
+  MString scratch;         // where numbers are formatted; kept for its capacity
   std::int32_t depth = 0;  // groups begun and not ended
 };

@@ -193,7 +193,11 @@ class MXmlDocument {
   [[nodiscard]] VELTA_API bool GetAttribute(std::wstring_view name, MString* value) const;
   [[nodiscard]] VELTA_API bool GetChildAttribute(std::wstring_view name, MString* value) const;
 
-  /// The same, with an empty text for an attribute that is missing.
+  /// Whether the current element or processing instruction has an attribute that has this
+  /// value, decoded.
+  [[nodiscard]] VELTA_API bool HasAttribute(std::wstring_view name, std::wstring_view value) const;
+
+  /// The same as `GetAttribute`, with an empty text for an attribute that is missing.
   [[nodiscard]] VELTA_API MString GetAttribute(std::wstring_view name) const;
 
   /// Goes through the attributes of the current element or processing instruction in their order.
@@ -236,6 +240,12 @@ class MXmlDocument {
   /// the top is added, and makes the document ill formed.
   [[nodiscard]] VELTA_API bool AddElement(std::wstring_view name, std::wstring_view data = {},
                                           std::uint32_t flags = 0);
+
+  /// Does what `AddElement`, without flags, and `SetAttribute` behind it do, as one change.
+  [[nodiscard]] VELTA_API bool AddElementWithAttribute(std::wstring_view name,
+                                                       std::wstring_view attribute,
+                                                       std::wstring_view value,
+                                                       std::wstring_view data = {});
 
   /// Adds a node that is not an element where `AddElement` would add one, and makes it current.
   ///

@@ -42,6 +42,12 @@ bool ReadAttribute(const DocumentState& state, TagInside tag, std::wstring_view 
 void AppendElementData(const DocumentState& state, std::int32_t element, MString& data) {
   const std::int32_t end = state.ContentEnd(element);
   std::int32_t at = state.ContentBegin(element);
+  const std::wstring_view content = state.Part(at, end);
+  const wchar_t* const contentEnd = content.data() + content.size();
+  if (FindCharacter(content.data(), contentEnd, L'<') == contentEnd) {  // as most often
+    AppendUnescaped(data, content);
+    return;
+  }
   std::int32_t child = state.index.At(element).firstChild;
   Tokenizer tokenizer(state.text, nullptr);
   while (at < end) {
@@ -119,6 +125,17 @@ bool MXmlDocument::GetAttribute(std::wstring_view name, MString* value) const {
 
 bool MXmlDocument::GetChildAttribute(std::wstring_view name, MString* value) const {
   return ReadAttribute(*state, InsideOfTag(*state, state->position.child), name, value);
+}
+
+bool MXmlDocument::HasAttribute(std::wstring_view name, std::wstring_view value) const {
+  const TagInside tag = InsideOfCurrentTag(*state);
+  Attribute attribute;
+  if (!tag.Exists() || !FindAttribute(*state, tag, name, attribute)) return false;
+  const wchar_t* const end = attribute.value.data() + attribute.value.size();
+  if (FindCharacter(attribute.value.data(), end, L'&') == end) return attribute.value == value;
+  MString decoded;
+  AppendUnescaped(decoded, attribute.value);
+  return decoded == value;
 }
 
 MString MXmlDocument::GetAttribute(std::wstring_view name) const {

@@ -8,10 +8,13 @@
 #include "velta/xml/internal/Tags.h"
 #include "velta/xml/internal/Tokenizer.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <initializer_list>
 #include <utility>
 
 using namespace Velta::Xml;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -68,7 +71,11 @@ class Insertion {
       : state(document),
         place(where),
         isBlock(onLinesOfItsOwn),
-        opensParent(state.index.At(place.parent).Has(kEmptyTag)) {
+        opensParent(state.index.At(place.parent).Has(kEmptyTag)),
+        change(state, place.offset, opensParent ? state.index.At(place.parent).End() : place.offset,
+               place.parent,
+               place.previous != 0 ? state.index.Behind(place.previous)
+                                   : state.index.Following(place.parent)) {
     MString& text = state.scratch;
     text.clear();
     if (opensParent) text += L'>';
@@ -84,7 +91,7 @@ class Insertion {
     length = text.size() - begin;
     if (isBlock) text += L'\n';
     if (opensParent) text.append(L"</").append(state.NameOf(place.parent)).append(1, L'>');
-    return MakeChange().Prepare();
+    return change.Prepare();
   }
 
   // What follows is known behind Prepare.
@@ -98,7 +105,7 @@ class Insertion {
   /// @return the element that begins with it, or 0
   [[nodiscard]] std::int32_t PutAndRead() {
     const std::int32_t offset = Offset();
-    MakeChange().ApplyAndRead();
+    change.ApplyAndRead();
     return state.index.FindStart(offset);
   }
 
@@ -107,7 +114,6 @@ class Insertion {
   /// @param element  its record, with all below it in the index already, or 0 if it has none. When
   ///                 this throws, nothing has changed and they are gone
   void Put(std::int32_t element) {
-    const Change change = MakeChange();
     if (opensParent) {
       const auto nameLength = static_cast<std::int32_t>(state.NameOf(place.parent).size());
       ElementRecord& parent = state.index.At(place.parent);
@@ -124,17 +130,11 @@ class Insertion {
   }
 
  private:
-  [[nodiscard]] Change MakeChange() const noexcept {
-    const std::int32_t end = opensParent ? state.index.At(place.parent).End() : place.offset;
-    const std::int32_t firstBehind = place.previous != 0 ? state.index.Behind(place.previous)
-                                                         : state.index.Following(place.parent);
-    return {state, place.offset, end, place.parent, firstBehind};
-  }
-
   DocumentState& state;
   const Place place;
   const bool isBlock;
   const bool opensParent;  // so far an empty tag
+  const Change change;
   std::size_t begin = 0;
   std::size_t length = 0;
 };
@@ -166,6 +166,25 @@ std::int32_t NewRecord(ElementIndex& index, const Insertion& insertion, TagLengt
     throw;
   }
   return element;
+}
+
+/// Appends them in one step: most are short.
+void AppendParts(MString& text, std::initializer_list<std::wstring_view> parts) {
+  std::size_t length = text.size();
+  for (const std::wstring_view part : parts) length += part.size();
+  const std::size_t begin = text.size();
+  text.resize(length);
+  wchar_t* at = text.data() + begin;
+  for (const std::wstring_view part : parts) {
+    for (const wchar_t c : part) *at++ = c;
+  }
+}
+
+/// The text escaped, in `room` if that makes a difference.
+std::wstring_view Escaped(std::wstring_view text, bool quotes, MString& room) {
+  if (!NeedsEscape(text, quotes)) return text;
+  AppendEscaped(room, text, quotes, false);
+  return room;
 }
 
 /// Writes a node that is not an element. False when the content does not suit the type.
@@ -220,6 +239,7 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
   if (!attribute.isComplete && (!isThere || attribute.isQuoted)) return false;
 
   MString& scratch = state.scratch;
+  MString room;
   scratch.clear();
   std::int32_t begin = tag.end;
   std::int32_t end = tag.end;
@@ -234,11 +254,9 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
       // A quote in front of this slash would make the tag an empty one.
       if (element != 0 && end == tag.end - 1 && text[end] == L'/') return false;
     } else {
-      scratch.append(1, L' ').append(name);
+      AppendParts(scratch, {L" "sv, name});
     }
-    scratch.append(L"=\"");
-    AppendEscaped(scratch, value, true, false);
-    scratch += L'"';
+    AppendParts(scratch, {L"=\""sv, Escaped(value, true, room), L"\""sv});
   }
 
   const Position& position = state.position;
@@ -262,42 +280,63 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
   return true;
 }
 
-}  // namespace
+/// @param attribute  its name, empty for none
+bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_view attribute,
+                  std::wstring_view value, std::wstring_view data, std::uint32_t flags) {
+  const bool asChild = (flags & MXmlDocument::kAddAsChild) != 0;
+  const bool hasEndTag = (flags & MXmlDocument::kAddStartTagOnly) == 0;
+  if (!IsName(name) || (asChild && state.position.current == 0)) return false;
 
-bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data, std::uint32_t flags) {
-  const bool asChild = (flags & kAddAsChild) != 0;
-  const bool hasEndTag = (flags & kAddStartTagOnly) == 0;
-  if (!IsName(name) || (asChild && state->position.current == 0)) return false;
-
-  Insertion insertion(*state, asChild ? InsideCurrent(*state) : BehindCurrent(*state), true);
-  MString& text = state->scratch;
-  text.append(1, L'<').append(name);
-  const bool isEmpty = data.empty() && hasEndTag;
-  if (isEmpty) {
-    text.append((flags & kAddSpaceBeforeSlash) != 0 ? L" />" : L"/>");
+  Insertion insertion(state, asChild ? InsideCurrent(state) : BehindCurrent(state), true);
+  MString& text = state.scratch;
+  const std::size_t begin = text.size();
+  MString room;
+  if (attribute.empty()) {
+    AppendParts(text, {L"<"sv, name});
   } else {
-    text += L'>';
-    if ((flags & kAddCData) != 0 && !data.empty()) {
-      AppendCData(text, data);
+    AppendParts(text,
+                {L"<"sv, name, L" "sv, attribute, L"=\""sv, Escaped(value, true, room), L"\""sv});
+  }
+  const bool isEmpty = data.empty() && hasEndTag;
+  const std::size_t startTagLength = text.size() + 1 - begin;
+  if (isEmpty) {
+    text.append((flags & MXmlDocument::kAddSpaceBeforeSlash) != 0 ? L" />"sv : L"/>"sv);
+  } else {
+    room.clear();
+    const bool isCData = (flags & MXmlDocument::kAddCData) != 0 && !data.empty();
+    if (isCData) AppendCData(room, data);
+    const std::wstring_view content = isCData ? room : Escaped(data, false, room);
+    if (hasEndTag) {
+      AppendParts(text, {L">"sv, content, L"</"sv, name, L">"sv});
     } else {
-      AppendEscaped(text, data, false, false);
+      AppendParts(text, {L">"sv, content});
     }
-    if (hasEndTag) text.append(L"</").append(name).append(1, L'>');
   }
   if (!insertion.Prepare()) return false;
 
   std::int32_t element = 0;
-  if (state->IsIllFormed() || !hasEndTag) {
+  if (state.IsIllFormed() || !hasEndTag) {
     element = insertion.PutAndRead();
   } else {
-    const auto nameLength = static_cast<std::int32_t>(name.size());
-    const TagLengths tags =
-        isEmpty ? TagLengths{insertion.Length(), 0} : TagLengths{nameLength + 2, nameLength + 3};
-    element = NewRecord(state->index, insertion, tags, isEmpty ? kEmptyTag : 0);
+    const TagLengths tags = isEmpty ? TagLengths{insertion.Length(), 0}
+                                    : TagLengths{static_cast<std::int32_t>(startTagLength),
+                                                 static_cast<std::int32_t>(name.size()) + 3};
+    element = NewRecord(state.index, insertion, tags, isEmpty ? kEmptyTag : 0);
     insertion.Put(element);
   }
-  MoveToNew(*state, element, asChild);
+  MoveToNew(state, element, asChild);
   return true;
+}
+
+}  // namespace
+
+bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data, std::uint32_t flags) {
+  return AddElementTo(*state, name, {}, {}, data, flags);
+}
+
+bool MXmlDocument::AddElementWithAttribute(std::wstring_view name, std::wstring_view attribute,
+                                           std::wstring_view value, std::wstring_view data) {
+  return IsName(attribute) && AddElementTo(*state, name, attribute, value, data, 0);
 }
 
 bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {

@@ -11,10 +11,16 @@
 
 /// Integers as text in the "C" locale, digit for digit what a stream under it writes.
 template <std::integral T>
-MString DecimalText(T value) {
+void FormatDecimal(T value, MString& out) {
   char digits[24];
   const std::to_chars_result result = std::to_chars(std::begin(digits), std::end(digits), value);
-  return MString(std::begin(digits), result.ptr);
+  out.assign(std::begin(digits), result.ptr);
+}
+template <std::integral T>
+MString DecimalText(T value) {
+  MString text;
+  FormatDecimal(value, text);
+  return text;
 }
 
 /// Exactly eight lower-case hexadecimal digits and the letter "h": 42 gives 0000002ah.

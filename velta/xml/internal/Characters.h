@@ -57,8 +57,15 @@ constexpr wchar_t Fold(wchar_t c) noexcept {
   return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
 }
 
-[[nodiscard]] bool SameName(std::wstring_view left, std::wstring_view right,
-                            bool ignoreCase) noexcept;
+/// Names are short: comparing them here costs less than a call does.
+[[nodiscard]] constexpr bool SameName(std::wstring_view left, std::wstring_view right,
+                                      bool ignoreCase) noexcept {
+  if (left.size() != right.size()) return false;
+  for (std::size_t at = 0; at < left.size(); ++at) {
+    if (left[at] != right[at] && (!ignoreCase || Fold(left[at]) != Fold(right[at]))) return false;
+  }
+  return true;
+}
 
 /// The name that begins at `begin`, in a string that ends with NUL.
 inline std::wstring_view NameAt(const wchar_t* begin) noexcept {

@@ -24,6 +24,8 @@ constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
 constexpr std::wstring_view kCDataBegin = L"<![CDATA[";
 constexpr std::wstring_view kCDataEnd = L"]]>";
 
+constexpr LowSet EscapedSet(bool quotes) noexcept { return quotes ? kMarkup | kQuotes : kMarkup; }
+
 /// Whether the text behind an ampersand makes it a reference, known or not.
 bool IsReference(std::wstring_view behind) noexcept {
   if (behind.empty() || (behind.front() != L'#' && !IsNameStart(behind.front()))) return false;
@@ -88,8 +90,13 @@ std::size_t AppendReferenced(std::wstring& out, std::wstring_view behind) {
 
 }  // namespace
 
+bool NeedsEscape(std::wstring_view text, bool quotes) noexcept {
+  const LowSet escaped = EscapedSet(quotes);
+  return std::any_of(text.begin(), text.end(), [escaped](wchar_t c) { return IsIn(escaped, c); });
+}
+
 void AppendEscaped(std::wstring& out, std::wstring_view text, bool quotes, bool keepReferences) {
-  const LowSet escaped = quotes ? kMarkup | kQuotes : kMarkup;
+  const LowSet escaped = EscapedSet(quotes);
   const std::size_t wanted = out.size() + text.size() + text.size() / 10 + 7;
   if (wanted > out.capacity()) out.reserve(wanted);
   std::size_t copied = 0;

@@ -6,6 +6,9 @@
 
 namespace Velta::Xml {
 
+/// Whether `AppendEscaped`, keeping no references, would change anything.
+[[nodiscard]] bool NeedsEscape(std::wstring_view text, bool quotes) noexcept;
+
 /// Appends `text` with what markup is made of written as references: less-than, ampersand and
 /// greater-than, and with `quotes` both quotes.
 void AppendEscaped(std::wstring& out, std::wstring_view text, bool quotes, bool keepReferences);

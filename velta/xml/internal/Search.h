@@ -66,15 +66,17 @@ inline unsigned HalfBlockMatch(const wchar_t* left, const wchar_t* right) noexce
 
 /// The first `c`, an ASCII character, in a range, or its end.
 inline const wchar_t* FindCharacter(const wchar_t* begin, const wchar_t* end, wchar_t c) noexcept {
-#if defined(VELTA_XML_SSE2)
   // Most runs end before the runtime's search, which is the faster one for long runs, is set up.
-  if (end - begin >= kHalfBlock) {
-    const unsigned mask = MaskOf(EqualBytes(HalfBlockBytes(begin), static_cast<char>(c)));
-    if (mask != 0) return begin + std::countr_zero(mask);
-    begin += kHalfBlock;
+  if (end - begin < kHalfBlock) {
+    while (begin != end && *begin != c) ++begin;
+    return begin;
   }
-#endif
+#if defined(VELTA_XML_SSE2)
+  const unsigned mask = MaskOf(EqualBytes(HalfBlockBytes(begin), static_cast<char>(c)));
+  if (mask != 0) return begin + std::countr_zero(mask);
+  begin += kHalfBlock;
   if (begin == end) return end;
+#endif
   const wchar_t* const found =
       std::char_traits<wchar_t>::find(begin, static_cast<std::size_t>(end - begin), c);
   return found != nullptr ? found : end;
