@@ -10,7 +10,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <initializer_list>
+#include <string_view>
 #include <utility>
 
 using namespace Velta::Xml;
@@ -169,15 +169,12 @@ std::int32_t NewRecord(ElementIndex& index, const Insertion& insertion, TagLengt
 }
 
 /// Appends them in one step: most are short.
-void AppendParts(MString& text, std::initializer_list<std::wstring_view> parts) {
-  std::size_t length = text.size();
-  for (const std::wstring_view part : parts) length += part.size();
+template <class... Parts>
+void AppendParts(MString& text, Parts... parts) {
   const std::size_t begin = text.size();
-  text.resize(length);
+  text.resize(begin + (parts.size() + ...));
   wchar_t* at = text.data() + begin;
-  for (const std::wstring_view part : parts) {
-    for (const wchar_t c : part) *at++ = c;
-  }
+  ((at = std::copy(parts.begin(), parts.end(), at)), ...);
 }
 
 /// The text escaped, in `room` if that makes a difference.
@@ -254,9 +251,9 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
       // A quote in front of this slash would make the tag an empty one.
       if (element != 0 && end == tag.end - 1 && text[end] == L'/') return false;
     } else {
-      AppendParts(scratch, {L" "sv, name});
+      AppendParts(scratch, L" "sv, name);
     }
-    AppendParts(scratch, {L"=\""sv, Escaped(value, true, room), L"\""sv});
+    AppendParts(scratch, L"=\""sv, Escaped(value, true, room), L"\""sv);
   }
 
   const Position& position = state.position;
@@ -292,10 +289,10 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
   const std::size_t begin = text.size();
   MString room;
   if (attribute.empty()) {
-    AppendParts(text, {L"<"sv, name});
+    AppendParts(text, L"<"sv, name);
   } else {
-    AppendParts(text,
-                {L"<"sv, name, L" "sv, attribute, L"=\""sv, Escaped(value, true, room), L"\""sv});
+    AppendParts(text, L"<"sv, name, L" "sv, attribute, L"=\""sv, Escaped(value, true, room),
+                L"\""sv);
   }
   const bool isEmpty = data.empty() && hasEndTag;
   const std::size_t startTagLength = text.size() + 1 - begin;
@@ -307,9 +304,9 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
     if (isCData) AppendCData(room, data);
     const std::wstring_view content = isCData ? room : Escaped(data, false, room);
     if (hasEndTag) {
-      AppendParts(text, {L">"sv, content, L"</"sv, name, L">"sv});
+      AppendParts(text, L">"sv, content, L"</"sv, name, L">"sv);
     } else {
-      AppendParts(text, {L">"sv, content});
+      AppendParts(text, L">"sv, content);
     }
   }
   if (!insertion.Prepare()) return false;
