@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 #include <pugixml.hpp>
 
 namespace {
@@ -144,6 +145,56 @@ void ParsePugixml(benchmark::State& state) {
   CountText(state, text);
 }
 
+/// What reading a document adds to the memory in use, or what `count` makes of the document.
+template <class Count>
+void CountMemory(benchmark::State& state, Count count) {
+  const std::wstring text = MakeText(state.range(0));
+  for ([[maybe_unused]] auto _ : state) {
+    state.counters["bytes"] = static_cast<double>(count(text));
+  }
+}
+
+std::size_t MemoryInUse() {
+  const struct mallinfo2 memory = ::mallinfo2();
+  return memory.uordblks + memory.hblkhd;
+}
+
+void MemoryVelta(benchmark::State& state) {
+  CountMemory(state, [](const std::wstring& text) {
+    const std::size_t before = MemoryInUse();
+    MXmlDocument document;
+    if (!document.SetText(text)) std::abort();
+    return MemoryInUse() - before;
+  });
+}
+
+void MemoryPugixml(benchmark::State& state) {
+  CountMemory(state, [](const std::wstring& text) {
+    const std::size_t before = MemoryInUse();
+    pugi::xml_document document;
+    document.load_buffer(text.data(), text.size() * sizeof(wchar_t), pugi::parse_default,
+                         pugi::encoding_wchar);
+    return MemoryInUse() - before;
+  });
+}
+
+/// The text, and 48 bytes an element.
+void MemoryModel(benchmark::State& state) {
+  CountMemory(state, [](const std::wstring& text) {
+    struct Counter : pugi::xml_tree_walker {
+      bool for_each(pugi::xml_node& node) override {
+        if (node.type() == pugi::node_element) ++elements;
+        return true;
+      }
+      std::size_t elements = 0;
+    } counter;
+    pugi::xml_document document;
+    document.load_string(text.c_str());
+    document.traverse(counter);
+    return text.size() * sizeof(wchar_t) + 48 * counter.elements;
+  });
+}
+
 /// A document of n elements, the position inside its root.
 void MakeSiblings(MXmlDocument& document, std::int64_t count) {
   std::wstring text = L"<r>\n";
@@ -210,6 +261,9 @@ void AllDocuments(benchmark::internal::Benchmark* benchmark) {
 
 BENCHMARK(ParseVelta)->Apply(AllDocuments);
 BENCHMARK(ParsePugixml)->Apply(AllDocuments);
+BENCHMARK(MemoryVelta)->DenseRange(kManifest, kRecords)->Iterations(1);
+BENCHMARK(MemoryPugixml)->DenseRange(kManifest, kRecords)->Iterations(1);
+BENCHMARK(MemoryModel)->DenseRange(kManifest, kRecords)->Iterations(1);
 BENCHMARK(AppendAtEnd)->Arg(1000)->Arg(1000000)->UseRealTime();
 BENCHMARK(EditAtFront)->Arg(1000)->Arg(1000000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(EditAtFrontMoves)->Arg(1000)->Arg(1000000)->Unit(benchmark::kMicrosecond)->UseRealTime();

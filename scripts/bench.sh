@@ -2,10 +2,20 @@
 # SPDX-License-Identifier: MIT
 # Builds and runs the benchmarks and prints their ratios. Best on an otherwise idle machine.
 #
-#   scripts/bench.sh [Google Benchmark options]
+#   scripts/bench.sh [--keep|--check] [Google Benchmark options]
+#
+#   --keep    keeps the ratios in bench/last_ratios.json and draws the charts in docs/performance
+#   --check   fails when a ratio is more than a quarter worse than the one kept
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh
+
+kept=bench/last_ratios.json
+judge=()
+case ${1:-} in
+  --keep)  judge=(--keep "$kept" --svg docs/performance); shift ;;
+  --check) judge=(--check "$kept"); shift ;;
+esac
 
 scripts/setup.sh bench
 bench/get_pugixml.sh
@@ -23,4 +33,5 @@ for program in build/bench/bin/velta_bench_*; do
     { tail -n 20 "${result%.json}.txt" >&2; exit 1; }
   results+=("$result")
 done
-python3 bench/ratios.py "${results[@]}" || true  # a missed goal is named in the table
+# Debian's Python: another one would not find the packages of the set-up.
+/usr/bin/python3 bench/ratios.py "${judge[@]}" "${results[@]}"

@@ -16,7 +16,8 @@ linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils cla
 windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-dev python3 util-linux)
 # What the tests of tools/velta-log need besides; without a browser its page is not tested.
 tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)
-bench=(libbenchmark-dev libspdlog-dev libfmt-dev libboost-dev)
+bench=(libbenchmark-dev libspdlog-dev libfmt-dev libboost-dev libboost-serialization-dev
+       python3-matplotlib)
 case $what in
   linux)   wanted=("${linux[@]}" "${tools[@]}") ;;
   windows) wanted=("${windows[@]}" python3-jsonschema) ;;
