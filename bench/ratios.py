@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: MIT
 """Prints the ratios that the benchmarks are about, as a table: ours, beside what, and the goal.
 
-Takes the JSON output of Google Benchmark. With repetitions the medians are compared, and all numbers
-of one ratio come from the same run: absolute times say more of the machine than of the code. A
-missed goal is named in the table; only what --check finds makes this fail.
+Takes the JSON output of Google Benchmark. With repetitions the medians are compared, and all
+numbers of one ratio come from the same run: absolute times say more of the machine than of the
+code. A missed goal is named in the table; only what --check finds makes this fail.
 """
 
 import argparse
@@ -22,6 +22,7 @@ Row = namedtuple("Row", "label quantity ours peer goal area bar", defaults=("", 
 
 DOCUMENTS = ["a manifest of 4 KB", "a project file of 25 KB", "a resource file of 275 KB",
              "prose of 0.5 MB", "records of 50 MB"]
+FILERS = [("Write", "written"), ("Read", "read")]
 FILER_PEERS = [("pugixml by hand, wide", "Pugixml", ">= 1.20"),
                ("Boost.Serialization, wide", "Serialization", ">= 5.00"),
                ("Boost.PropertyTree, wide", "PropertyTree", ">= 5.00")]
@@ -90,10 +91,9 @@ ROWS = [
       for count in (1000, 1000000)),
     *(Row(f"{peer} / values {done} by the filers", "time", f"{what}<{name}>/10000",
           f"{what}<Filers>/10000", goal, "filers", f"{done}, {peer}")
-      for what, done in (("Write", "written"), ("Read", "read")) for peer, name, goal in FILER_PEERS),
+      for what, done in FILERS for peer, name, goal in FILER_PEERS),
     *(Row(f"growth of values {done}, 1,000 to 100,000", "exponent",
-          f"{what}<Filers>/100000", f"{what}<Filers>/1000", "<= 1.05")
-      for what, done in (("Write", "written"), ("Read", "read"))),
+          f"{what}<Filers>/100000", f"{what}<Filers>/1000", "<= 1.05") for what, done in FILERS),
     Row("ParseDouble of ordinary numbers / wcstod", "time",
         "ParseVelta/ordinary", "ParseRuntime/ordinary", "<= 0.35",
         "numbers", "read, ordinary, wcstod"),

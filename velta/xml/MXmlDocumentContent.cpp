@@ -132,7 +132,9 @@ bool MXmlDocument::HasAttribute(std::wstring_view name, std::wstring_view value)
   Attribute attribute;
   if (!tag.Exists() || !FindAttribute(*state, tag, name, attribute)) return false;
   const wchar_t* const end = attribute.value.data() + attribute.value.size();
-  if (FindCharacter(attribute.value.data(), end, L'&') == end) return attribute.value == value;
+  if (FindCharacter(attribute.value.data(), end, L'&') == end) {
+    return SameName(attribute.value, value, false);
+  }
   MString decoded;
   AppendUnescaped(decoded, attribute.value);
   return decoded == value;

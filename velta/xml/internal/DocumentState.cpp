@@ -2,7 +2,6 @@
 #include "velta/xml/internal/DocumentState.h"
 
 #include "velta/xml/MXmlDocument.h"
-#include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/Parser.h"
 
 namespace Velta::Xml {
@@ -18,19 +17,6 @@ void DocumentState::BecomeEmpty() noexcept {
   index.Clear();
   saved.Clear();
   position = Position();
-}
-
-std::wstring_view DocumentState::NameOf(std::int32_t element) const noexcept {
-  return NameAt(text.data() + index.At(element).start + 1);
-}
-
-std::int32_t DocumentState::ContentBegin(std::int32_t element) const noexcept {
-  return element == 0 ? 0 : index.At(element).start + index.GetTagLengths(element).start;
-}
-
-std::int32_t DocumentState::ContentEnd(std::int32_t element) const noexcept {
-  return element == 0 ? static_cast<std::int32_t>(text.size())
-                      : index.At(element).End() - index.GetTagLengths(element).end;
 }
 
 bool IsWellFormed(const ElementIndex& index) noexcept {

@@ -3,6 +3,7 @@
 
 #include "velta/text/MString.h"
 #include "velta/xml/MXmlNodeType.h"
+#include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/ElementIndex.h"
 #include "velta/xml/internal/ErrorText.h"
 #include "velta/xml/internal/SavedPositions.h"
@@ -55,11 +56,18 @@ struct DocumentState {
     return {text.data() + begin, static_cast<std::size_t>(end - begin)};
   }
 
-  [[nodiscard]] std::wstring_view NameOf(std::int32_t element) const noexcept;
+  [[nodiscard]] std::wstring_view NameOf(std::int32_t element) const noexcept {
+    return NameAt(text.data() + index.At(element).start + 1);
+  }
 
   /// Where the content of an element begins and ends; of 0, the whole text.
-  [[nodiscard]] std::int32_t ContentBegin(std::int32_t element) const noexcept;
-  [[nodiscard]] std::int32_t ContentEnd(std::int32_t element) const noexcept;
+  [[nodiscard]] std::int32_t ContentBegin(std::int32_t element) const noexcept {
+    return element == 0 ? 0 : index.At(element).start + index.GetTagLengths(element).start;
+  }
+  [[nodiscard]] std::int32_t ContentEnd(std::int32_t element) const noexcept {
+    return element == 0 ? static_cast<std::int32_t>(text.size())
+                        : index.At(element).End() - index.GetTagLengths(element).end;
+  }
 };
 
 /// Whether there is exactly one root element and no fault.

@@ -132,14 +132,6 @@ std::int32_t ElementIndex::FindStart(std::int32_t start) const noexcept {
   return low < nextFree && At(low).start == start ? low : 0;
 }
 
-TagLengths ElementIndex::GetTagLengths(std::int32_t index) const noexcept {
-  const std::uint32_t packed = At(index).tagLengths;
-  const TagLengths lengths{static_cast<std::int32_t>(packed & kMaxStart),
-                           static_cast<std::int32_t>(packed >> kStartBits)};
-  if (lengths.start != kMaxStart && lengths.end != kMaxEnd) return lengths;
-  return longTags.find(index)->second;
-}
-
 void ElementIndex::SetLongTagLengths(std::int32_t index, TagLengths lengths) {
   if (lengths.start < kMaxStart && lengths.end < kMaxEnd) {
     longTags.erase(index);

@@ -94,7 +94,13 @@ class ElementIndex {
   /// In an index that has been read just now: the element that begins at `start`, or 0.
   [[nodiscard]] std::int32_t FindStart(std::int32_t start) const noexcept;
 
-  [[nodiscard]] TagLengths GetTagLengths(std::int32_t index) const noexcept;
+  [[nodiscard]] TagLengths GetTagLengths(std::int32_t index) const noexcept {
+    const std::uint32_t packed = At(index).tagLengths;
+    const TagLengths lengths{static_cast<std::int32_t>(packed & kMaxStart),
+                             static_cast<std::int32_t>(packed >> kStartBits)};
+    if (lengths.start != kMaxStart && lengths.end != kMaxEnd) return lengths;
+    return longTags.find(index)->second;
+  }
 
   /// Lengths that the packed field cannot hold are kept in a table beside it. Unchanged when it
   /// throws.
