@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Installs what the builds and tests need; quiet when nothing is missing.
 #
-#   scripts/setup.sh [linux|windows|bench|tools|all]     default: all
+#   scripts/setup.sh [linux|windows|bench|tools|docs|all]     default: all
 #
 # Debian's packages are pinned by the release they come from (and by the major version in their
 # names where Debian ships several); the Windows compiler is pinned by its lock file.
@@ -16,6 +16,7 @@ linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils cla
 windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-dev python3 util-linux)
 # What the tests of tools/velta-log need besides; without a browser its page is not tested.
 tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)
+docs=(doxygen)
 bench=(libbenchmark-dev libspdlog-dev libfmt-dev libboost-dev libboost-serialization-dev
        python3-matplotlib)
 case $what in
@@ -23,8 +24,9 @@ case $what in
   windows) wanted=("${windows[@]}" python3-jsonschema) ;;
   bench)   wanted=("${linux[@]}" "${bench[@]}") ;;
   tools)   wanted=("${tools[@]}") ;;
-  all)     wanted=("${linux[@]}" "${tools[@]}" "${windows[@]}" "${bench[@]}") ;;
-  *) echo "usage: scripts/setup.sh [linux|windows|bench|tools|all]" >&2; exit 2 ;;
+  docs)    wanted=("${docs[@]}") ;;
+  all)     wanted=("${linux[@]}" "${tools[@]}" "${windows[@]}" "${bench[@]}" "${docs[@]}") ;;
+  *) echo "usage: scripts/setup.sh [linux|windows|bench|tools|docs|all]" >&2; exit 2 ;;
 esac
 
 mkdir -p "$VELTA_CACHE"
@@ -106,7 +108,7 @@ if [ "${#missing[@]}" -gt 0 ]; then
 fi
 
 # The tests write numbers under a locale whose decimal separator is a comma.
-if [ "$what" != windows ] && ! locale -a 2>/dev/null | grep -qix 'de_DE.utf8'; then
+if [[ " ${wanted[*]} " == *" locales "* ]] && ! locale -a 2>/dev/null | grep -qix 'de_DE.utf8'; then
   step "generating the locale de_DE.UTF-8" as_root localedef -i de_DE -f UTF-8 de_DE.UTF-8
 fi
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Builds and tests; goes on to the next configuration after a failure. The last line counts the
-# tests of all configurations; the format check and the layer check count as one test each.
+# tests of all configurations; each check beside them counts as one.
 #
 #   scripts/test.sh [linux|asan|tsan|windows]     default: everything
 set -uo pipefail
@@ -104,6 +104,7 @@ case $what in
     check layers python3 tools/check_layers.py .
     check cppcheck scripts/cppcheck.sh
     check dialect scripts/msvc_dialect.sh
+    check reference scripts/docs.sh
     configurations=(linux asan tsan windows windows-shared) ;;
   windows) configurations=(windows windows-shared) ;;
   *)       configurations=("$what") ;;

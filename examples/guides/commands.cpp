@@ -24,9 +24,8 @@ class Catalogue {
 
   const std::wstring& Find(std::uint32_t number) {
     static MFlowPoint point(L"Catalogue", L"Find");
-    const auto found = titles.find(number);
-    if (found == titles.end()) point.At(this).Raise(L"NoSuchItem", L"number", number);
-    return found->second;
+    if (titles.count(number) == 0) point.At(this).Raise(L"NoSuchItem", L"number", number);
+    return titles.at(number);
   }
 
  private:

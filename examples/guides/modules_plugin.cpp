@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#define PLUGIN_BUILDING  // exports what others import
 #include "modules_plugin.h"
 
 #include "velta/logging/MDiagnosticsRegistry.h"

@@ -18,7 +18,7 @@
 ///               filer.WriteBool(L"Visible", true) && filer.EndGroup();
 /// ```
 ///
-/// stores "Count" in HKEY_CURRENT_USER\Software\Velta\Editor and "Visible" in its key "Panel".
+/// stores "Count" in `HKEY_CURRENT_USER\Software\Velta\Editor` and "Visible" in its key "Panel".
 ///
 /// Each value is in the registry when its write returns: written at once, in place of an older one
 /// of that name, whole or not at all. No key stays open in between. Keys are created as they are
