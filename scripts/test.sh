@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Builds and tests; goes on to the next configuration after a failure. The last line counts the
-# tests of all configurations; each check beside them counts as one.
+# tests of all configurations; each check and each fuzzer beside them counts as one.
 #
 #   scripts/test.sh [linux|asan|tsan|windows]     default: everything
 set -uo pipefail
@@ -65,6 +65,16 @@ count() {
   sed -n "s/^[[:space:]]*$1=\"\([0-9]*\)\".*/\1/p" "$2" 2>/dev/null | head -n 1
 }
 
+# So many inputs each, always the same ones as long as the code takes the same turns.
+fuzzing() {
+  local started=$SECONDS passes failures
+  run fuzz scripts/fuzz.sh --runs 20000
+  passes=$(grep -c '^fuzz: .* passed' "$logs/fuzz.log")
+  failures=$(grep -c '^fuzz: .* failed' "$logs/fuzz.log")
+  if [ $((passes + failures)) = 0 ]; then failures=1; fi  # not even built
+  report fuzz "$passes" "$failures" $((SECONDS - started))
+}
+
 # Without one live process wine boots its services for every test program that is asked what it has.
 hold_wine() {
   tools/zig/bin/wine-session start build/wine-session.pid "build/$1/bin/wine_hold.exe"
@@ -112,6 +122,7 @@ esac
 for name in "${configurations[@]}"; do
   configuration "$name"
 done
+if [ "$what" = all ]; then fuzzing; fi
 
 printf '\n'
 printf '%s\n' "${summary[@]}"

@@ -82,8 +82,12 @@ bool MError::Write(IOutFilerTagged& filer, const MString& tag) const {
   }
   bool written = filer.WriteString(L"Code", code);
   for (auto parameter = parameters.begin(); written && parameter != parameters.end(); ++parameter) {
-    written = filer.BeginGroup(L"Parameter") && filer.WriteString(L"Name", parameter->first) &&
-              filer.WriteString(L"Value", parameter->second) && filer.EndGroup();
+    written = filer.BeginGroup(L"Parameter");
+    if (written) {
+      written = filer.WriteString(L"Name", parameter->first) &&
+                filer.WriteString(L"Value", parameter->second);
+      written = filer.EndGroup() && written;
+    }
   }
   return filer.EndGroup() && written;
 }

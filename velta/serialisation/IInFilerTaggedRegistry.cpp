@@ -71,10 +71,13 @@ bool IInFilerTaggedRegistry::ReadNumber(const MString& tag, std::uint32_t* value
 
 template <class T>
 bool IInFilerTaggedRegistry::ReadInteger(const MString& tag, T* value, T defaultValue) const {
+  *value = defaultValue;
   std::uint32_t number = 0;
   std::uint32_t type = 0;
   const bool read = ReadNumber(tag, &number, &type);
-  *value = read ? static_cast<T>(number) : defaultValue;
+  if (read) {
+    *value = static_cast<T>(number);
+  }
   return read;
 }
 
@@ -111,10 +114,13 @@ bool IInFilerTaggedRegistry::ReadString(const MString& tag, MString* value,
 }
 
 bool IInFilerTaggedRegistry::ReadChar(const MString& tag, char* value, char defaultValue) {
+  *value = defaultValue;
   std::uint32_t number = 0;
   std::uint32_t type = 0;
   const bool read = ReadNumber(tag, &number, &type) && type == REG_DWORD;
-  *value = read ? static_cast<char>(static_cast<unsigned char>(number)) : defaultValue;
+  if (read) {
+    *value = static_cast<char>(static_cast<unsigned char>(number));
+  }
   return read;
 }
 

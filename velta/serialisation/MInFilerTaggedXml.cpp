@@ -15,6 +15,25 @@ namespace {
 const wchar_t ClassName[] = L"MInFilerTaggedXml";
 const ClassNameRegistration registration(ClassName);
 
+/// Puts the position back when its scope ends before what was looked for has been read.
+class ReadAttempt {
+ public:
+  explicit ReadAttempt(MXmlDocument& where) : document(where) { document.SavePosition(); }
+  ReadAttempt(const ReadAttempt&) = delete;
+  ReadAttempt& operator=(const ReadAttempt&) = delete;
+  ~ReadAttempt() {
+    if (!succeeded) {
+      static_cast<void>(document.RestorePosition());
+    }
+  }
+
+  bool EndsWith(bool result) noexcept { return succeeded = result; }
+
+ private:
+  MXmlDocument& document;
+  bool succeeded = false;
+};
+
 }  // namespace
 
 MInFilerTaggedXml::MInFilerTaggedXml(const MString& text, const MString& expectedRootName,
@@ -36,14 +55,10 @@ bool MInFilerTaggedXml::ReadValue(const MString& tag, std::wstring_view type, Co
   if (document == nullptr) {
     return false;
   }
-  document->SavePosition();
-  const bool read = document->FindElement() && document->GetTagName() == tag &&
-                    document->HasAttribute(ValueTypes::kAttribute, type) &&
-                    document->GetData(&scratch) && convert(std::as_const(scratch));
-  if (!read) {
-    static_cast<void>(document->RestorePosition());
-  }
-  return read;
+  ReadAttempt attempt(*document);
+  return attempt.EndsWith(document->FindElement() && document->GetTagName() == tag &&
+                          document->HasAttribute(ValueTypes::kAttribute, type) &&
+                          document->GetData(&scratch) && convert(std::as_const(scratch)));
 }
 
 template <class T>
@@ -86,16 +101,22 @@ bool MInFilerTaggedXml::ReadDouble(const MString& tag, double* value, double def
 }
 
 bool MInFilerTaggedXml::ReadFloat(const MString& tag, float* value, float defaultValue) {
+  *value = defaultValue;
   double number = 0.0;
   const bool read = ReadDouble(tag, &number, 0.0);
-  *value = read ? static_cast<float>(number) : defaultValue;
+  if (read) {
+    *value = static_cast<float>(number);
+  }
   return read;
 }
 
 bool MInFilerTaggedXml::ReadBool(const MString& tag, bool* value, bool defaultValue) {
+  *value = defaultValue;
   std::int32_t number = 0;
   const bool read = ReadInteger<std::int32_t>(tag, ValueTypes::kBool, &number, 0);
-  *value = read ? number != 0 : defaultValue;
+  if (read) {
+    *value = number != 0;
+  }
   return read;
 }
 
@@ -125,22 +146,21 @@ bool MInFilerTaggedXml::ReadInt(const MString& tag, std::int32_t* value,
 }
 
 bool MInFilerTaggedXml::FindGroup(const MString& tag) {
-  if (document == nullptr) {
-    return false;
-  }
-  document->SavePosition();
   while (document->FindElement(tag)) {
     // What has a type is a value of the same name.
     if (!document->GetAttribute(ValueTypes::kAttribute, nullptr)) {
       return true;
     }
   }
-  static_cast<void>(document->RestorePosition());
   return false;
 }
 
 bool MInFilerTaggedXml::BeginGroup(const MString& tag) {
-  if (!FindGroup(tag) || !document->IntoElement()) {
+  if (document == nullptr) {
+    return false;
+  }
+  ReadAttempt attempt(*document);
+  if (!attempt.EndsWith(FindGroup(tag) && document->IntoElement())) {
     return false;
   }
   ++depth;
@@ -157,14 +177,15 @@ bool MInFilerTaggedXml::EndGroup() {
 
 bool MInFilerTaggedXml::ReadEmbeddedDocument(const MString& tag, MString* xml) {
   xml->clear();
-  if (!FindGroup(tag)) {
+  if (document == nullptr) {
     return false;
   }
+  ReadAttempt attempt(*document);
   MXmlDocument embedded;
-  const bool built = AddXmlDeclaration(embedded) && embedded.AddElement(L"MFilerTaggedXml") &&
-                     embedded.AddChildDocument(document->GetNodeText());
-  if (built) {
-    *xml = embedded.GetText();
+  if (!FindGroup(tag) || !AddXmlDeclaration(embedded) || !embedded.AddElement(L"MFilerTaggedXml") ||
+      !embedded.AddChildDocument(document->GetNodeText())) {
+    return false;
   }
-  return built;
+  *xml = embedded.GetText();
+  return attempt.EndsWith(true);
 }

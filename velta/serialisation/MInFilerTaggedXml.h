@@ -20,8 +20,8 @@ class MXmlDocument;
 /// ignored.
 ///
 /// A value costs the same wherever it stands; `BeginGroup` passes over what stands before the
-/// group, and over the whole rest of the enclosing group when there is none of that name. Errors
-/// thrown: `std::bad_alloc`.
+/// group, and over the whole rest of the enclosing group when there is none of that name.
+/// Errors thrown: `std::bad_alloc`; nothing is then consumed.
 class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
  public:
   /// Reads a document and stands in its root element.

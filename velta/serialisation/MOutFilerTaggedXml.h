@@ -24,16 +24,16 @@ class MXmlDocument;
 ///
 /// Each value is an element with a "type" attribute, each group an element without one. Numbers are
 /// written in the "C" locale: a double with 16 significant digits, a float with 9, so a double may
-/// come back changed in its last bits, a float never. Infinity is written as "inf"; what is not a
-/// number comes back as such, without its payload.
+/// come back changed in its last bits, the largest ones as infinity, and a float never. Infinity is
+/// written as "inf"; what is not a number comes back as such, without its payload.
 ///
 /// Tags are element names: every operation returns false, and writes nothing, for a tag that is
 /// none. Every other text is written so that it is read back unchanged. What XML itself has no
 /// place for, as control characters, stays as it is in memory, but other programs may refuse the
 /// document.
 ///
-/// A value at the end of a document of any size costs the same.
-/// Errors thrown: `std::bad_alloc`.
+/// A value at the end of a document of any size costs the same; each enclosing group adds a step.
+/// Errors thrown: `std::bad_alloc`; nothing is then written.
 class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
  public:
   /// Begins a document whose root element is the outermost group.

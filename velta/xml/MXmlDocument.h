@@ -46,7 +46,8 @@ struct DocumentState;
 /// the size of a tag; the index takes 36 bytes an element and some room to grow. A step between
 /// elements is a look-up. An edit moves the text and the elements behind it, and touches the
 /// ancestors of its place: at the end of a document it costs the same in a small and a large one.
-/// Looking for an attribute reads the tag from its beginning.
+/// An edit of an ill-formed document reads it anew. Looking for an attribute reads the tag from its
+/// beginning.
 ///
 /// Threads: one at a time; nothing is shared between documents.
 /// Ownership: all text is copied in; views that are handed out are valid until the next change.

@@ -59,7 +59,8 @@ void ErrorText::ReplaceBy(std::wstring_view message) noexcept {
 
 void ErrorText::Append(std::wstring_view part) {
   if (cut) return;
-  const std::size_t room = kLimit - text.size();
+  // A message that must not fail may have gone past the limit.
+  const std::size_t room = kLimit - (std::min)(text.size(), kLimit);
   if (part.size() > room) {
     text.append(part.substr(0, room)).append(kCutMark);
     cut = true;
