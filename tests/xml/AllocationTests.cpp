@@ -20,41 +20,16 @@ const std::wstring kFaultyText =
 const std::wstring kLong(1100, L'n');  // as a name: an end tag whose length is kept elsewhere
 const std::wstring kPosition = L"a name that is longer than what a string holds in itself";
 
-/// Runs `attempt` with no allocation granted, then one, and so on, until it is refused none, and
-/// sees that nothing is left of any run.
-void WithLittleMemory(const std::function<bool(int granted)>& attempt) {
-  for (int granted = 0;; ++granted) {
-    SCOPED_TRACE(granted);
-    const int before = Allocations::Live();
-    const bool wasRefused = attempt(granted);
-    ASSERT_FALSE(testing::Test::HasFatalFailure());
-    ASSERT_EQ(Allocations::Live(), before);
-    if (!wasRefused) return;
-  }
-}
-
-/// Runs `action` with that many allocations granted.
-///
-/// @return whether it was refused one
-template <typename Action>
-bool IsRefused(int granted, Action action) {
-  Allocations::Reset();
-  Allocations::Allow(granted);
-  action();
-  Allocations::Allow(Allocations::kUnlimited);
-  return Allocations::Count() > granted;
-}
-
 /// Edits a document at the child of its root.
 void EditWithoutMemory(const std::wstring& text, const std::function<bool(MXmlDocument&)>& edit) {
   const bool mayBecomeEmpty = text == kFaultyText;
-  WithLittleMemory([&](int granted) {
+  Allocations::WithLittle([&](int granted) {
     MXmlDocument document;
     static_cast<void>(document.SetText(text));
     EXPECT_TRUE(document.FindElement() && document.FindChildElement());
     document.SavePosition(L"child");
     bool edited = false;
-    const bool refused = IsRefused(granted, [&] {
+    const bool refused = Allocations::IsRefused(granted, [&] {
       try {
         edited = edit(document);
       } catch (const std::bad_alloc&) {
@@ -76,13 +51,13 @@ void EditWithoutMemory(const std::wstring& text, const std::function<bool(MXmlDo
 TEST(MXmlDocument, WithoutMemoryAParseLeavesAnEmptyDocumentThatSaysSo) {
   std::wstring text = kFaultyText;
   for (int i = 0; i < 300; ++i) text += L"<a></b>";
-  WithLittleMemory([&](int granted) {
+  Allocations::WithLittle([&](int granted) {
     MXmlDocument document;
     EXPECT_FALSE(document.SetText(L"<a>"));
     EXPECT_TRUE(document.FindElement());
     MString copy = text;
     const bool refused =
-        IsRefused(granted, [&] { EXPECT_FALSE(document.SetText(std::move(copy))); });
+        Allocations::IsRefused(granted, [&] { EXPECT_FALSE(document.SetText(std::move(copy))); });
     EXPECT_TRUE(IndexIsThatOfItsText(document));
     const MString& errors = document.GetErrorText();
     if (refused) {
