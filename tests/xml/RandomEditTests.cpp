@@ -18,53 +18,23 @@ class RandomEditor {
   RandomEditor(std::uint32_t seed, bool mayFail) : random(seed), withFaults(mayFail) {}
 
   void Step() {
-    switch (Below(16)) {
-      case 0:
-      case 1:
-        static_cast<void>(document.IntoElement());
-        break;
-      case 2:
-        static_cast<void>(document.OutOfElement());
-        break;
-      case 3:
-        for (int steps = Below(6); steps > 0 && document.FindElement(); --steps) {
-        }
-        break;
-      case 4:
-        static_cast<void>(document.FindChildElement());
-        break;
-      case 5:
-        static_cast<void>(document.FindNode(kOtherNodes));
-        break;
-      case 6:
-        document.ResetPosition();
-        break;
-      case 7:
-        Save();
-        break;
-      case 8:
-        Restore();
-        break;
-      case 9:
-        AddNode();
-        break;
-      case 10:
-        SetAttribute();
-        break;
-      case 11:
-        if (Below(3) == 0) {
-          const std::wstring name = NewName();
-          static_cast<void>(document.AddChildDocument(L"<!-- x --><" + name + L">1<" + NewName() +
-                                                      L"/>\n<b z='/'>2</b></" + name + L">"));
-        }
-        break;
-      case 12:
-        if (Below(2) == 0) static_cast<void>(document.RemoveElement());
-        break;
-      default:
-        AddElement();
-        break;
+    const int action = Below(16);
+    if (action < 2) static_cast<void>(document.IntoElement());
+    if (action == 2) static_cast<void>(document.OutOfElement());
+    if (action == 3) {
+      for (int steps = Below(6); steps > 0 && document.FindElement(); --steps) {
+      }
     }
+    if (action == 4) static_cast<void>(document.FindChildElement());
+    if (action == 5) static_cast<void>(document.FindNode(kOtherNodes));
+    if (action == 6) document.ResetPosition();
+    if (action == 7) Save();
+    if (action == 8) static_cast<void>(document.RestorePosition(SomePosition()));
+    if (action == 9) AddNode();
+    if (action == 10) SetAttribute();
+    if (action == 11 && Below(3) == 0) AddDocument();
+    if (action == 12 && Below(2) == 0) static_cast<void>(document.RemoveElement());
+    if (action > 12) AddElement();
   }
 
   /// Whether all that must hold does.
@@ -118,6 +88,14 @@ class RandomEditor {
     return contents[Below(8)];
   }
 
+  std::wstring SomePosition() { return L"position " + std::to_wstring(Below(20)); }
+
+  void AddDocument() {
+    const std::wstring name = NewName();
+    static_cast<void>(document.AddChildDocument(L"<!-- x --><" + name + L">1<" + NewName() +
+                                                L"/>\n<b z='/'>2</b></" + name + L">"));
+  }
+
   void AddElement() {
     static const std::uint32_t flags[] = {
         0,
@@ -163,14 +141,10 @@ class RandomEditor {
   }
 
   void Save() {
-    const std::wstring name = L"position " + std::to_wstring(Below(20));
+    const std::wstring name = SomePosition();
     if (Named().empty() || Named()[0] != L'e') return;  // no element of ours
     document.SavePosition(name);
     saved[name] = Named();
-  }
-
-  void Restore() {
-    static_cast<void>(document.RestorePosition(L"position " + std::to_wstring(Below(20))));
   }
 
   std::mt19937 random;
