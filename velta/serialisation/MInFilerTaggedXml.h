@@ -20,7 +20,8 @@ class MXmlDocument;
 /// ignored.
 ///
 /// A value costs the same wherever it stands; `BeginGroup` passes over what stands before the
-/// group, and over the whole rest of the enclosing group when there is none of that name.
+/// group, which is then not found again, and over the whole rest of the enclosing group when there
+/// is none of that name. Looking for a type reads the start tag of a value from its beginning.
 /// Errors thrown: `std::bad_alloc`; nothing is then consumed.
 class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
  public:
