@@ -19,37 +19,28 @@ TEST(MXmlDocument, WithoutACurrentNodeEveryQuestionHasAnEmptyAnswer) {
     EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
     EXPECT_EQ(document.GetOffset(), -1);
     EXPECT_EQ(document.GetLength(), 0);
-    EXPECT_TRUE(document.GetTagName().empty());
-    EXPECT_TRUE(document.GetChildTagName().empty());
-    EXPECT_TRUE(document.GetNodeText().empty());
-    EXPECT_TRUE(document.GetAttribute(L"b").empty());
+    EXPECT_TRUE(document.GetTagName().empty() && document.GetChildTagName().empty() &&
+                document.GetNodeText().empty() && document.GetAttribute(L"b").empty() &&
+                document.GetData().empty());
     MString untouched = L"untouched";
-    EXPECT_FALSE(document.GetAttribute(L"b", &untouched));
-    EXPECT_FALSE(document.GetChildAttribute(L"b", &untouched));
-    EXPECT_FALSE(document.GetData(&untouched));
-    EXPECT_FALSE(document.GetChildData(&untouched));
-    EXPECT_EQ(untouched, L"untouched");
-    EXPECT_TRUE(document.GetData().empty());
-    MString name;
     std::int32_t cursor = 0;
-    EXPECT_FALSE(document.GetNextAttribute(&cursor, &name, &name));
-    EXPECT_FALSE(document.FindChildElement());
-    EXPECT_FALSE(document.IntoElement());
-    EXPECT_FALSE(document.OutOfElement());
-    EXPECT_FALSE(document.RemoveElement());
-    EXPECT_FALSE(document.SetAttribute(L"b", L"2"));
-    EXPECT_FALSE(document.SetChildAttribute(L"b", L"2"));
-    EXPECT_FALSE(document.AddChildDocument(L"<c/>"));
-    EXPECT_FALSE(document.AddElement(L"c", {}, MXmlDocument::kAddAsChild));
-    EXPECT_FALSE(document.RestorePosition(L"never saved"));
+    EXPECT_FALSE(document.GetAttribute(L"b", &untouched) || document.GetData(&untouched) ||
+                 document.GetChildAttribute(L"b", &untouched) ||
+                 document.GetChildData(&untouched) ||
+                 document.GetNextAttribute(&cursor, &untouched, &untouched));
+    EXPECT_EQ(untouched, L"untouched");
+    EXPECT_FALSE(document.FindChildElement() || document.IntoElement() || document.OutOfElement() ||
+                 document.RestorePosition(L"never saved"));
+    EXPECT_FALSE(document.RemoveElement() || document.SetAttribute(L"b", L"2") ||
+                 document.SetChildAttribute(L"b", L"2") || document.AddChildDocument(L"<c/>") ||
+                 document.AddElement(L"c", {}, MXmlDocument::kAddAsChild));
     EXPECT_EQ(document.GetText(), text);
   }
 }
 
 TEST(MXmlDocument, ASearchThatFindsNothingLeavesThePositionAlone) {
   MXmlDocument document;
-  ASSERT_TRUE(document.SetText(L"<r><a/><b/><a x='2'/></r>"));
-  ASSERT_TRUE(document.FindElement(L"r"));
+  ASSERT_TRUE(document.SetText(L"<r><a/><b/><a x='2'/></r>") && document.FindElement(L"r"));
   EXPECT_FALSE(document.FindElement());
   ASSERT_TRUE(document.IntoElement());
   EXPECT_FALSE(document.FindElement(L"A"));
@@ -60,11 +51,10 @@ TEST(MXmlDocument, ASearchThatFindsNothingLeavesThePositionAlone) {
   ASSERT_TRUE(document.FindElement(L"a"));
   EXPECT_EQ(document.GetAttribute(L"x"), L"2");
   ASSERT_TRUE(document.OutOfElement());
-  EXPECT_EQ(document.GetTagName(), L"r");
   EXPECT_FALSE(document.OutOfElement());
+  EXPECT_EQ(document.GetTagName(), L"r");
   document.SetFlags(MXmlDocument::kIgnoreCase);
-  ASSERT_TRUE(document.IntoElement());
-  EXPECT_TRUE(document.FindElement(L"B"));
+  EXPECT_TRUE(document.IntoElement() && document.FindElement(L"B"));
 }
 
 TEST(MXmlDocument, ChildrenCanBeLookedAtFromOutside) {

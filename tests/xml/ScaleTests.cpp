@@ -93,19 +93,15 @@ TEST(MXmlDocument, WritingAndReadingAMillionSiblingsIsLinear) {
 TEST(MXmlDocument, AMillionOtherNodesAreWrittenAndFoundInLinearTime) {
   const Watchdog watchdog("a million nodes");
   MXmlDocument document;
-  ASSERT_TRUE(document.AddElement(L"r"));
-  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.AddElement(L"r") && document.IntoElement());
   for (std::size_t i = 0; i < kMany / 2; ++i) {
-    ASSERT_TRUE(document.AddNode(MXmlNodeType::kText, L"x"));
-    ASSERT_TRUE(document.AddNode(MXmlNodeType::kComment, L"c"));
+    ASSERT_TRUE(document.AddNode(MXmlNodeType::kText, L"x") &&
+                document.AddNode(MXmlNodeType::kComment, L"c"));
   }
-  ASSERT_TRUE(document.AddElement(L"end"));
-  ASSERT_TRUE(document.OutOfElement());
-  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.AddElement(L"end") && document.OutOfElement() && document.IntoElement());
+  constexpr MXmlNodeType kBoth = MXmlNodeType::kText | MXmlNodeType::kComment;
   std::size_t count = 0;
-  while (document.FindNode(MXmlNodeType::kText | MXmlNodeType::kComment) != MXmlNodeType::kNone) {
-    ++count;
-  }
+  while (document.FindNode(kBoth) != MXmlNodeType::kNone) ++count;
   EXPECT_EQ(count, kMany / 2 * 2);
   EXPECT_TRUE(document.FindElement(L"end"));
 }
