@@ -119,7 +119,7 @@ TEST(XmlFilers, WithoutMemoryAChainIsCutShort) {
 }
 
 TEST(RegistryFilers, WithoutMemoryAValueIsTheOldOrTheNew) {
-  const TestRegistry registry;
+  [[maybe_unused]] const TestRegistry registry;
   const std::wstring application = UniqueKeyName();
   const auto readsAs = [&](const MString& expected) {
     IInFilerTaggedRegistry reader(application, false);
