@@ -36,8 +36,7 @@ void ExpectText(const MXmlDocument& document, const std::wstring& text) {
 TEST(MXmlDocument, AnElementIsWrittenWithItsAttribute) {
   MXmlDocument document;
   ASSERT_TRUE(document.AddElementWithAttribute(L"r", L"type", L"<\""));
-  ExpectText(document, L"<r type=\"&lt;&quot;\"/>
-");
+  ExpectText(document, L"<r type=\"&lt;&quot;\"/>\n");
 }
 
 TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
