@@ -13,4 +13,4 @@ if [ $# -gt 0 ]; then
 fi
 # What the build compiles, less the test framework and the generated sources.
 exec run-clang-tidy-19 -p build/linux-clang -quiet -j "$(nproc)" \
-  "^$PWD/(velta|tests|examples|bench)/.*\.cpp$"
+  "^$PWD/(velta|tests|examples|bench|tools)/.*\.cpp$"

@@ -108,6 +108,7 @@ int main(int count, char** values) {
   const auto threadCount = static_cast<std::uint32_t>(std::strtoul(values[3], nullptr, 10));
   if (threadCount == 0) return 2;
   RegisterNames();
+  static_cast<void>(MFlowLogger::Instance());  // threads that race for it may make it twice
   const std::uint32_t parts = records / threadCount / kRecordsPerPart;
   std::vector<std::thread> threads;
   std::latch allReady(threadCount);

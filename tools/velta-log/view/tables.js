@@ -100,7 +100,7 @@ function operationTable(log, activate) {
     { title: "scopes", number: (row) => row.scopes, text: (row) => counted.format(row.scopes) },
     duration("total", (row) => (row.scopes ? row.totalUs : undefined)),
     duration("self", (row) => (row.scopes ? row.selfUs : undefined)),
-    { title: "", text: (row) => row.selfUs, node: (row) => element("span", { class: "bar",
+    { title: "", text: (row) => row.selfUs, node: (row) => element("span", { class: row.selfUs ? "bar" : "",
       style: `width:${(row.selfUs / most) * 90}px;background:hsl(${row.hue} 45% 55%)` }) },
     duration("median", (row) => row.durationUs?.p50),
     duration("90%", (row) => row.durationUs?.p90),

@@ -199,7 +199,7 @@ class Timeline {
   // Events as ticks below the rows; errors as triangles above all else.
   drawMarks(lane) {
     const { context, colours } = this;
-    const { marks, errors } = lane.thread;
+    const { marks } = lane.thread;
     const y = lane.y + lane.rows * rowHeight;
     const at = (i) => marks.time[i];
     let lastPixel = -1;
@@ -213,23 +213,29 @@ class Timeline {
       context.fillStyle = this.matches && isMatch ? colours.accent : colours.mark;
       context.fillRect(pixel, y + 3, 1, markHeight - 4);
     }
-    lastPixel = -1;
-    const first = lowerBound(errors.length, (n) => marks.time[errors[n]], this.begin);
-    for (let n = first; n < errors.length; ++n) {
-      const i = errors[n];
-      if (marks.time[i] > this.end) break;
-      const pixel = Math.round(this.x(marks.time[i]));
-      if (pixel === lastPixel) continue;
-      lastPixel = isGrave(marks.code[i]) ? pixel : -1;
-      context.globalAlpha = this.isMarkMatch(marks, i) ? 1 : 0.3;
-      this.drawTriangle(pixel, y + markHeight,
-        isGrave(marks.code[i]) ? colours.error : colours.warning);
-    }
+    this.drawErrors(lane.thread, y + markHeight, false);
+    this.drawErrors(lane.thread, y + markHeight, true);
     context.globalAlpha = 1;
     const { selection } = this;
     if (selection?.thread === lane.thread && selection.mark !== undefined) {
       context.fillStyle = colours.select;
       context.fillRect(Math.round(this.x(marks.time[selection.mark])) - 1, lane.y, 2, lane.height);
+    }
+  }
+
+  drawErrors({ marks, errors }, bottom, grave) {
+    const { context, colours } = this;
+    let lastPixel = -1;
+    const first = lowerBound(errors.length, (n) => marks.time[errors[n]], this.begin);
+    for (let n = first; n < errors.length; ++n) {
+      const i = errors[n];
+      if (marks.time[i] > this.end) break;
+      const pixel = Math.round(this.x(marks.time[i]));
+      if (pixel === lastPixel || isGrave(marks.code[i]) !== grave) continue;
+      const isMatch = this.isMarkMatch(marks, i);
+      if (isMatch) lastPixel = pixel;
+      context.globalAlpha = isMatch ? 1 : 0.3;
+      this.drawTriangle(pixel, bottom, grave ? colours.error : colours.warning);
     }
   }
 
