@@ -52,13 +52,12 @@ Log ReadDump(const std::string& name, Damage& damage) {
   DumpReader reader(log, damage);
   Progress progress(SizeOf(name));
   std::vector<char> block(kBlock);
-  std::size_t count = 0;
-  do {
-    count = std::fread(block.data(), 1, block.size(), file.get());
+  while (std::feof(file.get()) == 0) {
+    const std::size_t count = std::fread(block.data(), 1, block.size(), file.get());
+    if (std::ferror(file.get()) != 0) Fail("cannot read", name, errno);
     reader.Take({block.data(), count});
     progress.Advance(count);
-  } while (count == block.size());
-  if (std::ferror(file.get()) != 0) Fail("cannot read", name, errno);
+  }
   reader.Finish();
   return log;
 }

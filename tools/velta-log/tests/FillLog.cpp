@@ -111,6 +111,7 @@ int main(int count, char** values) {
   static_cast<void>(MFlowLogger::Instance());  // threads that race for it may make it twice
   const std::uint32_t parts = records / threadCount / kRecordsPerPart;
   std::vector<std::thread> threads;
+  threads.reserve(threadCount);
   std::latch allReady(threadCount);
   for (std::uint32_t i = 0; i < threadCount; ++i) {
     threads.emplace_back([&allReady, i, parts] {

@@ -28,6 +28,7 @@ class Thread {
     this.rows = [];
     this.scopes.depth.forEach((depth, i) => (this.rows[depth] ??= []).push(i));
     this.errors = [];
+    this.causes = new Map();  // of a dismissed error, the one before it
     this.marks.code.forEach((code, i) => { if (isError(code)) this.errors.push(i); });
   }
 
@@ -74,6 +75,9 @@ class Log {
       ...entry, name: `${entry.class}.${entry.operation}`, hue: hues.get(entry.class) }));
     this.threads = data.threads.map((thread, index) => new Thread(thread, index));
     this.errors = data.errors.map(([thread, mark, cause]) => ({ thread, mark, cause }));
+    for (const { thread, mark, cause } of this.errors) {
+      if (cause >= 0) this.threads[thread].causes.set(mark, cause);
+    }
   }
 
   objectText(object) {

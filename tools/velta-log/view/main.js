@@ -58,12 +58,14 @@ function describe({ thread, scope, mark }) {
   if (scope === undefined) {
     const { marks } = thread;
     const code = marks.code[mark];
+    const cause = thread.causes.get(mark);
     return [log.markName(marks, mark), [
       ["event", eventNames.get(code) ?? `event ${code}`],
       ["at", `${(marks.time[mark] / 1e6).toFixed(6)} s`],
       ["thread", thread.label], ["object", log.objectText(marks.object[mark])],
       isError(code) ? ["line", String(marks.value2[mark])]
         : ["values", `${marks.value1[mark]}, ${marks.value2[mark]}`],
+      ...(cause === undefined ? [] : [["after", log.markName(marks, cause)]]),
       ...inside(thread, thread.innermost(marks.time[mark])),
     ]];
   }
