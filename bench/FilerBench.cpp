@@ -179,20 +179,18 @@ struct Pugixml {
     return std::move(writer.text);
   }
 
-  /// The value at hand; the next one is then.
-  static pugi::xml_text Take(pugi::xml_node& at, std::wstring_view tag, std::wstring_view type) {
-    if (at.name() != tag || at.attribute(L"type").value() != type) std::abort();
-    return std::exchange(at, at.next_sibling()).text();
+  static pugi::xml_text Take(pugi::xml_node group, const wchar_t* tag, std::wstring_view type) {
+    const pugi::xml_node value = group.child(tag);
+    if (value.attribute(L"type").value() != type) std::abort();
+    return value.text();
   }
 
-  /// The rest of the level follows.
-  static pugi::xml_node Take(pugi::xml_node at, Values& values) {
-    values.visible = Take(at, L"Visible", L"bool").as_int() != 0;
-    values.offset = Take(at, L"Offset", L"int").as_int();
-    values.width = Take(at, L"Width", L"uint").as_uint();
-    values.scale = Take(at, L"Scale", L"float").as_double();
-    values.title = Take(at, L"Title", L"string").get();
-    return at;
+  static void Take(pugi::xml_node group, Values& values) {
+    values.visible = Take(group, L"Visible", L"bool").as_int() != 0;
+    values.offset = Take(group, L"Offset", L"int").as_int();
+    values.width = Take(group, L"Width", L"uint").as_uint();
+    values.scale = Take(group, L"Scale", L"float").as_double();
+    values.title = Take(group, L"Title", L"string").get();
   }
 
   static void Read(const std::wstring& text, Panels& panels) {
@@ -203,13 +201,11 @@ struct Pugixml {
     }
     const pugi::xml_node root = document.child(L"Settings");
     if (root.attribute(L"xmlns").value() != std::wstring_view(L"urn:settings")) std::abort();
-    pugi::xml_node group = root.first_child();
+    pugi::xml_node group = root.child(L"Panel");
     for (Panel& panel : panels) {
-      if (group.name() != std::wstring_view(L"Panel")) std::abort();
-      const pugi::xml_node layout = Take(group.first_child(), panel.values);
-      if (layout.name() != std::wstring_view(L"Layout")) std::abort();
-      Take(layout.first_child(), panel.layout);
-      group = group.next_sibling();
+      Take(group, panel.values);
+      Take(group.child(L"Layout"), panel.layout);
+      group = group.next_sibling(L"Panel");
     }
   }
 };

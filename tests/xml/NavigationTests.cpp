@@ -220,6 +220,41 @@ TEST(MXmlDocument, AttributesAreReadInAgreementWithWhereTheTagEnds) {
   EXPECT_EQ(document.GetAttribute(L"B"), L"1");
 }
 
+TEST(MXmlDocument, TheNextElementsDataIsSeenWithoutMovingThere) {
+  struct Case {
+    const wchar_t* xml;
+    const wchar_t* data;  // null: the next element is another
+  };
+  const Case cases[] = {
+      {L"<r><a t=\"x&amp;\">1</a></r>", L"1"},
+      {L"<r>text<a s='' t = 'x&#38;'>1&lt;<b>2</b>3</a></r>", L"1<3"},
+      {L"<r><a t=\"x&amp;\"/></r>", L""},
+      {L"<r><a t=\"x&\"><![CDATA[&amp;]]></a></r>", L"&amp;"},
+      {L"<r><a t=\"x&amp;amp;\">1</a></r>", nullptr},
+      {L"<r><a t=\"x&amp;y\">1</a></r>", nullptr},
+      {L"<r><a>1</a></r>", nullptr},
+      {L"<r><ab t=\"x&amp;\">1</ab></r>", nullptr},
+      {L"<r><b/><a t=\"x&amp;\">1</a></r>", nullptr},
+      {L"<r></r>", nullptr},
+  };
+  for (const auto& [xml, expected] : cases) {
+    MXmlDocument document;
+    ASSERT_TRUE(document.SetText(xml) && document.FindElement(L"r") && document.IntoElement());
+    MString buffer;
+    std::wstring_view data = L"untouched";
+    ASSERT_EQ(document.PeekData(L"a", L"t", L"x&", &data, &buffer), expected != nullptr) << Narrow(xml);
+    EXPECT_EQ(data, expected != nullptr ? expected : L"untouched") << Narrow(xml);
+    EXPECT_EQ(document.GetTagName(), L"") << "it has moved";
+  }
+  MXmlDocument document;
+  MString buffer;
+  std::wstring_view data;
+  ASSERT_TRUE(document.SetText(L"<a t=\"x\">1</a>"));
+  EXPECT_TRUE(document.PeekData(L"a", L"t", L"x", &data, &buffer));
+  EXPECT_FALSE(document.PeekData(L"a", L"t", L"x\"", &data, &buffer));
+  EXPECT_FALSE(document.PeekData(L"a", L"", L"", &data, &buffer));
+}
+
 TEST(MXmlDocument, DataIsTheElementsOwnTextAndCDataInOrder) {
   struct Case {
     const wchar_t* text;

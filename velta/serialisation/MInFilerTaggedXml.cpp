@@ -8,8 +8,6 @@
 #include "velta/text/internal/IntegerScan.h"
 #include "velta/xml/MXmlDocument.h"
 
-#include <utility>
-
 namespace {
 
 const wchar_t ClassName[] = L"MInFilerTaggedXml";
@@ -41,7 +39,7 @@ MInFilerTaggedXml::MInFilerTaggedXml(const MString& text, const MString& expecte
     : document(std::make_unique<MXmlDocument>()), numberLocale(MLocale::GetClassic()) {
   const bool entered =
       document->SetText(text) && document->FindElement(expectedRootName) &&
-      (expectedNamespace.empty() || document->HasAttribute(L"xmlns", expectedNamespace)) &&
+      (expectedNamespace.empty() || document->GetAttribute(L"xmlns") == expectedNamespace) &&
       document->IntoElement();
   if (!entered) {
     document.reset();
@@ -55,31 +53,30 @@ bool MInFilerTaggedXml::ReadValue(const MString& tag, std::wstring_view type, Co
   if (document == nullptr) {
     return false;
   }
-  ReadAttempt attempt(*document);
-  return attempt.EndsWith(document->FindElement() && document->GetTagName() == tag &&
-                          document->HasAttribute(ValueTypes::kAttribute, type) &&
-                          document->GetData(&scratch) && convert(std::as_const(scratch)));
+  std::wstring_view data;
+  return document->PeekData(tag, ValueTypes::kAttribute, type, &data, &scratch) && convert(data) &&
+         document->FindElement();
 }
 
 template <class T>
 bool MInFilerTaggedXml::ReadInteger(const MString& tag, std::wstring_view type, T* value,
                                     T defaultValue) {
   *value = defaultValue;
-  return ReadValue(tag, type, [&](const MString& data) { return ScanInteger(data, value); });
+  return ReadValue(tag, type, [&](std::wstring_view data) { return ScanInteger(data, value); });
 }
 
 bool MInFilerTaggedXml::ReadString(const MString& tag, MString* value,
                                    const MString& defaultValue) {
   *value = defaultValue;
-  return ReadValue(tag, ValueTypes::kString, [&](const MString& data) {
-    *value = data;
+  return ReadValue(tag, ValueTypes::kString, [&](std::wstring_view data) {
+    value->assign(data);
     return true;
   });
 }
 
 bool MInFilerTaggedXml::ReadChar(const MString& tag, char* value, char defaultValue) {
   *value = defaultValue;
-  return ReadValue(tag, ValueTypes::kChar, [&](const MString& data) {
+  return ReadValue(tag, ValueTypes::kChar, [&](std::wstring_view data) {
     if (data.empty() || data[0] < 0 || data[0] > 0xFF) {
       return false;
     }
@@ -90,9 +87,9 @@ bool MInFilerTaggedXml::ReadChar(const MString& tag, char* value, char defaultVa
 
 bool MInFilerTaggedXml::ReadDouble(const MString& tag, double* value, double defaultValue) {
   *value = defaultValue;
-  return ReadValue(tag, ValueTypes::kFloat, [&](const MString& data) {
+  return ReadValue(tag, ValueTypes::kFloat, [&](std::wstring_view data) {
     double number = 0.0;
-    if (!ParseDouble(numberLocale, data, &number)) {
+    if (!ParseDouble(numberLocale, scratch.assign(data), &number)) {
       return false;
     }
     *value = number;

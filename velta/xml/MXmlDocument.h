@@ -194,10 +194,6 @@ class MXmlDocument {
   [[nodiscard]] VELTA_API bool GetAttribute(std::wstring_view name, MString* value) const;
   [[nodiscard]] VELTA_API bool GetChildAttribute(std::wstring_view name, MString* value) const;
 
-  /// Whether the current element or processing instruction has an attribute that has this
-  /// value, decoded.
-  [[nodiscard]] VELTA_API bool HasAttribute(std::wstring_view name, std::wstring_view value) const;
-
   /// The same as `GetAttribute`, with an empty text for an attribute that is missing.
   [[nodiscard]] VELTA_API MString GetAttribute(std::wstring_view name) const;
 
@@ -218,6 +214,17 @@ class MXmlDocument {
   /// @return false, without touching `data`, when there is no current node
   [[nodiscard]] VELTA_API bool GetData(MString* data) const;
   [[nodiscard]] VELTA_API bool GetChildData(MString* data) const;
+
+  /// The data of the very next element on the current level, if that has a given name and an
+  /// attribute with a given value, decoded. Does not move: `FindElement` goes there.
+  ///
+  /// @param data    receives the data, which is not copied where it is one text without references:
+  ///                valid as long as neither the document nor `buffer` changes
+  /// @param buffer  where the data is put together otherwise
+  /// @return false, without touching `data`, when the next element is another or there is none
+  [[nodiscard]] VELTA_API bool PeekData(std::wstring_view name, std::wstring_view attribute,
+                                        std::wstring_view value, std::wstring_view* data,
+                                        MString* buffer) const;
 
   /// The same, empty when there is no current node.
   [[nodiscard]] VELTA_API MString GetData() const;

@@ -42,12 +42,6 @@ bool ReadAttribute(const DocumentState& state, TagInside tag, std::wstring_view 
 void AppendElementData(const DocumentState& state, std::int32_t element, MString& data) {
   const std::int32_t end = state.ContentEnd(element);
   std::int32_t at = state.ContentBegin(element);
-  const std::wstring_view content = state.Part(at, end);
-  const wchar_t* const contentEnd = content.data() + content.size();
-  if (FindCharacter(content.data(), contentEnd, L'<') == contentEnd) {  // as most often
-    AppendUnescaped(data, content);
-    return;
-  }
   std::int32_t child = state.index.At(element).firstChild;
   Tokenizer tokenizer(state.text, nullptr);
   while (at < end) {
@@ -67,12 +61,20 @@ void AppendElementData(const DocumentState& state, std::int32_t element, MString
   }
 }
 
+/// The data of an element: a part of the text, as most often, or what `buffer` then holds.
+std::wstring_view ElementData(const DocumentState& state, std::int32_t element, MString& buffer) {
+  const std::wstring_view content =
+      state.Part(state.ContentBegin(element), state.ContentEnd(element));
+  const wchar_t* const end = content.data() + content.size();
+  if (FindMarkup(content.data(), end) == end) return content;
+  buffer.clear();
+  AppendElementData(state, element, buffer);
+  return buffer;
+}
+
 bool ReadElementData(const DocumentState& state, std::int32_t element, MString* data) {
   if (element == 0) return false;
-  if (data != nullptr) {
-    data->clear();
-    AppendElementData(state, element, *data);
-  }
+  if (data != nullptr) data->assign(ElementData(state, element, *data));
   return true;
 }
 
@@ -127,19 +129,6 @@ bool MXmlDocument::GetChildAttribute(std::wstring_view name, MString* value) con
   return ReadAttribute(*state, InsideOfTag(*state, state->position.child), name, value);
 }
 
-bool MXmlDocument::HasAttribute(std::wstring_view name, std::wstring_view value) const {
-  const TagInside tag = InsideOfCurrentTag(*state);
-  Attribute attribute;
-  if (!tag.Exists() || !FindAttribute(*state, tag, name, attribute)) return false;
-  const wchar_t* const end = attribute.value.data() + attribute.value.size();
-  if (FindCharacter(attribute.value.data(), end, L'&') == end) {
-    return SameName(attribute.value, value, false);
-  }
-  MString decoded;
-  AppendUnescaped(decoded, attribute.value);
-  return decoded == value;
-}
-
 MString MXmlDocument::GetAttribute(std::wstring_view name) const {
   MString value;
   static_cast<void>(GetAttribute(name, &value));
@@ -186,4 +175,16 @@ MString MXmlDocument::GetData() const {
   MString data;
   static_cast<void>(GetData(&data));
   return data;
+}
+
+bool MXmlDocument::PeekData(std::wstring_view name, std::wstring_view attribute,
+                            std::wstring_view value, std::wstring_view* data,
+                            MString* buffer) const {
+  const std::int32_t element = state->NextOnLevel();
+  if (element == 0 || !state->IsNamed(element, name) ||
+      !HasAttribute(*state, InsideOfTag(*state, element), name.size(), attribute, value)) {
+    return false;
+  }
+  *data = ElementData(*state, element, *buffer);
+  return true;
 }

@@ -21,16 +21,10 @@ void MoveTo(DocumentState& state, std::int32_t parent, std::int32_t current,
   state.position.child = child;
 }
 
-/// The child of `parent` that follows `previous`, or with 0 the first one.
-std::int32_t NextChild(const DocumentState& state, std::int32_t parent,
-                       std::int32_t previous) noexcept {
-  return previous != 0 ? state.index.At(previous).nextSibling : state.index.At(parent).firstChild;
-}
-
 /// The first of that name among an element and those behind it on its level.
 std::int32_t FirstNamed(const DocumentState& state, std::int32_t element,
                         std::wstring_view name) noexcept {
-  while (element != 0 && !Velta::Xml::SameName(state.NameOf(element), name, state.IgnoresCase())) {
+  while (element != 0 && !state.IsNamed(element, name)) {
     element = state.index.At(element).nextSibling;
   }
   return element;
@@ -48,13 +42,9 @@ bool MoveToChild(DocumentState& state, std::int32_t element) noexcept {
   return true;
 }
 
-std::int32_t NextOnLevel(const DocumentState& state) noexcept {
-  return NextChild(state, state.position.parent, state.position.LastElement());
-}
-
 std::int32_t NextBelow(const DocumentState& state) noexcept {
   const std::int32_t current = state.position.current;
-  return current != 0 ? NextChild(state, current, state.position.child) : 0;
+  return current != 0 ? state.NextChild(current, state.position.child) : 0;
 }
 
 bool Includes(MXmlNodeType types, MXmlNodeType type) noexcept {
@@ -72,10 +62,10 @@ MXmlNodeType NodeTypeOf(const Token& token) noexcept {
 
 void MXmlDocument::ResetPosition() noexcept { state->position = Position(); }
 
-bool MXmlDocument::FindElement() noexcept { return MoveToElement(*state, NextOnLevel(*state)); }
+bool MXmlDocument::FindElement() noexcept { return MoveToElement(*state, state->NextOnLevel()); }
 
 bool MXmlDocument::FindElement(std::wstring_view name) noexcept {
-  return MoveToElement(*state, FirstNamed(*state, NextOnLevel(*state), name));
+  return MoveToElement(*state, FirstNamed(*state, state->NextOnLevel(), name));
 }
 
 MXmlNodeType MXmlDocument::FindNode(MXmlNodeType types) noexcept {
@@ -87,7 +77,7 @@ MXmlNodeType MXmlDocument::FindNode(MXmlNodeType types) noexcept {
                                             : state->ContentBegin(position.parent);
   Tokenizer tokenizer(state->text, nullptr);
   while (at < end) {
-    const std::int32_t element = NextChild(*state, position.parent, previous);
+    const std::int32_t element = state->NextChild(position.parent, previous);
     if (element != 0 && at == state->index.At(element).start) {
       if (Includes(types, MXmlNodeType::kElement)) {
         MoveToElement(*state, element);

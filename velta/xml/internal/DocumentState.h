@@ -60,6 +60,23 @@ struct DocumentState {
     return NameAt(text.data() + index.At(element).start + 1);
   }
 
+  /// The child of `above` that follows `previous`, or with 0 the first one.
+  [[nodiscard]] std::int32_t NextChild(std::int32_t above, std::int32_t previous) const noexcept {
+    return previous != 0 ? index.At(previous).nextSibling : index.At(above).firstChild;
+  }
+  [[nodiscard]] std::int32_t NextOnLevel() const noexcept {
+    return NextChild(position.parent, position.LastElement());
+  }
+
+  [[nodiscard]] bool IsNamed(std::int32_t element, std::wstring_view name) const noexcept {
+    if (IgnoresCase()) return SameName(NameOf(element), name, true);
+    const wchar_t* at = text.data() + index.At(element).start + 1;
+    for (const wchar_t c : name) {
+      if (*at++ != c) return false;
+    }
+    return IsNameEnd(*at);
+  }
+
   /// Where the content of an element begins and ends; of 0, the whole text.
   [[nodiscard]] std::int32_t ContentBegin(std::int32_t element) const noexcept {
     return element == 0 ? 0 : index.At(element).start + index.GetTagLengths(element).start;

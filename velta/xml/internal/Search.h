@@ -82,6 +82,19 @@ inline const wchar_t* FindCharacter(const wchar_t* begin, const wchar_t* end, wc
   return found != nullptr ? found : end;
 }
 
+/// The first "<" or "&" in a range, or its end.
+inline const wchar_t* FindMarkup(const wchar_t* begin, const wchar_t* end) noexcept {
+#if defined(VELTA_XML_SSE2)
+  for (; end - begin >= kHalfBlock; begin += kHalfBlock) {
+    const __m128i bytes = HalfBlockBytes(begin);
+    const unsigned mask = MaskOf(_mm_or_si128(EqualBytes(bytes, '<'), EqualBytes(bytes, '&')));
+    if (mask != 0) return begin + std::countr_zero(mask);
+  }
+#endif
+  while (begin != end && *begin != L'<' && *begin != L'&') ++begin;
+  return begin;
+}
+
 /// The marks among the next characters, a block of them at most.
 inline BlockMarks FindMarks(const wchar_t* begin, const wchar_t* end) noexcept {
 #if defined(VELTA_XML_SSE2)

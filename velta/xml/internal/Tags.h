@@ -4,6 +4,7 @@
 #include "velta/xml/internal/Attributes.h"
 #include "velta/xml/internal/DocumentState.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -32,6 +33,12 @@ struct TagInside {
 /// @return false when there is none; `attribute` is then the last one, not complete if it is open
 [[nodiscard]] bool FindAttribute(const DocumentState& state, TagInside tag, std::wstring_view name,
                                  Attribute& attribute) noexcept;
+
+/// Whether a tag has an attribute with a value, decoded.
+///
+/// @param nameLength  how long the tag's own name is
+[[nodiscard]] bool HasAttribute(const DocumentState& state, TagInside tag, std::size_t nameLength,
+                                std::wstring_view attribute, std::wstring_view value);
 
 /// What stands between the marks of a node that is not an element.
 [[nodiscard]] std::wstring_view InnerText(MXmlNodeType type, std::wstring_view node) noexcept;
