@@ -242,7 +242,8 @@ TEST(MXmlDocument, TheNextElementsDataIsSeenWithoutMovingThere) {
     ASSERT_TRUE(document.SetText(xml) && document.FindElement(L"r") && document.IntoElement());
     MString buffer;
     std::wstring_view data = L"untouched";
-    ASSERT_EQ(document.PeekData(L"a", L"t", L"x&", &data, &buffer), expected != nullptr) << Narrow(xml);
+    ASSERT_EQ(document.PeekData(L"a", L"t", L"x&", &data, &buffer), expected != nullptr)
+        << Narrow(xml);
     EXPECT_EQ(data, expected != nullptr ? expected : L"untouched") << Narrow(xml);
     EXPECT_EQ(document.GetTagName(), L"") << "it has moved";
   }

@@ -287,7 +287,8 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
   Insertion insertion(state, asChild ? InsideCurrent(state) : BehindCurrent(state), true);
   MString& text = state.scratch;
   const std::size_t begin = text.size();
-  MString room;
+  MString& room = state.escaped;
+  room.clear();
   if (attribute.empty()) {
     AppendParts(text, L"<"sv, name);
   } else {

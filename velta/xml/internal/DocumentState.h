@@ -42,6 +42,7 @@ struct DocumentState {
   ElementIndex index;
   SavedPositions saved;
   MString scratch;  // where edits compose their text; kept for its capacity
+  MString escaped;  // what they had to escape for it; likewise
 
   [[nodiscard]] bool IgnoresCase() const noexcept;
   [[nodiscard]] bool IsIllFormed() const noexcept { return index.At(0).Has(kIllFormed); }
