@@ -10,7 +10,9 @@ add_library(velta_options INTERFACE)
 target_compile_features(velta_options INTERFACE cxx_std_20)
 target_include_directories(velta_options INTERFACE "${PROJECT_SOURCE_DIR}")
 if(MSVC)
-  target_compile_options(velta_options INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus
+  # 4251, 4275: exported classes have fields and bases of the one C++ runtime that is asked for.
+  target_compile_options(velta_options INTERFACE /W4 /wd4251 /wd4275 /permissive- /utf-8
+                         /Zc:__cplusplus
                          $<$<BOOL:${VELTA_WERROR}>:/WX>)
 else()
   target_compile_options(velta_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
