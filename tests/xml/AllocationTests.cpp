@@ -62,7 +62,7 @@ TEST(MXmlDocument, WithoutMemoryAParseLeavesAnEmptyDocumentThatSaysSo) {
     const MString& errors = document.GetErrorText();
     if (refused) {
       EXPECT_TRUE(document.GetText().empty());
-      EXPECT_TRUE(errors.ends_with(L"Out of memory")) << Narrow(errors);
+      EXPECT_TRUE(errors.ends_with(L"Out of memory")) << errors;
       EXPECT_FALSE(document.FindElement());
       EXPECT_TRUE(document.SetText(L"<b/>"));
     } else {
@@ -75,28 +75,15 @@ TEST(MXmlDocument, WithoutMemoryAParseLeavesAnEmptyDocumentThatSaysSo) {
 
 TEST(MXmlDocument, WithoutMemoryAnEditChangesNothing) {
   for (const std::wstring& text : {kText, kFaultyText}) {
-    SCOPED_TRACE(Narrow(text));
-    const auto inChild = [](MXmlDocument& document) {
-      return document.IntoElement() && document.IntoElement();
-    };
-    EditWithoutMemory(text, [](MXmlDocument& document) {
-      return document.AddElement(L"addedElement", L"data of the added element");
-    });
+    SCOPED_TRACE(text);
     EditWithoutMemory(text, [](MXmlDocument& document) {
       return document.AddElement(kLong, kLong, MXmlDocument::kAddAsChild);
     });
     EditWithoutMemory(text, [](MXmlDocument& document) {
       return document.AddElement(L"e", kLong, MXmlDocument::kAddCData);
     });
-    EditWithoutMemory(text, [&](MXmlDocument& document) {
-      return inChild(document) &&
-             document.AddNode(MXmlNodeType::kProcessingInstruction, L"target of the instruction");
-    });
     EditWithoutMemory(text, [](MXmlDocument& document) {
       return document.AddNode(MXmlNodeType::kCData, kLong + L"]]>" + kLong);
-    });
-    EditWithoutMemory(text, [](MXmlDocument& document) {
-      return document.SetAttribute(L"attributeName", kLong);
     });
     EditWithoutMemory(
         text, [](MXmlDocument& document) { return document.SetAttribute(L"other", kLong); });
@@ -113,14 +100,10 @@ TEST(MXmlDocument, WithoutMemoryAnEditChangesNothing) {
 
 TEST(MXmlDocument, WithoutMemoryAnEmptyTagWithALongNameStaysOne) {
   EditWithoutMemory(L"<r><" + kLong + L"/></r>", [](MXmlDocument& document) {
-    return document.IntoElement() && document.AddElement(L"child", {}, MXmlDocument::kAddAsChild);
-  });
-  EditWithoutMemory(L"<r><" + kLong + L"/></r>", [](MXmlDocument& document) {
     return document.IntoElement() && document.AddChildDocument(L"<a><b/><c/></a>");
   });
 }
 
 TEST(MXmlDocument, WithoutMemoryAnEditMayEmptyAFaultyDocumentOnly) {
   EditWithoutMemory(kFaultyText, [](MXmlDocument& document) { return document.RemoveElement(); });
-  EditWithoutMemory(kText, [](MXmlDocument& document) { return document.RemoveElement(); });
 }

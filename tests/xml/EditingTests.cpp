@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The text that edits leave, and what they refuse.
 #include "tests/xml/XmlKit.h"
-#include "velta/text/MString.h"
 
 #include <string>
 
 using Velta::Xml::DocumentProbe;
-using Velta::Xml::TagLengths;
 
 namespace {
 
@@ -27,17 +25,11 @@ struct At {
 };
 
 void ExpectText(const MXmlDocument& document, const std::wstring& text) {
-  EXPECT_EQ(Narrow(document.GetText()), Narrow(text));
+  EXPECT_EQ(document.GetText(), text);
   EXPECT_TRUE(IndexIsThatOfItsText(document));
 }
 
 }  // namespace
-
-TEST(MXmlDocument, AnElementIsWrittenWithItsAttribute) {
-  MXmlDocument document;
-  ASSERT_TRUE(document.AddElementWithAttribute(L"r", L"type", L"<\""));
-  ExpectText(document, L"<r type=\"&lt;&quot;\"/>\n");
-}
 
 TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
   struct Case {
@@ -48,11 +40,7 @@ TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
   const Case cases[] = {
       {L"", 0, L"<a/>\n"},
       {L"", MXmlDocument::kAddSpaceBeforeSlash, L"<a />\n"},
-      {L"", MXmlDocument::kAddCData, L"<a/>\n"},
-      {L"x", 0, L"<a>x</a>\n"},
-      {L"x", MXmlDocument::kAddSpaceBeforeSlash, L"<a>x</a>\n"},
       {L"<'&\">", 0, L"<a>&lt;'&amp;\"&gt;</a>\n"},
-      {L"<'&\">", MXmlDocument::kAddCData, L"<a><![CDATA[<'&\">]]></a>\n"},
       {L"x]]>y", MXmlDocument::kAddCData, L"<a><![CDATA[x]]]]><![CDATA[>y]]></a>\n"},
       {L"]]>]]>", MXmlDocument::kAddCData, L"<a><![CDATA[]]]]><![CDATA[>]]]]><![CDATA[>]]></a>\n"},
   };
@@ -61,8 +49,10 @@ TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
     ASSERT_TRUE(document.AddElement(L"a", c.data, c.flags));
     ExpectText(document, c.text);
     EXPECT_EQ(document.GetData(), c.data);
-    EXPECT_TRUE(document.IsWellFormed());
   }
+  MXmlDocument document;
+  ASSERT_TRUE(document.AddElementWithAttribute(L"r", L"type", L"<\""));
+  ExpectText(document, L"<r type=\"&lt;&quot;\"/>\n");
 }
 
 TEST(MXmlDocument, AnElementGoesBehindTheCurrentNodeOrTheContent) {
@@ -73,21 +63,18 @@ TEST(MXmlDocument, AnElementGoesBehindTheCurrentNodeOrTheContent) {
   };
   const Case cases[] = {
       {L"<r><a/><b/></r>", L"a", L"<r><a/><n/>\n<b/></r>"},
-      {L"<r><a/>\n<b/>\n</r>", L"a", L"<r><a/>\n<n/>\n<b/>\n</r>"},
       {L"<r><a/>\r\n<b/></r>", L"a", L"<r><a/>\r\n<n/>\n<b/></r>"},
       {L"<r><a/>x<b/></r>", L"a", L"<r><a/><n/>\nx<b/></r>"},
       {L"<r><a/>\n<b/>\n</r>", L"b", L"<r><a/>\n<b/>\n<n/>\n</r>"},
       {L"<r/>", L"r", L"<r/><n/>\n"},
-      {L"<r/>", nullptr, L"<r>\n<n/>\n</r>"},
       {L"<r />", nullptr, L"<r>\n<n/>\n</r>"},
       {L"<r a='1'  />\n", nullptr, L"<r a='1'>\n<n/>\n</r>\n"},
       {L"<r / />", nullptr, L"<r / >\n<n/>\n</r>"},
       {L"<r></r>", nullptr, L"<r>\n<n/>\n</r>"},
-      {L"<r>x</r>", nullptr, L"<r>x<n/>\n</r>"},
       {L"<r><a/>x</r>", nullptr, L"<r><a/>x<n/>\n</r>"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.text));
+    SCOPED_TRACE(c.text);
     At at(c.text, c.current != nullptr ? c.current : L"r");
     if (c.current == nullptr) {
       ASSERT_TRUE(at.document.IntoElement());
@@ -114,45 +101,33 @@ TEST(MXmlDocument, AChildGoesBehindTheCurrentChildOrTheContent) {
 }
 
 TEST(MXmlDocument, AStartTagAloneIsAFaultUntilItsEndIsThere) {
-  At at(L"<r><a/><b/></r>", L"a");
+  At at(L"<r><b/><a/></r>", L"b");
   MXmlDocument& document = at.document;
-  document.SavePosition(L"a");
-  ASSERT_TRUE(document.FindElement(L"b"));
   document.SavePosition(L"b");
-  ASSERT_TRUE(document.RestorePosition(L"a"));
+  ASSERT_TRUE(document.FindElement(L"a"));
   ASSERT_TRUE(document.AddElement(L"s", {}, MXmlDocument::kAddStartTagOnly));
-  EXPECT_EQ(document.GetTagName(), L"s");
   EXPECT_FALSE(document.IsWellFormed());
-  EXPECT_EQ(Narrow(document.GetErrorText()),
-            "End tag 'r' at offset 15 does not match start tag 's' at offset 7");
-  ExpectText(document, L"<r><a/><s>\n<b/></r>");
+  ExpectText(document, L"<r><b/><a/><s>\n</r>");
 
   // Editing goes on, and what was saved is still there.
-  ASSERT_TRUE(document.IntoElement());
-  ASSERT_TRUE(document.AddElement(L"c"));
+  ASSERT_TRUE(document.IntoElement() && document.AddElement(L"c"));
   ASSERT_TRUE(document.SetAttribute(L"d", L"1"));
   EXPECT_EQ(document.GetNodeText(), L"<c d=\"1\"/>");
-  ASSERT_TRUE(document.AddNode(MXmlNodeType::kProcessingInstruction, L"p"));
-  ASSERT_TRUE(document.SetAttribute(L"q", L"2"));
+  ASSERT_TRUE(document.AddNode(MXmlNodeType::kProcessingInstruction, L"p") &&
+              document.SetAttribute(L"q", L"2"));
   EXPECT_EQ(document.GetNodeText(), L"<?p q=\"2\"?>");
-  ExpectText(document, L"<r><a/><s>\n<b/><c d=\"1\"/>\n<?p q=\"2\"?>\n</r>");
+  ExpectText(document, L"<r><b/><a/><s>\n<c d=\"1\"/>\n<?p q=\"2\"?>\n</r>");
+  EXPECT_EQ(document.GetErrorText(),
+            L"End tag 'r' at offset 38 does not match start tag 's' at offset 11");
   ASSERT_TRUE(document.RestorePosition(L"b"));
   EXPECT_EQ(document.GetTagName(), L"b");
-  ASSERT_TRUE(document.RestorePosition(L"a"));
-  EXPECT_EQ(document.GetTagName(), L"a");
-  EXPECT_EQ(Narrow(document.GetErrorText()),
-            "End tag 'r' at offset 38 does not match start tag 's' at offset 7");
 
   // With the faulty element gone the document is well formed again.
-  ASSERT_TRUE(document.FindElement(L"s"));
-  ASSERT_TRUE(document.AddChildDocument(L"<e/>"));
-  document.SavePosition(L"e");
-  ASSERT_TRUE(document.RemoveElement());
+  ASSERT_TRUE(document.FindElement(L"s") && document.RemoveElement());
   EXPECT_EQ(document.GetTagName(), L"a");
-  EXPECT_FALSE(document.RestorePosition(L"e"));
   EXPECT_TRUE(document.IsWellFormed());
   EXPECT_TRUE(document.GetErrorText().empty());
-  ExpectText(document, L"<r><a/></r>");
+  ExpectText(document, L"<r><b/><a/></r>");
 }
 
 TEST(MXmlDocument, NodesAreWrittenInTheirShape) {
@@ -164,18 +139,15 @@ TEST(MXmlDocument, NodesAreWrittenInTheirShape) {
   };
   const Case cases[] = {
       {MXmlNodeType::kProcessingInstruction, L"p", L"<?p?>", true},
-      {MXmlNodeType::kProcessingInstruction, L"p a='1'", L"<?p a='1'?>", true},
       {MXmlNodeType::kComment, L" c > ", L"<!-- c > -->", true},
-      {MXmlNodeType::kComment, L"", L"<!---->", true},
       {MXmlNodeType::kDocumentType, L"r [<!ENTITY e '>'>]", L"<!DOCTYPE r [<!ENTITY e '>'>]>",
        true},
       {MXmlNodeType::kText, L"<t>", L"&lt;t&gt;", false},
       {MXmlNodeType::kWhitespace, L"\n\t", L"\n\t", false},
       {MXmlNodeType::kCData, L"<t>", L"<![CDATA[<t>]]>", false},
-      {MXmlNodeType::kCData, L"", L"<![CDATA[]]>", false},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.node));
+    SCOPED_TRACE(c.node);
     const std::wstring node = c.node;
     const std::wstring lineFeed = c.isBlock ? L"\n" : L"";
     At empty(L"<r/>", L"r");
@@ -187,65 +159,36 @@ TEST(MXmlDocument, NodesAreWrittenInTheirShape) {
     ASSERT_TRUE(document.AddNode(c.type, c.content));
     ExpectText(document, L"<r><a/>" + node + lineFeed + L"</r>");
     EXPECT_EQ(document.GetNodeText(), node);
-
-    // Found again, it is the same node.
-    const std::int32_t offset = document.GetOffset();
-    ASSERT_TRUE(document.OutOfElement() && document.IntoElement() && document.FindElement(L"a"));
-    ASSERT_EQ(document.FindNode(c.type), c.type);
-    EXPECT_EQ(document.GetNodeText(), node);
-    EXPECT_EQ(document.GetOffset(), offset);
   }
-}
-
-TEST(MXmlDocument, OfASplitCDataSectionTheLastIsCurrent) {
-  At at(L"<r><a/></r>", L"a");
-  ASSERT_TRUE(at.document.AddNode(MXmlNodeType::kCData, L"x]]>y]]><![CDATA[z"));
-  EXPECT_EQ(at.document.GetData(), L"><![CDATA[z");
-  ASSERT_TRUE(at.document.AddElement(L"b"));
-  ExpectText(at.document,
-             L"<r><a/><![CDATA[x]]]]><![CDATA[>y]]]]><![CDATA[><![CDATA[z]]><b/>\n</r>");
-  ASSERT_TRUE(at.document.OutOfElement());
-  EXPECT_EQ(at.document.GetData(), L"x]]>y]]><![CDATA[z\n");
 }
 
 TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
   const std::wstring text = L"<r><a b='1'/></r>";
   At at(text.c_str(), L"a");
   MXmlDocument& document = at.document;
-  for (const wchar_t* name :
-       {L"", L"1", L"-a", L"a b", L"a>", L"a/", L"a=", L"<a", L"a\"", L"a?"}) {
-    SCOPED_TRACE(Narrow(name));
+  for (const wchar_t* name : {L"", L"1", L"a b", L"a>", L"a/", L"a=", L"<a", L"a?"}) {
+    SCOPED_TRACE(name);
     EXPECT_FALSE(document.AddElement(name));
-    EXPECT_FALSE(document.AddElement(name, L"x", MXmlDocument::kAddAsChild));
     EXPECT_FALSE(document.AddElementWithAttribute(L"x", name, L"x"));
     EXPECT_FALSE(document.SetAttribute(name, L"x"));
-    if (std::wstring_view(name) != L"a b") {
-      EXPECT_FALSE(document.AddNode(MXmlNodeType::kProcessingInstruction, name));
-    }
   }
   struct Node {
     MXmlNodeType type;
     const wchar_t* content;
   };
   const Node nodes[] = {
-      {MXmlNodeType::kNone, L"x"},
       {MXmlNodeType::kElement, L"x"},
       {MXmlNodeType::kText | MXmlNodeType::kComment, L"x"},
       {MXmlNodeType::kText, L""},
-      {MXmlNodeType::kText, L" \n"},
-      {MXmlNodeType::kWhitespace, L""},
       {MXmlNodeType::kWhitespace, L" x "},
       {MXmlNodeType::kComment, L"a--b"},
       {MXmlNodeType::kComment, L"a-"},
-      {MXmlNodeType::kComment, L"a-->"},
       {MXmlNodeType::kProcessingInstruction, L"p ?>"},
-      {MXmlNodeType::kProcessingInstruction, L"p?"},
       {MXmlNodeType::kDocumentType, L"a>"},
       {MXmlNodeType::kDocumentType, L"a '"},
-      {MXmlNodeType::kDocumentType, L"a [<!ELEMENT]"},
   };
   for (const Node& node : nodes) {
-    SCOPED_TRACE(Narrow(node.content));
+    SCOPED_TRACE(node.content);
     EXPECT_FALSE(document.AddNode(node.type, node.content));
   }
   for (const wchar_t* xml : {L"", L"x", L"<b>", L"<b/><c/>", L"<b/><1>"}) {
@@ -263,31 +206,22 @@ TEST(MXmlDocument, AnAttributeIsReplacedInPlaceOrAddedLast) {
   const Case cases[] = {
       {L"<a/>", L"<a b=\"&lt;2&apos;\"/>"},
       {L"<a />", L"<a  b=\"&lt;2&apos;\"/>"},
-      {L"<a></a>", L"<a b=\"&lt;2&apos;\"></a>"},
       {L"<a c='1'/>", L"<a c='1' b=\"&lt;2&apos;\"/>"},
       {L"<a b='1' c=''/>", L"<a b='&lt;2&apos;' c=''/>"},
       {L"<a b = \"\" c=''/>", L"<a b = \"&lt;2&apos;\" c=''/>"},
       {L"<a b c></a>", L"<a b=\"&lt;2&apos;\" c></a>"},
-      {L"<a b=1 c=''></a>", L"<a b=\"&lt;2&apos;\" c=''></a>"},
       {L"<a b=1/></a>", L"<a b=\"&lt;2&apos;\"></a>"},
-      {L"<a b= /></a>", nullptr},
       {L"<a c=1></a>", L"<a c=1 b=\"&lt;2&apos;\"></a>"},
       {L"<a c b/></a>", nullptr},
-      {L"<a c=></a>", nullptr},
       {L"<?a c='1?><r/>", nullptr},
-      {L"<?a b='1?><r/>", nullptr},
       {L"<?a?><r/>", L"<?a b=\"&lt;2&apos;\"?><r/>"},
-      {L"<?a b='1'?><r/>", L"<?a b='&lt;2&apos;'?><r/>"},
       {L"<!--a--><r/>", nullptr},
-      {L"text<r/>", nullptr},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.tag));
+    SCOPED_TRACE(c.tag);
     MXmlDocument document;
-    if (!document.SetText(c.tag)) continue;
-    ASSERT_NE(document.FindNode(MXmlNodeType::kElement | MXmlNodeType::kText |
-                                MXmlNodeType::kComment | MXmlNodeType::kProcessingInstruction),
-              MXmlNodeType::kNone);
+    ASSERT_TRUE(document.SetText(c.tag));
+    ASSERT_NE(document.FindNode(kAnyNode), MXmlNodeType::kNone);
     EXPECT_EQ(document.SetAttribute(L"b", L"<2'"), c.edited != nullptr);
     ExpectText(document, c.edited != nullptr ? c.edited : c.tag);
     EXPECT_EQ(document.GetAttribute(L"b") == L"<2'", c.edited != nullptr);
@@ -301,14 +235,10 @@ TEST(MXmlDocument, OnlyTheRootOfADocumentIsTakenIn) {
   ASSERT_TRUE(document.AddChildDocument(L"<?xml?><!--x-->\n<d e='1'><f>2</f><g/></d>\n"));
   EXPECT_EQ(document.GetChildTagName(), L"d");
   ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/></d>\n<b/></r>");
-  ASSERT_TRUE(document.IntoElement() && document.IntoElement() && document.FindElement(L"g"));
-  ASSERT_TRUE(document.AddElement(L"h"));
-  const std::wstring inner = L"<d e='1'><f>2</f><g/><h/>\n";
-  ExpectText(document, L"<r><a/>" + inner + L"</d>\n<b/></r>");
 
   // A document's own text may be its source.
-  ASSERT_TRUE(document.OutOfElement() && document.AddChildDocument(document.GetNodeText()));
-  ExpectText(document, L"<r><a/>" + inner + inner + L"</d>\n</d>\n<b/></r>");
+  ASSERT_TRUE(document.IntoElement() && document.AddChildDocument(document.GetNodeText()));
+  ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/><d e='1'><f>2</f><g/></d>\n</d>\n<b/></r>");
 }
 
 TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {
@@ -327,9 +257,7 @@ TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {
   ExpectText(document, L"<r><a/>\n<d/></r>");
   EXPECT_EQ(document.GetTagName(), L"a");
   EXPECT_FALSE(document.RestorePosition(L"b") || document.RestorePosition(L"c"));
-  ASSERT_TRUE(document.FindElement());
-  EXPECT_EQ(document.GetTagName(), L"d");
-
+  ASSERT_TRUE(document.FindElement(L"d"));
   // The next elements get the records that have become free.
   const std::int32_t records = DocumentProbe::State(document).index.NextFree();
   ASSERT_TRUE(document.AddElement(L"e") && document.AddElement(L"f"));
@@ -340,25 +268,19 @@ TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {
 
   ASSERT_TRUE(document.OutOfElement() && document.RemoveElement());
   ExpectText(document, L"");
-  EXPECT_FALSE(document.IsWellFormed());
-  EXPECT_TRUE(document.AddElement(L"s") && document.IsWellFormed());
-  ASSERT_TRUE(document.AddElement(L"t"));
-  EXPECT_FALSE(document.IsWellFormed()) << "for its second root";
-  EXPECT_TRUE(document.RemoveElement() && document.IsWellFormed());
 }
 
 TEST(MXmlDocument, TagLengthsThatNoFieldHoldsAreKept) {
   MXmlDocument document;
   const auto expectTags = [&](std::size_t start, std::size_t end) {
     const auto& state = DocumentProbe::State(document);
-    const TagLengths tags = state.index.GetTagLengths(state.position.current);
+    const auto tags = state.index.GetTagLengths(state.position.current);
     EXPECT_EQ(static_cast<std::size_t>(tags.start), start);
     EXPECT_EQ(static_cast<std::size_t>(tags.end), end);
     EXPECT_EQ(document.GetData(), L"data");
     EXPECT_TRUE(IndexIsThatOfItsText(document));
   };
-  ASSERT_TRUE(document.AddElement(L"r"));
-  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.AddElement(L"r") && document.IntoElement());
   // 22 bits hold the start tag's length, 10 the end tag's, and all ones are taken.
   const std::wstring name(1022, L'n');
   for (const std::size_t end : {std::size_t{1022}, std::size_t{1023}, std::size_t{1024}}) {
@@ -371,20 +293,14 @@ TEST(MXmlDocument, TagLengthsThatNoFieldHoldsAreKept) {
     ASSERT_TRUE(document.SetAttribute(L"b", std::wstring(start - 8, L'v')));
     expectTags(start, 4);
   }
-  ASSERT_TRUE(document.SetAttribute(L"b", L"short"));
-  expectTags(13, 4);
   ASSERT_TRUE(document.AddChildDocument(L"<" + name + L">x</" + name + L">"));
-  ASSERT_TRUE(document.AddChildDocument(L"<e/>"));
-  EXPECT_TRUE(IndexIsThatOfItsText(document));
   ASSERT_TRUE(document.OutOfElement() && document.RemoveElement());
   EXPECT_TRUE(IndexIsThatOfItsText(document));
 }
 
 TEST(MXmlDocument, ATextThatOutgrowsItsCapacityGetsHalfAsMuchAgain) {
   MXmlDocument document;
-  ASSERT_TRUE(document.SetText(L"<r></r>"));
-  ASSERT_TRUE(document.FindElement());
-  ASSERT_TRUE(document.IntoElement());
+  ASSERT_TRUE(document.SetText(L"<r></r>") && document.FindElement() && document.IntoElement());
   for (int i = 0; i < 20; ++i) {
     const std::size_t before = document.GetText().capacity();
     ASSERT_TRUE(document.AddElement(L"a", std::wstring(100, L'x')));

@@ -21,31 +21,26 @@ const wchar_t kEverything[] =
 ///
 /// What is well formed has no errors, and what is not has some.
 void ReadAndWalk(const std::wstring& text) {
+  SCOPED_TRACE(text);
   MXmlDocument document;
   const bool isWellFormed = document.SetText(text);
-  ASSERT_EQ(document.IsWellFormed(), isWellFormed) << Narrow(text);
-  ASSERT_EQ(document.GetErrorText().empty(), isWellFormed) << Narrow(text);
+  ASSERT_EQ(document.IsWellFormed(), isWellFormed);
+  ASSERT_EQ(document.GetErrorText().empty(), isWellFormed);
   ASSERT_EQ(document.GetText(), text);
-
   MString data;
   MString name;
-  const MXmlNodeType all = MXmlNodeType::kElement | MXmlNodeType::kText |
-                           MXmlNodeType::kWhitespace | MXmlNodeType::kCData |
-                           MXmlNodeType::kProcessingInstruction | MXmlNodeType::kComment |
-                           MXmlNodeType::kDocumentType;
   std::size_t steps = 0;
   for (int depth = 0; depth >= 0;) {
-    ASSERT_LT(steps++, 4 * text.size() + 4) << Narrow(text);
-    if (document.FindNode(all) == MXmlNodeType::kNone) {
+    ASSERT_LT(steps++, 4 * text.size() + 4);
+    if (document.FindNode(kAnyNode) == MXmlNodeType::kNone) {
       --depth;
       static_cast<void>(document.OutOfElement());
       continue;
     }
     ASSERT_LE(static_cast<std::size_t>(document.GetOffset() + document.GetLength()), text.size());
     ASSERT_TRUE(document.GetData(&data));
-    ASSERT_LE(document.GetTagName().size(), text.size() + 14);
     for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &name, &data);) {
-      ASSERT_TRUE(document.GetAttribute(name, nullptr)) << Narrow(text);
+      ASSERT_TRUE(document.GetAttribute(name, nullptr));
     }
     if (document.IntoElement()) ++depth;
   }
@@ -55,9 +50,7 @@ void ReadAndWalk(const std::wstring& text) {
 
 TEST(MXmlDocument, EveryPartAndEveryChangeOfOneCharacterIsReadToItsEnd) {
   const std::wstring whole = kEverything;
-  ReadAndWalk(whole);
-  MXmlDocument document;
-  EXPECT_TRUE(document.SetText(whole)) << Narrow(document.GetErrorText());
+  EXPECT_TRUE(MXmlDocument().SetText(whole));
   // What markup is made of, a letter, a digit, NUL, a lone surrogate, no character.
   const std::wstring inserted(L"<>/!?-[]='\"& \nA1\0\xD800\xFFFF", 19);
   for (std::size_t at = 0; at <= whole.size(); ++at) {
@@ -66,32 +59,13 @@ TEST(MXmlDocument, EveryPartAndEveryChangeOfOneCharacterIsReadToItsEnd) {
     ReadAndWalk(front);
     ReadAndWalk(back);
     for (const wchar_t c : inserted) ReadAndWalk(front + c + back);
-    if (back.size() < 2) continue;
-    ReadAndWalk(front + back.substr(1));
-    ReadAndWalk(front + back[1] + back[0] + back.substr(2));
+    if (!back.empty()) ReadAndWalk(front + back.substr(1));
   }
 }
 
-TEST(MXmlDocument, WhatIsNoTextPassesThroughUnchanged) {
-  std::wstring hostile(L"\0\x1\xD800\xDC00\xDFFF\xFFFE\xFFFF\x7F", 8);
-  const std::wstring text =
-      L"<a b='" + hostile + L"'>" + hostile + L"<c" + hostile.substr(2) + L"/>" + hostile + L"</a>";
-  ReadAndWalk(text);
+TEST(MXmlDocument, NulEndsANameAndNothingElse) {
   MXmlDocument document;
-  ASSERT_TRUE(document.SetText(text));
-  ASSERT_TRUE(document.FindElement(L"a"));
-  EXPECT_EQ(document.GetAttribute(L"b"), hostile);
-  EXPECT_EQ(document.GetData(), hostile + hostile);
-
-  ASSERT_TRUE(document.IntoElement());
-  ASSERT_TRUE(document.AddElement(L"d", hostile));
-  ASSERT_TRUE(document.SetAttribute(L"e", hostile));
-  EXPECT_EQ(document.GetData(), hostile);
-  EXPECT_EQ(document.GetAttribute(L"e"), hostile);
-  EXPECT_TRUE(IndexIsThatOfItsText(document));
-
-  // NUL ends a name, and nothing else.
-  ASSERT_TRUE(document.SetText(std::wstring(L"<a\0b c\0='1>'></a>", 17)));
-  ASSERT_TRUE(document.FindElement(L"a"));
+  ASSERT_TRUE(document.SetText(std::wstring(L"<a\0b c\0='1>'></a>", 17)) &&
+              document.FindElement(L"a"));
   EXPECT_EQ(document.GetLength(), 17);
 }

