@@ -6,7 +6,6 @@
 #include "velta/serialisation/IOutFilerTaggedRegistry.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -22,10 +21,7 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
-
-constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
 
 class RegistryFilers : public testing::Test {
  protected:
@@ -80,7 +76,6 @@ TEST_F(RegistryFilers, EveryTypeIsStoredByteForByte) {
   EXPECT_EQ(Raw(L"int"), Dword(0xFFFFFFFE));
   EXPECT_EQ(Raw(L"uint"), Dword(0xFFFFFFFE));
   EXPECT_EQ(Raw(L"string"), Text(L"A & B"));
-  EXPECT_EQ(Raw(L"string").data.size(), 6 * sizeof(wchar_t));
   EXPECT_EQ(Raw(L"empty"), Text(L""));
   EXPECT_EQ(Raw(L"double"), Text(L"1.50000000000000e+00"));
   EXPECT_EQ(Raw(L"float"), Text(L"-1.500000e+00"));
@@ -92,22 +87,19 @@ TEST_F(RegistryFilers, EveryValueComesBackAsFarAsItsTextCarriesIt) {
 }
 
 TEST_F(RegistryFilers, FloatingNumbersAreScannedFromAnyString) {
-  const struct {
-    const wchar_t* text;
-    bool read;
-    double value;
-  } cases[] = {{L"2", true, 2.0},  {L" \t-2.5e1x", true, -25.0}, {L"1,5", true, 1.0},
-               {L".5", true, 0.5}, {L"+1e3", true, 1000.0},      {L"", false, 7.0},
-               {L" ", false, 7.0}, {L"x1", false, 7.0},          {L"-", false, 7.0}};
-  for (const auto& sample : cases) {
-    ASSERT_TRUE(writer.WriteString(L"Number", sample.text));
+  constexpr double kDefault = 7.0;  // what an unreadable text leaves
+  const std::pair<const wchar_t*, double> cases[] = {
+      {L"2", 2.0},       {L" \t-2.5e1x", -25.0}, {L"1,5", 1.0},    {L".5", 0.5},
+      {L"+1e3", 1000.0}, {L"", kDefault},        {L" ", kDefault}, {L"x1", kDefault}};
+  for (const auto& [text, value] : cases) {
+    SCOPED_TRACE(text);
+    ASSERT_TRUE(writer.WriteString(L"Number", text));
     double asDouble = 0.0;
     float asFloat = 0.0F;
-    EXPECT_EQ(reader.ReadDouble(L"Number", &asDouble, 7.0), sample.read)
-        << testing::PrintToString(sample.text);
-    EXPECT_EQ(reader.ReadFloat(L"Number", &asFloat, 7.0F), sample.read);
-    EXPECT_EQ(asDouble, sample.value) << testing::PrintToString(sample.text);
-    EXPECT_EQ(static_cast<double>(asFloat), sample.value);
+    EXPECT_EQ(reader.ReadDouble(L"Number", &asDouble, kDefault), value != kDefault);
+    EXPECT_EQ(reader.ReadFloat(L"Number", &asFloat, 7.0F), value != kDefault);
+    EXPECT_EQ(asDouble, value);
+    EXPECT_EQ(static_cast<double>(asFloat), value);
   }
   ASSERT_TRUE(writer.WriteInt(L"Number", 2));
   double number = 0.0;
@@ -117,24 +109,17 @@ TEST_F(RegistryFilers, FloatingNumbersAreScannedFromAnyString) {
 TEST_F(RegistryFilers, IntegersTakeTheLowBitsOfWhateverHasAtMostFourBytes) {
   StoreRaw(L"Long", REG_BINARY, {1, 2, 3, 4, 5});
   StoreRaw(L"Binary", REG_BINARY, {0xFF, 0xFE, 0x01, 0x00});
-  StoreRaw(L"Short", REG_BINARY, {0x2A});
   std::int32_t number = 0;
   std::int16_t low = 0;
-  std::uint16_t unsignedLow = 0;
   std::uint8_t byte = 0;
-  bool flag = false;
-  char character = 0;
   EXPECT_FALSE(reader.ReadInt(L"Long", &number, 9) || reader.ReadByte(L"Long", &byte, 9) ||
-               reader.ReadBool(L"Long", &flag, true) || reader.ReadShort(L"Long", &low, 9) ||
-               reader.ReadUnsignedShort(L"Long", &unsignedLow, 9));
-  EXPECT_THAT((std::vector<int>{number, byte, flag, low, unsignedLow}), ElementsAre(9, 9, 1, 9, 9));
+               reader.ReadShort(L"Long", &low, 9));
+  EXPECT_THAT((std::vector<int>{number, byte, low}), ElementsAre(9, 9, 9));
   EXPECT_TRUE(reader.ReadInt(L"Binary", &number, 9) && reader.ReadByte(L"Binary", &byte, 9) &&
-              reader.ReadShort(L"Binary", &low, 9) &&
-              reader.ReadUnsignedShort(L"Binary", &unsignedLow, 9));
-  EXPECT_THAT((std::vector<int>{number, byte, low, unsignedLow}),
-              ElementsAre(0x0001FEFF, 0xFF, 0xFEFF - 0x10000, 0xFEFF));
-  EXPECT_TRUE(reader.ReadInt(L"Short", &number, 9));
-  EXPECT_EQ(number, 0x2A);
+              reader.ReadShort(L"Binary", &low, 9));
+  EXPECT_THAT((std::vector<int>{number, byte, low}),
+              ElementsAre(0x0001FEFF, 0xFF, 0xFEFF - 0x10000));
+  char character = 0;
   EXPECT_FALSE(reader.ReadChar(L"Binary", &character, 'd')) << "a character is a REG_DWORD";
   EXPECT_EQ(character, 'd');
 }
@@ -148,23 +133,9 @@ TEST_F(RegistryFilers, AStringIsWhatIsStoredAsOne) {
   StoreRaw(L"Nothing", REG_SZ, {});
   EXPECT_TRUE(reader.ReadString(L"Nothing", &read, L"default"));
   EXPECT_EQ(read, L"");
-  StoreRaw(L"Number", REG_DWORD, BytesOf(65));
   StoreRaw(L"Binary", REG_BINARY, BytesOf(text));
-  for (const wchar_t* const tag : {L"Number", L"Binary", L"Missing"}) {
-    EXPECT_FALSE(reader.ReadString(tag, &read, L"default"));
-    EXPECT_EQ(read, L"default");
-  }
-}
-
-TEST_F(RegistryFilers, ValuesAreReadInAnyOrderAndAgain) {
-  ASSERT_TRUE(writer.WriteInt(L"A", 1) && writer.WriteInt(L"B", 2) && writer.WriteInt(L"a", 3));
-  std::int32_t number = 0;
-  EXPECT_TRUE(reader.ReadInt(L"B", &number, 0));
-  EXPECT_EQ(number, 2);
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_TRUE(reader.ReadInt(L"A", &number, 0));
-    EXPECT_EQ(number, 3) << "names are equal without case";
-  }
+  EXPECT_FALSE(reader.ReadString(L"Binary", &read, L"default"));
+  EXPECT_EQ(read, L"default");
 }
 
 TEST_F(RegistryFilers, GroupsAreKeys) {
@@ -200,14 +171,11 @@ TEST_F(RegistryFilers, TagsThatAreNoPlainNames) {
   EXPECT_FALSE(writer.WriteInt(cut, 3));
   EXPECT_EQ(Raw(L"cut", L"A\\B").status, ERROR_FILE_NOT_FOUND);
   std::int32_t number = 0;
-  ASSERT_TRUE(reader.BeginGroup(L"a") && reader.BeginGroup(L"b"));
-  EXPECT_TRUE(reader.ReadInt(L"x\\y", &number, 0) && reader.ReadInt(L"", &number, 0));
-  EXPECT_EQ(number, 2);
+  ASSERT_TRUE(reader.BeginGroup(L"a") && reader.BeginGroup(L"b")) << "equal without case";
+  EXPECT_TRUE(reader.ReadInt(L"", &number, 0) && reader.ReadInt(L"X\\y", &number, 0));
+  EXPECT_EQ(number, 1);
   MString text;
   EXPECT_FALSE(reader.ReadInt(cut, &number, 7) || reader.ReadString(cut, &text, L"d"));
-  EXPECT_EQ(number, 7);
-  EXPECT_EQ(text, L"d");
-
   for (const MString& tag : {MString(L"\\Front"), cut, MString(300, L'x')}) {
     IOutFilerTaggedRegistry refused(application);
     EXPECT_TRUE(refused.BeginGroup(tag));
@@ -216,7 +184,7 @@ TEST_F(RegistryFilers, TagsThatAreNoPlainNames) {
 }
 
 TEST_F(RegistryFilers, AnotherHiveHasItsKeysElsewhere) {
-  const TestKey hive(HKEY_CURRENT_USER, KeyName() + L"-Hive", kReadWrite,
+  const TestKey hive(HKEY_CURRENT_USER, KeyName() + L"-Hive", KEY_READ | KEY_WRITE,
                      TestKey::Afterwards::kIsRemoved);
   EXPECT_EQ(writer.GetRootHive(), HKEY_CURRENT_USER);
   EXPECT_EQ(reader.GetCompanyKeyName(), L"Velta");
@@ -231,44 +199,24 @@ TEST_F(RegistryFilers, AnotherHiveHasItsKeysElsewhere) {
   EXPECT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadInt(L"Count", &number, 0));
 
   writer.SetCompanyKeyName(L"Other");
-  ASSERT_TRUE(writer.WriteInt(L"Count", 2));
-  EXPECT_EQ(Stored(stored, L"Count"), Dword(1));
   reader.SetCompanyKeyName(L"Other");
-  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  ASSERT_TRUE(writer.WriteInt(L"Count", 2) && reader.ReadInt(L"Count", &number, 0));
   EXPECT_EQ(number, 2);
-}
-
-TEST_F(RegistryFilers, TheMachinesHiveIsReadToo) {
-  reader.SetRootHive(HKEY_LOCAL_MACHINE);
-  IInFilerTaggedRegistry cautious(application, true);
-  cautious.SetRootHive(HKEY_LOCAL_MACHINE);
-  std::int32_t number = 0;
-  EXPECT_FALSE(cautious.ReadInt(L"Count", &number, 5));
-  EXPECT_EQ(number, 5);
-#if !defined(_WIN32)
-  IOutFilerTaggedRegistry machineWriter(application);
-  machineWriter.SetRootHive(HKEY_LOCAL_MACHINE);
-  ASSERT_TRUE(machineWriter.WriteInt(L"Count", 6));
-  EXPECT_TRUE(cautious.ReadInt(L"Count", &number, 5) && reader.ReadInt(L"Count", &number, 5));
-  EXPECT_EQ(number, 6);
-#endif
+  EXPECT_EQ(Stored(stored, L"Count"), Dword(1));
 }
 
 TEST_F(RegistryFilers, OnlyAReaderThatMayCreatesTheApplicationsKey) {
   std::int32_t number = 0;
   IInFilerTaggedRegistry cautious(application, true);
   EXPECT_FALSE(cautious.ReadInt(L"Count", &number, 5));
-  EXPECT_EQ(Raw(L"Count").status, ERROR_FILE_NOT_FOUND);
   HKEY key = nullptr;
   EXPECT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
             ERROR_FILE_NOT_FOUND);
   EXPECT_FALSE(reader.ReadInt(L"Count", &number, 5));
-  EXPECT_EQ(number, 5);
-  ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
+  EXPECT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
             ERROR_SUCCESS);
   ::RegCloseKey(key);
-  ASSERT_TRUE(writer.WriteInt(L"Count", 6));
-  EXPECT_TRUE(cautious.ReadInt(L"Count", &number, 5));
+  ASSERT_TRUE(writer.WriteInt(L"Count", 6) && cautious.ReadInt(L"Count", &number, 5));
   EXPECT_EQ(number, 6);
 }
 
@@ -280,53 +228,23 @@ TEST_F(RegistryFilers, DocumentsAndTheReservedOperationAreNotSupported) {
   EXPECT_FALSE(reader.ReadReserved(L"Doc"));
 }
 
-TEST_F(RegistryFilers, WhatAnotherProcessWritesIsReadHere) {
-  std::int32_t count = 0;
-  EXPECT_FALSE(reader.ReadInt(L"Count", &count, 0));
-  const std::string name(application.begin(), application.end());
-#if defined(_WIN32)
-  ASSERT_EQ(::_spawnl(_P_WAIT, VELTA_TEST_WRITER, VELTA_TEST_WRITER, name.c_str(), nullptr), 0);
-#else
-  ASSERT_EQ(std::system((std::string(VELTA_TEST_WRITER) + " " + name).c_str()), 0);
-#endif
-  double scale = 0.0;
-  MString title;
-  EXPECT_TRUE(reader.ReadInt(L"Count", &count, 0) && reader.ReadDouble(L"Scale", &scale, 0.0));
-  EXPECT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadString(L"Title", &title, L""));
-  EXPECT_EQ(count, 42);
-  EXPECT_EQ(scale, -0.25);
-  EXPECT_EQ(title, L"from elsewhere");
-}
-
-MException ChainOfTwo() {
-  MError first(L"A.B:First");
-  first.AddParameter(L"status", L"128");
-  MException chain;
-  chain.AddError(first);
-  chain.AddError(MError(L"C.D:Second"));
-  return chain;
-}
-
 // There is one group of a name: who reads groups until there is none must still come to an end, and
 // stand where it stood.
 TEST_F(RegistryFilers, AnErrorWithAParameterComesBackAndAChainLeavesItsLast) {
-  ASSERT_TRUE(ChainOfTwo().GetError(0)->Write(writer, L"Single"));
-  ASSERT_TRUE(MError(L"E.F:Plain").Write(writer, L"Plain"));
-  ASSERT_TRUE(ChainOfTwo().Write(writer, L"Exception"));
+  MError first(L"A.B:First");
+  first.AddParameter(L"status", L"128");
+  MException chain(first);
+  chain.AddError(MError(L"C.D:Second"));
+  ASSERT_TRUE(first.Write(writer, L"Single") && chain.Write(writer, L"Exception"));
   MError error;
   EXPECT_TRUE(error.Read(reader, L"Single"));
   EXPECT_EQ(error.GetCode(), L"A.B:First");
   EXPECT_THAT(error.GetParameters(), ElementsAre(Pair(L"status", L"128")));
-  EXPECT_TRUE(error.Read(reader, L"Plain"));
-  EXPECT_EQ(error.GetCode(), L"E.F:Plain");
-  EXPECT_THAT(error.GetParameters(), IsEmpty());
   EXPECT_FALSE(error.Read(reader, L"Missing"));
   EXPECT_FALSE(reader.EndGroup()) << "no group is left open";
 
-  MException chain;
   ASSERT_TRUE(reader.BeginGroup(L"Exception"));
-  EXPECT_TRUE(chain.Read(reader, L"Exception"));
-  EXPECT_TRUE(reader.EndGroup());
+  EXPECT_TRUE(chain.Read(reader, L"Exception") && reader.EndGroup());
   EXPECT_FALSE(reader.EndGroup());
   ASSERT_EQ(chain.GetErrorCount(), 1);
   EXPECT_EQ(chain.GetError(0)->GetCode(), L"C.D:Second");
@@ -383,9 +301,8 @@ TEST_F(RegistryFilers, TheExportedTextIsTheExpectedFile) {
 
 class ReadOnlyKeys : public testing::Test {
  protected:
-  using Perms = std::filesystem::perms;
-
   void Allow(const std::string& key, bool writing) const {
+    using Perms = std::filesystem::perms;
     std::filesystem::permissions(
         registry.Store() / "HKEY_CURRENT_USER" / key,
         writing ? Perms::owner_all : Perms::owner_read | Perms::owner_exec);
@@ -402,33 +319,20 @@ TEST_F(ReadOnlyKeys, ThoseOnTheWayAreEnoughForBothFilers) {
   ASSERT_TRUE(writer.WriteInt(L"Count", 1));
   Allow("software", false);
   Allow("software/velta", false);
-  EXPECT_TRUE(writer.WriteInt(L"Count", 2));
-  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  EXPECT_TRUE(writer.WriteInt(L"Count", 2) && reader.ReadInt(L"Count", &number, 0));
   EXPECT_EQ(number, 2);
   EXPECT_FALSE(IOutFilerTaggedRegistry(L"New").WriteInt(L"Count", 1)) << "no key can be created";
-  EXPECT_FALSE(IInFilerTaggedRegistry(L"New", false).ReadInt(L"Count", &number, 5));
-  EXPECT_EQ(number, 5);
   Allow("software", true);
   Allow("software/velta", true);
 }
 
 TEST_F(ReadOnlyKeys, TheApplicationsIsEnoughForTheReaderAlone) {
-  ASSERT_TRUE(writer.WriteInt(L"Count", 1) && writer.BeginGroup(L"Panel") &&
-              writer.WriteInt(L"Width", 2) && writer.EndGroup());
+  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.WriteInt(L"Width", 2));
   Allow("software/velta/app", false);
-  EXPECT_FALSE(writer.WriteInt(L"Count", 3));
-  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
-  EXPECT_EQ(number, 1);
-  ASSERT_TRUE(writer.BeginGroup(L"Panel"));
   EXPECT_FALSE(writer.WriteInt(L"Width", 4)) << "though the group's key could be written";
-  ASSERT_TRUE(reader.BeginGroup(L"Panel"));
-  EXPECT_TRUE(reader.ReadInt(L"Width", &number, 0));
+  ASSERT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadInt(L"Width", &number, 0));
   EXPECT_EQ(number, 2);
   Allow("software/velta/app", true);
-  Allow("software/velta/app/panel", false);
-  EXPECT_FALSE(writer.WriteInt(L"Width", 4));
-  EXPECT_TRUE(reader.ReadInt(L"Width", &number, 0));
-  Allow("software/velta/app/panel", true);
 }
 
 TEST_F(RegistryFilers, NoKeyStaysOpenBetweenCalls) {

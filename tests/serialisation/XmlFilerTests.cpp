@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tests/serialisation/RoundTrip.h"
 #include "tests/support/StressScale.h"
+#include "tests/support/Watchdog.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
-#include "velta/xml/MXmlDocument.h"
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -77,79 +76,28 @@ TEST(XmlFilers, EveryValueComesBackAsFarAsItsTextCarriesIt) {
   trip.ExpectBack(reader);
 }
 
-MString Repeat(std::wstring_view text, std::size_t count) {
-  MString repeated;
-  for (; count > 0; --count) repeated += text;
-  return repeated;
-}
-
-MString Numbered(std::size_t number) { return L"v" + std::to_wstring(number); }
-
-/// The document of the values v0, v1, ...
-MString Values(std::size_t count) {
-  return Written([=](MOutFilerTaggedXml& filer) {
-    for (std::size_t i = 0; i < count; ++i) ASSERT_TRUE(filer.WriteInt(Numbered(i), 1));
-  });
-}
-
-/// Whether as many reads succeed as are asked for.
-void ExpectReads(std::size_t count, const std::function<bool(std::size_t)>& read) {
-  std::size_t succeeded = 0;
-  for (std::size_t i = 0; i < count; ++i) succeeded += read(i) ? 1u : 0u;
-  EXPECT_EQ(succeeded, count);
-}
-
+// Work that grew with the square of the input would not end before the watchdog does.
 TEST(XmlFilers, WhatAnInputCostsGrowsWithItsSize) {
+  const Watchdog watchdog("large inputs");
+  const std::size_t many = static_cast<std::size_t>(StressRounds(500000));
+  const auto repeat = [many](std::wstring_view text) {
+    MString repeated;
+    for (std::size_t i = 0; i < many; ++i) repeated += text;
+    return repeated;
+  };
   std::int32_t value = 0;
-  const auto isDropped = [&](const MString& text) {
-    EXPECT_FALSE(ReaderOf(text).ReadInt(L"v", &value, 0));
-  };
-  const std::function<void(std::size_t)> inputs[] = {
-      [&](std::size_t n) { isDropped(L"<Root>" + Repeat(L"<a>", n)); },
-      [&](std::size_t n) { isDropped(L"<Root>" + Repeat(L"</a>", n)); },
-      [&](std::size_t n) { isDropped(Repeat(L"<a></b>", n)); },
-      [&](std::size_t n) {  // deep, then wide
-        MInFilerTaggedXml reader =
-            ReaderOf(L"<Root>" + Repeat(L"<g>", n) + Repeat(L"<v type='int'>1</v>", n) +
-                     Repeat(L"</g>", n) + L"</Root>");
-        ExpectReads(n, [&](std::size_t) { return reader.BeginGroup(L"g"); });
-        ExpectReads(n, [&](std::size_t) { return reader.ReadInt(L"v", &value, 0); });
-        ExpectReads(n, [&](std::size_t) { return reader.EndGroup(); });
-      },
-      [&](std::size_t n) {  // the type is the last of many attributes
-        MInFilerTaggedXml reader =
-            ReaderOf(L"<Root><v" + Repeat(L" a='1'", n) + L" type='int'>1</v></Root>");
-        EXPECT_TRUE(reader.ReadInt(L"v", &value, 0));
-      },
-      [&](std::size_t n) {
-        MInFilerTaggedXml reader = ReaderOf(Values(n));
-        ExpectReads(n, [&](std::size_t i) { return reader.ReadInt(Numbered(i), &value, 0); });
-      },
-      [&](std::size_t n) {  // in the wrong order: all but one are refused at once
-        MInFilerTaggedXml reader = ReaderOf(Values(n));
-        for (std::size_t i = n; --i > 0;) EXPECT_FALSE(reader.ReadInt(Numbered(i), &value, 0));
-        EXPECT_TRUE(reader.ReadInt(Numbered(0), &value, 0));
-      },
-      [&](std::size_t n) {  // each group stands behind the one read before
-        MInFilerTaggedXml reader = ReaderOf(L"<Root>" + Repeat(L"<v/><g/>", n) + L"</Root>");
-        ExpectReads(n, [&](std::size_t) { return reader.BeginGroup(L"g") && reader.EndGroup(); });
-      }};
-  // Sixteen times the input may take eighty times as long; quadratic work takes 256 times. What
-  // else runs on the machine may spoil a comparison, but not each of them.
-  const auto seconds = [](const auto& input, std::size_t size) {
-    const auto start = std::chrono::steady_clock::now();
-    input(size);
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  };
-  for (const auto& input : inputs) {
-    SCOPED_TRACE(&input - inputs);
-    const std::size_t many = 100000;
-    bool isLinear = false;
-    for (int comparisons = 0; !isLinear && comparisons < 5; ++comparisons) {
-      isLinear = seconds(input, many) < 80 * seconds(input, many / 16);
-    }
-    EXPECT_TRUE(isLinear);
+  MInFilerTaggedXml deepThenWide = ReaderOf(
+      L"<Root>" + repeat(L"<g>") + repeat(L"<v type='int'>1</v>") + repeat(L"</g>") + L"</Root>");
+  for (std::size_t i = 0; i < many; ++i) ASSERT_TRUE(deepThenWide.BeginGroup(L"g"));
+  for (std::size_t i = 0; i < many; ++i) {
+    ASSERT_FALSE(deepThenWide.ReadInt(L"w", &value, 0));
+    ASSERT_TRUE(deepThenWide.ReadInt(L"v", &value, 0));
   }
+  for (std::size_t i = 0; i < many; ++i) ASSERT_TRUE(deepThenWide.EndGroup());
+
+  // Each group stands behind the one read before.
+  MInFilerTaggedXml groups = ReaderOf(L"<Root>" + repeat(L"<v/><g/>") + L"</Root>");
+  for (std::size_t i = 0; i < many; ++i) ASSERT_TRUE(groups.BeginGroup(L"g") && groups.EndGroup());
 }
 
 TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {
@@ -182,20 +130,17 @@ TEST(MInFilerTaggedXml, NumbersAreExtractedAsByAStream) {
   struct Case {
     const wchar_t* data;
     bool read;
-    std::int32_t value;
+    std::int32_t value;  // the default where nothing is read
   };
-  const Case cases[] = {{L"12abc", true, 12},      {L" \n-7", true, -7},
-                        {L"+7", true, 7},          {L"", false, 0},
-                        {L"abc", false, 0},        {L"-", false, 0},
-                        {L"- 7", false, 0},        {L"2147483647", true, 2147483647},
-                        {L"2147483648", false, 0}, {L"99999999999999999999", false, 0},
-                        {L"0x10", true, 0},        {L"007", true, 7}};
+  const Case cases[] = {{L"12abc", true, 12},       {L" \n-7", true, -7}, {L"+7", true, 7},
+                        {L"", false, 99},           {L"abc", false, 99},  {L"- 7", false, 99},
+                        {L"2147483648", false, 99}, {L"0x10", true, 0},   {L"007", true, 7}};
   for (const Case& sample : cases) {
     MInFilerTaggedXml reader =
         ReaderOf(MString(L"<Root><n type=\"int\">") + sample.data + L"</n></Root>");
     std::int32_t value = 99;
     EXPECT_EQ(reader.ReadInt(L"n", &value, 99), sample.read) << testing::PrintToString(sample.data);
-    EXPECT_EQ(value, sample.read ? sample.value : 99);
+    EXPECT_EQ(value, sample.value);
   }
   MInFilerTaggedXml reader =
       ReaderOf(L"<Root><b type=\"bool\">-5</b><b type=\"bool\">x</b></Root>");
@@ -216,11 +161,9 @@ TEST(XmlFilers, GroupsAreFoundPastOthersAndPastValuesOfTheirName) {
   }));
   std::int32_t number = 0;
   EXPECT_FALSE(reader.BeginGroup(L"missing"));
-  ASSERT_TRUE(reader.BeginGroup(L"g"));
-  EXPECT_TRUE(reader.ReadInt(L"inner", &number, 0));
-  ASSERT_TRUE(reader.BeginGroup(L"deep"));
-  EXPECT_TRUE(reader.ReadInt(L"deepest", &number, 0));
-  EXPECT_TRUE(reader.EndGroup() && reader.EndGroup());
+  EXPECT_TRUE(reader.BeginGroup(L"g") && reader.ReadInt(L"inner", &number, 0) &&
+              reader.BeginGroup(L"deep") && reader.ReadInt(L"deepest", &number, 0) &&
+              reader.EndGroup() && reader.EndGroup());
   EXPECT_FALSE(reader.EndGroup());
   EXPECT_TRUE(reader.ReadInt(L"after", &number, 0));
   EXPECT_EQ(number, 4);
@@ -239,8 +182,7 @@ TEST(MInFilerTaggedXml, ADocumentThatIsNotTheExpectedOneIsDropped) {
                         {good, L"Root", L"urn:b", false},
                         {good, L"root", L"", false},
                         {L"<Root/>", L"Root", L"urn:a", false},
-                        {good + L"<x/>", L"Root", L"", false},
-                        {L"", L"Root", L"", false}};
+                        {good + L"<x/>", L"Root", L"", false}};
   for (const Case& sample : cases) {
     MInFilerTaggedXml reader(sample.text, sample.root, sample.nameSpace);
     std::int32_t number = 0;
@@ -271,12 +213,9 @@ TEST(XmlFilers, AnEmbeddedDocumentIsKeptWhole) {
   std::int32_t after = 0;
   EXPECT_TRUE(reader.ReadInt(L"after", &after, 0));
 
-  MXmlDocument document;
-  ASSERT_TRUE(document.SetText(read));
-  EXPECT_TRUE(document.FindElement(L"MFilerTaggedXml") && document.IntoElement() &&
-              document.FindElement(L"doc") && document.IntoElement() &&
-              document.FindElement(L"inner"));
-  EXPECT_EQ(document.GetNodeText(), L"<inner a=\"1\"><x/>text</inner>");
+  EXPECT_EQ(read,
+            L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<MFilerTaggedXml>\n<doc>\n"
+            L"<inner a=\"1\"><x/>text</inner>\n</doc>\n</MFilerTaggedXml>\n");
 }
 
 }  // namespace
