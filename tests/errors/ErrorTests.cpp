@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/MemoryFiler.h"
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
+#include "velta/serialisation/MInFilerTaggedXml.h"
+#include "velta/serialisation/MOutFilerTaggedXml.h"
 
 #include <memory>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,13 +13,20 @@
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::Pair;
 
-MemoryNode WellFormedError() {
-  return MemoryNode::Group(L"Error",
-                           {MemoryNode::Value(L"Code", L"A.B:C"),
-                            MemoryNode::Group(L"Parameter", {MemoryNode::Value(L"Name", L"status"),
-                                                             MemoryNode::Value(L"Value", L"5")})});
+const MString kParameter =
+    L"<Parameter><Name type='string'>status</Name><Value type='string'>5</Value></Parameter>";
+
+/// The element of an error "A.B:C" with these parameters.
+MString ErrorElement(const MString& parameters) {
+  return L"<Error><Code type='string'>A.B:C</Code>" + parameters + L"</Error>";
+}
+
+/// A reader that stands where these elements are.
+MInFilerTaggedXml ReaderOf(const MString& elements) {
+  return MInFilerTaggedXml(L"<Root>" + elements + L"</Root>", L"Root", L"");
 }
 
 TEST(MError, ParametersAreTextInOrderOfTheirNamesAndTheFirstOfANameStays) {
@@ -27,23 +36,20 @@ TEST(MError, ParametersAreTextInOrderOfTheirNamesAndTheFirstOfANameStays) {
   error.AddParameter(L"errorMessage", std::int32_t{-2147483647 - 1});
   error.AddParameter(L"Name", L"text");
   error.AddParameter(L"hex", 42u, true);
-  error.AddParameter(L"hex0", 0u, true);
   error.AddParameter(L"hexAll", 0xC0000005u, true);
   error.AddParameter(nullptr, L"unnamed");
 
   EXPECT_THAT(error.GetParameters(),
               ElementsAre(Pair(L"", L"unnamed"), Pair(L"Name", L"text"),
                           Pair(L"errorMessage", L"-2147483648"), Pair(L"hex", L"0000002ah"),
-                          Pair(L"hex0", L"00000000h"), Pair(L"hexAll", L"c0000005h"),
-                          Pair(L"status", L"4294967295")));
+                          Pair(L"hexAll", L"c0000005h"), Pair(L"status", L"4294967295")));
 }
 
 TEST(MError, TheMessageIsTheCodeUnlessThereIsNoneOrMemoryRanOut) {
   EXPECT_EQ(MError().GetMessage(), L"Unspecified error");
   EXPECT_EQ(MError(L"A.B:C").GetMessage(), L"A.B:C");
 
-  const MemoryNode root = MemoryNode::Group(L"", {WellFormedError()});
-  MemoryReader reader(root);
+  MInFilerTaggedXml reader = ReaderOf(ErrorElement(L""));
   MErrorOutOfMemory outOfMemory;
   ASSERT_TRUE(outOfMemory.Read(reader, L"Error"));
   EXPECT_EQ(outOfMemory.GetCode(), L"A.B:C");
@@ -59,7 +65,7 @@ TEST(MError, CloneAndCreateNewKeepTheClass) {
 
   const std::unique_ptr<MDynObject> created(clone->CreateNew());
   EXPECT_EQ(&created->GetClassInfo(), &MErrorOutOfMemory::ClassInfo);
-  EXPECT_TRUE(dynamic_cast<MError&>(*created).GetParameters().empty());
+  EXPECT_THAT(dynamic_cast<MError&>(*created).GetParameters(), IsEmpty());
 }
 
 TEST(MError, ClassRecordsNameTheirBases) {
@@ -80,23 +86,22 @@ TEST(MError, ClassRecordsNameTheirBases) {
   EXPECT_FALSE(MError::ClassInfo.IsA(MErrorInternal));
 }
 
-TEST(MError, IsWrittenAsCodeThenParametersAndReadBack) {
-  MError error(L"A.B:C");
-  error.AddParameter(L"z", L"1");
-  error.AddParameter(L"a", L"");
-  MemoryWriter writer;
-  ASSERT_TRUE(error.Write(writer, L"Error"));
-  EXPECT_EQ(writer.Root().Describe(),
-            L"{Error{Code=A.B:C;Parameter{Name=a;Value=;}Parameter{Name=z;Value=1;}}}");
+/// Refuses every write after the first few.
+class LimitedWriter : public MOutFilerTaggedXml {
+ public:
+  explicit LimitedWriter(int allowedWrites)
+      : MOutFilerTaggedXml(L"Root", L""), left(allowedWrites) {}
 
-  MemoryReader reader(writer.Root());
-  MError read(L"old");
-  read.AddParameter(L"old", L"old");
-  ASSERT_TRUE(read.Read(reader, L"Error"));
-  EXPECT_EQ(read.GetCode(), error.GetCode());
-  EXPECT_EQ(read.GetParameters(), error.GetParameters());
-  EXPECT_FALSE(read.Read(reader, L"Error")) << "there was one only";
-}
+  bool WriteString(const MString& tag, const MString& value) override {
+    return left-- > 0 && MOutFilerTaggedXml::WriteString(tag, value);
+  }
+  bool BeginGroup(const MString& tag) override {
+    return left-- > 0 && MOutFilerTaggedXml::BeginGroup(tag);
+  }
+
+ private:
+  int left;
+};
 
 // Every write of a chain of two errors fails in turn: what follows is left out, and the elements
 // that enclose the failing one are ended.
@@ -106,42 +111,33 @@ TEST(MException, AFailedWriteIsReportedAndItsElementsAreEnded) {
   MException exception(parameterised);
   exception.AddError(MError(L"D"));
 
-  constexpr int kOperations = 8;  // 4 groups and 4 strings
-  for (int successes = 0; successes < kOperations; ++successes) {
-    MemoryWriter writer(successes);
-    EXPECT_FALSE(exception.Write(writer, L"Exception")) << successes;
-    EXPECT_EQ(writer.Depth(), 0u) << successes;
+  constexpr int kWrites = 8;  // 4 groups and 4 strings
+  for (int allowed = 0; allowed <= kWrites; ++allowed) {
+    LimitedWriter writer(allowed);
+    EXPECT_EQ(exception.Write(writer, L"Exception"), allowed == kWrites) << allowed;
+    EXPECT_FALSE(writer.EndGroup()) << allowed;
   }
-  MemoryWriter writer(kOperations);
-  EXPECT_TRUE(exception.Write(writer, L"Exception"));
+  LimitedWriter empty(1);
+  EXPECT_TRUE(MException().Write(empty, L"Exception"));
 }
 
 TEST(MError, ReadingStopsAtTheFirstIncompleteParameterAndNeedsACode) {
-  MemoryNode incomplete = WellFormedError();
-  incomplete.children.push_back(
-      MemoryNode::Group(L"Parameter", {MemoryNode::Value(L"Name", L"noValue")}));
-  incomplete.children.push_back(MemoryNode::Group(
-      L"Parameter",
-      {MemoryNode::Value(L"Name", L"after"), MemoryNode::Value(L"Value", L"unread")}));
-  MemoryNode duplicate = WellFormedError();
-  duplicate.children.push_back(MemoryNode::Group(
-      L"Parameter",
-      {MemoryNode::Value(L"Name", L"status"), MemoryNode::Value(L"Value", L"second")}));
-  for (const MemoryNode& node : {incomplete, duplicate}) {
-    const MemoryNode root = MemoryNode::Group(L"", {node});
-    MemoryReader reader(root);
+  const MString incomplete = L"<Parameter><Name type='string'>noValue</Name></Parameter>";
+  const MString duplicate =
+      L"<Parameter><Name type='string'>status</Name><Value type='string'>2</Value></Parameter>";
+  for (const MString& more : {incomplete + duplicate, duplicate}) {
+    MInFilerTaggedXml reader = ReaderOf(ErrorElement(kParameter + more));
     MError error;
     EXPECT_TRUE(error.Read(reader, L"Error"));
     EXPECT_THAT(error.GetParameters(), ElementsAre(Pair(L"status", L"5")));
   }
 
-  const MemoryNode noCode = MemoryNode::Group(L"", {MemoryNode::Group(L"Error", {})});
-  MemoryReader reader(noCode);
+  MInFilerTaggedXml reader = ReaderOf(L"<Error/>");
   MError error(L"old");
   error.AddParameter(L"old", L"old");
   EXPECT_FALSE(error.Read(reader, L"Error"));
-  EXPECT_TRUE(error.GetCode().empty());
-  EXPECT_TRUE(error.GetParameters().empty());
+  EXPECT_EQ(error.GetCode(), L"");
+  EXPECT_THAT(error.GetParameters(), IsEmpty());
   EXPECT_FALSE(reader.EndGroup()) << "the element without a code was not left";
 }
 
@@ -150,9 +146,8 @@ TEST(MException, HoldsClonesOldestFirst) {
   EXPECT_EQ(MException().GetError(0), nullptr);
 
   const MErrorOutOfMemory first;
-  const MError second(L"second");
   MException exception(first);
-  exception.AddError(second);
+  exception.AddError(MError(L"second"));
   ASSERT_EQ(exception.GetErrorCount(), 2);
   EXPECT_NE(exception.GetError(0), &first);
   EXPECT_EQ(exception.GetError(0)->GetMessage(), L"Out of memory");
@@ -163,7 +158,7 @@ TEST(MException, HoldsClonesOldestFirst) {
   const MException copy(exception);
   EXPECT_NE(copy.GetError(1), exception.GetError(1));
   exception = MException(MError(L"other"));
-  ASSERT_EQ(exception.GetErrorCount(), 1);
+  EXPECT_EQ(exception.GetErrorCount(), 1);
   EXPECT_EQ(copy.GetErrorCount(), 2);
   EXPECT_STREQ(copy.what(), "Unknown exception");
 }
@@ -180,28 +175,26 @@ TEST(MException, AnEntryWithoutACloneIsNullAndSkipped) {
   exception.AddError(MError(L"last"));
   EXPECT_EQ(exception.GetErrorCount(), 3);
   EXPECT_EQ(exception.GetError(1), nullptr);
+  EXPECT_EQ(MException(exception).GetErrorCount(), 2);
 
-  const MException copy(exception);
-  EXPECT_EQ(copy.GetErrorCount(), 2);
-  MemoryWriter writer;
-  EXPECT_TRUE(exception.Write(writer, L"Exception"));
-  EXPECT_EQ(writer.Root().Describe(), L"{Exception{Error{Code=first;}Error{Code=last;}}}");
+  MOutFilerTaggedXml writer(L"Root", L"");
+  MString text;
+  ASSERT_TRUE(exception.Write(writer, L"Exception") && writer.GetText(&text));
+  MInFilerTaggedXml reader(text, L"Root", L"");
+  ASSERT_TRUE(reader.BeginGroup(L"Exception") && exception.Read(reader, L"Exception"));
+  ASSERT_EQ(exception.GetErrorCount(), 2);
+  EXPECT_EQ(exception.GetError(1)->GetCode(), L"last");
 }
 
 TEST(MException, ReadTakesTheErrorsOfTheElementItStandsInUpToTheFirstUnreadable) {
-  const MemoryNode root = MemoryNode::Group(
-      L"", {WellFormedError(), MemoryNode::Group(L"Error", {}), WellFormedError()});
-  MemoryReader reader(root);
+  MInFilerTaggedXml reader = ReaderOf(ErrorElement(L"") + L"<Error/>" + ErrorElement(L""));
   MException exception(MError(L"old"));
   EXPECT_TRUE(exception.Read(reader, L"Exception"));
   ASSERT_EQ(exception.GetErrorCount(), 1);
   EXPECT_EQ(exception.GetError(0)->GetCode(), L"A.B:C");
 
-  MemoryWriter empty;
-  EXPECT_TRUE(MException().Write(empty, L"Exception"));
-  EXPECT_EQ(empty.Root().Describe(), L"{Exception{}}");
-  MemoryReader emptyReader(empty.Root());
-  EXPECT_TRUE(exception.Read(emptyReader, L"Exception"));
+  MInFilerTaggedXml empty = ReaderOf(L"");
+  EXPECT_TRUE(exception.Read(empty, L"Exception"));
   EXPECT_EQ(exception.GetErrorCount(), 0);
 }
 
