@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Ends while a processor executes a command, another waits, and a scheduler waits: nobody stops
-// them.
+// Ends while a processor executes a command and a scheduler waits: nobody stops them.
 //
 //   velta_exit_host return|exit|quick
 #include "tests/support/Watchdog.h"
@@ -9,54 +8,41 @@
 #include "velta/commands/MDesyncEventScheduler.h"
 #include "velta/commands/MExceptionHolder.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <memory>
 #include <string_view>
 #include <thread>
-#include <utility>
 
 namespace {
+
+// Reachable to the last, so that a leak checker sees that they are meant to stay.
+MCommandProcessor* processor = nullptr;
+MDesyncEventScheduler* scheduler = nullptr;
+std::promise<void>* started = nullptr;
 
 /// Tells that it runs, then never ends.
 class EndlessCommand : public MCommandSynchronous {
  public:
-  explicit EndlessCommand(std::promise<void>* startedPromise)
-      : MCommandSynchronous(MExceptionHolder()), started(startedPromise) {}
+  EndlessCommand() : MCommandSynchronous(MExceptionHolder()) {}
 
  protected:
   void Execute() override {
     started->set_value();
     std::promise<void>().get_future().wait();
   }
-
- private:
-  std::promise<void>* started;
 };
-
-// Reachable to the last, so that a leak checker sees that they are meant to stay.
-MCommandProcessor* busy = nullptr;
-MCommandProcessor* idle = nullptr;
-MDesyncEventScheduler* scheduler = nullptr;
-std::promise<void>* started = nullptr;
-
-MCommandProcessor* NewRunningProcessor() {
-  auto* const processor = new MCommandProcessor(nullptr, nullptr, nullptr, nullptr, 0, false);
-  processor->Start();
-  return processor;
-}
 
 void LeaveThreadsRunning() {
   const Watchdog watchdog("threads that are left running");
-  idle = NewRunningProcessor();
-  busy = NewRunningProcessor();
   scheduler = new MDesyncEventScheduler(nullptr);
   scheduler->Enable();
+  processor = new MCommandProcessor(nullptr, nullptr, nullptr, nullptr, 0, false);
+  processor->Start();
   started = new std::promise<void>;
   std::thread([] {
-    std::unique_ptr<MCommandSynchronous> command = std::make_unique<EndlessCommand>(started);
-    busy->ExecuteSynchronously(command);
+    std::unique_ptr<MCommandSynchronous> command = std::make_unique<EndlessCommand>();
+    processor->ExecuteSynchronously(command);
   }).detach();
   started->get_future().wait();
 }
