@@ -92,10 +92,9 @@ class HostTest(unittest.TestCase):
             self.write(f"many/{i % 7}/{i * 7919 % 1000}", b"x " * i)
         names = sorted(path.relative_to(self.folder).as_posix()
                        for path in (self.folder / "many").rglob("*") if path.is_file())
-        for threads in ("1", "4", "64"):
-            code, output, _ = self.run_host("--threads", threads, "--", "many")
-            self.assertEqual(code, 0)
-            self.assertEqual(self.rows(output)[0], [self.expected(name) for name in names])
+        code, output, _ = self.run_host("--threads", "64", "--", "many")
+        self.assertEqual(code, 0)
+        self.assertEqual(self.rows(output)[0], [self.expected(name) for name in names])
 
     def test_missing_file_fails_alone(self):
         self.write("present", b"1\n")
@@ -128,10 +127,8 @@ class HostTest(unittest.TestCase):
         for arguments, message in (
                 ((), "no files or folders are named"),
                 (("--threads",), "--threads needs a value"),
-                (("--threads", "0", "file"), '--threads takes a number from 1 to 64, not "0"'),
                 (("--threads", "65", "file"), '--threads takes a number from 1 to 64, not "65"'),
                 (("--threads", "4x", "file"), '--threads takes a number from 1 to 64, not "4x"'),
-                (("file", "--log"), "--log needs a value"),
                 (("--registry", "--settings", "s", "file"),
                  "--settings and --registry exclude each other"),
                 (("--loud", "file"), 'unknown option "--loud"')):
@@ -140,14 +137,8 @@ class HostTest(unittest.TestCase):
                 self.assertEqual((code, output), (2, ""))
                 self.assertTrue(errors.startswith(f"host: {message}\nusage: host "), errors)
 
-    def test_help(self):
-        code, output, errors = self.run_host("--help")
-        self.assertEqual((code, errors), (0, ""))
-        self.assertTrue(output.startswith("usage: host [--threads N] "))
-
     def test_quiet_prints_failures_only(self):
         self.write("file", b"1\n")
-        self.assertEqual(self.run_host("--quiet", "file"), (0, "", ""))
         code, output, errors = self.run_host("--quiet", "file", "missing")
         self.assertEqual((code, output), (1, ""))
         self.assertTrue(errors.startswith("missing failed:\n"), errors)
@@ -169,19 +160,13 @@ class HostTest(unittest.TestCase):
             self.assertNotIn("unknown", match.group(1, 3, 4, 6), line)
             if match[1] in ("Root_error", "Cascade_error"):
                 self.assertNotEqual(match[2], " (unknown)", line)
-        for part in ("in_class MCommandProcessor at ExecuteSynchronously for_object ",
-                     "in_class MDesyncEventScheduler at ScheduleDesyncEvent for_object ",
+        for part in ("in_class MDesyncEventScheduler at ScheduleDesyncEvent for_object ",
                      "State_change to Running in_class MEngineThread at ChangeState ",
-                     "in_class CountFile at Execute for_object ",
-                     "in_class ListFolder at Execute for_object ",
-                     "in_class Workbench at OnIdle for_object ",
                      "in_class ProgressMade at Fire for_object ",
                      "Root_error OpenFailed in_class InputFile at InputFile ",
                      "Cascade_error FileNotCounted in_class CountFile at Execute ",
-                     "Root_error ProcessorStopped in_class MCommandProcessor ",
-                     "(file processor) in_thread ",
-                     "(Main thread)", "(Caller 1)", "(Command processor thread)",
-                     "(Scheduler thread)"):
+                     "(file processor) in_thread ", "(Main thread)", "(Caller 1)",
+                     "(Command processor thread)", "(Scheduler thread)"):
             self.assertTrue(any(part in line for line in events), part)
         # Each file's command, once each.
         begun = sum("Scope_push in_class CountFile at Execute " in line for line in events)
@@ -189,13 +174,11 @@ class HostTest(unittest.TestCase):
 
     def test_debug_dump_holds_what_the_log_does_not(self):
         self.write("file", b"1\n")
-        _, output, _ = self.run_host("file")
-        self.assertIn(f"debug dump      {DEBUG_DUMP}\n", output)
-        self.assertIn("in_class CountFile at Execute", DEBUG_DUMP.read_text("utf-8"))
-        self.run_host("--log", "events.log", "file")
-        after = DEBUG_DUMP.read_text("utf-8")
-        self.assertNotIn("in_class CountFile at Execute", after)
-        self.assertIn("Destruction in_class MCommandProcessor at ~MCommandProcessor", after)
+        for log, counting in (((), self.assertIn), (("--log", "events.log"), self.assertNotIn)):
+            self.run_host(*log, "file")
+            dump = DEBUG_DUMP.read_text("utf-8")
+            counting("in_class CountFile at Execute", dump)
+            self.assertIn("Destruction in_class MCommandProcessor at ~MCommandProcessor", dump)
 
     def test_log_that_cannot_be_written(self):
         self.write("file", b"1\n")
@@ -230,8 +213,8 @@ class HostTest(unittest.TestCase):
                                     "words": "2"})
         self.assertRegex(failure[0], f"""\\A  CountFile.Execute:FileNotCounted file="{gone}"
   caused by InputFile.InputFile:OpenFailed errno=2 errorMessage=".+"\\Z""")
-        self.assertEqual(self.run_host(*option, "--quiet", present), (0, "", ""))
-        self.assertEqual(self.run_host(*option, present), (0, "", ""))
+        for quiet in (("--quiet",), ()):
+            self.assertEqual(self.run_host(*option, *quiet, present), (0, "", ""))
         output = self.run_host(*option, "--threads", "2", "--no-quiet", present)[1]
         self.assertEqual(self.callers(output), "2")
         self.assertNotIn("last failure", output)
@@ -252,7 +235,6 @@ class HostTest(unittest.TestCase):
                 (written.replace(b"</Settings>", b"</Set>"),
                  "IllFormed column=1 line=7 messages=\"End tag 'Set' at offset "
                  f"{written.index(b'</Settings>')} does not match start tag 'Settings' "),
-                (written[:-3], "IllFormed column=1 line="),
                 (written + b"\xff", f'NotText problem="not UTF-8 at byte {len(written)}"'),
                 (written.replace(b"urn:velta:host", b"urn:else"), "NotSettings\n"),
                 (written.replace(b">1</Format>", b">2</Format>"), "UnknownFormat format=2")):
@@ -270,7 +252,6 @@ class HostTest(unittest.TestCase):
         self.run_host("--settings", "settings.xml", "--threads", "9", "file")
         written = self.settings()
         for old, new, complaint, threads in (
-                (b'<Threads type="uint">9', b'<Threads type="int">9', "Settings/Threads", "4"),
                 (b'<Threads type="uint">9', b'<Threads type="uint">65', "Settings/Threads", "4"),
                 (b'<Quiet type="bool">0</Quiet>', b"", "Settings/Quiet", "9"),
                 (b'<Bytes type="string">2', b'<Bytes type="string">2x', "LastRun", "9"),
