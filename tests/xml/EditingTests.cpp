@@ -126,7 +126,8 @@ TEST(MXmlDocument, AStartTagAloneIsAFaultUntilItsEndIsThere) {
   ASSERT_TRUE(document.FindElement(L"s") && document.RemoveElement());
   EXPECT_EQ(document.GetTagName(), L"a");
   EXPECT_TRUE(document.IsWellFormed());
-  EXPECT_TRUE(document.GetErrorText().empty());
+  EXPECT_EQ(document.GetErrorText(), L"");
+  EXPECT_EQ(document.GetErrorOffset(), -1);
   ExpectText(document, L"<r><b/><a/></r>");
 }
 
