@@ -6,18 +6,13 @@
 #include "tests/support/Watchdog.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MCommandSynchronous.h"
-#include "velta/commands/MDesyncEvent.h"
-#include "velta/commands/MDesyncEventScheduler.h"
 #include "velta/commands/MExceptionHolder.h"
-#include "velta/errors/IThreadErrorHandler.h"
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/text/MLocale.h"
 
-#include <cstdint>
 #include <exception>
-#include <future>
 #include <memory>
 #include <new>
 #include <thread>
@@ -72,29 +67,6 @@ MExceptionHolder ExecuteOn(MCommandProcessor& processor, Work work) {
   processor.ExecuteSynchronously(command);
   return outcome;
 }
-
-template <class Work>
-class HostEvent : public MDesyncEvent {
- public:
-  explicit HostEvent(Work hostWork) : work(std::move(hostWork)) {}
-  void Fire() override { work(); }
-
- private:
-  Work work;
-};
-
-class HostHook : public MCallbackFunctor {
- public:
-  void operator()() override { throw MException(HostError(5)); }
-};
-
-class HostHandler : public IThreadErrorHandler {
- public:
-  void OnSpontaneousError(const MException& exception) override { reported = exception; }
-  void OnUnhandledException(std::uintptr_t) override {}
-
-  MException reported;
-};
 
 TEST(CrossModule, RunsAgainstTheLibraryAndTheRuntimeOfThisConfiguration) {
   EXPECT_TRUE(Module::IsLoaded(VELTA_TEST_LIBRARY));
@@ -176,33 +148,6 @@ TEST(CrossModule, ACommandsExceptionComesBackFromTheProcessorsThread) {
   }
   processor.Stop();
   EXPECT_THROW(ExecuteOn(processor, [] {}), MException);
-}
-
-TEST(CrossModule, AHooksExceptionReachesTheHostsHandler) {
-  const Watchdog watchdog("a processor that fails to start");
-  HostHandler handler;
-  MCommandProcessor processor(&handler, new HostHook, nullptr, nullptr, 0, false);
-
-  EXPECT_THAT([&] { processor.Start(); }, Raises(L"MEngineThread.Start:ThreadExitedUnexpectedly"));
-  EXPECT_THAT(handler.reported, HoldsOneError(L"Host.Do:Failed", testing::IsEmpty()));
-}
-
-TEST(CrossModule, NotificationsOfTheHostAreDeliveredAndDeletedByTheLibrary) {
-  const Watchdog watchdog("notifications of the host");
-  MDesyncEventScheduler scheduler(nullptr);
-  std::promise<void> last;
-  const auto alive = std::make_shared<int>(0);
-  const auto schedule = [&](auto work) {
-    scheduler.ScheduleDesyncEvent(new HostEvent<decltype(work)>(std::move(work)));
-  };
-
-  schedule([alive] { throw MException(HostError(1)); });
-  schedule([alive, &last] { last.set_value(); });
-  scheduler.Enable();
-  last.get_future().wait();
-  scheduler.Disable();
-
-  EXPECT_EQ(alive.use_count(), 1);
 }
 
 }  // namespace

@@ -38,25 +38,6 @@ std::pair<bool, bool> Try(int granted, Action action) {
   return {succeeded, refused};
 }
 
-MError ErrorWithParameters() {
-  MError error(kTag);
-  error.AddParameter(L"a", kText);
-  error.AddParameter(kTag.c_str(), 5);
-  return error;
-}
-
-class CarryingError : public MError {
- public:
-  CarryingError() : MError(L"Host.Run:Failed") {}
-  MString GetCauseChain() const override {
-    MOutFilerTaggedXml filer(L"ExceptionChain", L"");
-    MString text;
-    return MException(ErrorWithParameters()).Write(filer, L"Exception") && filer.GetText(&text)
-               ? text
-               : MString();
-  }
-};
-
 }  // namespace
 
 TEST(XmlFilers, WithoutMemoryAWriteLeavesWhatWasThere) {
@@ -102,17 +83,13 @@ TEST(XmlFilers, WithoutMemoryAReadConsumesNothing) {
   }
 }
 
-TEST(XmlFilers, WithoutMemoryAChainIsCutShort) {
-  const CarryingError carrying;
+TEST(MError, WithoutMemoryThereIsNoClone) {
+  MError error(kTag);
+  error.AddParameter(kTag.c_str(), kText);
   Allocations::WithLittle([&](int granted) {
-    std::unique_ptr<MException> chain;
-    const auto [made, refused] = Try(granted, [&] {
-      chain = std::make_unique<MException>(carrying);
-      return true;
-    });
-    EXPECT_TRUE(made || refused);
-    // A chain that cannot be read is left out, a clone that cannot be had is null.
-    EXPECT_TRUE(refused || chain->GetErrorCount() == 2);
+    std::unique_ptr<MError> clone;
+    const bool refused = IsRefused(granted, [&] { clone.reset(error.Clone()); });
+    EXPECT_EQ(clone == nullptr, refused);
     return refused;
   });
 }

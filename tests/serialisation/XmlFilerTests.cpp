@@ -31,42 +31,36 @@ MString Written(const std::function<void(MOutFilerTaggedXml&)>& write) {
 
 MInFilerTaggedXml ReaderOf(const MString& text) { return MInFilerTaggedXml(text, L"Root", L""); }
 
-TEST(MOutFilerTaggedXml, WritesOneElementALine) {
+TEST(MOutFilerTaggedXml, WritesOneElementALineWithTheNameOfItsType) {
   MOutFilerTaggedXml filer(L"Settings", L"urn:settings");
-  EXPECT_TRUE(filer.WriteInt(L"Count", 42));
-  EXPECT_TRUE(filer.BeginGroup(L"Panel"));
-  EXPECT_TRUE(filer.WriteBool(L"Visible", true));
-  EXPECT_TRUE(filer.WriteDouble(L"Scale", 1.5));
-  EXPECT_TRUE(filer.EndGroup());
-  EXPECT_TRUE(filer.WriteString(L"Title", L"A & B"));
-  EXPECT_EQ(TextOf(filer),
-            L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-            L"<Settings xmlns=\"urn:settings\">\n"
-            L"<Count type=\"int\">42</Count>\n"
-            L"<Panel>\n"
-            L"<Visible type=\"bool\">1</Visible>\n"
-            L"<Scale type=\"float\">1.500000000000000e+00</Scale>\n"
-            L"</Panel>\n"
-            L"<Title type=\"string\">A &amp; B</Title>\n"
-            L"</Settings>\n");
-}
+  EXPECT_TRUE(filer.WriteInt(L"Count", 42) && filer.BeginGroup(L"Panel") &&
+              filer.WriteBool(L"Visible", true) && filer.WriteDouble(L"Scale", 1.5) &&
+              filer.EndGroup() && filer.WriteString(L"Title", L"A & B"));
+  const MString example =
+      L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      L"<Settings xmlns=\"urn:settings\">\n"
+      L"<Count type=\"int\">42</Count>\n"
+      L"<Panel>\n"
+      L"<Visible type=\"bool\">1</Visible>\n"
+      L"<Scale type=\"float\">1.500000000000000e+00</Scale>\n"
+      L"</Panel>\n"
+      L"<Title type=\"string\">A &amp; B</Title>\n";
+  EXPECT_EQ(TextOf(filer), example + L"</Settings>\n");
 
-TEST(XmlFilers, EveryTypeHasItsNameAndItsText) {
-  const MString text = Written([](MOutFilerTaggedXml& filer) {
-    EXPECT_TRUE(filer.WriteChar(L"c", '<'));
-    EXPECT_TRUE(filer.WriteFloat(L"f", 0.1f));
-    EXPECT_TRUE(filer.WriteByte(L"y", 255));
-    EXPECT_TRUE(filer.WriteUnsignedShort(L"us", 65535));
-    EXPECT_TRUE(filer.WriteShort(L"s", -32768));
-    EXPECT_TRUE(filer.WriteUnsignedInt(L"ui", 4294967295u));
-    EXPECT_TRUE(filer.WriteString(L"e", L""));
-    EXPECT_TRUE(filer.BeginGroup(L"g"));
-    EXPECT_TRUE(filer.EndGroup());
-  });
-  EXPECT_EQ(text.substr(text.find(L"<c")),
-            L"<c type=\"char\">&lt;</c>\n<f type=\"float\">1.00000001e-01</f>\n"
-            L"<y type=\"byte\">255</y>\n<us type=\"uint\">65535</us>\n<s type=\"int\">-32768</s>\n"
-            L"<ui type=\"uint\">4294967295</ui>\n<e type=\"string\"/>\n<g/>\n</Root>\n");
+  EXPECT_TRUE(filer.WriteChar(L"c", '<') && filer.WriteFloat(L"f", 0.1f) &&
+              filer.WriteByte(L"y", 255) && filer.WriteUnsignedShort(L"us", 65535) &&
+              filer.WriteShort(L"s", -32768) && filer.WriteUnsignedInt(L"ui", 4294967295u) &&
+              filer.WriteString(L"e", L"") && filer.BeginGroup(L"g") && filer.EndGroup());
+  EXPECT_EQ(TextOf(filer), example +
+                               L"<c type=\"char\">&lt;</c>\n"
+                               L"<f type=\"float\">1.00000001e-01</f>\n"
+                               L"<y type=\"byte\">255</y>\n"
+                               L"<us type=\"uint\">65535</us>\n"
+                               L"<s type=\"int\">-32768</s>\n"
+                               L"<ui type=\"uint\">4294967295</ui>\n"
+                               L"<e type=\"string\"/>\n"
+                               L"<g/>\n"
+                               L"</Settings>\n");
 }
 
 TEST(XmlFilers, EveryValueComesBackAsFarAsItsTextCarriesIt) {
@@ -110,14 +104,10 @@ TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {
   EXPECT_EQ(wrongType, 5u);
   std::int32_t count = 0;
   EXPECT_FALSE(reader.ReadInt(L"Missing", &count, 6));
-  EXPECT_EQ(count, 6);
-  EXPECT_TRUE(reader.ReadInt(L"Count", &count, 0));
-  EXPECT_EQ(count, -1);
-
   double scale = 0.0;
-  EXPECT_TRUE(reader.ReadDouble(L"Scale", &scale, 0.0)) << "floats and doubles share a type";
-  EXPECT_EQ(scale, 0.5);
-
+  EXPECT_TRUE(reader.ReadInt(L"Count", &count, 0) && reader.ReadDouble(L"Scale", &scale, 0.0));
+  EXPECT_EQ(count, -1);
+  EXPECT_EQ(scale, 0.5) << "floats and doubles share a type";
   std::uint16_t tooSmall = 0;
   EXPECT_FALSE(reader.ReadUnsignedShort(L"Big", &tooSmall, 9)) << "does not fit";
   EXPECT_EQ(tooSmall, 9);
