@@ -73,8 +73,8 @@ TEST(XmlFilers, EveryValueComesBackAsFarAsItsTextCarriesIt) {
 // Work that grew with the square of the input would not end before the watchdog does.
 TEST(XmlFilers, WhatAnInputCostsGrowsWithItsSize) {
   const Watchdog watchdog("large inputs");
-  const std::size_t many = static_cast<std::size_t>(StressRounds(500000));
-  const auto repeat = [many](std::wstring_view text) {
+  constexpr auto many = static_cast<std::size_t>(StressRounds(500000));
+  const auto repeat = [](std::wstring_view text) {
     MString repeated;
     for (std::size_t i = 0; i < many; ++i) repeated += text;
     return repeated;
@@ -197,8 +197,9 @@ TEST(XmlFilers, AnEmbeddedDocumentIsKeptWhole) {
   EXPECT_EQ(text.find(L"bad"), MString::npos);
 
   MInFilerTaggedXml reader = ReaderOf(text);
-  MString read;
+  MString read = L"old";
   EXPECT_FALSE(reader.ReadEmbeddedDocument(L"missing", &read));
+  EXPECT_EQ(read, L"");
   ASSERT_TRUE(reader.ReadEmbeddedDocument(L"doc", &read));
   std::int32_t after = 0;
   EXPECT_TRUE(reader.ReadInt(L"after", &after, 0));
