@@ -109,11 +109,10 @@ class RandomEditor {
 }  // namespace
 
 TEST(MXmlDocument, AfterAnyEditsTheIndexIsThatOfTheText) {
-  const wchar_t* const texts[] = {
-      L"",
-      L"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY x '>'>]>\r\n<r a='1'> <b/>\r\n<c d=e/>x</c>"
-      L"<![CDATA[<]]><f  /><!-- c --></r>\n\n",
-      L"<r><a><b c='</r> <1 x </d><e><!-- "};
+  const wchar_t* const texts[] = {L"",
+                                  L"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY x '>'>]>\r\n<r "
+                                  L"a='1'> <b/>\r\n<c d=e/>x</c></r>\n",
+                                  L"<r><a><b c='</r> <1 x </d><e><!-- "};
   for (int seed = 0; seed < StressRounds(120); ++seed) {
     const bool withFaults = seed % 6 >= 3;
     SCOPED_TRACE("seed " + std::to_string(seed));
