@@ -60,11 +60,8 @@ TEST(MLocale, FormatMeasuresFirstAndTakesTextOfAnyLength) {
 
 // The process's own locale is the host's business: it must reach none of the framework's numbers.
 TEST(MLocale, IsNotDisturbedByTheUsersLocale) {
-#if defined(_WIN32)
-  const char* const name = "de-DE";
-#else
-  const char* const name = "de_DE.UTF-8";
-#endif
+  const std::string user = MLocale(kCommaLocale).GetName();
+  const char* const name = user.c_str();
   ASSERT_NE(std::setlocale(LC_ALL, name), nullptr);
   const std::locale before = std::locale::global(std::locale(name));
   EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%g", 1.5), L"1.5");
@@ -74,16 +71,13 @@ TEST(MLocale, IsNotDisturbedByTheUsersLocale) {
 }
 
 TEST(MLocale, AnUnknownNameIsRefusedWithTheNameAsked) {
-  for (const wchar_t* name : {L"xx-bogus", L"de\x4e2d"}) {
-    std::wstring given(name);
-    for (wchar_t& unit : given) {
-      unit = unit < 0x80 ? unit : L'?';  // no locale's name has other characters
-    }
-    EXPECT_THAT([&] { MLocale{name}; },
+  // No locale's name has other than ASCII characters.
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"xx-bogus", L"xx-bogus"}, {L"de\x4e2d", L"de?"}, {nullptr, L""}};
+  for (const auto& [name, given] : cases) {
+    EXPECT_THAT([asked = name] { MLocale{asked}; },
                 RaisesWith(L"MLocale.MLocale:BadCppLocale", Contains(Pair(L"name", given))));
   }
-  EXPECT_THAT([] { MLocale{nullptr}; },
-              RaisesWith(L"MLocale.MLocale:BadCppLocale", Contains(Pair(L"name", L""))));
 }
 
 TEST(MLocale, ANameThatOnlyTheStreamsKnowIsRefusedAsBadCppLocaleToo) {

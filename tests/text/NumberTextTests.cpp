@@ -13,7 +13,6 @@
 #include <limits>
 #include <random>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -27,40 +26,22 @@ struct Scan {
   std::size_t length;  // 0 when nothing is read
 };
 
-void ExpectScan(const Scan& sample) {
-  SCOPED_TRACE(testing::PrintToString(MString(sample.text)));
-  const wchar_t* end = nullptr;
-  const double value = ScanDouble(sample.text, &end, MLocale::GetClassic());
-  EXPECT_EQ(static_cast<std::size_t>(end - sample.text), sample.length);
-  if (std::isnan(sample.value)) {
-    EXPECT_TRUE(std::isnan(value)) << value;
-  } else {
-    EXPECT_EQ(value, sample.value);
-    EXPECT_EQ(std::signbit(value), std::signbit(sample.value));
-  }
-  double parsed = 42.0;
-  EXPECT_EQ(ParseDouble(MLocale::GetClassic(), sample.text, &parsed), sample.length > 0);
+bool AreSame(double a, double b) {
+  return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
 }
 
-TEST(ScanDouble, ReadsOrdinaryNumbersAndIgnoresWhatFollows) {
-  const Scan cases[] = {
-      {L"0", 0.0, 1},   {L"-0", -0.0, 2}, {L" \t\n12abc", 12.0, 5}, {L"1.5e3x", 1500.0, 5},
-      {L"+.5", 0.5, 3}, {L"1e", 1.0, 1},  {L"1e999", kInfinity, 5}, {L"-1e999", -kInfinity, 6},
-      {L"", 0.0, 0},    {L"   ", 0.0, 0}, {L"abc", 0.0, 0},         {L"-", 0.0, 0},
-      {L"1,5", 1.0, 1}, {L"--1", 0.0, 0}};
-  for (const Scan& sample : cases) {
-    ExpectScan(sample);
-  }
-}
-
-TEST(ScanDouble, ReadsWhatOlderRuntimesPrintedForInfinityAndNan) {
-  const Scan cases[] = {{L"1.#INF", kInfinity, 6},
+TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
+  const Scan cases[] = {{L" \t\n12abc", 12.0, 5},
+                        {L"-1e999", -kInfinity, 6},
+                        {L"1e-999", 0.0, 6},
+                        {L"", 0.0, 0},
+                        {L"-", 0.0, 0},
+                        // What older runtimes printed, with their padding.
                         {L"-1.#INF00", -kInfinity, 9},
                         {L"1.#INF00x", kInfinity, 8},
-                        {L"1.#INF5", kInfinity, 6},  // no padding: not part of it
+                        {L"1.#INF5", kInfinity, 6},
                         {L"1.#QNAN0", kNan, 8},
                         {L"1.#SNAN", kNan, 7},
-                        {L"-1.#IND", kNan, 7},
                         {L"-1.#IND000", kNan, 10},
                         {L"1.#NAN", kNan, 6},
                         {L"1#INF", kInfinity, 5},
@@ -68,56 +49,27 @@ TEST(ScanDouble, ReadsWhatOlderRuntimesPrintedForInfinityAndNan) {
                         {L"2.#INF", 2.0, 2},
                         {L"1.5#INF", 1.5, 3},
                         {L"1.#inf", 1.0, 2},
-                        {L"1.#", 1.0, 2},
                         {L"1.#QNA", 1.0, 2},
-                        {L"1.#IN", 1.0, 2}};
-  for (const Scan& sample : cases) {
-    ExpectScan(sample);
-  }
-}
-
-TEST(ScanDouble, ReadsSpelledInfinityAndNan) {
-  const Scan cases[] = {{L"inf", kInfinity, 3},
-                        {L"-inf", -kInfinity, 4},
+                        // Spelled, in either case.
                         {L"+infinity", kInfinity, 9},
-                        {L"INFINITY", kInfinity, 8},
                         {L" -INF", -kInfinity, 5},
                         {L"infinite", kInfinity, 3},
-                        {L"nan", kNan, 3},
                         {L"NAN", kNan, 3},
                         {L"-nan", kNan, 4},
-                        {L"in", 0.0, 0},
-                        {L" -", 0.0, 0}};
+                        {L"in", 0.0, 0}};
   for (const Scan& sample : cases) {
-    ExpectScan(sample);
-  }
-}
-
-TEST(ParseDouble, NeedsAPlaceForTheResultAndToleratesOverAndUnderflow) {
-  EXPECT_FALSE(ParseDouble(MLocale::GetClassic(), L"1", nullptr));
-  double value = 0.0;
-  EXPECT_TRUE(ParseDouble(MLocale::GetClassic(), L"1e999", &value));
-  EXPECT_EQ(value, kInfinity);
-  EXPECT_TRUE(ParseDouble(MLocale::GetClassic(), L"1e-999", &value));
-  EXPECT_EQ(value, 0.0);
-}
-
-TEST(ParseDouble, ReadsBackWhatFormatWroteBitForBit) {
-  const unsigned seed = 20260721;
-  std::mt19937_64 random(seed);
-  for (int i = 0; i < 20000; ++i) {
-    const std::uint64_t bits = random();
-    double value = 0.0;
-    std::memcpy(&value, &bits, sizeof value);
-    if (!std::isfinite(value)) {
-      continue;
+    SCOPED_TRACE(testing::PrintToString(MString(sample.text)));
+    const wchar_t* end = nullptr;
+    const double value = ScanDouble(sample.text, &end, MLocale::GetClassic());
+    EXPECT_EQ(static_cast<std::size_t>(end - sample.text), sample.length);
+    EXPECT_PRED2(AreSame, value, sample.value);
+    double parsed = 42.0;
+    EXPECT_EQ(ParseDouble(MLocale::GetClassic(), sample.text, &parsed), sample.length > 0);
+    if (sample.length > 0) {
+      EXPECT_PRED2(AreSame, parsed, sample.value);
     }
-    MString text;
-    MLocale::GetClassic().Format(text, L"%.16e", value);  // 17 digits tell every double
-    double read = 0.0;
-    ASSERT_TRUE(ParseDouble(MLocale::GetClassic(), text, &read));
-    EXPECT_EQ(std::memcmp(&read, &value, sizeof value), 0) << testing::PrintToString(text);
   }
+  EXPECT_FALSE(ParseDouble(MLocale::GetClassic(), L"1", nullptr));
 }
 
 /// Our own reading of a number and the C runtime's agree in every bit and in where it ends.
@@ -132,29 +84,18 @@ void ExpectReadAsByTheRuntime(const MString& text) {
 
 TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoes) {
   const MString hardCases[] = {
-      L"9007199254740993",  // halfway between two doubles
-      L"9007199254740992.99999999999",
-      L"-9007199254740992e22",  // the last that one exact operation converts
+      L"-0", L"1.5e3x", L"+.5", L"5.", L".5e-1", L"1e", L"1e+", L"1E5", L"1,5", L"--1", L"abc",
+      L"0x1p4", L"00012",
+      // Halfway between two doubles, and what one exact operation just converts.
+      L"9007199254740993", L"9007199254740992.99999999999", L"-9007199254740992e22",
       L"9007199254740991e-23",
-      L"18446744073709551617",  // 1 where 64 bits wrap
-      L"1e18446744073709551617",
+      // Digits and exponents that wrap 64 bits.
+      L"18446744073709551617", L"1e18446744073709551617",
       L"1.00000000000000011102230246251565404e0",
-      L"2.2250738585072011e-308",  // denormal, next to the smallest that is not
-      L"4.9406564584124654e-324",
-      L"2.4703282292062327e-324",
-      L"1.7976931348623157e308",
-      L"1.7976931348623159e308",
-      L"0e999999",
-      L"1e-400",
-      L"5.",
-      L".5e-1",
-      L"1e+",
-      L"1E5",
-      L"0x1p4",
-      L"00012",
-      MString(100, L'9'),
-      MString(70, L'0') + L"1.5",
-      L"0." + MString(80, L'0') + L"1",
+      // The ends of the range.
+      L"2.2250738585072011e-308", L"4.9406564584124654e-324", L"2.4703282292062327e-324",
+      L"1.7976931348623157e308", L"1.7976931348623159e308", L"0e999999", L"1e-400",
+      MString(100, L'9'), MString(70, L'0') + L"1.5", L"0." + MString(80, L'0') + L"1",
       L"1e" + MString(70, L'0') + L"1"};
   for (const MString& text : hardCases) {
     ExpectReadAsByTheRuntime(text);
