@@ -13,7 +13,6 @@
 namespace {
 
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -86,26 +85,18 @@ TEST(MKLoggerAdapter, MirrorsEventsAndNamesWhileAttached) {
   own.logger.LogEvent(4, 0, 0, 1, 2, nullptr);
   own.registry.RegisterErrorName(Address(3), L"late");
 
-  EXPECT_THAT(DumpEvents(other.log), Logged({"Log_module_added (unknown).(unknown)",
-                                             "State_change to Running theirs.before",
-                                             "Log_module_removed (unknown).(unknown)"}));
+  const std::vector<LoggedEvent> mirrored = DumpEvents(other.log);
+  ASSERT_THAT(mirrored, Logged({"Log_module_added (unknown).(unknown)",
+                                "State_change to Running theirs.before",
+                                "Log_module_removed (unknown).(unknown)"}));
+  EXPECT_TRUE(mirrored.front().Concerns(&own.log) && mirrored.back().Concerns(&own.log));
   EXPECT_THAT(KLoggerProbe::Names(other.log), ElementsAre(Pair(1, "theirs"), Pair(2, "before")));
   EXPECT_THAT(KLoggerProbe::Threads(other.log), ElementsAre(Pair(testing::_, "Mirrored")));
-  EXPECT_THAT(DumpEvents(own.log),
+  const std::vector<LoggedEvent> kept = DumpEvents(own.log);
+  ASSERT_THAT(kept,
               Logged({"Log_module_added (unknown).(unknown)", "State_change to Running ours.before",
                       "Log_module_removed (unknown).(unknown)", "Construction ours.before"}));
-}
-
-TEST(MKLoggerAdapter, ModuleEventsShowTheOtherLog) {
-  Module own;
-  Module other;
-  own.logger.Attach(&other.logger);
-  own.logger.Attach(nullptr);
-  const auto concerns = [](const KLogger& log) {
-    return testing::Truly([&log](const LoggedEvent& event) { return event.Concerns(&log); });
-  };
-  EXPECT_THAT(DumpEvents(own.log), AllOf(SizeIs(2), Each(concerns(other.log))));
-  EXPECT_THAT(DumpEvents(other.log), AllOf(SizeIs(2), Each(concerns(own.log))));
+  EXPECT_TRUE(kept.front().Concerns(&other.log) && kept[2].Concerns(&other.log));
 }
 
 TEST(MKLoggerAdapter, ForeignLoggerDetachesAndASecondModuleReplacesSilently) {

@@ -27,6 +27,14 @@ void WriteChecked(KLogger& log, std::int32_t thread, std::int32_t number) {
                  static_cast<std::int32_t>(mixed >> 32U), Address(~mixed));
 }
 
+// In every table that a dump reads.
+void RegisterNames(KLogger& log, std::int32_t key) {
+  KLogger::RegisterName(&log, key, "name " + std::to_string(key));
+  KLogger::RegisterStateName(&log, 1, key, "state");
+  KLogger::RegisterObjectName(&log, Address(static_cast<std::uint64_t>(key)), "object");
+  KLogger::RegisterThreadName(&log, static_cast<std::uint32_t>(key), "thread");
+}
+
 bool IsWhole(const LoggedEvent& event) {
   const std::uint64_t mixed = Mixed(event.value1, event.value2);
   return event.code == -7 && event.classKey == static_cast<std::int32_t>(mixed) &&
@@ -56,8 +64,9 @@ TEST(KLoggerConcurrency, NoEventIsTornLostOrDuplicated) {
   }
 }
 
-// Four threads that log without end, each at most `kShare` events per round: a thread that is held
-// up between claiming a slot and filling it must not be overtaken by the whole ring.
+// Four threads that log and register names without end, each at most `kShare` events per round: a
+// thread that is held up between claiming a slot and filling it must not be overtaken by the whole
+// ring.
 class Writers {
  public:
   explicit Writers(KLogger& log) {
@@ -96,6 +105,7 @@ class Writers {
       if (left > 0) {
         --left;
         WriteChecked(log, t, number++);
+        if (number % 64 == 0) RegisterNames(log, number);
       } else {
         std::this_thread::yield();
       }
@@ -126,7 +136,7 @@ class AwaitingBuffer : public std::stringbuf {
   bool begun = false;
 };
 
-TEST(KLoggerConcurrency, DumpsWhileFourThreadsLogShowWholeEventsOnceInOrder) {
+TEST(KLoggerConcurrency, DumpsWhileFourThreadsLogAndRegisterShowWholeEventsOnceInOrder) {
   const Watchdog watchdog("dumps while four threads log", std::chrono::seconds(120));
   KLogger log;
   std::array<std::int32_t, kThreads> next{};
@@ -151,31 +161,6 @@ TEST(KLoggerConcurrency, DumpsWhileFourThreadsLogShowWholeEventsOnceInOrder) {
   EXPECT_TRUE(std::ranges::all_of(next, [](std::int32_t n) { return n > 0; }));
   DumpText(log);
   EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
-}
-
-TEST(KLoggerConcurrency, NamesMayBeRegisteredWhileTheLogIsDumped) {
-  const Watchdog watchdog("registrations while dumping");
-  KLogger log;
-  std::atomic<bool> stop{false};
-  std::thread registrar([&] {
-    for (std::int32_t key = 1; !stop.load() && key < 20000; ++key) {
-      KLogger::RegisterName(&log, key, "name " + std::to_string(key));
-      KLogger::RegisterStateName(&log, 1, key, "state");
-      KLogger::RegisterObjectName(&log, Address(static_cast<std::uint64_t>(key)), "object");
-      KLogger::RegisterThreadName(&log, static_cast<std::uint32_t>(key), "thread");
-    }
-  });
-  for (std::int32_t i = 1; i <= 2000; ++i) {
-    KLogger::Write(&log, -25, i, 0, i, i, Address(static_cast<std::uint64_t>(i)));
-  }
-  const std::vector<LoggedEvent> events = DumpEvents(log);
-  stop.store(true);
-  registrar.join();
-  ASSERT_EQ(events.size(), 2000U);
-  for (const LoggedEvent& event : events) {
-    ASSERT_TRUE(event.className == "(unknown)" ||
-                event.className == "name " + std::to_string(event.value1));
-  }
 }
 
 }  // namespace

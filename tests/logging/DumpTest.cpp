@@ -86,95 +86,65 @@ TEST(KLoggerDump, TimesAreRelativeToTheFirstRecordWhichIsLaterThanTheLogItself) 
   EXPECT_EQ(text.find('\r'), std::string::npos);
 }
 
-struct Wrap {
-  std::uint32_t counter;
-  std::int32_t writes;
-};
-
-class KLoggerDumpWrap : public testing::TestWithParam<Wrap> {};
-
-TEST_P(KLoggerDumpWrap, ShowsTheLastRecordsOldestFirstAndEmptiesTheLog) {
+TEST(KLoggerDump, ShowsTheLastRecordsOldestFirstAndEmptiesTheLog) {
   constexpr auto kCapacity = static_cast<std::int32_t>(KLogger::kCapacity);
-  KLogger log;
-  KLoggerProbe::SetCounter(log, GetParam().counter);
-  const std::int32_t writes = GetParam().writes;
-  WriteNumbered(log, 0, writes);
-
-  const std::vector<LoggedEvent> events = DumpEvents(log);
-
-  const std::int32_t kept = (std::min)(writes, kCapacity);
-  ASSERT_EQ(events.size(), static_cast<std::size_t>(kept));
-  for (std::int32_t i = 0; i < kept; ++i) {
-    ASSERT_EQ(events[static_cast<std::size_t>(i)].value1, writes - kept + i);
-  }
-  EXPECT_EQ(events[0].time, "0.000000");
-  EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
-  EXPECT_TRUE(DumpEvents(log).empty());
-
-  WriteNumbered(log, 77, 1);
-  EXPECT_EQ(static_cast<std::int32_t>(KLoggerProbe::Record(log, 0).value1), 77);
-}
-
-constexpr auto kFull = static_cast<std::int32_t>(KLogger::kCapacity);
-constexpr std::uint32_t kThreeBeforeTheCountWraps = 0xFFFFFFFFU - 2 * 3;
-INSTANTIATE_TEST_SUITE_P(All, KLoggerDumpWrap,
-                         testing::Values(Wrap{1, 1}, Wrap{1, kFull - 1}, Wrap{1, kFull},
-                                         Wrap{1, kFull + 1}, Wrap{1, kFull + 5},
-                                         Wrap{kThreeBeforeTheCountWraps, kFull + 7}));
-
-TEST(KLoggerDump, StreamThatThrowsAnywhereLeavesTheLogFrozenWithItsRecords) {
-  std::size_t length = 0;
-  {
+  constexpr std::uint32_t kThreeBeforeTheCountWraps = 0xFFFFFFFFU - 2 * 3;
+  const std::pair<std::uint32_t, std::int32_t> cases[] = {
+      {1, 1}, {1, kCapacity}, {1, kCapacity + 5}, {kThreeBeforeTheCountWraps, kCapacity + 7}};
+  for (const auto& [counter, writes] : cases) {
     KLogger log;
-    WriteNumbered(log, 1, 3);
-    length = DumpText(log).size();
-  }
-  for (std::size_t room = 0; room + 8 < length; room += 11) {
-    SCOPED_TRACE(room);
-    KLogger log;
-    WriteNumbered(log, 1, 3);
-    const KLogRecord second = KLoggerProbe::Record(log, 1);
-    NarrowBuffer buffer(room, NarrowBuffer::Full::kThrows);
-    std::ostream stream(&buffer);
-    if (room % 2 != 0) stream.exceptions(std::ios_base::badbit | std::ios_base::failbit);
+    KLoggerProbe::SetCounter(log, counter);
+    WriteNumbered(log, 0, writes);
 
-    KLogger::Dump(&log, stream);
+    const std::vector<LoggedEvent> events = DumpEvents(log);
 
-    EXPECT_TRUE(stream.bad());
-    EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);  // the count kept, disabled
-    EXPECT_EQ(KLoggerProbe::Record(log, 1), second);
-    WriteNumbered(log, 9, 1);
-    EXPECT_EQ(log.FormatRecord(3, 0), "");
-  }
-}
-
-TEST(KLoggerDump, StreamThatReportsItsFailureByExceptionFreezesTheLog) {
-  KLogger log;
-  WriteNumbered(log, 1, 3);
-  NarrowBuffer buffer(100, NarrowBuffer::Full::kRefuses);
-  std::ostream stream(&buffer);
-  stream.exceptions(std::ios_base::badbit);
-  KLogger::Dump(&log, stream);
-  EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);
-  EXPECT_NE(log.FormatRecord(2, 0), "");
-
-  // A later dump of the frozen log shows the records and sets it going again.
-  EXPECT_EQ(DumpEvents(log).size(), 3U);
-  EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
-}
-
-TEST(KLoggerDump, StreamThatMerelyTurnsBadLosesTextAndEmptiesTheLog) {
-  for (const std::size_t room : {std::size_t{0}, std::size_t{100}, std::size_t{300}}) {
-    KLogger log;
-    WriteNumbered(log, 1, 3);
-    NarrowBuffer buffer(room, NarrowBuffer::Full::kRefuses);
-    std::ostream stream(&buffer);
-
-    KLogger::Dump(&log, stream);
-
-    EXPECT_TRUE(stream.bad());
+    const std::int32_t kept = (std::min)(writes, kCapacity);
+    ASSERT_EQ(events.size(), static_cast<std::size_t>(kept));
+    for (std::int32_t i = 0; i < kept; ++i) {
+      ASSERT_EQ(events[static_cast<std::size_t>(i)].value1, writes - kept + i);
+    }
+    EXPECT_EQ(events[0].time, "0.000000");
     EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
-    EXPECT_EQ(log.FormatRecord(0, 0), "");
+    EXPECT_TRUE(DumpEvents(log).empty());
+
+    WriteNumbered(log, 77, 1);
+    EXPECT_EQ(static_cast<std::int32_t>(KLoggerProbe::Record(log, 0).value1), 77);
+  }
+}
+
+TEST(KLoggerDump, AFailureAnywhereFreezesTheLogWithItsRecordsUnlessTheStreamMerelyTurnsBad) {
+  const struct {
+    NarrowBuffer::Full full;
+    std::ios_base::iostate exceptions;
+    bool freezes;
+  } cases[] = {{NarrowBuffer::Full::kThrows, std::ios_base::goodbit, true},
+               {NarrowBuffer::Full::kThrows, std::ios_base::badbit | std::ios_base::failbit, true},
+               {NarrowBuffer::Full::kRefuses, std::ios_base::badbit, true},
+               {NarrowBuffer::Full::kRefuses, std::ios_base::goodbit, false}};
+  for (const auto& sample : cases) {
+    for (std::size_t room = 0; room < 300; room += 11) {  // the text is longer
+      SCOPED_TRACE(room);
+      KLogger log;
+      WriteNumbered(log, 1, 3);
+      const KLogRecord second = KLoggerProbe::Record(log, 1);
+      NarrowBuffer buffer(room, sample.full);
+      std::ostream stream(&buffer);
+      stream.exceptions(sample.exceptions);
+
+      KLogger::Dump(&log, stream);
+
+      EXPECT_TRUE(stream.bad());
+      if (sample.freezes) {
+        EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);  // the count kept, disabled
+        EXPECT_EQ(KLoggerProbe::Record(log, 1), second);
+        WriteNumbered(log, 9, 1);
+        EXPECT_EQ(log.FormatRecord(3, 0), "");
+        // A later dump of the frozen log shows the records and sets it going again.
+        EXPECT_EQ(DumpEvents(log).size(), 3U);
+      }
+      EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
+      EXPECT_EQ(log.FormatRecord(0, 0), "");
+    }
   }
 }
 

@@ -12,73 +12,42 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
-TEST(KLoggerNames, FirstRegistrationOfAKeyStays) {
-  KLogger log;
-  for (const char* const name : {"first", "second"}) {
-    KLogger::RegisterName(&log, 1, name);
-    KLogger::RegisterStateName(&log, 1, 2, name);
-    KLogger::RegisterObjectName(&log, Address(0xFFFFFFFF00000001), name);
-    KLogger::RegisterThreadName(&log, 0xFFFFFFFF, name);
-  }
-  KLogger::RegisterMessageName(&log, 102, "third");  // states and messages share a table
-
-  EXPECT_THAT(KLoggerProbe::Names(log), ElementsAre(Pair(1, "first")));
-  EXPECT_THAT(KLoggerProbe::States(log), ElementsAre(Pair(102, "first")));
-  EXPECT_THAT(KLoggerProbe::Objects(log), ElementsAre(Pair(0xFFFFFFFF00000001, "first")));
-  EXPECT_THAT(KLoggerProbe::Threads(log), ElementsAre(Pair(-1, "first")));
+// One name of each kind.
+void Register(KLogger* log, std::int32_t key, const char* name) {
+  KLogger::RegisterName(log, key, name);
+  KLogger::RegisterStateName(log, 1, key, name);
+  KLogger::RegisterObjectName(log, Address(0xFFFFFFFF00000000 + static_cast<std::uint32_t>(key)),
+                              name);
+  KLogger::RegisterThreadName(log, static_cast<std::uint32_t>(-key), name);
 }
 
-TEST(KLoggerNames, MergingKeepsTheOtherLogsNames) {
+TEST(KLoggerNames, TheFirstOfAKeyStaysAlsoWhenLogsAreMerged) {
   KLogger from;
   KLogger into;
-  for (const auto& [log, name] : {std::pair(&into, "own"), std::pair(&from, "merged")}) {
-    KLogger::RegisterName(log, 1, name);
-    KLogger::RegisterMessageName(log, 1, name);
-    KLogger::RegisterObjectName(log, Address(1), name);
-    KLogger::RegisterThreadName(log, 1, name);
-  }
-  KLogger::RegisterName(&from, 2, "merged");
-  KLogger::RegisterMessageName(&from, 2, "merged");
-  KLogger::RegisterObjectName(&from, Address(2), "merged");
-  KLogger::RegisterThreadName(&from, 2, "merged");
+  Register(&into, 1, "own");
+  Register(&into, 1, "second");
+  KLogger::RegisterMessageName(&into, 101, "third");  // states and messages share a table
+  Register(&from, 1, "merged");
+  Register(&from, 2, "merged");
+  KLogger::RegisterMessageName(&from, 103, "message");
 
   from.MergeNamesInto(&into);
   from.MergeNamesInto(nullptr);
   from.MergeNamesInto(&from);
 
   EXPECT_THAT(KLoggerProbe::Names(into), ElementsAre(Pair(1, "own"), Pair(2, "merged")));
-  EXPECT_THAT(KLoggerProbe::States(into), ElementsAre(Pair(1, "own"), Pair(2, "merged")));
-  EXPECT_THAT(KLoggerProbe::Objects(into), ElementsAre(Pair(1, "own"), Pair(2, "merged")));
-  EXPECT_THAT(KLoggerProbe::Threads(into), ElementsAre(Pair(1, "own"), Pair(2, "merged")));
+  EXPECT_THAT(KLoggerProbe::States(into),
+              ElementsAre(Pair(101, "own"), Pair(102, "merged"), Pair(103, "message")));
+  EXPECT_THAT(KLoggerProbe::Objects(into),
+              ElementsAre(Pair(0xFFFFFFFF00000001, "own"), Pair(0xFFFFFFFF00000002, "merged")));
+  EXPECT_THAT(KLoggerProbe::Threads(into), ElementsAre(Pair(-2, "merged"), Pair(-1, "own")));
   EXPECT_THAT(KLoggerProbe::Names(from), ElementsAre(Pair(1, "merged"), Pair(2, "merged")));
 }
 
 TEST(KLoggerNames, NullCoreIsIgnored) {
-  KLogger::RegisterName(nullptr, 1, "name");
-  KLogger::RegisterStateName(nullptr, 1, 1, "name");
+  Register(nullptr, 1, "name");
   KLogger::RegisterMessageName(nullptr, 1, "name");
-  KLogger::RegisterObjectName(nullptr, nullptr, "name");
-  KLogger::RegisterThreadName(nullptr, 1, "name");
   EXPECT_FALSE(KLoggerProbe::Names(*KLogger::Instance()).contains(1));
-}
-
-TEST(KGuardedLock, LetsOneThreadInAtATimeAndItsOwnerAgain) {
-  const Watchdog watchdog("a guarded lock");
-  KGuardedLock lock;
-  int inside = 0;
-  const auto work = [&] {
-    for (int i = 0; i < 10000; ++i) {
-      lock.Enter();
-      lock.Enter();
-      ++inside;
-      lock.Leave();
-      lock.Leave();
-    }
-  };
-  std::thread other(work);
-  work();
-  other.join();
-  EXPECT_EQ(inside, 20000);
 }
 
 TEST(KGuardedLock, IsIgnoredWhileNotInitialised) {
