@@ -99,13 +99,12 @@ TEST_F(DesyncEventScheduler, IsEnabledAndDisabledRepeatedlyAndKeepsWhatIsSchedul
 }
 
 TEST_F(DesyncEventScheduler, DestroyingItWaitsForTheDeliveryAndLeavesWhatIsQueued) {
-  MDesyncEvent* queued = Make([] { ADD_FAILURE(); });
+  Notification queued(deleted, [] { ADD_FAILURE(); });
   {
     MDesyncEventScheduler disabled(nullptr);
-    disabled.ScheduleDesyncEvent(queued);
+    disabled.ScheduleDesyncEvent(&queued);
   }
   EXPECT_EQ(deleted, 0);
-  delete queued;
 
   std::atomic<bool> delivered{false};
   {
@@ -121,22 +120,19 @@ TEST_F(DesyncEventScheduler, DestroyingItWaitsForTheDeliveryAndLeavesWhatIsQueue
     done.Set();
   }
   EXPECT_TRUE(delivered);
-  EXPECT_EQ(deleted, 2);
+  EXPECT_EQ(deleted, 1);
 }
 
-// What kills the thread of the scheduler that is destroyed next.
-class DyingScheduler final : public MDesyncEventScheduler {
- public:
-  using MDesyncEventScheduler::MDesyncEventScheduler;
-  void OnSchedulerEvent() override { throw ExceptionOf(L"drain"); }
-};
-
 TEST_F(DesyncEventScheduler, DestroyingItWithADeadThreadLogsTheErrorOfDisabling) {
-  MDesyncEvent* queued = Make([] { ADD_FAILURE(); });
+  struct DyingScheduler final : MDesyncEventScheduler {
+    using MDesyncEventScheduler::MDesyncEventScheduler;
+    void OnSchedulerEvent() override { throw ExceptionOf(L"drain"); }
+  };
+  Notification queued(deleted, [] { ADD_FAILURE(); });
   const std::vector<LoggedEvent> events = LogDuring([&] {
     DyingScheduler scheduler(&recorder);
     scheduler.Enable();
-    scheduler.ScheduleDesyncEvent(queued);
+    scheduler.ScheduleDesyncEvent(&queued);
     recorder.heard.Wait();
   });
   EXPECT_THAT(events, LoggedInOrder(std::vector<std::string>{
@@ -145,7 +141,6 @@ TEST_F(DesyncEventScheduler, DestroyingItWithADeadThreadLogsTheErrorOfDisabling)
                           "Dismissed_error (unknown) MDesyncEventScheduler.~MDesyncEventScheduler",
                           "State_change to Inactive MEngineThread.ChangeState",
                           "Destruction MSchedulerThread.~MSchedulerThread"}));
-  delete queued;
 }
 
 TEST_F(DesyncEventScheduler, DeliversOnceAndInOrderWhatManyThreadsSchedule) {

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <random>
 #include <string>
@@ -312,29 +313,27 @@ TEST_F(EngineThread, ItsOwnControlIsRefusedWhileAnotherThreadFlushes) {
 
 TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsToldOnItOrDropped) {
   const SystemCallOverride record(systemCalls.beginThread, &RecordThread);
-  for (const wchar_t* const where : {L"before", L"body", L"flush"}) {
+  enum class Where { kBeforeItStarted, kInItsBody, kInAFlush };
+  for (const Where where : {Where::kBeforeItStarted, Where::kInItsBody, Where::kInAFlush}) {
     for (const bool handled : {true, false}) {
       ErrorRecorder recorder;
       Engine engine(handled ? &recorder : nullptr);
       DWORD thread = 0;
-      const auto fail = [&] {
+      engine.flush = [&] {
         thread = ::GetCurrentThreadId();
-        throw ExceptionOf(where);
+        throw ExceptionOf(L"failure");
       };
-      if (where == std::wstring(L"before")) {
-        engine.body = fail;
+      if (where != Where::kInAFlush) {
+        engine.body = [&] {
+          if (where == Where::kInItsBody) engine.SignalThreadStarted();
+          engine.flush();
+        };
+      }
+      if (where == Where::kBeforeItStarted) {
         EXPECT_THAT([&] { engine.Start(); },
                     Raises(L"MEngineThread.Start:ThreadExitedUnexpectedly"));
         EXPECT_TRUE(IsClosed(lastThread));
       } else {
-        if (where == std::wstring(L"flush")) {
-          engine.flush = fail;
-        } else {
-          engine.body = [&] {
-            engine.SignalThreadStarted();
-            fail();
-          };
-        }
         engine.Start();
         EXPECT_THAT([&] { engine.Flush(); },
                     Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
@@ -344,7 +343,7 @@ TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsToldOnItOrDropped) {
       EXPECT_FALSE(engine.IsRunning());
       EXPECT_EQ(recorder.threadId, handled ? thread : 0);
       if (handled) {
-        EXPECT_THAT(*recorder.error, HoldsOneError(MString(where), testing::IsEmpty()));
+        EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"failure"), testing::IsEmpty()));
       }
 
       // A request or an answer that the dead thread left behind is not the next one's.
@@ -408,22 +407,17 @@ TEST_F(EngineThread, SurvivesAStormOfControlOperations) {
   for (unsigned t = 0; t < 4; ++t) {
     threads.emplace_back([&engine, t] {
       std::mt19937 random(kSeed + t);
+      const auto flush = [&engine] { engine.Flush(); };
+      const auto start = [&engine] { engine.Start(); };
+      const std::function<void()> operations[] = {[&engine] { engine.Stop(); },
+                                                  [&engine] { engine.ForceStop(); },
+                                                  flush,
+                                                  flush,
+                                                  start,
+                                                  start};
       for (int i = StressRounds(4000); i > 0; --i) {
         try {
-          switch (random() % 6) {
-            case 0:
-              engine.Stop();
-              break;
-            case 1:
-              engine.ForceStop();
-              break;
-            case 2:
-            case 3:
-              engine.Flush();
-              break;
-            default:
-              engine.Start();
-          }
+          operations[random() % std::size(operations)]();
         } catch (const MException& exception) {  // one thread's stop ends another's flush
           EXPECT_THAT(exception.GetError(0)->GetCode(),
                       testing::AnyOf(L"MEngineThread.Start:AlreadyRunning",
@@ -441,22 +435,5 @@ TEST_F(EngineThread, SurvivesAStormOfControlOperations) {
   engine.Stop();
   EXPECT_EQ(bodies.load(), 0);
 }
-
-#if defined(_WIN32)
-
-TEST_F(EngineThread, AMutexWhoseOwnerDiedIsToldWithItsIndex) {
-  Engine engine;
-  const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, nullptr);
-  engine.AddEvent(mutex, new Callback([] { ADD_FAILURE(); }));
-  EXPECT_TRUE(engine.WaitForEvents(0));  // the restart event
-  std::thread([mutex] { ::WaitForSingleObject(mutex, INFINITE); }).join();
-  EXPECT_THAT(
-      [&] { static_cast<void>(engine.WaitForEvents(INFINITE)); },
-      RaisesWith(L"MEngineThread.WaitForEvents:Abandoned", ElementsAre(Pair(L"status", L"131"))));
-  ::ReleaseMutex(mutex);
-  ::CloseHandle(mutex);
-}
-
-#endif
 
 }  // namespace

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/LoggedEvents.h"
 #include "tests/support/Raises.h"
-#include "tests/support/ScriptedWaits.h"
 #include "tests/support/ThreadKit.h"
 #include "tests/support/Watchdog.h"
 #include "velta/threads/MSchedulerThread.h"
 
 #include <string>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -60,29 +58,6 @@ TEST_F(SchedulerThread, RegistersOnlyWhileItDoesNotRun) {
   event.Set();
   scheduler.Start();
   called.Wait();
-}
-
-TEST_F(SchedulerThread, StopWaitsForTheCallbackThatRuns) {
-  const ScriptedWaits waits;
-  MSchedulerThread scheduler(nullptr);
-  const TestEvent event(false);
-  const TestEvent inside;
-  const TestEvent release;
-  bool finished = false;
-  scheduler.RegisterSchedulerEvent(event.Handle(), new Callback([&] {
-                                     inside.Set();
-                                     release.Wait();
-                                     finished = true;
-                                   }));
-  scheduler.Start();
-  event.Set();
-  inside.Wait();
-  std::thread stopper = ScriptedWaits::UntilItWaitsForOne([&] {
-    scheduler.Stop();
-    EXPECT_TRUE(finished);
-  });
-  release.Set();
-  stopper.join();
 }
 
 TEST_F(SchedulerThread, IsNamedAndInAnApartmentAsLongAsItsBodyRuns) {
