@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// QueryPerformanceCounter, QueryPerformanceFrequency, _ftime64_s, _ctime64_s, Sleep.
+// QueryPerformanceCounter, QueryPerformanceFrequency, _ftime64_s, _ctime64_s.
 #include "PlatformKit.h"
 
 #include <chrono>
 #include <cstdlib>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -46,13 +45,6 @@ TEST(PerformanceCounter, RunsForwardsAtTheFrequencyThatItNames) {
   const double ticks = static_cast<double>(to.first - from.first);
   EXPECT_NEAR(ticks / static_cast<double>(Frequency()) / seconds, 1.0, 0.005);
   EXPECT_EQ(Frequency(), Frequency());
-}
-
-TEST(Sleep, TakesAtLeastItsTime) {
-  const Clock::time_point start = Clock::now();
-  ::Sleep(0);
-  ::Sleep(20);
-  EXPECT_GE(std::chrono::duration<double>(Clock::now() - start).count(), 0.019);
 }
 
 TEST(WallClock, TellsTheSystemsTimeInSecondsAndMilliseconds) {

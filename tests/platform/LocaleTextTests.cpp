@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// _create_locale, _wcstod_l, CountFormattedWide, _vsnwprintf_s_l, mbstowcs_s.
+// _create_locale, _wcstod_l, mbstowcs_s; MLocale's tests format.
 #include "PlatformKit.h"
 
 #include <clocale>
@@ -30,25 +30,6 @@ class Locale {
   const _locale_t handle;
 };
 
-int Count(_locale_t locale, const wchar_t* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const int count = ::CountFormattedWide(format, locale, arguments);
-  va_end(arguments);
-  return count;
-}
-
-/// "result:text" of a buffer with room for `size`, terminator included.
-std::wstring Format(_locale_t locale, std::size_t size, std::size_t maxCount, const wchar_t* format,
-                    ...) {
-  std::wstring buffer(size, L'#');
-  va_list arguments;
-  va_start(arguments, format);
-  const int result = ::_vsnwprintf_s_l(buffer.data(), size, maxCount, format, locale, arguments);
-  va_end(arguments);
-  return std::to_wstring(result) + L":" + buffer.c_str();
-}
-
 /// The number, and how many characters it took.
 std::pair<double, std::ptrdiff_t> Scan(_locale_t locale, const wchar_t* text) {
   wchar_t* end = nullptr;
@@ -61,30 +42,6 @@ TEST(CreateLocale, AnUnknownNameGivesNull) {
   EXPECT_NE(Locale("C"), nullptr);
   EXPECT_EQ(::_create_locale(LC_ALL, "xx_bogus"), nullptr);
   EXPECT_EQ(::_create_locale(LC_ALL, nullptr), nullptr);
-}
-
-TEST(Formatting, CountsAndWritesByTheLocaleGiven) {
-  const Locale classic("C");
-  const Locale german(kGerman);
-  ASSERT_NE(german, nullptr);
-  EXPECT_EQ(Count(classic, L"%d|%ls", -12, L"ab"), 6);
-  for (const int length : {255, 256, 257, 100'000}) {
-    EXPECT_EQ(Count(classic, L"%0*d", length, 7), length);
-  }
-  EXPECT_EQ(Format(classic, 8, _TRUNCATE, L"%.2f", 1.25), L"4:1.25");
-  EXPECT_EQ(Format(german, 8, _TRUNCATE, L"%.2f", 1.25), L"4:1,25");
-  EXPECT_EQ(Format(classic, 64, _TRUNCATE, L"%.17g %e", 0.1, 1e300),
-            L"33:0.10000000000000001 1.000000e+300");
-}
-
-TEST(Formatting, WritesWhatFitsAndSaysThatItCut) {
-  const TolerateInvalidParameters tolerate;
-  const Locale classic("C");
-  EXPECT_EQ(Format(classic, 4, _TRUNCATE, L"%d", 123), L"3:123");
-  EXPECT_EQ(Format(classic, 3, _TRUNCATE, L"%d", 123), L"-1:12");
-  EXPECT_EQ(Format(classic, 8, 3, L"%d", 123), L"3:123");
-  EXPECT_EQ(Format(classic, 8, 2, L"%d", 123), L"-1:12");
-  EXPECT_EQ(Format(classic, 3, 7, L"%d", 123), L"-1:");
 }
 
 TEST(ScanDouble, ReadsANumberByTheLocaleGiven) {

@@ -4,7 +4,6 @@
 #include "tests/support/StressScale.h"
 #include "tests/support/Watchdog.h"
 #include "velta/platform/posix/ObjectTable.h"
-#include "velta/platform/posix/SpinBudget.h"
 
 #include <atomic>
 #include <set>
@@ -161,41 +160,6 @@ TEST(PosixThreadsDeathTest, AnExceptionThatLeavesTheEntryEndsTheProcess) {
         ::WaitForSingleObject(thread, INFINITE);
       },
       "nobody catches this");
-}
-
-TEST(PosixSubset, RefusesWhatItDoesNotImitate) {
-  EXPECT_EQ(OutcomeOf([] { return ::CreateEventW(nullptr, TRUE, TRUE, L"name") != nullptr; }),
-            (Outcome{FALSE, ERROR_NOT_SUPPORTED}));
-  const Event event(Event::kManual, true);
-  const HANDLE handles[] = {event};
-  EXPECT_EQ(OutcomeOf([&] { return ::WaitForMultipleObjects(1, handles, TRUE, 0); }),
-            (Outcome{WAIT_FAILED, ERROR_INVALID_PARAMETER}));
-  constexpr unsigned kSuspended = 4;
-  errno = 0;
-  const auto run = [](void*) -> unsigned { return 0; };
-  EXPECT_EQ(::_beginthreadex(nullptr, 0, run, nullptr, kSuspended, nullptr), 0U);
-  EXPECT_EQ(errno, EINVAL);
-}
-
-TEST(PosixSpinBudget, StopsAfterThreeMissesAndTriesAgainEverMoreRarely) {
-  Velta::Posix::SpinBudget budget;
-  const auto waitsUntilNextTry = [&] {
-    int waits = 0;
-    while (!budget.MaySpin()) ++waits;
-    return waits;
-  };
-  for (int miss = 0; miss < 3; ++miss) {
-    EXPECT_EQ(waitsUntilNextTry(), 0);
-    budget.Report(false);
-  }
-  for (int expected = 64; expected <= 8192; expected *= 2) {
-    EXPECT_EQ(waitsUntilNextTry(), expected);
-    budget.Report(false);
-  }
-  EXPECT_EQ(waitsUntilNextTry(), 8192);
-  budget.Report(true);
-  budget.Report(false);
-  EXPECT_EQ(waitsUntilNextTry(), 0);
 }
 
 }  // namespace

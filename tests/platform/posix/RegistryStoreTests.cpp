@@ -1,18 +1,13 @@
 // SPDX-License-Identifier: MIT
 // What the registry's store promises as files: where it is, what it survives, who may do what.
-#include "tests/platform/PlatformKit.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/RegistryKit.h"
-#include "tests/support/StressScale.h"
-#include "tests/support/Watchdog.h"
 
-#include <atomic>
 #include <csignal>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -128,48 +123,6 @@ TEST(RegistryStoreDeathTest, AWriterKilledInTheMiddleLeavesTheOldValueAndIsInNob
   EXPECT_EQ(Stored(key, L"Value").data, BytesOf(2));
   const fs::directory_iterator files(registry.Store() / "HKEY_CURRENT_USER/software/app");
   EXPECT_EQ(std::distance(files, {}), 2) << "the value and the key's spelling, no draft";
-}
-
-TEST(RegistryKeys, ManyAreOpenAtOnceAndAnOldHandleNeverReachesTheNextKey) {
-  const TestRegistry registry;
-  const TestKey key(HKEY_CURRENT_USER, L"Software\\App");
-  std::vector<HKEY> handles;
-  for (int i = 0; i < 200; ++i) {
-    HKEY opened = nullptr;
-    ASSERT_EQ(::RegOpenKeyExW(key, nullptr, 0, KEY_READ, &opened), ERROR_SUCCESS);
-    handles.push_back(opened);
-  }
-  for (const HKEY handle : handles) EXPECT_EQ(::RegCloseKey(handle), ERROR_SUCCESS);
-  const TestKey next(key, L"Next");
-  EXPECT_EQ(OutcomeOf([&] { return ::SetEvent(static_cast<HKEY>(next)); }),
-            (Outcome{FALSE, ERROR_INVALID_HANDLE}));
-  for (const HKEY handle : handles) {
-    EXPECT_EQ(Store(handle, L"Value", REG_DWORD, BytesOf(1)), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(::RegCloseKey(handle), ERROR_INVALID_HANDLE);
-  }
-}
-
-TEST(RegistryKeys, AKeyClosedWhileItIsUsedIsUsedToTheEnd) {
-  const Watchdog watchdog("a key closed under its users", std::chrono::seconds(250));
-  const TestRegistry registry;
-  const TestKey key(HKEY_CURRENT_USER, L"Software\\App");
-  ASSERT_EQ(Store(key, L"Value", REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
-  std::atomic<HKEY> shared{nullptr};
-  std::atomic<bool> done{false};
-  std::thread user([&] {
-    while (!done) {
-      const StoredValue value = Stored(shared, L"Value");
-      EXPECT_TRUE(value.status == ERROR_INVALID_HANDLE || value.data == BytesOf(1)) << value.status;
-    }
-  });
-  for (int i = 0; i < StressRounds(5000); ++i) {
-    HKEY opened = nullptr;
-    ASSERT_EQ(::RegOpenKeyExW(key, nullptr, 0, KEY_READ, &opened), ERROR_SUCCESS);
-    shared = opened;
-    ASSERT_EQ(::RegCloseKey(opened), ERROR_SUCCESS);
-  }
-  done = true;
-  user.join();
 }
 
 }  // namespace
