@@ -37,8 +37,6 @@ struct KLoggerProbe {
     log.records = nullptr;
   }
 
-  static std::int64_t StartCounter(const KLogger& log) { return log.startCounter; }
-  static std::int64_t Frequency(const KLogger& log) { return log.frequency; }
   static void SetClock(KLogger& log, std::int64_t frequency, std::int64_t startCounter,
                        std::int64_t wallSeconds, std::uint16_t wallMillis) {
     log.frequency = frequency;

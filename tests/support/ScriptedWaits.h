@@ -37,26 +37,25 @@ class ScriptedWaits {
   /// (`Stop`) or for any of several (`Start`, `Flush`, `ExecuteSynchronously`).
   template <class Action>
   static std::thread UntilItWaitsForOne(Action action) {
-    const TestEvent begun;
-    std::thread thread([action = std::move(action), handle = begun.Handle()]() mutable {
-      nextSingle.begun = handle;
-      action();
-    });
-    begun.Wait();
-    return thread;
+    return UntilItWaits([] { return &nextSingle; }, std::move(action));
   }
   template <class Action>
   static std::thread UntilItWaitsForAny(Action action) {
+    return UntilItWaits([] { return &nextAny; }, std::move(action));
+  }
+
+ private:
+  template <class Next, class Action>
+  static std::thread UntilItWaits(Next next, Action action) {
     const TestEvent begun;
-    std::thread thread([action = std::move(action), handle = begun.Handle()]() mutable {
-      nextAny.begun = handle;
+    std::thread thread([next, action = std::move(action), handle = begun.Handle()]() mutable {
+      next()->begun = handle;
       action();
     });
     begun.Wait();
     return thread;
   }
 
- private:
   template <class Wait>
   static DWORD Follow(WaitScript& next, HANDLE first, Wait wait) {
     const WaitScript script = std::exchange(next, WaitScript());
