@@ -109,9 +109,7 @@ class RandomEditor {
 }  // namespace
 
 TEST(MXmlDocument, AfterAnyEditsTheIndexIsThatOfTheText) {
-  const wchar_t* const texts[] = {L"",
-                                  L"<?xml version='1.0'?><!DOCTYPE r [<!ENTITY x '>'>]>\r\n<r "
-                                  L"a='1'> <b/>\r\n<c d=e/>x</c></r>\n",
+  const wchar_t* const texts[] = {L"", L"<?p?><!DOCTYPE r ['>']>\r\n<r> <b/>\r\n<c d=e/>x</c></r>",
                                   L"<r><a><b c='</r> <1 x </d><e><!-- "};
   for (int seed = 0; seed < StressRounds(120); ++seed) {
     const bool withFaults = seed % 6 >= 3;
