@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A module that links the framework, for a host that does not.
+#include "tests/crossmodule/FailingPart.h"
 #include "tests/crossmodule/Module.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MCommandSynchronous.h"
@@ -9,6 +10,7 @@
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
 
+#include <cstddef>
 #include <future>
 #include <memory>
 #include <utility>
@@ -67,4 +69,11 @@ void DeliverNotification() {
 VELTA_TEST_EXPORT bool RunEverything() {
   DeliverNotification();
   return RunCommand();
+}
+
+/// Hands the text of a failure to a function, as characters: the two sides' strings may differ.
+VELTA_TEST_EXPORT void HandOverFailure(void* receiver,
+                                       void (*take)(void*, const wchar_t*, std::size_t)) {
+  const MString text = FailureAsText();
+  take(receiver, text.data(), text.size());
 }

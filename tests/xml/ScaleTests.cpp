@@ -6,6 +6,7 @@
 #include "tests/xml/XmlKit.h"
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -73,6 +74,23 @@ TEST(MXmlDocument, AMillionAttributesAreReadOneAfterTheOther) {
   for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &attribute, &value);) ++count;
   EXPECT_EQ(count, kMany + 1);
   EXPECT_EQ(document.GetAttribute(L"last"), L"2");
+}
+
+TEST(MXmlDocument, ATextOfAHundredMillionCharactersIsThreeTokens) {
+  const Watchdog watchdog("a long tag and a long text");
+  const std::size_t length = 100 * kMany;
+  const std::size_t tag = length / 4;
+  MString text = L"<a b='";
+  text.reserve(length);
+  text.append(tag - 8, L'>').append(L"'>").append(length - tag - 8, L'x').append(L"<c/></a>");
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(std::move(text)) && document.FindElement());
+  EXPECT_EQ(document.GetLength(), static_cast<std::int32_t>(length));
+  ASSERT_TRUE(document.IntoElement());
+  ASSERT_EQ(document.FindNode(MXmlNodeType::kText), MXmlNodeType::kText);
+  EXPECT_EQ(document.GetOffset(), static_cast<std::int32_t>(tag));
+  ASSERT_TRUE(document.FindElement(L"c"));
+  EXPECT_EQ(document.GetOffset(), static_cast<std::int32_t>(length - 8));
 }
 
 TEST(MXmlDocument, FaultsByTheHundredThousandStayLinear) {
