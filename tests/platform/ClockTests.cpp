@@ -10,7 +10,6 @@
 
 namespace {
 
-using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 std::int64_t Counter() {
@@ -36,7 +35,8 @@ std::pair<std::int64_t, Clock::time_point> ReadBothClocks() {
 
 TEST(PerformanceCounter, RunsForwardsAtTheFrequencyThatItNames) {
   const auto from = ReadBothClocks();
-  for (std::int64_t last = from.first, now; Clock::now() - from.second < 50ms; last = now) {
+  for (std::int64_t last = from.first, now;
+       Clock::now() - from.second < std::chrono::milliseconds(50); last = now) {
     now = Counter();
     ASSERT_GE(now, last);
   }
