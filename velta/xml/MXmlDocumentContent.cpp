@@ -3,6 +3,7 @@
 #include "velta/xml/MXmlDocument.h"
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/References.h"
+#include "velta/xml/internal/Search.h"
 #include "velta/xml/internal/Tags.h"
 #include "velta/xml/internal/Tokenizer.h"
 
