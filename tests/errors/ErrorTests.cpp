@@ -130,6 +130,7 @@ TEST(MError, ReadingStopsAtTheFirstIncompleteParameterAndNeedsACode) {
     MError error;
     EXPECT_TRUE(error.Read(reader, L"Error"));
     EXPECT_THAT(error.GetParameters(), ElementsAre(Pair(L"status", L"5")));
+    EXPECT_EQ(reader.EndGroup(), more != duplicate) << "an incomplete parameter is left unread";
   }
 
   MInFilerTaggedXml reader = ReaderOf(L"<Error/>");

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/SystemCallOverride.h"
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
+#include "velta/platform/internal/SystemCalls.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
@@ -53,6 +55,15 @@ TEST(CauseChain, ATextThatIsNoneIsIgnored) {
     const MException exception(ForeignError(L"Host.Run:Failed", text));
     EXPECT_EQ(exception.GetErrorCount(), 1) << testing::PrintToString(text);
   }
+}
+
+TEST(CauseChain, WithoutALocaleTheErrorItselfIsStillReported) {
+  const ForeignError error(L"Host.Run:Failed", ChainText(TwoErrors()));
+  const SystemCallOverride refuse(systemCalls.createLocale,
+                                  [](const char*) -> _locale_t { return nullptr; });
+  const MException exception(error);
+  ASSERT_EQ(exception.GetErrorCount(), 1);
+  EXPECT_EQ(exception.GetError(0)->GetCode(), L"Host.Run:Failed");
 }
 
 TEST(MException, ReadStandsInTheElementThatWriteMade) {

@@ -31,6 +31,9 @@ struct MClassInfo {
 };
 
 /// Base of every object that has a run-time class record and can be cloned and created by class.
+///
+/// A class derived from this one in a file that includes windows.h must undefine the macro
+/// `GetClassInfo` first: its override would get another name.
 class VELTA_API MDynObject {
  public:
   static const MClassInfo ClassInfo;

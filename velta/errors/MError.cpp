@@ -61,7 +61,8 @@ void MError::ReadParameters(IInFilerTagged& filer) {
   while (filer.BeginGroup(L"Parameter")) {
     MString name;
     MString value;
-    // An incomplete parameter is not left either: the element that encloses it is left next.
+    // Nothing behind an incomplete parameter is read, so it is not left: what leaves the error
+    // next leaves only the parameter.
     const bool complete = filer.ReadString(L"Name", &name, MString()) &&
                           filer.ReadString(L"Value", &value, MString());
     if ((complete || onlyOne) && !filer.EndGroup()) {

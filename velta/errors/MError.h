@@ -23,6 +23,9 @@ class IOutFilerTagged;
 /// shared, and travel inside an `MException`. Raise them through a flow point
 /// (`MFlowPoint::Raise`), which builds the code and writes the log.
 ///
+/// A class derived from this one in a file that includes windows.h must undefine the macros
+/// `GetMessage` and `GetClassInfo` first: its overrides would get another name.
+///
 /// Threads: one at a time. Errors thrown by any operation that copies text: `std::bad_alloc`.
 class VELTA_API MError : public MDynObject {
  public:
@@ -42,6 +45,8 @@ class VELTA_API MError : public MDynObject {
   /// Replaces this error by the next child element named `tag`.
   ///
   /// Parameters are read up to the first that is incomplete; of two under one name the first stays.
+  /// Over XML an incomplete one leaves `filer` one level inside this error's element, so that
+  /// nothing behind it is found.
   /// @return false when there is no such element, when it holds no "Code" (this error is then
   ///         empty), or when the filer cannot leave it
   [[nodiscard]] virtual bool Read(IInFilerTagged& filer, const MString& tag);
@@ -105,7 +110,8 @@ class VELTA_API MErrorOutOfMemory : public MError {
   /// "Out of memory", whatever the code holds.
   MString GetMessage() const override;
 
-  /// Throws an `MException` that holds one of these; `std::bad_alloc` if not even that can be had.
+  /// Throws an `MException` that holds one of these, or a null entry when there is no memory for
+  /// its clone; `std::bad_alloc` if not even that can be had.
   [[noreturn]] static void Throw();
 };
 

@@ -72,7 +72,8 @@ class VELTA_API MException : public std::exception {
   /// Replaces the chain by the "Error" elements of the element in which `filer` stands.
   ///
   /// Unlike `Write` it neither enters nor leaves an element of its own: the caller does, and `tag`
-  /// is not used. Reading stops at the first child that is not a readable "Error".
+  /// is not used. Reading stops at the first child that is not a readable "Error", and behind an
+  /// error with an incomplete parameter, in which `filer` is then left (`MError::Read`).
   /// @return true, also when there is no "Error" at all
   [[nodiscard]] bool Read(IInFilerTagged& filer, const MString& tag);
 

@@ -5,6 +5,10 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 
 bool ReadCauseChain(const MString& text, MException& causes) {
-  MInFilerTaggedXml filer(text, L"ExceptionChain", L"");
-  return filer.BeginGroup(L"Exception") && causes.Read(filer, L"Exception") && filer.EndGroup();
+  try {
+    MInFilerTaggedXml filer(text, L"ExceptionChain", L"");
+    return filer.BeginGroup(L"Exception") && causes.Read(filer, L"Exception") && filer.EndGroup();
+  } catch (const MException&) {
+    return false;  // a filer without its locale: whoever asks still has an error to report
+  }
 }

@@ -8,8 +8,12 @@
 #include "velta/platform/internal/SystemCalls.h"
 #include "velta/platform/internal/Win32.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <exception>
+#include <memory>
+#include <new>
+#include <utility>
 
 namespace {
 
@@ -18,11 +22,12 @@ const ClassNameRegistration registration(ClassName);
 
 _locale_t Handle(void* cLocale) noexcept { return static_cast<_locale_t>(cLocale); }
 
-/// Locale names are ASCII; anything else becomes a character that no name contains.
+/// The bytes of a locale's name, which the runtime widens one by one ("Norwegian Bokmal" has one
+/// above 127); a character that no name can have becomes a question mark.
 std::string Narrow(const wchar_t* text) {
   std::string narrow;
   for (; text != nullptr && *text != L'\0'; ++text) {
-    narrow += *text > 0 && *text < 0x80 ? static_cast<char>(*text) : '?';
+    narrow += *text > 0 && *text <= 0xFF ? static_cast<char>(*text) : '?';
   }
   return narrow;
 }
@@ -62,7 +67,11 @@ MLocale::MLocale(const wchar_t* requestedName) {
 MLocale::MLocale(const MLocale& other)
     : name(other.name), streamLocale(other.streamLocale), decimalSeparator(other.decimalSeparator) {
   static MFlowPoint point(ClassName, ClassName);
-  cLocale = CreateCLocale(name, point.At(this));
+  try {
+    cLocale = CreateCLocale(name, point.At(this));
+  } catch (const std::exception& cause) {
+    point.At(this).RaiseFromException(cause, L"BadCppLocale", L"name", name);
+  }
 }
 
 MLocale::~MLocale() { ::_free_locale(Handle(cLocale)); }
@@ -72,23 +81,28 @@ void MLocale::Format(MString& out, const wchar_t* format, ...) const {
   va_start(arguments, format);
   va_list again;
   va_copy(again, arguments);
+  const int callersErrno = std::exchange(errno, 0);
   const int length = CountFormattedWide(format, Handle(cLocale), arguments);
   va_end(arguments);
 
-  out.clear();
+  // A buffer of its own: the arguments may point into `out`.
+  std::unique_ptr<wchar_t[]> buffer;
+  int written = 0;
   if (length > 0) {
-    // The C runtime ends what it writes with a null character.
-    try {
-      out.resize(static_cast<std::size_t>(length) + 1);
-    } catch (...) {
-      va_end(again);
-      throw;
+    const std::size_t size = static_cast<std::size_t>(length) + 1;
+    buffer.reset(new (std::nothrow) wchar_t[size]);
+    if (buffer != nullptr) {
+      written = ::_vsnwprintf_s_l(buffer.get(), size, size - 1, format, Handle(cLocale), again);
+    } else {
+      errno = ENOMEM;
     }
-    const int written = ::_vsnwprintf_s_l(out.data(), out.size(), static_cast<std::size_t>(length),
-                                          format, Handle(cLocale), again);
-    out.resize(written > 0 ? static_cast<std::size_t>(written) : 0);
   }
   va_end(again);
+
+  if (std::exchange(errno, callersErrno) == ENOMEM) {
+    throw std::bad_alloc();
+  }
+  out.assign(buffer.get(), written > 0 ? static_cast<std::size_t>(written) : 0);
 }
 
 double MLocale::ScanNumber(const wchar_t* text, const wchar_t** end) const noexcept {

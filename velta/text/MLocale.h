@@ -43,7 +43,7 @@ class VELTA_API MLocale {
 
   /// Copies the name and the stream locale, and makes a C runtime locale of its own.
   ///
-  /// Errors: MLocale.MLocale:BadCLocale with "name" when the C runtime no longer knows the name.
+  /// Errors: as above, when the C runtime no longer knows the name.
   MLocale(const MLocale& other);
 
   MLocale& operator=(const MLocale&) = delete;
@@ -60,20 +60,23 @@ class VELTA_API MLocale {
   /// Formats as printf does, with this locale's decimal separator.
   ///
   /// @param out     replaced by the text; emptied when there is none or the format is refused
-  /// @param format  a format for numbers. What "%s" takes differs between C runtimes: avoid it
+  /// @param format  not null; a format for numbers. What "%s" takes differs between C runtimes:
+  ///                avoid it
   ///
-  /// Errors: `std::bad_alloc` when `out` cannot grow.
+  /// Format and arguments may lie in `out`. On Linux a text has at most 64 million characters.
+  /// Errors: `std::bad_alloc`; `out` is then unchanged.
   void Format(MString& out, const wchar_t* format, ...) const;
 
   /// A number as the prefix of `text`, read by the C runtime under this locale.
   ///
-  /// @param end  receives where reading stopped, the start of `text` if nothing could be read
+  /// @param text  zero-terminated, not null
+  /// @param end   not null; receives where reading stopped, `text` itself if nothing could be read
   double ScanNumber(const wchar_t* text, const wchar_t** end) const noexcept;
 
   /// Reads numbers as scanf does, with this locale's decimal separator: the inverse of `Format`.
   ///
   /// @param text    zero-terminated, not null
-  /// @param format  a format for numbers; a pointer follows for each of its fields
+  /// @param format  not null; a format for numbers; a pointer follows for each of its fields
   /// @return how many fields were converted; negative when the text ended before the first
   int Scan(const wchar_t* text, const wchar_t* format, ...) const noexcept;
 

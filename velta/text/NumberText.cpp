@@ -117,5 +117,9 @@ MString ToWide(const std::string& text) {
   // The result is what the buffer holds: on a sequence that cannot be converted the runtime leaves
   // the text it wants to be seen.
   static_cast<void>(::mbstowcs_s(&converted, buffer.get(), size, text.c_str(), _TRUNCATE));
-  return MString(buffer.get());
+  try {
+    return MString(buffer.get());
+  } catch (const std::bad_alloc&) {
+    MErrorOutOfMemory::Throw();
+  }
 }

@@ -8,8 +8,6 @@
 
 class MLocale;
 
-/// Numbers and text. None of these depends on the user's settings: the locale is always given.
-
 /// Reads the number at the start of a text.
 ///
 /// Leading white space is skipped and whatever follows the number is ignored ("12abc" reads as 12).

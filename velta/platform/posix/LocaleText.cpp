@@ -29,8 +29,8 @@ class LocaleScope {
   const _locale_t previous;
 };
 
-/// The whole text of a format, however long. There is no call that counts wide characters, and none
-/// that tells a text that does not fit from one that cannot be made.
+/// The whole text of a format, up to 64 million characters. There is no call that counts wide
+/// characters, and none that tells a text that does not fit from one that cannot be made.
 class FormattedText {
  public:
   FormattedText(const wchar_t* format, va_list arguments) noexcept {
@@ -39,7 +39,10 @@ class FormattedText {
       std::free(heap);
       capacity *= 4;
       heap = static_cast<wchar_t*>(std::malloc(capacity * sizeof(wchar_t)));
-      if (heap == nullptr) return;
+      if (heap == nullptr) {
+        errno = ENOMEM;
+        return;
+      }
       error = TryFormat(format, arguments);
     }
   }
@@ -47,7 +50,7 @@ class FormattedText {
   FormattedText& operator=(const FormattedText&) = delete;
   ~FormattedText() { std::free(heap); }
 
-  /// Negative when the text could not be made.
+  /// Negative when the text could not be made; `errno` is ENOMEM then if that was for memory.
   [[nodiscard]] int Length() const noexcept { return length; }
   [[nodiscard]] const wchar_t* Text() const noexcept { return heap != nullptr ? heap : local; }
 

@@ -13,6 +13,7 @@
 /// A minus sign before an unsigned number negates it modulo its range, as it does there.
 /// @return false, with `value` untouched, when there is no digit or the number does not fit
 template <std::integral T>
+  requires(sizeof(T) < sizeof(std::uint64_t))
 bool ScanInteger(std::wstring_view text, T* value) noexcept {
   const std::size_t start = text.find_first_not_of(L" \t\n\v\f\r");
   text.remove_prefix(start != std::wstring_view::npos ? start : text.size());
