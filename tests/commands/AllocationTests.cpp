@@ -53,10 +53,15 @@ class Engine final : public MEngineThread {
   using MEngineThread::WaitForEvents;
 
  private:
+  // Every run passes through the same operations, so that the first has registered all names.
   void ThreadFunction() override {
+    stopSeen = false;
     SignalThreadStarted();
-    while (!IsStopRequested()) static_cast<void>(WaitForEvents(INFINITE));
+    while (!stopSeen) static_cast<void>(WaitForEvents(INFINITE));
   }
+  void OnStop() override { stopSeen = true; }
+
+  bool stopSeen = false;
 };
 
 class Command final : public MCommandSynchronous {
@@ -106,7 +111,7 @@ TEST_F(Allocation, RefusedWhileObjectsAreMade) {
 
 TEST_F(Allocation, RefusedWhileAThreadIsControlled) {
   Engine engine;
-  engine.Start();  // what its thread registers lasts, and how far that comes later is chance
+  engine.Start();  // what its thread registers lasts
   engine.Flush();
   engine.Stop();
   SurvivesRefusals([&] {
@@ -280,6 +285,31 @@ TEST_F(Allocation, RefusedWhileErrorsAreMadeCopiedAndRaised) {
   SurvivesRefusals([] { point.Raise(L"Failed", L"winErrorCode", 5); });
   SurvivesRefusals([] { point.Raise(L"Failed", L"name", std::string(100, 'x')); });
   SurvivesRefusals([] { point.RaiseFromException(std::bad_alloc(), L"Failed", L"name", "x"); });
+}
+
+TEST_F(Allocation, RefusedToAFailingCommandStillLeavesItFailed) {
+  static MFlowPoint point(L"Command", L"Execute");
+  const MExceptionHolder holder = MExceptionHolder::Create();
+  processor.Start();
+  bool wasRefused = true;
+  for (int granted = 0; wasRefused; ++granted) {
+    const std::function<void()> work = [&] {
+      Allocations::Reset();
+      Allocations::Allow(granted, 1);
+      try {
+        point.Raise(L"A condition that is too long for a short string");
+      } catch (const std::bad_alloc&) {
+        throw MException(MError(L"no memory for the error"));
+      }
+    };
+    Execute(work, holder);
+    Execute([&] {
+      wasRefused = Allocations::Count() > granted;
+      Allocations::Allow(Allocations::kUnlimited);
+    });
+    EXPECT_TRUE(holder.HasError()) << granted;
+    EXPECT_THROW(holder.ThrowIfError(), MException) << granted;
+  }
 }
 
 TEST_F(Allocation, IsNotNeededPerPushCommandOrNotification) {

@@ -186,6 +186,25 @@ TEST_F(CommandProcessor, RefusesWorkForGoodOnceStopped) {
   EXPECT_EQ(tally.deleted, 1);
 }
 
+TEST_F(CommandProcessor, TakesCommandsThatNobodyWaitsForAndRunsNoneOnceStopped) {
+  class Open final : public MCommandProcessor {
+   public:
+    Open() : MCommandProcessor(nullptr, nullptr, nullptr, nullptr, 0, false) {}
+    using MCommandProcessor::GetCommandInput;
+  } open;
+  open.GetCommandInput().Push(Make().release());
+  for (int i = 0; i < 2; ++i) {
+    open.Start();
+    open.Flush();
+    open.Stop();
+    EXPECT_EQ(tally.run, 1);
+    EXPECT_EQ(tally.deleted, i + 1);
+    open.GetCommandInput().Push(Make().release());  // as a caller does that looked before the stop
+  }
+  open.Abort();
+  EXPECT_EQ(tally.deleted, 3);
+}
+
 TEST_F(CommandProcessor, AbortReleasesEveryWaiterAndDeletesTheQueue) {
   Caller first(processor, Make());
   Caller second(processor, Make());

@@ -140,7 +140,10 @@ std::unique_ptr<MCommand> MCommandProcessor::PopCommand() {
 }
 
 void MCommandProcessor::OnCommandQueued() {
-  if (const std::unique_ptr<MCommand> command = PopCommand()) {
+  // The caller of one that was queued too late has been told that it never runs: a processor that
+  // was started again must not run it either.
+  const std::unique_ptr<MCommand> command = PopCommand();
+  if (command != nullptr && !IsAborted()) {
     command->ExecuteGenericCommand();
   }
 }

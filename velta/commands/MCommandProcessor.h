@@ -53,15 +53,16 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   /// Has the processor's thread run a command and waits until it has.
   ///
   /// On return the command is deleted or about to be, and its outcome is in its result holder.
-  /// Returns at once when `command` is null. Waits for ever on a processor that is never started,
-  /// and when called on the processor's own thread.
+  /// Returns at once when `command` is null and the processor not stopped. Waits for ever on a
+  /// processor that is never started, and when called on the processor's own thread.
   ///
   /// @param command  cleared once the command is queued, which hands it over; if the call fails
   ///                 before that, it stays with the caller
   ///
   /// Errors: "ProcessorStopped" when the processor has been stopped; "CommandProcessingAborted"
-  /// when it is stopped before the command ran, which then never runs; "Abandoned"; "WaitFailed"
-  /// with "winErrorCode"; an `MErrorOutOfMemory`.
+  /// when it is stopped before the command ran, which then never runs; an `MErrorOutOfMemory`.
+  /// "Abandoned" and "WaitFailed" with "winErrorCode" when the wait itself fails: the command is
+  /// then still queued or running, and must own what it works on.
   void ExecuteSynchronously(std::unique_ptr<MCommandSynchronous>& command);
 
   /// As `MEngineThread::Stop`. When the thread was ended by an exception, nobody is left to release
@@ -83,6 +84,11 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   void ThreadFunction() override;
   void OnFlush() override;
   void OnStop() override;
+
+  /// The queue's input, for a processor that also takes commands whose callers do not wait.
+  ///
+  /// What is pushed is the processor's, which runs and deletes it; once aborted it only deletes it.
+  MThreadSafeFifoInput<MCommand*, MCommand*>& GetCommandInput() noexcept { return *commandQueue; }
 
  private:
   using CommandQueue = MThreadSafeFifo<MCommand*, MCommand*>;

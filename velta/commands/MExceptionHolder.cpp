@@ -63,9 +63,12 @@ void MExceptionHolder::Store(MException& exception) const noexcept {
   if (record == nullptr) {
     return;
   }
+  // A copy leaves out what could not be cloned: an empty one would tell of success.
+  MException& stored = *record->exception;
   try {
-    *record->exception = MException(exception);
+    MException copy(exception);
+    stored.Swap(copy.GetErrorCount() == exception.GetErrorCount() ? copy : exception);
   } catch (const std::bad_alloc&) {
-    record->exception->Swap(exception);
+    stored.Swap(exception);
   }
 }

@@ -26,8 +26,10 @@ class MFlowPoint;
 /// thread, but by then the parts of a derived class are gone: a derived destructor calls
 /// `ForceStop` first.
 ///
-/// Threads: `Start`, `Stop` and `Flush` may be called from any thread but the engine thread itself,
-/// and wait for each other. The engine thread alone runs the body, the callbacks and the hooks.
+/// Threads: `Start`, `Stop` and `Flush` may be called from any thread but the engine thread itself.
+/// Each waits for a start or a flush in progress; while a stop is in progress `Start` is refused,
+/// `Stop` returns at once and `Flush` is served or told that the thread has ended. The engine
+/// thread alone runs the body, the callbacks and the hooks.
 ///
 /// Errors are `MException`s with the class "MEngineThread".
 class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
@@ -62,8 +64,9 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   void Flush();
 
   /// Stops the thread as well as it can be done. Never throws an `MException`: an error of the stop
-  /// is logged and the thread counts as "Inactive" all the same. Not for the engine thread itself,
-  /// which nobody would then wait for.
+  /// is logged and the thread counts as "Inactive" all the same. Does nothing when a stop has been
+  /// asked for already, even if that one failed. Not for the engine thread itself, which nobody
+  /// would then wait for.
   void ForceStop();
 
   /// Whether the state is other than "Inactive". A snapshot, taken without a lock.
@@ -92,7 +95,10 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// Runs on the engine thread for each `Flush`. An exception ends the thread.
   virtual void OnFlush();
 
-  /// Runs on the engine thread when it sees that a stop is requested.
+  /// Runs on the engine thread when one of its waits is ended by the request to stop.
+  ///
+  /// A request that comes while a callback runs may be seen by `IsStopRequested` first. A body that
+  /// relies on this being run loops until it has, or calls `OnStopWrapper` behind its loop.
   virtual void OnStop();
 
   /// Registers an event, in the order of the wait: what is registered first is served first.

@@ -47,12 +47,15 @@ DWORD FirstSignalled(const HANDLE* handles, DWORD end) noexcept {
   return end;
 }
 
+/// Something was signalled, but only a look under the lock tells what: an automatic event behind
+/// others cannot be taken and compared with them in one step, and one that was just signalled may
+/// have been taken by another thread.
+constexpr DWORD kContested = WAIT_TIMEOUT + 1;
+
 /// The look without the lock, with which most waits of a busy thread end.
 ///
-/// @return an index, WAIT_FAILED for a handle that is not valid, or WAIT_TIMEOUT when this look
-/// does
-///         not tell: nothing was signalled, or an automatic event behind others, which cannot be
-///         taken and compared with them in one step
+/// @return an index, WAIT_FAILED for a handle that is not valid, WAIT_TIMEOUT when nothing was
+///         signalled, or kContested
 DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
   DWORD found = count;
   ObjectReference foundReference{};
@@ -69,10 +72,10 @@ DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
     }
   }
   if (found == count) return WAIT_TIMEOUT;
-  if (found == 0) return TryTake(foundReference, &foundWord) ? found : WAIT_TIMEOUT;
-  if ((foundWord & kManualReset) == 0) return WAIT_TIMEOUT;
+  if (found == 0) return TryTake(foundReference, &foundWord) ? found : kContested;
+  if ((foundWord & kManualReset) == 0) return kContested;
   // One before it may have been set first, after its turn in the loop above: look again.
-  return FirstSignalled(handles, found) == found ? found : WAIT_TIMEOUT;
+  return FirstSignalled(handles, found) == found ? found : kContested;
 }
 
 /// The look under the lock: takes a signal, or puts the waiter into every object's list.
@@ -126,14 +129,15 @@ bool SleepUntilSatisfied(Waiter* waiter, const timespec* deadline) noexcept {
   return false;
 }
 
-DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
+/// @param seen  what the look without the lock gave: WAIT_TIMEOUT or kContested
+DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD seen) noexcept {
   timespec deadline{};
   if (milliseconds != 0 && milliseconds != INFINITE) deadline = MonotonicAfter(milliseconds);
 
   if (milliseconds != 0) {
     PayBeforeBlocking();
-    const DWORD result = SpinForSignal(count, handles);
-    if (result != WAIT_TIMEOUT) return result;
+    if (seen == WAIT_TIMEOUT) seen = SpinForSignal(count, handles);
+    if (seen != WAIT_TIMEOUT && seen != kContested) return seen;
   }
   Waiter waiter;
   {
@@ -152,7 +156,9 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds) noexc
 
 DWORD WaitForAny(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
   DWORD result = TakeUnlocked(count, handles);
-  if (result == WAIT_TIMEOUT) result = WaitBlocking(count, handles, milliseconds);
+  if (result == WAIT_TIMEOUT || result == kContested) {
+    result = WaitBlocking(count, handles, milliseconds, result);
+  }
   return result != WAIT_FAILED ? result : Fail(ERROR_INVALID_HANDLE);
 }
 
@@ -165,7 +171,7 @@ DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
   if (!reference.Admits(word)) return Fail(ERROR_INVALID_HANDLE);
   if (TryTake(reference, &word)) return WAIT_OBJECT_0;
   if (milliseconds == 0) return WAIT_TIMEOUT;
-  const DWORD result = WaitBlocking(1, &object, milliseconds);
+  const DWORD result = WaitBlocking(1, &object, milliseconds, WAIT_TIMEOUT);
   return result != WAIT_FAILED ? result : Fail(ERROR_INVALID_HANDLE);
 }
 
