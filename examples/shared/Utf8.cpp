@@ -58,13 +58,13 @@ std::size_t DecodeUtf8(std::string_view bytes, char32_t& character) {
 
 std::size_t DecodeWide(std::wstring_view text, std::size_t position, char32_t& character) {
   character = static_cast<char32_t>(text[position]);
-  const char32_t next =
-      position + 1 < text.size() ? static_cast<char32_t>(text[position + 1]) : U'\0';
-  const bool paired =
-      character >= 0xD800 && character <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF;
-  if (sizeof(wchar_t) != 2 || !paired) {
-    return 1;
+  if constexpr (sizeof(wchar_t) == 2) {
+    const char32_t next =
+        position + 1 < text.size() ? static_cast<char32_t>(text[position + 1]) : U'\0';
+    if (character >= 0xD800 && character <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF) {
+      character = 0x10000 + ((character - 0xD800) << 10) + (next - 0xDC00);
+      return 2;
+    }
   }
-  character = 0x10000 + ((character - 0xD800) << 10) + (next - 0xDC00);
-  return 2;
+  return 1;
 }

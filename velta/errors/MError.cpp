@@ -98,7 +98,7 @@ MString MError::GetMessage() const { return code.empty() ? MString(L"Unspecified
 MString MError::GetCauseChain() const { return MString(); }
 
 void MError::AddParameter(const wchar_t* name, const MString& value) {
-  Insert(name != nullptr ? name : L"", value);
+  Insert(name != nullptr ? name : L"", MString(value));
 }
 
 void MError::AddParameter(const wchar_t* name, std::int32_t value) {
@@ -109,7 +109,7 @@ void MError::AddParameter(const wchar_t* name, std::uint32_t value, bool hexadec
   AddParameter(name, hexadecimal ? HexadecimalText(value) : DecimalText(value));
 }
 
-void MError::Insert(MString name, MString value) {
+void MError::Insert(MString&& name, MString&& value) {
   parameters.try_emplace(std::move(name), std::move(value));
 }
 

@@ -86,7 +86,7 @@ class VELTA_API MError : public MDynObject {
 #endif
 
  private:
-  void Insert(MString name, MString value);
+  void Insert(MString&& name, MString&& value);
   void ReadParameters(IInFilerTagged& filer);
 
   MString code;

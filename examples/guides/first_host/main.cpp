@@ -9,6 +9,8 @@
 #include <iostream>
 #include <memory>
 
+namespace {
+
 // Adds the numbers from 1 to a limit, into a variable of the caller's.
 class Sum : public MCommandSynchronous {
  public:
@@ -35,6 +37,8 @@ void AddUp(MCommandProcessor& processor, std::uint32_t limit) {
   outcome.ThrowIfError();
   std::wcout << L"1 + ... + " << limit << L" = " << total << L'\n';
 }
+
+}  // namespace
 
 int main(int argc, char** argv) {
   MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
