@@ -241,6 +241,22 @@ TEST_F(CommandProcessor, TellsEveryBadEndOfItsWaitsAndClosesItsEvent) {
   EXPECT_EQ(tally.deleted, 6);
 }
 
+TEST_F(CommandProcessor, TakesItsEventAlongWhenItGoes) {
+  HANDLE aborted = nullptr;
+  const void* address = nullptr;
+  const std::vector<LoggedEvent> events = LogDuring([&] {
+    const MCommandProcessor own(nullptr, nullptr, nullptr, nullptr, 0, false);
+    address = &own;
+    ScriptedWaits::nextSingle.watched = &aborted;
+    EXPECT_FALSE(own.IsAborted());
+  });
+  EXPECT_TRUE(IsClosed(aborted));
+  EXPECT_THAT(Concerning(address, events),
+              LoggedInOrder({"Construction MCommandProcessor.MCommandProcessor",
+                             "Destruction MCommandProcessor.~MCommandProcessor",
+                             "Destruction MEngineThread.~MEngineThread"}));
+}
+
 TEST_F(CommandProcessor, RunsItsHooksOnItsThreadBeforeStartAndStopReturn) {
   std::vector<std::pair<std::string, DWORD>> calls;
   const auto hook = [&](const char* name) {

@@ -13,6 +13,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -389,6 +390,31 @@ TEST_F(EngineThread, LogsItsLifeByName) {
               "Scope_push MEngineThread.OnFlushWrapper", "Scope_pop MEngineThread.OnFlushWrapper",
               "Timing_point (0, 0) MEngineThread.WaitForEvents",
               "Scope_push MEngineThread.OnStopWrapper", "Scope_pop MEngineThread.OnStopWrapper"}));
+}
+
+TEST_F(EngineThread, ItsDestructorStopsWhatADerivedOneLeftRunning) {
+  class Forgetful final : public MEngineThread {
+   public:
+    Forgetful() : MEngineThread(nullptr, false) {}
+
+   private:
+    void ThreadFunction() override {  // uses nothing of this class once it has begun
+      SignalThreadStarted();
+      while (!IsStopRequested()) static_cast<void>(WaitForEvents(INFINITE));
+    }
+  };
+  std::optional<Forgetful> engine;
+  const void* address = nullptr;
+  const std::vector<LoggedEvent> events = LogDuring([&] {
+    address = &engine.emplace();
+    engine->Start();
+    engine.reset();
+  });
+  EXPECT_THAT(Concerning(address, events),
+              LoggedInOrder({"Construction MEngineThread.MEngineThread",
+                             "State_change to Running MEngineThread.ChangeState",
+                             "Destruction MEngineThread.~MEngineThread",
+                             "State_change to Inactive MEngineThread.ChangeState"}));
 }
 
 TEST_F(EngineThread, SurvivesAStormOfControlOperations) {

@@ -87,6 +87,25 @@ TEST(MThreadSafeFifo, BehavesAsItsSlotsDoForAnySequenceAndGrowStep) {
   }
 }
 
+TEST(MMutexWinImp, IsTheThreadsThatHoldsItAsOftenAsItTookIt) {
+  MMutexWinImp mutex;
+  const auto isFree = [&] {
+    bool taken = false;
+    std::thread other([&] {
+      taken = mutex.TryLock();
+      if (taken) mutex.Unlock();
+    });
+    other.join();
+    return taken;
+  };
+  EXPECT_TRUE(mutex.Lock());
+  EXPECT_TRUE(mutex.TryLock());
+  mutex.Unlock();
+  EXPECT_FALSE(isFree());
+  mutex.Unlock();
+  EXPECT_TRUE(isFree());
+}
+
 // In which order, the notifications' test tells.
 TEST(MThreadSafeFifo, LosesAndDoublesNothingBetweenManyThreads) {
   const Watchdog watchdog("a queue between many threads");
