@@ -28,7 +28,7 @@ class Worker final : public MEngineThread {
   }
   ~Worker() override {
     ForceStop();  // the thread uses the queue, which goes before the base
-    while (std::unique_ptr<Job> job = Next()) {
+    while (const std::unique_ptr<Job> job = Next()) {
     }
   }
 
@@ -50,11 +50,11 @@ class Worker final : public MEngineThread {
   }
 
   void OnFlush() override {
-    while (std::unique_ptr<Job> job = Next()) (*job)();
+    while (const std::unique_ptr<Job> job = Next()) (*job)();
   }
 
   void RunNext() {
-    if (std::unique_ptr<Job> job = Next()) (*job)();
+    if (const std::unique_ptr<Job> job = Next()) (*job)();
   }
 
   std::unique_ptr<Job> Next() {
