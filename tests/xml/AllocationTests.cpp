@@ -98,6 +98,23 @@ TEST(MXmlDocument, WithoutMemoryAnEditChangesNothing) {
   }
 }
 
+TEST(ElementIndex, WithoutMemoryThereIsNoFurtherPage) {
+  using Velta::Xml::ElementIndex;
+  Allocations::WithLittle([](int granted) {
+    ElementIndex index;
+    index.Extend(ElementIndex::kPageSize - index.Room() - 1);
+    EXPECT_EQ(index.Room() + 1, ElementIndex::kPageSize) << "the first page is not full";
+    const bool refused = Allocations::IsRefused(granted, [&] {
+      try {
+        index.Extend(1);
+      } catch (const std::bad_alloc&) {
+      }
+    });
+    EXPECT_EQ(index.Room() + 1 == ElementIndex::kPageSize, refused);
+    return refused;
+  });
+}
+
 TEST(MXmlDocument, WithoutMemoryAnEmptyTagWithALongNameStaysOne) {
   EditWithoutMemory(L"<r><" + kLong + L"/></r>", [](MXmlDocument& document) {
     return document.IntoElement() && document.AddChildDocument(L"<a><b/><c/></a>");

@@ -113,11 +113,3 @@ TEST(MXmlDocument, FaultsByTheHundredThousandStayLinear) {
     EXPECT_LE(document.GetErrorText().size(), 16400u);
   }
 }
-
-TEST(MXmlDocument, ASmallDocumentHasASmallIndex) {
-  MXmlDocument document;
-  const auto& index = Velta::Xml::DocumentProbe::State(document).index;
-  EXPECT_EQ(index.Room() + 1, 8u);
-  ASSERT_TRUE(document.SetText(L"<a>" + std::wstring(4096, L'x') + L"</a>"));
-  EXPECT_EQ(index.Room() + 2, (4096 + 7) / 64 + 8u);
-}

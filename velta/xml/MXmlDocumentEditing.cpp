@@ -152,7 +152,7 @@ void MoveToNew(DocumentState& state, std::int32_t element, bool asChild) noexcep
 /// A record for an element that is about to be put in.
 std::int32_t NewRecord(ElementIndex& index, const Insertion& insertion, TagLengths tags,
                        std::int32_t flags) {
-  index.ReserveOne();
+  index.Reserve(1);
   const std::int32_t element = index.Take();
   ElementRecord& record = index.At(element);
   record = ElementRecord{};
@@ -393,7 +393,7 @@ bool MXmlDocument::AddChildDocument(std::wstring_view xml) {
   if (state->IsIllFormed()) {
     element = insertion.PutAndRead();
   } else {
-    element = state->index.AppendTree(index, insertion.Offset() - root.start);
+    element = state->index.TakeTree(index, insertion.Offset());
     insertion.Put(element);
   }
   MoveToNew(*state, element, true);

@@ -2,6 +2,7 @@
 #include "velta/xml/internal/ElementIndex.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Velta::Xml {
 namespace {
@@ -13,13 +14,14 @@ constexpr std::size_t kSmallestPage = 8;
 ElementIndex::ElementIndex() { Reset(kSmallestPage); }
 
 void ElementIndex::Reset(std::size_t expected) {
-  const std::size_t wanted = (std::min)((std::max)(expected, kSmallestPage), kPageSize);
-  Page first(new ElementRecord[wanted]);
-  pages.reserve(expected / kPageSize + 1);
+  const std::size_t wanted = (std::max)(expected, kSmallestPage);
+  const std::size_t inFirst = (std::min)(wanted, kPageSize);
+  Page first(new ElementRecord[inFirst]);
   pages.resize(1);
   pages.front() = std::move(first);
-  capacity = wanted;
+  capacity = inFirst;
   Clear();
+  AddPages(wanted - inFirst);
 }
 
 void ElementIndex::Clear() noexcept {
@@ -29,6 +31,7 @@ void ElementIndex::Clear() noexcept {
   }
   nextFree = 1;
   firstDeleted = 0;
+  deletedCount = 0;
   longTags.clear();
   At(0) = ElementRecord{};
 }
@@ -44,30 +47,40 @@ void ElementIndex::Extend(std::size_t count) {
     if (more >= count) return;
     missing = count - more;
   }
-  while (missing != 0) {
-    const std::size_t records = (std::min)(missing, kPageSize);
-    pages.emplace_back(new ElementRecord[records]);
-    capacity += records;
-    missing -= records;
+  AddPages(missing);
+}
+
+void ElementIndex::AddPages(std::size_t records) {
+  while (records != 0) {
+    const std::size_t inPage = (std::min)(records, kPageSize);
+    Page page(new ElementRecord[inPage]);
+    pages.push_back(std::move(page));
+    capacity += inPage;
+    records -= inPage;
   }
 }
 
 void ElementIndex::ResizeLastPage(std::size_t records) {
   Page larger(new ElementRecord[records]);
-  const auto firstIndex = (pages.size() - 1) * kPageSize;
-  std::copy_n(pages.back().get(), static_cast<std::size_t>(nextFree) - firstIndex, larger.get());
+  // What is free may begin in the page before.
+  const std::size_t firstIndex = (pages.size() - 1) * kPageSize;
+  const auto used = (std::max)(static_cast<std::size_t>(nextFree), firstIndex) - firstIndex;
+  std::copy_n(pages.back().get(), used, larger.get());
   pages.back() = std::move(larger);
 }
 
-void ElementIndex::ReserveOne() {
-  // Where one is added, more will be: twice as many, as long as the records have to be copied.
-  if (firstDeleted == 0 && Room() == 0) Extend((std::min)(capacity, kPageSize));
+void ElementIndex::Reserve(std::size_t count) {
+  const std::size_t available = deletedCount + Room();
+  if (available >= count) return;
+  // Where some are added, more will be: twice as many, as long as the records have to be copied.
+  Extend((std::max)(count - available, (std::min)(capacity, kPageSize)));
 }
 
 std::int32_t ElementIndex::Take() noexcept {
   if (firstDeleted == 0) return Append();
   const std::int32_t index = firstDeleted;
   firstDeleted = At(index).nextSibling;
+  --deletedCount;
   return index;
 }
 
@@ -78,44 +91,51 @@ void ElementIndex::Release(std::int32_t index) noexcept {
   record.flags = kDeleted;
   record.nextSibling = firstDeleted;
   firstDeleted = index;
+  ++deletedCount;
 }
 
 void ElementIndex::ReleaseTree(std::int32_t root) noexcept {
-  const auto firstLeaf = [this](std::int32_t index) {
-    while (At(index).firstChild != 0) index = At(index).firstChild;
+  const auto lastLeaf = [this](std::int32_t index) {
+    while (At(index).lastChild != 0) index = At(index).lastChild;
     return index;
   };
-  // Children before their parents: what has been released has no links left.
-  std::int32_t index = firstLeaf(root);
+  // Children before their parents: what has been released has no links left. The last ones first:
+  // what is taken again comes in the order of the text.
+  std::int32_t index = lastLeaf(root);
   while (index != root) {
-    const std::int32_t next = At(index).nextSibling;
+    const std::int32_t previous = At(index).previousSibling;
     const std::int32_t parent = At(index).parent;
     Release(index);
-    index = next != 0 ? firstLeaf(next) : parent;
+    index = previous != 0 ? lastLeaf(previous) : parent;
   }
   Release(root);
 }
 
-std::int32_t ElementIndex::AppendTree(const ElementIndex& other, std::int32_t distance) {
-  const std::int32_t count = other.nextFree - 1;
-  if (Room() < static_cast<std::size_t>(count)) Extend(static_cast<std::size_t>(count) - Room());
-  const std::int32_t shift = nextFree - 1;
-  try {
-    for (const auto& [index, lengths] : other.longTags) longTags.emplace(index + shift, lengths);
-  } catch (...) {
-    longTags.erase(longTags.lower_bound(nextFree), longTags.end());
-    throw;
+std::int32_t ElementIndex::TakeTree(ElementIndex& other, std::int32_t offset) {
+  Reserve(static_cast<std::size_t>(other.nextFree) - 1);
+  const std::int32_t root = other.At(0).firstChild;
+  const std::int32_t distance = offset - other.At(root).start;
+  for (std::int32_t index = 1; index < other.nextFree; ++index) {
+    const std::int32_t taken = Take();
+    At(taken) = other.At(index);
+    At(taken).start += distance;
+    other.At(index).start = taken;  // where the links lead from now on
   }
-  for (std::int32_t index = 1; index <= count; ++index) {
-    ElementRecord& record = At(Append());
-    record = other.At(index);
-    record.start += distance;
+  const auto takenFor = [&other](std::int32_t index) { return other.At(index).start; };
+  for (std::int32_t index = 1; index < other.nextFree; ++index) {
+    ElementRecord& record = At(takenFor(index));
     for (std::int32_t* const link : {&record.parent, &record.firstChild, &record.nextSibling,
                                      &record.previousSibling, &record.lastChild}) {
-      if (*link != 0) *link += shift;
+      if (*link != 0) *link = takenFor(*link);
     }
   }
-  return shift + 1;
+  try {
+    for (const auto& [index, lengths] : other.longTags) longTags.emplace(takenFor(index), lengths);
+  } catch (...) {
+    ReleaseTree(takenFor(root));
+    throw;
+  }
+  return takenFor(root);
 }
 
 std::int32_t ElementIndex::FindStart(std::int32_t start) const noexcept {

@@ -43,8 +43,7 @@ class ElementIndex {
 
   ElementIndex();
 
-  /// Drops all records but 0 and makes room for `expected` or a first page of them. Unchanged when
-  /// it throws.
+  /// Drops all records but 0 and makes room for `expected` in all.
   void Reset(std::size_t expected);
 
   /// The same without asking for memory.
@@ -73,8 +72,8 @@ class ElementIndex {
   /// A record behind all others. There must be room. Its fields are not set.
   [[nodiscard]] std::int32_t Append() noexcept { return nextFree++; }
 
-  /// Makes sure that `Take` works once.
-  void ReserveOne();
+  /// Makes sure that `Take` works that many times.
+  void Reserve(std::size_t count);
 
   /// A deleted record, or one behind all others. Its fields are not set.
   [[nodiscard]] std::int32_t Take() noexcept;
@@ -85,11 +84,12 @@ class ElementIndex {
   /// Puts an element and all below it there. Nothing may link to it any more.
   void ReleaseTree(std::int32_t root) noexcept;
 
-  /// Appends the records of a document that has been read just now, without record 0, and moves
-  /// them in the text.
+  /// Takes records for all of a document that is well formed and has just been read, and uses up
+  /// its own.
   ///
-  /// @return the index of its root, which is not linked to anything. Unchanged when it throws
-  [[nodiscard]] std::int32_t AppendTree(const ElementIndex& other, std::int32_t distance);
+  /// @param offset  where its root begins in this text
+  /// @return the record of its root, which is not linked to anything. None is taken when it throws
+  [[nodiscard]] std::int32_t TakeTree(ElementIndex& other, std::int32_t offset);
 
   /// In an index that has been read just now: the element that begins at `start`, or 0.
   [[nodiscard]] std::int32_t FindStart(std::int32_t start) const noexcept;
@@ -156,6 +156,7 @@ class ElementIndex {
   }
 
   void SetLongTagLengths(std::int32_t index, TagLengths lengths);
+  void AddPages(std::size_t records);
   void ResizeLastPage(std::size_t records);
 
   using Page = std::unique_ptr<ElementRecord[]>;
@@ -164,6 +165,7 @@ class ElementIndex {
   std::size_t capacity = 0;
   std::int32_t nextFree = 1;
   std::int32_t firstDeleted = 0;  // linked by nextSibling
+  std::size_t deletedCount = 0;
   std::map<std::int32_t, TagLengths> longTags;
 };
 

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// How the index grows and gives records out again: what a document shows of it only when it is
+// large.
+#include "tests/xml/XmlKit.h"
+
+#include <random>
+#include <string>
+
+using Velta::Xml::DocumentProbe;
+using Velta::Xml::ElementIndex;
+
+TEST(ElementIndex, GrownInAnyStepsItKeepsItsRecords) {
+  for (std::uint32_t seed = 0; seed < 8; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    ElementIndex index;
+    while (index.NextFree() < 300000) {
+      // Not all that there is room for is taken: the last pages may be empty when more is wanted.
+      const std::size_t taken = random() % (index.Room() + 1);
+      for (std::size_t i = 0; i < taken; ++i) {
+        const std::int32_t record = index.Append();
+        index.At(record).start = record;
+      }
+      const std::size_t wanted = random() % 2 != 0 ? random() % 100000 : 1;
+      const std::size_t room = index.Room();
+      index.Extend(wanted);
+      ASSERT_GE(index.Room(), room + wanted);
+    }
+    for (std::int32_t record = 1; record < index.NextFree(); ++record) {
+      ASSERT_EQ(index.At(record).start, record);
+    }
+  }
+}
+
+TEST(ElementIndex, HasRoomForWhatATextOfItsLengthMostlyHolds) {
+  MXmlDocument document;
+  const ElementIndex& index = DocumentProbe::State(document).index;
+  EXPECT_EQ(index.Room() + 1, 8u);
+  const std::size_t aPage = 64 * (ElementIndex::kPageSize - 8);
+  for (const std::size_t length : {std::size_t{4096}, aPage, aPage + 64, 2 * aPage + 6400}) {
+    ASSERT_TRUE(document.SetText(L"<a>" + std::wstring(length - 7, L'x') + L"</a>"));
+    EXPECT_EQ(index.Room() + 2, length / 64 + 8u);
+  }
+}
+
+TEST(ElementIndex, DocumentsTakenInGetTheRecordsOfThoseRemoved) {
+  MXmlDocument document;
+  const std::wstring name(2000, L'n');  // whose end tag's length is kept elsewhere
+  const std::wstring small = L"<d><" + name + L">x</" + name + L"><b><c/></b></d>";
+  const std::wstring large = L"<d>" + small + small + L"</d>";
+  ASSERT_TRUE(document.AddElement(L"r") && document.AddChildDocument(large) &&
+              document.AddChildDocument(small) && document.IntoElement());
+  const std::int32_t records = DocumentProbe::State(document).index.NextFree();
+  const MString text = document.GetText();
+  for (int round = 0; round < 10; ++round) {
+    // The smaller one first: it gets a part of what the larger one had, and leaves the rest.
+    ASSERT_TRUE(document.RemoveElement() && document.RemoveElement() && document.OutOfElement());
+    ASSERT_TRUE(document.AddChildDocument(small) && document.IntoElement());
+    EXPECT_TRUE(IndexIsThatOfItsText(document));
+    ASSERT_TRUE(document.RemoveElement() && document.OutOfElement());
+    ASSERT_TRUE(document.AddChildDocument(large) && document.AddChildDocument(small) &&
+                document.IntoElement());
+    EXPECT_TRUE(IndexIsThatOfItsText(document));
+    EXPECT_EQ(document.GetText(), text);
+  }
+  EXPECT_EQ(DocumentProbe::State(document).index.NextFree(), records);
+}
