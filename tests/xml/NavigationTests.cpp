@@ -204,6 +204,24 @@ TEST(MXmlDocument, TheNextElementsDataIsSeenWithoutMovingThere) {
   }
 }
 
+TEST(MXmlDocument, MarkupIsNoPartOfAName) {
+  const std::wstring text = L"<r><aaaaaaaaaaaaaaa t=\"1\" u=\"2\">b</aaaaaaaaaaaaaaa></r>";
+  MXmlDocument document;
+  ASSERT_TRUE(document.SetText(text) && document.FindElement() && document.IntoElement());
+  MString buffer;
+  std::wstring_view data;
+  const std::wstring behind = text.substr(4) + std::wstring(20, L'\0');
+  for (std::size_t length = 0; length <= behind.size(); ++length) {
+    const std::wstring name = behind.substr(0, length);
+    const bool isName = length == 15;
+    ASSERT_EQ(document.PeekData(name, L"t", L"1", &data, &buffer), isName) << name;
+    ASSERT_EQ(document.FindElement(name), isName) << name;
+    ASSERT_EQ(document.GetTagName(), isName ? name : L"");
+    ASSERT_TRUE(document.OutOfElement() && document.IntoElement());
+  }
+  EXPECT_FALSE(document.PeekData(L"aaaaaaaaaaaaaaa", L"t=\"1\" u", L"2", &data, &buffer));
+}
+
 TEST(MXmlDocument, DataIsTheElementsOwnTextAndCDataInOrder) {
   struct Case {
     const wchar_t* text;

@@ -73,7 +73,8 @@ struct DocumentState {
     if (IgnoresCase()) return SameName(NameOf(element), name, true);
     const wchar_t* at = text.data() + index.At(element).start + 1;
     for (const wchar_t c : name) {
-      if (*at++ != c) return false;
+      // A name that runs on into the markup, or past the end of the text, is none.
+      if (*at++ != c || IsNameEnd(c)) return false;
     }
     return IsNameEnd(*at);
   }

@@ -17,7 +17,7 @@ bool BeginsPlainly(std::wstring_view text, std::wstring_view name,
   const wchar_t* at = text.data();
   if (*at++ != L' ') return false;
   for (const wchar_t c : name) {
-    if (*at++ != c) return false;
+    if (*at++ != c || IsNameEnd(c)) return false;
   }
   if (*at++ != L'=' || *at++ != L'"') return false;
   for (const wchar_t c : value) {
