@@ -128,6 +128,10 @@ TEST(MXmlDocument, TheTextOfErrorsIsBoundedAndSaysThatItIsCut) {
   EXPECT_EQ(first.size(), 16384 + std::wstring(L" ... (cut)").size());
   EXPECT_TRUE(first.starts_with(L"Element 'a' at offset 299997 not ended, Element 'a' at "));
   EXPECT_TRUE(first.ends_with(L" ... (cut)"));
+
+  // A fault that there is no room for still has its place.
+  EXPECT_FALSE(document.SetText(L"<a><b></a>"));
+  EXPECT_EQ(document.GetErrorOffset(), 6);
 }
 
 TEST(MXmlDocument, RecordsHoldWhereElementsAreAndHowTheyAreRelated) {

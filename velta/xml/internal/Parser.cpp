@@ -138,7 +138,9 @@ class Parser {
   }
 
   void ReportMismatch(std::wstring_view name, std::int32_t offset) {
-    if (!errors.IsCut()) {  // a name may be long, and met often
+    if (errors.IsCut()) {
+      errors.AddAt(offset, {});  // its place alone: a name may be long, and met often
+    } else {
       errors.AddAt(offset,
                    {L"End tag '", name, L"' at offset ", offset, L" does not match start tag '",
                     NameOf(parent), L"' at offset ", index.At(parent).start});
