@@ -48,7 +48,7 @@ TEST(XmlFilers, WithoutMemoryAWriteLeavesWhatWasThere) {
   for (const auto& write : writes) {
     Allocations::WithLittle([&](int granted) {
       MOutFilerTaggedXml filer(L"Root", L"");
-      EXPECT_TRUE(filer.WriteInt(L"before", 1));
+      EXPECT_TRUE(filer.WriteInt(L"before", 1) && filer.BeginGroup(L"empty"));
       MString before;
       MString after;
       EXPECT_TRUE(filer.GetText(&before));

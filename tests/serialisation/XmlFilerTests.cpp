@@ -116,6 +116,18 @@ TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {
   EXPECT_FALSE(reader.ReadInt(L"Count", &count, 7)) << "what was read is behind";
 }
 
+TEST(MInFilerTaggedXml, ATagThatRunsOnIntoTheMarkupIsNone) {
+  const MString text = L"<Count type=\"int\">42</Count>";
+  MInFilerTaggedXml reader = ReaderOf(L"<Root>" + text + L"</Root>");
+  std::int32_t count = 0;
+  for (std::size_t length = 6; length < text.size(); ++length) {
+    const MString tag = text.substr(1, length);
+    ASSERT_FALSE(reader.ReadInt(tag, &count, 7)) << tag;
+    ASSERT_FALSE(reader.BeginGroup(tag)) << tag;
+  }
+  EXPECT_TRUE(reader.ReadInt(L"Count", &count, 0));
+}
+
 TEST(MInFilerTaggedXml, NumbersAreExtractedAsByAStream) {
   struct Case {
     const wchar_t* data;
@@ -191,10 +203,12 @@ TEST(XmlFilers, AnEmbeddedDocumentIsKeptWhole) {
       L"<?xml version=\"1.0\"?><!-- left out --><inner a=\"1\"><x/>text</inner>";
   const MString text = Written([&](MOutFilerTaggedXml& filer) {
     EXPECT_TRUE(filer.WriteEmbeddedDocument(L"doc", embedded));
+    EXPECT_TRUE(filer.BeginGroup(L"empty"));
     EXPECT_FALSE(filer.WriteEmbeddedDocument(L"bad", L"<a>"));
-    EXPECT_TRUE(filer.WriteInt(L"after", 1));
+    EXPECT_FALSE(filer.WriteEmbeddedDocument(L"no name", embedded));
+    EXPECT_TRUE(filer.EndGroup() && filer.WriteInt(L"after", 1));
   });
-  EXPECT_EQ(text.find(L"bad"), MString::npos);
+  EXPECT_THAT(text, testing::HasSubstr(L"</doc>\n<empty/>\n<after"));
 
   MInFilerTaggedXml reader = ReaderOf(text);
   MString read = L"old";
@@ -202,7 +216,8 @@ TEST(XmlFilers, AnEmbeddedDocumentIsKeptWhole) {
   EXPECT_EQ(read, L"");
   ASSERT_TRUE(reader.ReadEmbeddedDocument(L"doc", &read));
   std::int32_t after = 0;
-  EXPECT_TRUE(reader.ReadInt(L"after", &after, 0));
+  EXPECT_TRUE(reader.BeginGroup(L"empty") && reader.EndGroup() &&
+              reader.ReadInt(L"after", &after, 0));
 
   EXPECT_EQ(read,
             L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<MFilerTaggedXml>\n<doc>\n"

@@ -92,6 +92,10 @@ TEST(MXmlDocument, WithoutMemoryAnEditChangesNothing) {
                                        L"><a/><b/><c/><d/></embedded>");
     });
     EditWithoutMemory(text, [](MXmlDocument& document) {
+      return document.IntoElement() &&
+             document.AddElementWithDocument(kLong, L"<a><" + kLong + L"></" + kLong + L"></a>");
+    });
+    EditWithoutMemory(text, [](MXmlDocument& document) {
       document.SavePosition(kPosition);
       return document.RestorePosition(kPosition);
     });

@@ -171,6 +171,7 @@ TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
     SCOPED_TRACE(name);
     EXPECT_FALSE(document.AddElement(name));
     EXPECT_FALSE(document.AddElementWithAttribute(L"x", name, L"x"));
+    EXPECT_FALSE(document.AddElementWithDocument(name, L"<x/>"));
     EXPECT_FALSE(document.SetAttribute(name, L"x"));
   }
   struct Node {
@@ -194,6 +195,7 @@ TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
   }
   for (const wchar_t* xml : {L"", L"x", L"<b>", L"<b/><c/>", L"<b/><1>"}) {
     EXPECT_FALSE(document.AddChildDocument(xml));
+    EXPECT_FALSE(document.AddElementWithDocument(L"n", xml));
   }
   EXPECT_EQ(document.GetText(), text);
   EXPECT_EQ(document.GetTagName(), L"a");
@@ -237,9 +239,14 @@ TEST(MXmlDocument, OnlyTheRootOfADocumentIsTakenIn) {
   EXPECT_EQ(document.GetChildTagName(), L"d");
   ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/></d>\n<b/></r>");
 
-  // A document's own text may be its source.
+  // A document's own text may be its source, and a new element its place.
   ASSERT_TRUE(document.IntoElement() && document.AddChildDocument(document.GetNodeText()));
   ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/><d e='1'><f>2</f><g/></d>\n</d>\n<b/></r>");
+  ASSERT_TRUE(document.AddElementWithDocument(L"n", document.GetNodeText().substr(17, 4)));
+  EXPECT_EQ(document.GetNodeText(), L"<n>\n<g/>\n</n>");
+  ExpectText(document,
+             L"<r><a/><d e='1'><f>2</f><g/><d e='1'><f>2</f><g/></d>\n</d>\n"
+             L"<n>\n<g/>\n</n>\n<b/></r>");
 }
 
 TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {

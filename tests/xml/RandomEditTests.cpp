@@ -68,8 +68,10 @@ class RandomEditor {
 
   void AddDocument() {
     const std::wstring name = NewName();
-    static_cast<void>(document.AddChildDocument(L"<!-- x --><" + name + L">1<" + NewName() +
-                                                L"/>\n<b z='/'>2</b></" + name + L">"));
+    const std::wstring xml =
+        L"<!-- x --><" + name + L">1<" + NewName() + L"/>\n<b z='/'>2</b></" + name + L">";
+    static_cast<void>(Below(2) != 0 ? document.AddChildDocument(xml)
+                                    : document.AddElementWithDocument(NewName(), xml));
   }
 
   void AddElement() {

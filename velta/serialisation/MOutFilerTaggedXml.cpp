@@ -13,25 +13,6 @@ namespace {
 const wchar_t ClassName[] = L"MOutFilerTaggedXml";
 const ClassNameRegistration registration(ClassName);
 
-/// Removes the group just added when its scope ends before what it is to hold is there.
-class Addition {
- public:
-  explicit Addition(MXmlDocument& where) noexcept : document(where) {}
-  Addition(const Addition&) = delete;
-  Addition& operator=(const Addition&) = delete;
-  ~Addition() {
-    if (!isWhole) {
-      static_cast<void>(document.RemoveElement());
-    }
-  }
-
-  bool EndsWith(bool result) noexcept { return isWhole = result; }
-
- private:
-  MXmlDocument& document;
-  bool isWhole = false;
-};
-
 }  // namespace
 
 MOutFilerTaggedXml::MOutFilerTaggedXml(const MString& rootName, const MString& namespaceText)
@@ -121,11 +102,7 @@ bool MOutFilerTaggedXml::EndGroup() {
 }
 
 bool MOutFilerTaggedXml::WriteEmbeddedDocument(const MString& tag, const MString& xml) {
-  if (document == nullptr || !document->AddElement(tag)) {
-    return false;
-  }
-  Addition group(*document);
-  return group.EndsWith(document->AddChildDocument(xml));
+  return document != nullptr && document->AddElementWithDocument(tag, xml);
 }
 
 bool MOutFilerTaggedXml::GetText(MString* text) const {

@@ -283,6 +283,13 @@ class MXmlDocument {
   /// @return false also when there is no current element or `xml` is not well formed
   [[nodiscard]] VELTA_API bool AddChildDocument(std::wstring_view xml);
 
+  /// Adds an element where `AddElement` would, with the root element of another document as its
+  /// only content, as one change. It becomes the current element.
+  ///
+  /// @param xml  as for `AddChildDocument`
+  [[nodiscard]] VELTA_API bool AddElementWithDocument(std::wstring_view name,
+                                                      std::wstring_view xml);
+
   /// Removes the current element with all its content and the line break behind it.
   ///
   /// The element before it becomes current, so that `FindElement` finds the one behind it.

@@ -326,6 +326,56 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
   return true;
 }
 
+/// In the index of a document just read: puts an element around its root.
+void Surround(ElementIndex& index, TagLengths tags) {
+  index.Reserve(1);
+  const std::int32_t element = index.Take();
+  const std::int32_t root = index.At(0).firstChild;
+  const ElementRecord& inner = index.At(root);
+  ElementRecord& record = index.At(element);
+  record = ElementRecord{};
+  record.start = inner.start - tags.start - 1;  // each on a line of its own
+  record.length = tags.start + 1 + inner.length + 1 + tags.end;
+  index.SetTagLengths(element, tags);
+  index.Unlink(root);
+  index.Link(element, 0, 0);
+  index.Link(root, element, 0);
+}
+
+/// @param name  of the element to be added around its root, empty for none: it is then a child
+bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_view xml) {
+  if (xml.size() > kMaxTextLength) return false;
+  const bool asChild = name.empty();
+  const MString source(xml);
+  ElementIndex index;
+  ErrorText errors;
+  Parse(source, state.IgnoresCase(), index, errors);
+  if (!IsWellFormed(index)) return false;
+  const ElementRecord& root = index.At(index.At(0).firstChild);
+  const std::wstring_view content(source.data() + root.start,
+                                  static_cast<std::size_t>(root.length));
+
+  Insertion insertion(state, asChild ? InsideCurrent(state) : BehindCurrent(state), true);
+  if (asChild) {
+    state.scratch.append(content);
+  } else {
+    AppendParts(state.scratch, L"<"sv, name, L">\n"sv, content, L"\n</"sv, name, L">"sv);
+  }
+  if (!insertion.Prepare()) return false;
+
+  std::int32_t element = 0;
+  if (state.IsIllFormed()) {
+    element = insertion.PutAndRead();
+  } else {
+    const auto nameLength = static_cast<std::int32_t>(name.size());
+    if (!asChild) Surround(index, {nameLength + 2, nameLength + 3});
+    element = state.index.TakeTree(index, insertion.Offset());
+    insertion.Put(element);
+  }
+  MoveToNew(state, element, asChild);
+  return true;
+}
+
 }  // namespace
 
 bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data, std::uint32_t flags) {
@@ -376,28 +426,11 @@ bool MXmlDocument::SetChildAttribute(std::wstring_view name, std::wstring_view v
 }
 
 bool MXmlDocument::AddChildDocument(std::wstring_view xml) {
-  if (state->position.current == 0 || xml.size() > kMaxTextLength) return false;
-  const MString text(xml);
-  ElementIndex index;
-  ErrorText errors;
-  Parse(text, state->IgnoresCase(), index, errors);
-  if (!Velta::Xml::IsWellFormed(index)) return false;
-  const ElementRecord& root = index.At(index.At(0).firstChild);
+  return state->position.current != 0 && AddDocumentTo(*state, {}, xml);
+}
 
-  Insertion insertion(*state, InsideCurrent(*state), true);
-  state->scratch.append(text, static_cast<std::size_t>(root.start),
-                        static_cast<std::size_t>(root.length));
-  if (!insertion.Prepare()) return false;
-
-  std::int32_t element = 0;
-  if (state->IsIllFormed()) {
-    element = insertion.PutAndRead();
-  } else {
-    element = state->index.TakeTree(index, insertion.Offset());
-    insertion.Put(element);
-  }
-  MoveToNew(*state, element, true);
-  return true;
+bool MXmlDocument::AddElementWithDocument(std::wstring_view name, std::wstring_view xml) {
+  return IsName(name) && AddDocumentTo(*state, name, xml);
 }
 
 bool MXmlDocument::RemoveElement() {
