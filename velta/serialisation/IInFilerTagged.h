@@ -13,7 +13,7 @@
 /// value that is missing or of another type is no error: the result takes the default, the read
 /// returns false and consumes nothing.
 ///
-/// Every read stores `defaultValue` first. `value` is never null.
+/// Every read stores `defaultValue` first. Pointers must not be null.
 /// Threads: one at a time.
 class VELTA_API IInFilerTagged {
  public:
@@ -45,6 +45,8 @@ class VELTA_API IInFilerTagged {
   [[nodiscard]] virtual bool ReadReserved(const MString& tag);
 
   /// Goes into the next group of that name, past whatever stands before it, until `EndGroup`.
+  ///
+  /// @return false, without moving, when there is none; a filer may say that it always enters
   [[nodiscard]] virtual bool BeginGroup(const MString& tag) = 0;
   [[nodiscard]] virtual bool EndGroup() = 0;
 

@@ -15,13 +15,15 @@ class MXmlDocument;
 /// Reads what an `MOutFilerTaggedXml` wrote.
 ///
 /// A value is read when it is the next element of its group and has the right tag and type: "float"
-/// for both floating types, "int" and "uint" for either width. A value that does not fit into the
-/// result's type counts as missing. Numbers are read in the "C" locale, and text behind a number is
-/// ignored.
+/// for both floating types, "int" and "uint" for either width. An integer that does not fit into
+/// the result's type counts as missing; a floating value that is too large becomes infinite.
+/// Numbers are read in the "C" locale, and text behind a number is ignored.
 ///
-/// A value costs the same wherever it stands; `BeginGroup` passes over what stands before the
-/// group, which is then not found again, and over the whole rest of the enclosing group when there
-/// is none of that name. Looking for a type reads the start tag of a value from its beginning.
+/// A value costs the same wherever it stands. `BeginGroup` looks through what stands before the
+/// group, which is not found again once the group is entered, or, when there is none of that name,
+/// through the whole rest of the enclosing group. Looking for a type reads the start tag of a value
+/// from its beginning.
+///
 /// Errors thrown: `std::bad_alloc`; nothing is then consumed.
 class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
  public:

@@ -61,7 +61,7 @@ class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
   /// @return false also when `xml` is not well formed; nothing is then written
   bool WriteEmbeddedDocument(const MString& tag, const MString& xml) override;
 
-  /// Copies the whole document.
+  /// Copies the whole document; `text` must not be null.
   /// @return false when there is none
   [[nodiscard]] bool GetText(MString* text) const;
 

@@ -24,8 +24,10 @@ struct DocumentState;
 /// MXmlDocument document;
 /// if (!document.SetText(text)) return Report(document.GetErrorText());
 /// if (document.FindElement(L"Settings") && document.IntoElement()) {
-///   while (document.FindElement(L"Server")) Use(document.GetAttribute(L"name"),
-///   document.GetData()); document.AddElement(L"Server", L"spare");
+///   while (document.FindElement(L"Server")) {
+///     Use(document.GetAttribute(L"name"), document.GetData());
+///   }
+///   if (!document.AddElement(L"Server", L"spare")) return Report(L"The document is too long");
 /// }
 /// text = document.GetText();
 /// ```
@@ -46,13 +48,14 @@ struct DocumentState;
 /// the size of a tag; the index takes 36 bytes an element and some room to grow. A step between
 /// elements is a look-up. An edit moves the text and the elements behind it, and touches the
 /// ancestors of its place: at the end of a document it costs the same in a small and a large one.
-/// An edit of an ill-formed document reads it anew. Looking for an attribute reads the tag from its
-/// beginning.
+/// An edit of an ill-formed document reads it anew, and so does adding a start tag alone. Looking
+/// for an attribute reads the tag from its beginning.
 ///
 /// Threads: one at a time; nothing is shared between documents.
 /// Ownership: all text is copied in; views that are handed out are valid until the next change.
-/// Errors: bad content never throws. `std::bad_alloc` leaves the document as it was, except that a
-/// document that is ill formed may become empty. A null view is an empty text.
+/// Errors: bad content never throws. `std::bad_alloc` leaves the document as it was, except that
+/// one that an edit reads anew may become empty: one that is ill formed, or gets a start tag alone.
+/// A null view is an empty text. Pointers must not be null where it is not said that they may.
 class MXmlDocument {
  public:
   /// Document flag: names that differ only in the case of the letters A to Z are the same.
@@ -100,11 +103,12 @@ class MXmlDocument {
   ///
   /// A later `SetText` adds its own behind them: empty it with `ClearErrorText` first when a
   /// document is used again. The text is bounded: past 16,384 characters it ends in " ... (cut)".
-  /// Editing a well-formed document changes nothing here.
+  /// An edit that reads the document anew (see the costs) replaces what the last reading has found;
+  /// any other changes nothing here.
   [[nodiscard]] VELTA_API const MString& GetErrorText() const noexcept;
   VELTA_API void ClearErrorText() noexcept;
 
-  /// The offset of the first fault that the last `SetText` found at a place in the text, or -1.
+  /// The offset of the first fault that the last reading found at a place in the text, or -1.
   [[nodiscard]] VELTA_API std::int32_t GetErrorOffset() const noexcept;
 
   /// Line and column of an offset, both from 1.

@@ -147,10 +147,10 @@ bool MXmlDocument::GetNextAttribute(std::int32_t* cursor, MString* name, MString
   do {
     if (!reader.Next(attribute)) return false;
   } while (attribute.name.empty());
-  *cursor = static_cast<std::int32_t>(reader.Position() - begin);
   name->assign(attribute.name);
   value->clear();
   AppendUnescaped(*value, attribute.value);
+  *cursor = static_cast<std::int32_t>(reader.Position() - begin);  // last: what fails is not passed
   return true;
 }
 
