@@ -5,6 +5,8 @@
 #   scripts/format.sh [--check]
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
+source scripts/env.sh
+scripts/setup.sh linux
 case ${1:-} in
   "")      mode=(-i) ;;
   --check) mode=(--dry-run --Werror) ;;

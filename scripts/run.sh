@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds the example host and runs it; without arguments on this repository's own files.
+# Builds the example host, and velta-log for its dump, and runs the host; without arguments on this
+# repository's own files.
 #
 #   scripts/run.sh [--windows] [host arguments]
 set -euo pipefail
@@ -20,7 +21,7 @@ scripts/setup.sh "$platform"
 
 mkdir -p build/logs
 log=build/logs/run-$platform.log
-if ! { cmake --preset "$platform" && cmake --build --preset "$platform" -j "$(nproc)" --target host; } \
+if ! { cmake --preset "$platform" && cmake --build --preset "$platform" -j "$(nproc)" --target host velta-log; } \
     >"$log" 2>&1 </dev/null; then
   tail -n 60 "$log" >&2
   exit 1

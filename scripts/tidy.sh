@@ -7,6 +7,7 @@ set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh
 scripts/setup.sh linux
+mkdir -p build
 cmake --preset linux-clang >build/tidy-configure.log 2>&1 || { tail -n 20 build/tidy-configure.log >&2; exit 1; }
 if [ $# -gt 0 ]; then
   exec clang-tidy-19 -p build/linux-clang --quiet "$@"
