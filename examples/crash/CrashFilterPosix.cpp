@@ -10,7 +10,9 @@ ICrashHandler* crashHandler = nullptr;
 
 void OnSignal(int number) {
   crashHandler->OnUnhandledException(static_cast<std::uintptr_t>(number));
-  std::raise(number);  // its default action now: the process ends, with a core file where wanted
+  // Not before: another thread that fails meanwhile must not end the process under the handler.
+  std::signal(number, SIG_DFL);
+  std::raise(number);  // the process ends, with a core file where wanted
 }
 
 }  // namespace
@@ -19,7 +21,7 @@ void InstallCrashFilter(ICrashHandler& handler) noexcept {
   crashHandler = &handler;
   struct sigaction action{};
   action.sa_handler = OnSignal;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+  action.sa_flags = SA_NODEFER;
   for (const int number : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV}) {
     ::sigaction(number, &action, nullptr);
   }

@@ -21,12 +21,15 @@ LONG WINAPI OnException(EXCEPTION_POINTERS* exception) {
   return EXCEPTION_EXECUTE_HANDLER;
 }
 
-void OnAbort(int) { ReportAndEnd(kAborted); }
+void OnAbort(int) {
+  std::signal(SIGABRT, OnAbort);  // has been reset: the next thread's abort must come here as well
+  ReportAndEnd(kAborted);
+}
 
 }  // namespace
 
 void InstallCrashFilter(ICrashHandler& handler) noexcept {
   crashHandler = &handler;
   ::SetUnhandledExceptionFilter(OnException);
-  std::signal(SIGABRT, OnAbort);  // std::terminate comes here, past the filter
+  std::signal(SIGABRT, OnAbort);  // it ends the process past the filter
 }

@@ -2,6 +2,7 @@
 """Crashes the host on purpose and reads what it leaves behind."""
 
 import os
+import platform
 import signal
 import subprocess
 import tempfile
@@ -42,7 +43,19 @@ class Crashes(unittest.TestCase):
         self.assertFalse([line for line in rest if "Scope_pop in_class Crash " in line], rest)
 
     def test_so_does_an_exception_that_nobody_handles(self):
-        self.check("throw", 0x40000015, signal.SIGABRT)
+        self.check("throw", 0x20474343, signal.SIGABRT)  # the compiler's own code
+        self.check("abort", 0x40000015, signal.SIGABRT)
+
+    def test_a_second_thread_that_fails_waits_for_the_report(self):
+        self.check("twice", 0xC0000005, signal.SIGSEGV)
+
+    @unittest.skipUnless(platform.libc_ver()[0] == "glibc" and not ON_WINDOWS,
+                         "this heap does not end the process")
+    def test_a_heap_that_is_locked_and_damaged_does_not_keep_the_log_back(self):
+        self.check("heap", None, signal.SIGABRT)
+
+    def test_a_fault_in_a_static_destructor_finds_the_reporter_alive(self):
+        self.check("exit", 0xC0000005, signal.SIGSEGV)
 
     def test_a_run_that_ends_well_reports_nothing(self):
         run, log = self.crash("nothing")

@@ -2,18 +2,60 @@
 // A host that leaves its event log behind when it crashes, and crashes when asked to.
 #include "CrashFilter.h"
 #include "CrashReporter.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/commands/MCommandProcessor.h"
-#include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowPoint.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <latch>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 
 namespace {
 
 const wchar_t ClassName[] = L"Crash";
+const RegisteredName registeredName(ClassName);
+
+int ReadNowhere() {
+  volatile int* const nowhere = nullptr;
+  return *nowhere;
+}
+
+// Two threads fail at once, the second while the first is being reported.
+void ReadNowhereTwice() {
+  std::latch both(2);
+  const auto fail = [&both] {
+    both.arrive_and_wait();
+    ReadNowhere();
+  };
+  std::thread other(fail);
+  fail();
+  other.join();
+}
+
+// Writes behind a block, over what the allocator keeps there: where it notices, it aborts with its
+// lock held. Volatile, since compilers notice as well.
+void DamageHeap() {
+  const volatile std::size_t size = 100000;  // too large for what was freed before
+  auto* const block = static_cast<volatile char*>(std::malloc(size));
+  for (std::size_t i = 0; i < 24; ++i) block[size + i] = -1;
+  *static_cast<volatile char*>(std::malloc(size)) = 0;
+}
+
+struct LeavesLate {
+  LeavesLate() = default;
+  LeavesLate(const LeavesLate&) = delete;
+  LeavesLate& operator=(const LeavesLate&) = delete;
+  ~LeavesLate() {
+    if (fails) ReadNowhere();
+  }
+
+  bool fails = false;
+};
+LeavesLate leavesLate;
 
 class Crash : public MCommandSynchronous {
  public:
@@ -24,27 +66,26 @@ class Crash : public MCommandSynchronous {
   void Execute() override {
     static MFlowPoint point(ClassName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    volatile int* const nowhere = nullptr;
-    if (wanted == "read") value = *nowhere;
+    if (wanted == "read") ReadNowhere();
+    if (wanted == "twice") ReadNowhereTwice();
+    if (wanted == "heap") DamageHeap();
+    if (wanted == "abort") std::abort();
     if (wanted == "throw") throw std::runtime_error("nobody handles this");
+    leavesLate.fails = wanted == "exit";
   }
 
   std::string_view wanted;
-  int value = 0;
 };
 
 }  // namespace
 
 int main(int count, char** arguments) {
   if (count != 3) {
-    std::fputs("usage: crash read|throw|nothing LOGFILE\n", stderr);
+    std::fputs("usage: crash read|twice|heap|abort|throw|exit|nothing LOGFILE\n", stderr);
     return 2;
   }
-  CrashReporter reporter(arguments[2]);
+  static auto& reporter = *new CrashReporter(arguments[2]);
   InstallCrashFilter(reporter);
-  if (MDiagnosticsRegistry* const registry = MDiagnosticsRegistry::Instance()) {
-    registry->RegisterClassName(ClassName, ClassName);
-  }
 
   MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
   processor.Start();

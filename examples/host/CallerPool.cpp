@@ -3,8 +3,8 @@
 
 #include "FrameworkErrors.h"
 #include "HandOver.h"
-#include "RegisteredName.h"
 #include "Submit.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/text/MLocale.h"
 

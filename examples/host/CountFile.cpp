@@ -4,8 +4,8 @@
 #include "FrameworkErrors.h"
 #include "InputFile.h"
 #include "Progress.h"
-#include "RegisteredName.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 
 #include <cstddef>
 #include <memory>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "HandOver.h"
 
-#include "RegisteredName.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/logging/MFlowPoint.h"
 
 #include <utility>

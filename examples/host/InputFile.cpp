@@ -2,7 +2,7 @@
 #include "InputFile.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
+#include "examples/shared/RegisteredName.h"
 
 #include <cerrno>
 

@@ -2,9 +2,9 @@
 #include "ListFolder.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
 #include "Submit.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 
 #include <algorithm>
 #include <iterator>

@@ -2,8 +2,8 @@
 #include "Progress.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/text/MLocale.h"
 
 #include <string>

@@ -2,7 +2,7 @@
 #include "ReplaceContent.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
+#include "examples/shared/RegisteredName.h"
 
 #include <cerrno>
 #include <cstdio>

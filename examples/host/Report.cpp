@@ -2,8 +2,8 @@
 #include "Report.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,9 +2,9 @@
 #include "RunMemory.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
 #include "SettingsFile.h"
 #include "SettingsRegistry.h"
+#include "examples/shared/RegisteredName.h"
 
 #include <vector>
 

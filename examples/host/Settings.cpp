@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Settings.h"
 
-#include "RegisteredName.h"
 #include "StoredChain.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/IInFilerTagged.h"
 #include "velta/serialisation/IOutFilerTagged.h"

@@ -2,9 +2,9 @@
 #include "SettingsFile.h"
 
 #include "InputFile.h"
-#include "RegisteredName.h"
 #include "ReplaceContent.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 #include "examples/shared/TextDecoding.h"
 #include "velta/errors/MError.h"
 #include "velta/logging/MFlowPoint.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "SettingsRegistry.h"
 
-#include "RegisteredName.h"
 #include "Text.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/IInFilerTaggedRegistry.h"
 #include "velta/serialisation/IOutFilerTaggedRegistry.h"

@@ -2,7 +2,7 @@
 #include "Workbench.h"
 
 #include "FrameworkErrors.h"
-#include "RegisteredName.h"
+#include "examples/shared/RegisteredName.h"
 #include "velta/commands/MCommandProcessor.h"
 
 #include <chrono>

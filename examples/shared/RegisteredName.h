@@ -3,8 +3,6 @@
 
 #include "velta/logging/MDiagnosticsRegistry.h"
 
-namespace host {
-
 /// Gives a class its name in the event log, from start-up on.
 ///
 /// The log knows a class by the address of its name. So define one array in the class's own source
@@ -23,5 +21,3 @@ class RegisteredName {
     }
   }
 };
-
-}  // namespace host
