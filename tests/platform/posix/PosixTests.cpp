@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <unistd.h>
 
 namespace {
@@ -141,6 +142,28 @@ TEST(PosixWakes, LeavingOrDeletingTheOutermostSectionWakesWhomItOwes) {
     for (std::thread& sleeper : sleepers) sleeper.join();
     ::DeleteCriticalSection(&inner);
   }
+}
+
+// The host's signals are none of a wait's business. That each meets the thread asleep is likely
+// only; nothing else hangs on it.
+TEST(PosixWakes, ASignalDoesNotEndAWait) {
+  const Watchdog watchdog("a wait that is interrupted");
+  static std::atomic<int> handled{0};
+  struct sigaction action = {};
+  action.sa_handler = [](int) { ++handled; };  // without SA_RESTART: the system call fails
+  struct sigaction previous = {};
+  ASSERT_EQ(::sigaction(SIGUSR1, &action, &previous), 0);
+  const Event release(Event::kManual);
+  DWORD result = WAIT_FAILED;
+  std::thread waiting([&] { result = ::WaitForSingleObject(release, INFINITE); });
+  for (int sent = 1; sent <= 20; ++sent) {
+    ASSERT_EQ(::pthread_kill(waiting.native_handle(), SIGUSR1), 0);
+    while (handled < sent) std::this_thread::yield();
+  }
+  ::SetEvent(release);
+  waiting.join();
+  EXPECT_EQ(result, DWORD{WAIT_OBJECT_0});
+  ::sigaction(SIGUSR1, &previous, nullptr);
 }
 
 TEST(PosixThreadsDeathTest, AForkedChildHasItsOwnId) {
