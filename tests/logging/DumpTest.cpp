@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <streambuf>
 
@@ -142,6 +143,29 @@ TEST(KLoggerDump, AFailureAnywhereFreezesTheLogWithItsRecordsUnlessTheStreamMere
       EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
       EXPECT_EQ(log.FormatRecord(0, 0), "");
     }
+  }
+}
+
+// As `std::cerr` by default, the stream hands on each piece; standard libraries do so in a
+// destructor, which must not throw.
+TEST(KLoggerDump, AStreamThatFailsToHandOnEachPieceFreezesTheLogAsWell) {
+  struct Unsynchronised : std::stringbuf {
+    bool throws = false;
+    int sync() override { return throws ? throw std::runtime_error("no way on") : -1; }
+  };
+  for (const bool throws : {true, false}) {
+    KLogger log;
+    WriteNumbered(log, 1, 3);
+    Unsynchronised buffer;
+    buffer.throws = throws;
+    std::ostream stream(&buffer);
+    stream << std::unitbuf;
+    if (!throws) stream.exceptions(std::ios_base::badbit);
+
+    KLogger::Dump(&log, stream);
+
+    EXPECT_TRUE(stream.bad());
+    EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);
   }
 }
 

@@ -50,12 +50,15 @@ void AppendRelativeTime(std::string& text, std::int64_t t, std::int64_t referenc
   text.append(digits, static_cast<std::size_t>(length));
 }
 
-// Past the stream's own formatting, since `ostream::write` hides what its buffer throws.
+// Past the stream's own formatting: `ostream::write` hides what its buffer throws, and a sentry
+// hands the text on in its destructor, where an exception would end the process.
 void Put(std::ostream& stream, std::string_view text) {
-  const std::ostream::sentry mayWrite(stream);
-  if (!mayWrite) return;
-  const auto taken = stream.rdbuf()->sputn(text.data(), static_cast<std::streamsize>(text.size()));
-  if (taken != static_cast<std::streamsize>(text.size())) {
+  if (!stream.good()) return;
+  if (std::ostream* const before = stream.tie()) before->flush();
+  std::streambuf& buffer = *stream.rdbuf();
+  const auto length = static_cast<std::streamsize>(text.size());
+  const bool handsOn = (stream.flags() & std::ios_base::unitbuf) != 0;
+  if (buffer.sputn(text.data(), length) != length || (handsOn && buffer.pubsync() == -1)) {
     stream.setstate(std::ios_base::badbit);
   }
 }

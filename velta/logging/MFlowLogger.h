@@ -18,7 +18,8 @@ class MFlowLoggerImplementation;
 /// if (MFlowLogger* logger = MFlowLogger::Instance()) logger->Dump(stream);
 /// ```
 ///
-/// Threads: any thread may call any operation at any time.
+/// Threads: any thread may call any operation at any time, but two logs must not be attached to
+/// each other at once.
 /// Ownership: the handle does not own what it points at.
 /// Errors: no operation throws.
 class MFlowLogger {
@@ -55,7 +56,7 @@ class MFlowLogger {
   /// Dumps into the fixed file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), whose
   /// folder must exist.
   ///
-  /// @return false if the file could not be opened or an exception ended the dump
+  /// @return true if the file could be opened, whatever became of the dump
   VELTA_API bool DumpToFile() noexcept;
 
   /// Mirrors this log's further events and names into another module's log.
@@ -63,6 +64,9 @@ class MFlowLogger {
   /// One log can be attached at a time; a second replaces the first. Null, or a handle to a log of
   /// another type, detaches what is attached. Not synchronised with events logged meanwhile: such
   /// an event reaches one log or both. The attached log must live until it is detached or replaced.
+  ///
+  /// Blocks while another thread uses the table of names at hand in either log. Attach two logs to
+  /// each other one after the other: at the same time, each would wait for the other.
   VELTA_API void Attach(MFlowLogger* other) noexcept;
 
  private:

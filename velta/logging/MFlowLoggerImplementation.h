@@ -42,7 +42,7 @@ class VELTA_API MFlowLoggerImplementation {
 
   /// Dumps into the log's fixed file.
   ///
-  /// @return false if the file could not be opened or the dump was cut short by an exception
+  /// @return true if the file could be opened, whatever became of the dump
   virtual bool DumpToFile() noexcept = 0;
 
   /// Mirrors further events and names into another module's log, or ends that.

@@ -25,8 +25,9 @@ class KLogger;
 /// Names are cut to the low 8 bits of each character. Keys given as pointers count with their low
 /// 32 bits, objects with the full address.
 ///
-/// Threads: any thread may call any operation at any time. `Attach` is not synchronised with events
-/// and registrations under way: those may reach one log or both.
+/// Threads: any thread may call any operation at any time, but two logs must not be attached to
+/// each other at once. `Attach` is not synchronised with events and registrations under
+/// way: those may reach one log or both.
 /// Ownership: neither log is owned; both must outlive the adapter or, for the second, be detached.
 /// Errors: no operation throws.
 class VELTA_API MKLoggerAdapter : public MFlowLoggerImplementation,
@@ -57,7 +58,8 @@ class VELTA_API MKLoggerAdapter : public MFlowLoggerImplementation,
 
   /// Mirrors what follows into the log of another `MKLoggerAdapter`, and copies the names
   /// registered so far into it. Each of the two logs gets a Log_module_added event that shows the
-  /// other's address; a log attached before is replaced without an event.
+  /// other's address; a log attached before is replaced without an event. Two threads that attach
+  /// two logs to each other at the same time would wait for each other for ever.
   ///
   /// @param other  null, or a logger of another type, detaches: each of the two logs gets a
   ///               Log_module_removed event. With nothing attached nothing happens
