@@ -49,7 +49,7 @@ Run Observe(const Log& log) {
   for (std::uint32_t i = 0; i < log.threads.size(); ++i) {
     // Ids differ from run to run, so a thread without a name cannot be told from another.
     run.threads.insert(log.Name(log.threads[i].name) == kUnknown ? "a thread without a name"
-                                                                 : log.ThreadLabel(i));
+                                                                 : log.ThreadName(i));
   }
   // By numbers first: a log repeats few events many times.
   std::map<std::tuple<std::int32_t, std::uint32_t, NameId>, std::pair<const Record*, std::uint64_t>>

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kReportedPlaces = 10;
 // No name is that long; text without line breaks must not fill the memory.
 constexpr std::size_t kLongestLine = 1U << 20U;
-// Some three thousand years: sums of times then stay far from the ends of 64 bits.
+// Some three thousand years: differences of times then stay far from the ends of 64 bits.
 constexpr std::int64_t kMostSeconds = 100'000'000'000;
 
 constexpr std::string_view kReferenceTime = "%% Reference time: ";
@@ -94,7 +94,8 @@ struct Texts {
   std::string_view objectName;
   std::string_view threadName = kUnknown;
 
-  /// Names may hold nearly anything, so the numbers say where they end.
+  /// Names may hold nearly anything: the numbers say where those of objects and threads end, and
+  /// the words between the others are taken where they first stand.
   bool Read(std::string_view text, const Numbers& numbers) noexcept {
     Cursor cursor(text);
     if (!cursor.Skip(EventName(numbers.code))) return false;
@@ -191,6 +192,7 @@ void DumpReader::Finish() {
   if (skipsLine || !partialLine.empty()) Take("\n");
   if (hasRecordText) Report(lineNumber, "the text ends within a record");
   hasRecordText = false;
+  builder.FindNamesakes();
   if (!hasHeader && damage.count == 0) Report(1, "no dump: the reference time is missing");
 }
 

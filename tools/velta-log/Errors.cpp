@@ -12,18 +12,55 @@
 namespace veltalog {
 namespace {
 
-/// The scopes around a record, outermost first.
-std::vector<std::string> PathTo(const Log& log, const Scopes& scopes, std::uint32_t record) {
-  std::vector<std::string> path;
-  for (std::uint32_t scope = scopes.around[record]; scope != kNone;
-       scope = scopes.all[scope].parent) {
-    path.push_back(log.FullName(log.records[scopes.all[scope].Teller()].operation));
-  }
-  std::ranges::reverse(path);
-  return path;
-}
+/// The scopes around a record, outermost first. Of deep ones only both ends: recursion in which
+/// each step fails would else be told in full once a step.
+class ScopePaths {
+ public:
+  /// Shown at either end.
+  static constexpr std::size_t kEnd = 8;
 
-void WriteText(const Log& log, const Scopes& scopes, const ErrorEvent& error, Output& output) {
+  struct Path {
+    std::vector<std::string> names;
+    std::size_t leftOut = 0;  ///< behind the first `kEnd`
+  };
+
+  ScopePaths(const Log& source, const Scopes& found) : log(source), all(found.all), scopes(found) {
+    outer.reserve(all.size());
+    for (std::uint32_t i = 0; i < all.size(); ++i) {
+      outer.push_back(all[i].depth < kEnd ? i : outer[all[i].parent]);
+    }
+  }
+
+  [[nodiscard]] Path To(std::uint32_t record) const {
+    Path path;
+    const std::uint32_t innermost = scopes.around[record];
+    if (innermost == kNone) return path;
+    const std::size_t depth = std::size_t{all[innermost].depth} + 1;
+    if (depth <= 2 * kEnd) {
+      Climb(innermost, depth, path.names);
+    } else {
+      Climb(innermost, kEnd, path.names);
+      Climb(outer[innermost], kEnd, path.names);
+      path.leftOut = depth - 2 * kEnd;
+    }
+    std::ranges::reverse(path.names);
+    return path;
+  }
+
+ private:
+  void Climb(std::uint32_t scope, std::size_t count, std::vector<std::string>& names) const {
+    for (; count > 0; --count, scope = all[scope].parent) {
+      names.push_back(log.FullName(log.records[all[scope].Teller()].operation));
+    }
+  }
+
+  const Log& log;
+  const std::vector<Scope>& all;
+  const Scopes& scopes;
+  std::vector<std::uint32_t> outer;  // of each scope, the one around it that ends the outer part
+};
+
+void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error, Output& output) {
   const Record& record = log.records[error.record];
   const bool dismissed = record.code == kDismissedError;
   std::string text = SecondsText(record.time) + "  " + std::string(EventName(record.code)) + "  " +
@@ -35,15 +72,19 @@ void WriteText(const Log& log, const Scopes& scopes, const ErrorEvent& error, Ou
   text += "    line " + std::to_string(record.value2) + ", object " + AddressText(record.object) +
           ", " + log.ThreadLabel(record.thread) + '\n';
   std::string before = "    in     ";
-  for (const std::string& scope : PathTo(log, scopes, error.record)) {
-    text += before + scope;
+  const ScopePaths::Path path = paths.To(error.record);
+  for (std::size_t i = 0; i < path.names.size(); ++i) {
+    if (i == ScopePaths::kEnd && path.leftOut > 0) {
+      text += " > ... " + std::to_string(path.leftOut) + " more";
+    }
+    text += before + path.names[i];
     before = " > ";
   }
   if (!text.ends_with('\n')) text += '\n';
   output.Write(text);
 }
 
-void WriteJson(const Log& log, const Scopes& scopes, const ErrorEvent& error, JsonWriter& json) {
+void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error, JsonWriter& json) {
   const Record& record = log.records[error.record];
   json.BeginObject()
       .Member("timeUs", record.time)
@@ -55,11 +96,14 @@ void WriteJson(const Log& log, const Scopes& scopes, const ErrorEvent& error, Js
   json.Member("line", record.value2).Key("object");
   json.Address(record.object)
       .Member("thread", log.threads[record.thread].id)
-      .Member("threadName", log.ThreadLabel(record.thread))
+      .Member("threadName", log.ThreadName(record.thread))
       .Key("scopes");
   json.BeginArray();
-  for (const std::string& scope : PathTo(log, scopes, error.record)) json.String(scope);
-  json.EndArray().EndObject();
+  const ScopePaths::Path path = paths.To(error.record);
+  for (const std::string& scope : path.names) json.String(scope);
+  json.EndArray();
+  if (path.leftOut > 0) json.Member("scopesLeftOut", path.leftOut);
+  json.EndObject();
   json.EndLine();
 }
 
@@ -67,12 +111,13 @@ void WriteJson(const Log& log, const Scopes& scopes, const ErrorEvent& error, Js
 
 void WriteErrors(const Log& log, bool asJson, Output& output) {
   const Scopes scopes = FindScopes(log);
+  const ScopePaths paths(log, scopes);
   JsonWriter json(output);
   for (const ErrorEvent& error : FindErrors(log)) {
     if (asJson) {
-      WriteJson(log, scopes, error, json);
+      WriteJson(log, paths, error, json);
     } else {
-      WriteText(log, scopes, error, output);
+      WriteText(log, paths, error, output);
     }
   }
 }

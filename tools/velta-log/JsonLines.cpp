@@ -44,7 +44,7 @@ void WriteRecord(JsonWriter& json, const Log& log, const Record& record) {
     json.Member("objectName", name);
   }
   json.Member("thread", log.threads[record.thread].id)
-      .Member("threadName", log.ThreadLabel(record.thread))
+      .Member("threadName", log.ThreadName(record.thread))
       .EndObject();
   json.EndLine();
 }

@@ -20,11 +20,6 @@ JsonWriter& JsonWriter::String(std::string_view utf8) {
   return *this;
 }
 
-JsonWriter& JsonWriter::Number(double number) {
-  char digits[32];
-  return Raw({digits, std::to_chars(digits, digits + sizeof digits, number).ptr});
-}
-
 JsonWriter& JsonWriter::Address(std::uint64_t object) { return String(AddressText(object)); }
 
 void JsonWriter::EndLine() {

@@ -31,7 +31,6 @@ class JsonWriter {
     char digits[24];
     return Raw({digits, std::to_chars(digits, digits + sizeof digits, number).ptr});
   }
-  JsonWriter& Number(double number);
   JsonWriter& Bool(bool value) { return Raw(value ? "true" : "false"); }
 
   /// A key and its value.
@@ -41,7 +40,6 @@ class JsonWriter {
   JsonWriter& Member(std::string_view name, std::integral auto number) {
     return Key(name).Number(number);
   }
-  JsonWriter& Member(std::string_view name, double number) { return Key(name).Number(number); }
 
   /// An address, as a string of 16 digits: as a number it would lose its low bits in a script.
   JsonWriter& Address(std::uint64_t object);

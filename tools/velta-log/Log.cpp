@@ -29,10 +29,16 @@ std::string Log::ErrorCode(const Record& record) const {
   return code;
 }
 
-std::string Log::ThreadLabel(std::uint32_t thread) const {
+std::string Log::ThreadName(std::uint32_t thread) const {
   if (threads[thread].id == 0) return "no thread";
   const std::string_view name = Name(threads[thread].name);
   return name == kUnknown ? "thread " + std::to_string(threads[thread].id) : std::string(name);
+}
+
+std::string Log::ThreadLabel(std::uint32_t thread) const {
+  std::string label = ThreadName(thread);
+  if (threads[thread].hasNamesake) label += " (" + std::to_string(threads[thread].id) + ')';
+  return label;
 }
 
 std::vector<std::vector<std::uint32_t>> Log::RecordsByThread() const {
@@ -59,6 +65,15 @@ std::uint32_t LogBuilder::FindThread(std::int32_t id, std::string_view name) {
     log.threads[found->second].name = log.names.Intern(name);
   }
   return found->second;
+}
+
+void LogBuilder::FindNamesakes() {
+  const NameId unknown = log.names.Intern(kUnknown);
+  std::unordered_map<NameId, std::uint32_t> counts;
+  for (const Thread& thread : log.threads) ++counts[thread.name];
+  for (Thread& thread : log.threads) {
+    thread.hasNamesake = thread.name != unknown && counts[thread.name] > 1;
+  }
 }
 
 }  // namespace veltalog

@@ -4,6 +4,7 @@
 #include "NameTable.h"
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,6 +18,13 @@ inline constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
 /// Microseconds; in a log relative to its first record.
 using Micros = std::int64_t;
+
+/// The sum, or what 64 bits hold of it: a damaged dump's times may be anything.
+[[nodiscard]] constexpr Micros AddSaturated(Micros a, Micros b) noexcept {
+  using Limits = std::numeric_limits<Micros>;
+  if (b > 0) return a > (Limits::max)() - b ? (Limits::max)() : a + b;
+  return a < (Limits::min)() - b ? (Limits::min)() : a + b;
+}
 
 /// One event, its names replaced by numbers.
 struct Record {
@@ -40,6 +48,7 @@ struct Operation {
 struct Thread {
   std::int32_t id;
   NameId name;
+  bool hasNamesake = false;
 };
 
 /// What a dump holds.
@@ -72,6 +81,9 @@ struct Log {
   [[nodiscard]] std::string ErrorCode(const Record& record) const;
 
   /// The thread's name, or "thread 4711" when it has none.
+  [[nodiscard]] std::string ThreadName(std::uint32_t thread) const;
+
+  /// The same, with the id behind a name that several threads have.
   [[nodiscard]] std::string ThreadLabel(std::uint32_t thread) const;
 
   /// The records of each thread, by their index.
@@ -89,6 +101,9 @@ class LogBuilder {
 
   /// @param name  a thread may be named only in a later dump of the same file; the name stays
   std::uint32_t FindThread(std::int32_t id, std::string_view name);
+
+  /// At the end: tells which threads share a name.
+  void FindNamesakes();
 
  private:
   Log& log;

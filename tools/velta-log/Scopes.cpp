@@ -117,11 +117,11 @@ class ThreadScopes {
       while (isNext(record)) {
         Scope& scope = scopes.all[next];
         scope.parent = innermost;
-        scope.self += scope.Duration();
+        scope.self = scope.Duration();
         if (innermost != kNone) {
           Scope& parent = scopes.all[innermost];
           scope.depth = parent.depth + 1;
-          parent.self -= scope.Duration();
+          parent.self = AddSaturated(parent.self, -scope.Duration());
         }
         innermost = next++;
       }

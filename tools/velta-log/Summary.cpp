@@ -53,6 +53,8 @@ void CountRecords(const Log& log, Summary& summary) {
   }
 }
 
+void Add(Micros& sum, Micros part) { sum = AddSaturated(sum, part); }
+
 void CountScopes(const Log& log, const Scopes& scopes, Summary& summary) {
   OutermostFilter operations(log.operations.size());
   OutermostFilter classes(log.names.Size());
@@ -72,15 +74,15 @@ void CountScopes(const Log& log, const Scopes& scopes, Summary& summary) {
     const NameId className = log.operations[teller.operation].className;
     Activity& operation = summary.operations[teller.operation];
     Activity& ofClass = summary.classes[className];
-    if (operations.Enter(teller.operation)) operation.total += scope.Duration();
-    if (classes.Enter(className)) ofClass.total += scope.Duration();
+    if (operations.Enter(teller.operation)) Add(operation.total, scope.Duration());
+    if (classes.Enter(className)) Add(ofClass.total, scope.Duration());
     for (Activity* const activity : {&operation, &ofClass}) {
       ++activity->scopes;
-      activity->self += scope.self;
+      Add(activity->self, scope.self);
     }
     ThreadActivity& thread = summary.threads[teller.thread];
     ++thread.scopes;
-    if (scope.depth == 0) thread.inScopes += scope.Duration();
+    if (scope.depth == 0) Add(thread.inScopes, scope.Duration());
     if (scope.exit == kNone) summary.neverClosed.push_back(i);
     if (scope.entry == kNone) ++summary.neverOpened;
   }

@@ -72,7 +72,7 @@ class TextReport {
     for (const std::uint32_t i :
          Ranked(log.threads.size(), [&](std::uint32_t t) { return summary.threads[t].records; })) {
       const ThreadActivity& thread = summary.threads[i];
-      table.Add({log.ThreadLabel(i), std::to_string(log.threads[i].id),
+      table.Add({log.ThreadName(i), std::to_string(log.threads[i].id),
                  std::to_string(thread.records), std::to_string(thread.scopes),
                  DurationText(thread.inScopes), std::to_string(thread.errors),
                  SecondsText(thread.begin), SecondsText(thread.end)});

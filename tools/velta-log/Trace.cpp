@@ -55,7 +55,7 @@ class TraceWriter {
         .Member("tid", log.threads[thread].id)
         .Key("args")
         .BeginObject()
-        .Member("name", log.ThreadLabel(thread))
+        .Member("name", log.ThreadName(thread))
         .EndObject()
         .EndObject();
   }

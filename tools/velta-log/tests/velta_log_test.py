@@ -55,6 +55,12 @@ def head(dump):
     return b"".join(lines[:2]), [b"".join(lines[i:i + 2]) for i in range(2, len(lines), 2)]
 
 
+def made(seconds, code, operation, value1=0, thread="T"):
+    event, subject = {-7: ("Scope_push", ""), -8: ("Scope_pop", ""), -105: ("Root_error", " Late")}[code]
+    return (f"% {event}{subject} in_class C at {operation} for_object 0000000000000001 (unknown) "
+            f"in_thread 7 ({thread})\n    {seconds:.6f}, {code}, {value1}, 0, 1, 2, 1, 7\n").encode()
+
+
 class VeltaLogTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -161,6 +167,35 @@ class VeltaLogTest(unittest.TestCase):
                          {(("Station.Run", "Station.Work"), "Part<int>.Measure:TooLarge")})
         text = tool("errors", "whole.log")[1].decode()
         self.assertEqual(text.count("  Root_error  Part<int>.Measure:TooLarge\n"), 6)
+
+    def test_recursion_in_which_each_step_fails_costs_no_square(self):
+        depth = 20000
+        dump = self.header + b"".join(made(0, -7, "Step", i) for i in range(depth)) + b"".join(
+            made(1, -105, "Step") + made(1, -8, "Step", i) for i in reversed(range(depth)))
+        code, output, _ = tool("errors", stdin=dump)
+        self.assertEqual((code, output.count(b"Root_error")), (0, depth))
+        self.assertLess(len(output), 20_000_000)
+        self.assertIn(b" C.Step > ... 19984 more > C.Step", output)
+        first = json.loads(tool("errors", "--json", stdin=dump)[1].splitlines()[0])
+        self.assertEqual((first["scopes"], first["scopesLeftOut"]), (["C.Step"] * 16, 19984))
+
+    def test_threads_of_one_name_are_told_apart(self):
+        dump = self.dump.replace(b"(Line 2)", b"(Line 1)")
+        ids = {int(r[6]) for r in RECORD.findall(dump) if r[7] == b"Line 1"}
+        errors = tool("errors", stdin=dump)[1].decode()
+        self.assertEqual(set(re.findall(r", (Line \d.*)", errors)),
+                         {f"Line 1 ({i})" for i in ids} | {"Line 3"})
+        lines = tool("errors", "--json", stdin=dump)[1].splitlines()
+        self.assertEqual({json.loads(line)["threadName"] for line in lines}, {"Line 1", "Line 3"})
+
+    def test_sums_of_damaged_times_end_where_64_bits_do(self):
+        end = 1e11
+        dump = self.header + (made(-end, -7, "Long") + made(end, -8, "Long")) * 60
+        operation, = summary(dump)[1]["operations"]
+        self.assertEqual((operation["totalUs"], operation["selfUs"]), (2**63 - 1, 2**63 - 1))
+        dump = self.header + made(-end, -7, "Outer") + dump[len(self.header):] + made(end, -8, "Outer")
+        outer = next(o for o in summary(dump)[1]["operations"] if o["operation"] == "Outer")
+        self.assertEqual(outer["selfUs"], 0)
 
     def test_json_lines_hold_every_record(self):
         code, output, _ = tool("jsonl", "whole.log")
