@@ -44,7 +44,7 @@ class ViewData {
       json.BeginObject().Member("label", log.ThreadLabel(thread)).Key("scopes");
       WriteScopes(scopes.firstOfThread[thread], scopes.firstOfThread[thread + 1]);
       json.Key("marks");
-      WriteMarks(records[thread]);
+      WriteMarks(records[thread], scopes.firstOfThread[thread]);
       json.EndObject();
     }
     json.EndArray();
@@ -86,13 +86,16 @@ class ViewData {
   }
 
   /// What is no scope: everything that takes no time.
-  void WriteMarks(const std::vector<std::uint32_t>& records) {
+  void WriteMarks(const std::vector<std::uint32_t>& records, std::uint32_t firstScope) {
     std::vector<const Record*> marks;
+    std::vector<std::int64_t> around;  // the thread's scope in which a mark is, or -1
     for (const std::uint32_t record : records) {
       const std::int32_t code = log.records[record].code;
       if (code == kScopePush || code == kScopePop) continue;
       if (NamesAnError(code)) markOfRecord.emplace(record, marks.size());
       marks.push_back(&log.records[record]);
+      const std::uint32_t scope = scopes.around[record];
+      around.push_back(scope == kNone ? -1 : std::int64_t{scope} - firstScope);
     }
     const auto count = static_cast<std::uint32_t>(marks.size());
     Micros before = 0;
@@ -105,6 +108,7 @@ class ViewData {
            [&](std::uint32_t i) { return Number(subjectNumbers, subjects, marks[i]->subject); });
     Column("value1", 0, count, [&](std::uint32_t i) { return marks[i]->value1; });
     Column("value2", 0, count, [&](std::uint32_t i) { return marks[i]->value2; });
+    Column("scope", 0, count, [&](std::uint32_t i) { return around[i]; });
     json.EndObject();
   }
 

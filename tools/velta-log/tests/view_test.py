@@ -6,6 +6,7 @@ VELTA_LOG_COMMAND and VELTA_LOG_FILL hold the programs. With --screenshot DUMP P
 the picture that the documents show.
 """
 
+import json
 import os
 import re
 import subprocess
@@ -39,6 +40,11 @@ def write_page(dump, page):
     subprocess.run([COMMAND, "view", str(dump), "-o", str(page)], check=True, timeout=60)
 
 
+def record(seconds, text, code, thread="T"):
+    return (f"% {text} for_object 0000000000000001 (unknown) in_thread 7 ({thread})\n"
+            f"    {seconds}.000000, {code}, 0, 0, 1, 2, 1, 7\n").encode()
+
+
 class ViewTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -50,8 +56,22 @@ class ViewTest(unittest.TestCase):
             subprocess.run([os.environ["VELTA_LOG_FILL"], dump, str(records), "3"], check=True,
                            timeout=100)
             write_page(dump, cls.folder / f"{name}.html")
+        # All in one microsecond, so that no time tells what is inside what.
+        cls.make("moment", b"".join(
+            record(0, f"Scope_push in_class C at {name}", -7) + failure +
+            record(0, f"Scope_pop in_class C at {name}", -8) for name, failure in
+            (("Fails", record(0, "Root_error Late in_class C at Fails", -105)), ("Innocent", b""))))
+        cls.make("hostile", b"".join(
+            record(10**10, f"Construction in_class C at O{i}", -14, "x" * (20000 if i == 0 else 1))
+            for i in range(140000)))
         cls.browser = start_browser()
         cls.addClassCleanup(cls.browser.quit)
+
+    @classmethod
+    def make(cls, name, records):
+        dump = cls.folder / f"{name} <b>&amp;.log"
+        dump.write_bytes(b"%% Reference time: 0.000000 is wrong.\n%%\n" + records)
+        write_page(dump, cls.folder / f"{name}.html")
 
     def open(self, page="small", address=""):
         self.browser.get("about:blank")  # else only the part behind "#" would change
@@ -137,9 +157,36 @@ class ViewTest(unittest.TestCase):
         self.find("tab-selection").click()
         self.assertIn(expected.split()[0], self.find("body").text)
         self.assertIn("inside\nStation.Run \u203a Station.Work", self.find("body").text)
+        self.open()
+        self.press("E")
+        rows = self.browser.find_elements(By.CSS_SELECTOR, "tbody tr")
+        self.assertEqual(rows[-1].get_attribute("aria-current"), "true")
+        for nothing in ("x", "-20", "1e99", ""):
+            self.open(address=f"#error={nothing}&tab=threads")
+            self.assertIn("Line 2", self.find("body").text)
         # The first error is always a root error; what comes next depends on the threads.
         self.open(address="#zoom=100,900&error=1&tab=selection")
         self.assertIn("Part<int>.Measure:TooLarge", self.find("body").text)
+
+    def test_tells_every_error_of_a_full_log_as_the_tool_does(self):
+        for page in ("full", "moment"):
+            self.open(page)
+            shown = self.browser.execute_script(
+                "return log.errors.map(({ thread, mark }) => describe({ thread: log.threads[thread], mark })[1]"
+                ".find(([fact]) => fact === 'inside')?.[1] ?? '')")
+            lines = subprocess.run([COMMAND, "errors", "--json", self.folder / f"{page} <b>&amp;.log"],
+                                   capture_output=True, check=True, timeout=60).stdout.splitlines()
+            self.assertEqual(shown, [" \u203a ".join(json.loads(line)["scopes"]) for line in lines])
+        self.open("full", "#error=600")
+        current = self.browser.find_elements(By.CSS_SELECTOR, "tr[aria-current=true]")
+        self.assertEqual(len(current), 1)
+        self.assertTrue(current[0].is_displayed())
+
+    def test_a_hostile_dump_is_shown(self):
+        self.open("hostile", "#zoom=10000000000000000,10000000000000002&tab=operations")
+        self.picture()
+        self.assertIn("C.O0", self.find("body").text)
+        self.assertIn("140,000 records", self.find("span").text)
 
     def test_search_counts_steps_and_ends(self):
         self.open()

@@ -44,17 +44,6 @@ class Thread {
     return Math.max(self, 0);
   }
 
-  // The innermost scope at a time; -1 outside all of them.
-  innermost(time) {
-    let found = -1;
-    for (const row of this.rows) {
-      const n = lowerBound(row.length, (i) => this.scopes.begin[row[i]], time + 0.5) - 1;
-      if (n < 0 || this.end(row[n]) < time) break;
-      found = row[n];
-    }
-    return found;
-  }
-
   // The scope around the one at `scope`; -1 for an outermost one.
   parent(scope) {
     const { depth } = this.scopes;

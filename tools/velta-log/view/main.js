@@ -45,12 +45,15 @@ function placeTime({ thread, scope, mark }) {
   return scope !== undefined ? thread.scopes.begin[scope] : thread.marks.time[mark];
 }
 
-// The operations from the outermost scope to this one, as a fact; none without a scope.
+// The operations from the outermost scope to this one, as a fact; none without a scope. Of a deep
+// recursion both ends.
 function inside(thread, scope) {
   const path = [];
   for (let i = scope; i >= 0; i = thread.parent(i)) {
-    path.unshift(log.operations[thread.scopes.operation[i]].name);
+    path.push(log.operations[thread.scopes.operation[i]].name);
   }
+  path.reverse();
+  if (path.length > 16) path.splice(8, path.length - 16, `\u2026 ${counted.format(path.length - 16)} more`);
   return path.length > 0 ? [["inside", path.join(" \u203a ")]] : [];
 }
 
@@ -66,7 +69,7 @@ function describe({ thread, scope, mark }) {
       isError(code) ? ["line", String(marks.value2[mark])]
         : ["values", `${marks.value1[mark]}, ${marks.value2[mark]}`],
       ...(cause === undefined ? [] : [["after", log.markName(marks, cause)]]),
-      ...inside(thread, thread.innermost(marks.time[mark])),
+      ...inside(thread, marks.scope[mark]),
     ]];
   }
   const { scopes } = thread;
@@ -139,7 +142,8 @@ function step(direction) {
 let currentError = -1;
 function goToError(index) {
   if (log.errors.length === 0) return;
-  currentError = (index + log.errors.length) % log.errors.length;
+  const count = log.errors.length;
+  currentError = ((index % count) + count) % count;
   const error = log.errors[currentError];
   const thread = log.threads[error.thread];
   const time = thread.marks.time[error.mark];
@@ -316,7 +320,7 @@ const keys = {
   "+": () => zoom(0.6), "=": () => zoom(0.6), "-": () => zoom(1 / 0.6),
   0: () => show(log.begin, log.end),
   ",": () => step(-1), ".": () => step(1),
-  e: () => goToError(currentError + 1), E: () => goToError(currentError - 1),
+  e: () => goToError(currentError + 1), E: () => goToError((currentError < 0 ? log.errors.length : currentError) - 1),
   n: () => goToMatch(1), N: () => goToMatch(-1),
   "/": () => byId("find").focus(),
   Enter: zoomToSelection, Escape: () => select(null),
@@ -358,7 +362,8 @@ function followAddress() {
     byId("find").value = wanted.get("find");
     find(wanted.get("find"));
   }
-  if (wanted.has("error")) goToError(Number(wanted.get("error")) - 1);
+  const error = Number(wanted.get("error") ?? NaN);
+  if (Number.isInteger(error)) goToError(error - 1);
   if (wanted.has("tab")) openTab(wanted.get("tab"));
 }
 

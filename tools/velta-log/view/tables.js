@@ -36,12 +36,16 @@ class SortedTable {
       if (isSorted) cell.setAttribute("aria-sort", this.sorted.descending ? "descending" : "ascending");
       return cell;
     });
-    const body = this.rows.slice(0, mostRows).map((row) => this.row(row));
+    // The current row is always among those shown.
+    const first = Math.max(0, this.rows.indexOf(this.current));
+    const from = first - (first % mostRows);
+    const shown = this.rows.slice(from, from + mostRows);
     this.element.replaceChildren(element("table", {}, element("thead", {}, element("tr", {}, ...head)),
-      element("tbody", {}, ...body)));
+      element("tbody", {}, ...shown.map((row) => this.row(row)))));
     if (this.rows.length > mostRows) {
       this.element.append(element("p", { class: "more" },
-        `... and ${counted.format(this.rows.length - mostRows)} more; sort or find to see them`));
+        `${counted.format(from + 1)} to ${counted.format(from + shown.length)} of ` +
+        `${counted.format(this.rows.length)}; sort to see others`));
     }
   }
 
@@ -91,7 +95,7 @@ function errorTable(log, activate) {
 }
 
 function operationTable(log, activate) {
-  const most = Math.max(1, ...log.operations.map((row) => row.selfUs));
+  const most = log.operations.reduce((longest, row) => Math.max(longest, row.selfUs), 1);
   const duration = (title, read) => ({ title, number: (row) => read(row) ?? -1,
     text: (row) => (read(row) === undefined ? "" : durationText(read(row))) });
   return new SortedTable([

@@ -28,14 +28,6 @@ function readColours() {
   return Object.fromEntries(names.map((name) => [name, colour(name)]));
 }
 
-// A round step that puts marks about `pixels` apart.
-function axisStep(microsPerPixel, pixels) {
-  const raw = microsPerPixel * pixels;
-  const power = 10 ** Math.floor(Math.log10(raw));
-  const factor = [1, 2, 5, 10].find((candidate) => candidate * power >= raw);
-  return Math.max(factor * power, 0.01);
-}
-
 class Timeline {
   constructor(log, canvas, scroller, spacer) {
     Object.assign(this, { log, canvas, scroller, spacer });
@@ -96,12 +88,26 @@ class Timeline {
     this.drawAxis();
   }
 
+  // A round step that puts marks some hundred pixels apart.
+  axisStep() {
+    const raw = this.microsPerPixel * 110;
+    const power = 10 ** Math.floor(Math.log10(raw));
+    const factor = [1, 2, 5, 10].find((candidate) => candidate * power >= raw);
+    return Math.max(factor * power, 0.01);
+  }
+
+  // Counted, not summed up: beside a huge time a step may be nothing.
+  axisTimes(step) {
+    const first = Math.ceil(this.begin / step);
+    const count = Math.min(Math.floor(this.end / step) - first + 1, this.width);
+    return Array.from({ length: Math.max(count, 0) }, (_, i) => (first + i) * step);
+  }
+
   drawGrid(top) {
     const { context, colours } = this;
-    const step = axisStep(this.microsPerPixel, 110);
     context.fillStyle = colours.line;
     context.globalAlpha = 0.55;
-    for (let t = Math.ceil(this.begin / step) * step; t <= this.end; t += step) {
+    for (const t of this.axisTimes(this.axisStep())) {
       context.fillRect(Math.round(this.x(t)), top, 1, this.height);
     }
     context.globalAlpha = 1;
@@ -114,8 +120,8 @@ class Timeline {
     context.fillStyle = colours.line;
     context.fillRect(0, axisHeight - 1, width, 1);
     context.fillStyle = colours.dim;
-    const step = axisStep(this.microsPerPixel, 110);
-    for (let t = Math.ceil(this.begin / step) * step; t <= this.end; t += step) {
+    const step = this.axisStep();
+    for (const t of this.axisTimes(step)) {
       const x = Math.round(this.x(t));
       context.fillRect(x, axisHeight - 6, 1, 5);
       context.fillText(momentText(t, step), x + 4, axisHeight / 2 - 1);
@@ -140,13 +146,16 @@ class Timeline {
       lane.y + rowHeight * 1.4, errors ? colours.error : colours.dim);
   }
 
+  // Cut in its middle where it is too long: threads of one name differ at the end.
   drawLabel(text, y, colour) {
     const { context } = this;
     context.fillStyle = colour;
-    while (text.length > 2 && context.measureText(text).width > gutter - 20) {
-      text = `${text.slice(0, -2)}\u2026`;
-    }
-    context.fillText(text, 12, y);
+    const ends = (head) => `${text.slice(0, head)}\u2026${text.slice(-8)}`;
+    const fits = (candidate) => context.measureText(candidate).width <= gutter - 20;
+    let head = Math.min(50, text.length - 9);
+    let shown = head === 50 ? ends(head) : text;
+    for (; head > 0 && !fits(shown); --head) shown = ends(head);
+    context.fillText(shown, 12, y);
   }
 
   // Scopes narrower than a pixel are drawn once a pixel: a full ring has more of them than pixels.
