@@ -26,8 +26,11 @@ bool EditOnce(MXmlDocument& document, FuzzInput& input) {
       return document.SetAttribute(name, content);
     case 7:
       return document.AddNode(MXmlNodeType::kComment, content);
-    case 8:
-      return document.AddChildDocument(L"<x y='1'><z/>" + content + L"</x>");
+    case 8: {
+      const MString xml = L"<x y='1'><z/>" + content + L"</x>";
+      return operation < 128 ? document.AddChildDocument(xml)
+                             : document.AddElementWithDocument(name, xml);
+    }
     case 9:
       return document.RemoveElement();
     case 10:
