@@ -22,11 +22,20 @@ const RegisteredName registeredName(ClassName);
 // An entry of which nothing can be learned counts as a file: reading it will tell why.
 enum class Kind { File, Folder, LeftOut };
 
-Kind KindOf(const fs::directory_entry& entry) noexcept {
+/// Whether what `folder` lists lies elsewhere. Windows has more kinds of links than the standard
+/// library tells from folders, but each leads to another place.
+bool IsLink(const fs::path& folder, const fs::directory_entry& entry) {
+  std::error_code error;
+  const fs::path place = fs::canonical(entry.path(), error);
+  return !error && place != folder / entry.path().filename();
+}
+
+/// @param folder  where the entry was found, without links
+Kind KindOf(const fs::path& folder, const fs::directory_entry& entry) {
   std::error_code error;
   switch (entry.status(error).type()) {
     case fs::file_type::directory:
-      return entry.is_symlink(error) ? Kind::LeftOut : Kind::Folder;
+      return IsLink(folder, entry) ? Kind::LeftOut : Kind::Folder;
     case fs::file_type::block:
     case fs::file_type::character:
     case fs::file_type::fifo:
@@ -61,11 +70,13 @@ void ListFolder::Execute() {
 
 void ListFolder::Read() {
   static MFlowPoint point(ClassName, L"Read");
-  std::error_code error;
   // The folder was there when it was found; it may be gone now, or go while it is read.
+  std::error_code error;
+  const fs::path place = fs::canonical(folder, error);
+  if (error) RaiseErrorCode(point.At(this), L"ReadFailed", error);
   for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator();
        next.increment(error)) {
-    const Kind kind = KindOf(*next);
+    const Kind kind = KindOf(place, *next);
     if (kind != Kind::LeftOut) entries->push_back({next->path(), kind == Kind::Folder});
   }
   if (error) RaiseErrorCode(point.At(this), L"ReadFailed", error);

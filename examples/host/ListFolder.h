@@ -20,10 +20,10 @@ struct FolderEntry {
 
 /// The command that lists one folder, sorted by name, without what lies in folders below.
 ///
-/// Links to folders are left out, since they may lead in circles; so are devices, pipes and
-/// sockets, which may have no end. A link that leads nowhere is listed as a file, which will fail.
-/// Errors: ListFolder.Execute:FolderNotListed with "folder", caused by ListFolder.Read:ReadFailed
-/// with "errorCode" and "errorMessage".
+/// Links to folders, junctions among them, are left out, since they may lead in circles; so are
+/// devices, pipes and sockets, which may have no end. A link that leads nowhere is listed as a
+/// file, which will fail. Errors: ListFolder.Execute:FolderNotListed with "folder", caused by
+/// ListFolder.Read:ReadFailed with "errorCode" and "errorMessage".
 class ListFolder final : public MCommandSynchronous {
  public:
   ListFolder(MExceptionHolder outcome, Workbench& commandBench, std::filesystem::path folderPath,

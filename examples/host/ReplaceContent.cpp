@@ -24,6 +24,19 @@ namespace fs = std::filesystem;
 const wchar_t ClassName[] = L"ReplaceContent";
 const RegisteredName registeredName(ClassName);
 
+constexpr int kMostLinks = 40;  // as many as Linux follows
+
+/// Where a file at `path` is or would be: links are followed, also one that leads nowhere yet.
+fs::path BehindLinks(MFlowPoint& point, const fs::path& path) {
+  fs::path target = path;
+  std::error_code error;  // creating the new file tells what is wrong
+  for (int links = 0; fs::is_symlink(fs::symlink_status(target, error)); ++links) {
+    if (links == kMostLinks) RaiseErrno(point, L"CreateFailed", ELOOP);
+    target = target.parent_path() / fs::read_symlink(target, error);
+  }
+  return target;
+}
+
 /// A name that no other process uses. One that a killed process has left is used again.
 fs::path NameBeside(const fs::path& path) {
 #if defined(_WIN32)
@@ -81,20 +94,18 @@ class RemovedFile {
 void ReplaceContent(const fs::path& path, std::string_view content) {
   static MFlowPoint point(ClassName, ClassName);
   const MFlowScope scope = point.At(nullptr).OpenScope();
-  std::error_code error;
-  fs::path target = fs::weakly_canonical(path, error);
-  if (error) target = path;  // creating the new file tells what is wrong
-
+  const fs::path target = BehindLinks(point.At(nullptr), path);
   const fs::path created = NameBeside(target);
   std::FILE* const file = Create(created);
   const int createError = errno;  // first: nothing may run in between
   if (file == nullptr) RaiseErrno(point.At(nullptr), L"CreateFailed", createError);
   const RemovedFile removed(created);
+  std::error_code error;
+  if (const fs::file_status old = fs::status(target, error); fs::exists(old)) {
+    fs::permissions(created, old.permissions(), error);  // before there is anything to read
+  }
   if (const int writeError = WriteAll(file, content); writeError != 0) {
     RaiseErrno(point.At(nullptr), L"WriteFailed", writeError);
-  }
-  if (const fs::file_status old = fs::status(target, error); fs::exists(old)) {
-    fs::permissions(created, old.permissions(), error);
   }
   fs::rename(created, target, error);
   if (error) RaiseErrorCode(point.At(nullptr), L"ReplaceFailed", error);

@@ -44,7 +44,8 @@ void RunMemory::Load() {
   static MFlowPoint point(ClassName, L"Load");
   std::vector<std::string> complaints;
   try {
-    memory = store->Load(complaints).value_or(Memory());
+    ThrowingFrameworkErrors(point.At(this),
+                            [&] { memory = store->Load(complaints).value_or(Memory()); });
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);
     usable = false;
@@ -60,7 +61,7 @@ bool RunMemory::Keep(const RunResults& results) {
   static MFlowPoint point(ClassName, L"Keep");
   if (!store || !usable) return usable;
   try {
-    store->Save({memory.settings, results});
+    ThrowingFrameworkErrors(point.At(this), [&] { store->Save({memory.settings, results}); });
     return true;
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);

@@ -16,7 +16,8 @@ std::string ToUtf8(std::wstring_view text);
 /// become U+FFFD.
 MString ToText(const std::filesystem::path& path);
 
-/// A path for display, in UTF-8, on one line whatever characters it contains.
+/// A path for display, on one line whatever characters it contains: in UTF-8, or where names are
+/// bytes, those bytes.
 std::string DisplayName(const std::filesystem::path& path);
 
 }  // namespace host

@@ -6,12 +6,13 @@
 #include "examples/shared/TextDecoding.h"
 #include "velta/xml/MXmlDocument.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -40,10 +41,25 @@ std::string Printable(std::wstring_view text) {
   return printable;
 }
 
+/// @return whether the file was read to its end; a stream of the library may take an error for it
+bool ReadAll(const std::filesystem::path& path, std::string& bytes) {
+#if defined(_WIN32)
+  std::FILE* const opened = ::_wfopen(path.c_str(), L"rb");
+#else
+  std::FILE* const opened = std::fopen(path.c_str(), "rbe");
+#endif
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(opened, &std::fclose);
+  if (file == nullptr) return false;
+  std::array<char, 65536> block;
+  while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
+    bytes.append(block.data(), count);
+  }
+  return std::ferror(file.get()) == 0;
+}
+
 int Run(const std::filesystem::path& path, bool withTree) {
-  std::ifstream file(path, std::ios::binary);
-  std::string bytes(std::istreambuf_iterator<char>(file), {});
-  if (!file.is_open() || file.bad()) {
+  std::string bytes;
+  if (!ReadAll(path, bytes)) {
     return Complain("cannot read " + Utf8(path));
   }
   DecodedText decoded = DecodeXml(bytes);

@@ -62,6 +62,9 @@ class XmlToolTest(unittest.TestCase):
             code, printed, errors = self.run_tool(content)
             self.assertEqual((code, printed), (2, []), content)
             self.assertTrue(errors.startswith("xmltool: "), errors)
+        # Opens, but not a byte of it can be read.
+        run = subprocess.run([*COMMAND, "/proc/self/mem"], capture_output=True, check=False)
+        self.assertEqual((run.returncode, run.stdout), (2, b""))
 
     def test_a_deep_and_wide_document_is_streamed(self):
         count = 100_000
