@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -35,33 +36,33 @@ class Catalogue {
 class FindTitle final : public MCommandSynchronous {
  public:
   FindTitle(const MExceptionHolder& outcome, Catalogue& from, std::uint32_t wanted,
-            std::wstring& title)
-      : MCommandSynchronous(outcome), catalogue(from), number(wanted), result(title) {}
+            std::shared_ptr<std::wstring> title)
+      : MCommandSynchronous(outcome), catalogue(from), number(wanted), result(std::move(title)) {}
 
  private:
-  void Execute() override { result = catalogue.Find(number); }
+  void Execute() override { *result = catalogue.Find(number); }
 
   Catalogue& catalogue;
   std::uint32_t number;
-  std::wstring& result;
+  std::shared_ptr<std::wstring> result;
 };
 
 // What the rest of the program sees: an ordinary function that may throw.
 std::wstring TitleOf(MCommandProcessor& processor, Catalogue& catalogue, std::uint32_t number) {
-  std::wstring title;
+  const auto title = std::make_shared<std::wstring>();
   const MExceptionHolder outcome = MExceptionHolder::Create();
   std::unique_ptr<MCommandSynchronous> command =
       std::make_unique<FindTitle>(outcome, catalogue, number, title);
   processor.ExecuteSynchronously(command);
   outcome.ThrowIfError();
-  return title;
+  return *title;
 }
 
 void PrintTitle(MCommandProcessor& processor, Catalogue& catalogue, std::uint32_t number) {
   try {
     std::wcout << TitleOf(processor, catalogue, number) << L'\n';
   } catch (const MException& exception) {
-    std::wcout << exception.GetError(0)->GetCode() << L'\n';
+    if (const MError* error = exception.GetError(0)) std::wcout << error->GetCode() << L'\n';
   }
 }
 

@@ -21,7 +21,8 @@ void Measure(MCommandProcessor& processor, std::uint32_t channel) {
     outcome.ThrowIfError();
     std::cout << "channel " << channel << " measured\n";
   } catch (const MException& exception) {  // thrown in one module, caught in another
-    const MString& code = exception.GetError(0)->GetCode();
+    const MError* const error = exception.GetError(0);
+    const MString code = error ? error->GetCode() : MString();
     std::cout << std::string(code.begin(), code.end()) << '\n';
   }
 }

@@ -101,7 +101,7 @@ int main() {
     application.SaveAll();
     application.Stop();
   } catch (const MException& exception) {
-    std::wcout << exception.GetError(0)->GetMessage() << L'\n';
+    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
     return 1;
   }
 }

@@ -102,11 +102,18 @@ class Mailbox {
   MSchedulerThread thread;  // last, so that it goes first
 };
 
+void PrintCode(const wchar_t* when, const MException& exception) {
+  // The entry is null if there was no memory for it.
+  if (const MError* error = exception.GetError(0)) {
+    std::wcout << when << error->GetCode() << L'\n';
+  }
+}
+
 void PrintStopFailure(Worker& worker) {
   try {
     worker.Stop();
   } catch (const MException& exception) {
-    std::wcout << L"from the thread itself: " << exception.GetError(0)->GetCode() << L'\n';
+    PrintCode(L"from the thread itself: ", exception);
   }
 }
 
@@ -132,7 +139,7 @@ int main() {
   try {
     worker.Flush();
   } catch (const MException& exception) {
-    std::wcout << L"flush: " << exception.GetError(0)->GetCode() << L'\n';
+    PrintCode(L"flush: ", exception);
   }
   worker.Stop();
   std::wcout << (worker.IsRunning() ? L"running" : L"inactive") << L'\n';

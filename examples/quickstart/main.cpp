@@ -6,34 +6,45 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 class Divide : public MCommandSynchronous {
  public:
-  Divide(const MExceptionHolder& outcome, std::uint32_t number, std::uint32_t divisor)
-      : MCommandSynchronous(outcome), a(number), b(divisor) {}
+  Divide(const MExceptionHolder& outcome, std::uint32_t number, std::uint32_t divisor,
+         std::shared_ptr<std::uint32_t> result)
+      : MCommandSynchronous(outcome), a(number), b(divisor), quotient(std::move(result)) {}
 
  private:
   void Execute() override {  // on the processor's thread
     static MFlowPoint point(L"Divide", L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
     if (b == 0) point.At(this).Raise(L"DivisorIsZero", L"number", a);
-    std::wcout << a / b << L'\n';
+    *quotient = a / b;
   }
 
   std::uint32_t a, b;
+  std::shared_ptr<std::uint32_t> quotient;  // shared: a failed wait leaves the command behind
 };
 
 int main() {
-  MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
-  processor.Start();
-  const MExceptionHolder outcome = MExceptionHolder::Create();
-  std::unique_ptr<MCommandSynchronous> command = std::make_unique<Divide>(outcome, 7U, 0U);
-  processor.ExecuteSynchronously(command);  // waits; a failure comes back in the outcome
-  processor.Stop();
   try {
+    MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
+    processor.Start();
+    const auto quotient = std::make_shared<std::uint32_t>();
+    const MExceptionHolder outcome = MExceptionHolder::Create();
+    std::unique_ptr<MCommandSynchronous> command =
+        std::make_unique<Divide>(outcome, 7U, 0U, quotient);
+    processor.ExecuteSynchronously(command);  // waits; a failure comes back in the outcome
+    processor.Stop();
     outcome.ThrowIfError();
+    std::wcout << *quotient << L'\n';
   } catch (const MException& exception) {
-    const MError& error = *exception.GetError(0);
-    std::wcout << error.GetCode() << L" number=" << error.GetParameters().at(L"number") << L'\n';
+    if (const MError* error = exception.GetError(0)) {  // null if there was no memory for it
+      std::wcout << error->GetCode();
+      for (const auto& [name, value] : error->GetParameters()) {
+        std::wcout << L' ' << name << L'=' << value;
+      }
+      std::wcout << L'\n';
+    }
   }
 }

@@ -98,9 +98,8 @@ class KLogger {
   /// The first line names what the second gives as numbers: relative time, code, the two values,
   /// class key, point key, object and thread id. For example:
   ///
-  ///     % Construction in_class MJob at MJob for_object 0000021D5C0A1230 (unknown) in_thread
-  ///     4711...
-  ///         0.004213, -14, 0, 38, 1073815552, 1073815600, 2325121471024, 4711
+  ///     % Scope_push in_class MJob at Run for_object 0000021D5C0A1230 (job) in_thread 4711 (Pool)
+  ///         0.004213, -7, 0, 38, 1073815552, 1073815600, 2325121471024, 4711
   ///
   /// @param index      the record's slot in the ring
   /// @param reference  the counter value that counts as time 0

@@ -29,7 +29,8 @@ class MException;
 ///
 /// Threads: shared by all threads and objects that run the function, without a lock. Two that run
 /// it at once may log each other's object or line; names and values are always their own.
-/// Ownership: the names are not copied and must live as long as the process, as literals do.
+/// Ownership: the log tells names by their addresses, so they must live as long as the point and
+/// never give way to other names: use literals.
 /// Errors: what logs never throws; what raises always throws, an `MException` unless there is no
 /// memory for one (`std::bad_alloc`).
 class MFlowPoint {

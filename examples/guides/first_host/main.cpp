@@ -8,14 +8,15 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 namespace {
 
-// Adds the numbers from 1 to a limit, into a variable of the caller's.
+// Adds the numbers from 1 to a limit. The total is the caller's as well.
 class Sum : public MCommandSynchronous {
  public:
-  Sum(const MExceptionHolder& outcome, std::uint32_t upTo, std::uint32_t* result)
-      : MCommandSynchronous(outcome), limit(upTo), total(result) {}
+  Sum(const MExceptionHolder& outcome, std::uint32_t upTo, std::shared_ptr<std::uint32_t> result)
+      : MCommandSynchronous(outcome), limit(upTo), total(std::move(result)) {}
 
  private:
   void Execute() override {
@@ -26,16 +27,16 @@ class Sum : public MCommandSynchronous {
   }
 
   std::uint32_t limit;
-  std::uint32_t* total;
+  std::shared_ptr<std::uint32_t> total;
 };
 
 void AddUp(MCommandProcessor& processor, std::uint32_t limit) {
-  std::uint32_t total = 0;
+  const auto total = std::make_shared<std::uint32_t>();
   const MExceptionHolder outcome = MExceptionHolder::Create();
-  std::unique_ptr<MCommandSynchronous> command = std::make_unique<Sum>(outcome, limit, &total);
+  std::unique_ptr<MCommandSynchronous> command = std::make_unique<Sum>(outcome, limit, total);
   processor.ExecuteSynchronously(command);
   outcome.ThrowIfError();
-  std::wcout << L"1 + ... + " << limit << L" = " << total << L'\n';
+  std::wcout << L"1 + ... + " << limit << L" = " << *total << L'\n';
 }
 
 }  // namespace
@@ -49,7 +50,7 @@ int main(int argc, char** argv) {
   } catch (const MException& exception) {
     if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
   }
-  processor.Stop();
+  processor.ForceStop();
 
   if (argc > 1) {
     std::ofstream file(argv[1]);
