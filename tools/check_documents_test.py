@@ -32,6 +32,7 @@ class Documents(unittest.TestCase):
         self.assertEqual(self.block("<!-- output: program -->", "...\n    0.000398, -14\n...\n"), [])
         masked = PRINTED.replace("684F24E8", "00000000").replace("398", "1").replace("Sat", "Mon")
         self.assertEqual(self.block("<!-- output, numbers aside: program -->", masked), [])
+        self.assertEqual(self.block("<!-- output on Windows: program -->", "not here\n"), [])
         self.assertEqual(self.problems("# A page\n[a](#a-page) [b](main.cpp) [c](https://x.test/)\n"), [])
 
     def test_what_differs_is_named_with_its_line(self):

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/threads/MCallbackFunctor.h"
+
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include <windows.h>
+
+namespace {
+
+const wchar_t kWindowClass[] = L"CounterWindow";
+constexpr UINT kCount = WM_APP;
+
+// Counts the messages that its window gets. The window belongs to the processor's thread, and so
+// does all else here.
+class Counter {
+ public:
+  void Open() {
+    WNDCLASSW windowClass = {};
+    windowClass.lpfnWndProc = &OnMessage;
+    windowClass.lpszClassName = kWindowClass;
+    ::RegisterClassW(&windowClass);
+    window = ::CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                               nullptr, nullptr);
+    const DWORD lastError = ::GetLastError();  // first: nothing may run in between
+    static MFlowPoint point(L"Counter", L"Open");
+    if (window == nullptr) point.At(this).Raise(L"NoWindow", L"winErrorCode", lastError);
+    ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+  }
+
+  void Pump() {
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE) {
+      ::TranslateMessage(&message);
+      ::DispatchMessageW(&message);
+    }
+  }
+
+  void Close() { ::DestroyWindow(window); }
+
+  HWND GetWindow() const { return window; }
+  int GetCount() const { return count; }
+
+ private:
+  static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
+    if (message != kCount) return ::DefWindowProcW(window, message, first, second);
+    auto* const counter = reinterpret_cast<Counter*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+    return ++counter->count;
+  }
+
+  HWND window = nullptr;
+  int count = 0;
+};
+
+class ReadCount final : public MCommandSynchronous {
+ public:
+  ReadCount(const MExceptionHolder& outcome, const Counter& from, std::shared_ptr<int> count)
+      : MCommandSynchronous(outcome), counter(from), result(std::move(count)) {}
+
+ private:
+  void Execute() override { *result = counter.GetCount(); }
+
+  const Counter& counter;
+  std::shared_ptr<int> result;
+};
+
+}  // namespace
+
+int main() {
+  Counter counter;
+  MCommandProcessor processor(nullptr, new MCallbackFunctorImp<Counter>(&counter, &Counter::Open),
+                              new MCallbackFunctorImp<Counter>(&counter, &Counter::Close),
+                              new MCallbackFunctorImp<Counter>(&counter, &Counter::Pump), 0, true);
+  try {
+    processor.Start();
+    // Returns when the window's thread has pumped the message.
+    ::SendMessageW(counter.GetWindow(), kCount, 0, 0);
+    ::SendMessageW(counter.GetWindow(), kCount, 0, 0);
+
+    const auto count = std::make_shared<int>();
+    const MExceptionHolder outcome = MExceptionHolder::Create();
+    std::unique_ptr<MCommandSynchronous> command =
+        std::make_unique<ReadCount>(outcome, counter, count);
+    processor.ExecuteSynchronously(command);
+    outcome.ThrowIfError();
+    std::wcout << *count << L" messages\n";
+  } catch (const MException& exception) {
+    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
+    return 1;
+  }
+}
