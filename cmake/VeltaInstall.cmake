@@ -26,11 +26,20 @@ install(FILES "${PROJECT_BINARY_DIR}/VeltaConfig.cmake"
   DESTINATION "${package_dir}" COMPONENT development)
 
 if(WIN32)
-  install(FILES "$<TARGET_FILE_DIR:velta>/velta.pdb" DESTINATION "${CMAKE_INSTALL_BINDIR}"
-    COMPONENT development OPTIONAL)
+  set(pdb "$<TARGET_FILE_DIR:velta>/velta.pdb")
+  if(MSVC)
+    set(pdb "$<TARGET_PDB_FILE:velta>")
+  endif()
+  install(FILES "${pdb}" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT development)
   install(FILES "${PROJECT_SOURCE_DIR}/packaging/velta.natvis"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/velta" COMPONENT development)
 else()
+  # Found from where the file itself lies, so that the whole may be moved.
+  file(RELATIVE_PATH prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+  set(libdir "\${prefix}")
+  cmake_path(APPEND libdir "${CMAKE_INSTALL_LIBDIR}")  # unless it is a whole path by itself
+  set(includedir "\${prefix}")
+  cmake_path(APPEND includedir "${CMAKE_INSTALL_INCLUDEDIR}")
   configure_file("${PROJECT_SOURCE_DIR}/packaging/velta.pc.in" "${PROJECT_BINARY_DIR}/velta.pc"
     @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/velta.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
@@ -39,6 +48,9 @@ endif()
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
   COMPONENT runtime)
 
+if(NOT PROJECT_IS_TOP_LEVEL)
+  return()  # the archives are the whole project's
+endif()
 set(CPACK_PACKAGE_NAME velta)
 set(CPACK_PACKAGE_VENDOR Velta)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")

@@ -10,9 +10,7 @@ add_library(velta_options INTERFACE)
 target_compile_features(velta_options INTERFACE cxx_std_20)
 target_include_directories(velta_options INTERFACE "${PROJECT_SOURCE_DIR}")
 if(MSVC)
-  # 4251, 4275: exported classes have fields and bases of the one C++ runtime that is asked for.
-  target_compile_options(velta_options INTERFACE /W4 /wd4251 /wd4275 /permissive- /utf-8
-                         /Zc:__cplusplus
+  target_compile_options(velta_options INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus
                          $<$<BOOL:${VELTA_WERROR}>:/WX>)
 else()
   target_compile_options(velta_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
@@ -44,7 +42,8 @@ function(velta_room name)
   target_compile_definitions(velta_${name} PRIVATE VELTA_BUILDING)
   set_target_properties(velta_${name} PROPERTIES
     CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF
-    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON
+    MSVC_DEBUG_INFORMATION_FORMAT Embedded)  # in the objects, for the library's PDB
   set_property(GLOBAL APPEND PROPERTY VELTA_ROOMS velta_${name})
 endfunction()
 

@@ -1,10 +1,11 @@
 # SPDX-License-Identifier: MIT
-"""conan create packaging/conan"""
+"""conan create packaging/conan -s compiler.cppstd=20"""
 import re
 from pathlib import Path
 
 from conan import ConanFile
 from conan.errors import ConanInvalidConfiguration
+from conan.tools.build import check_min_cppstd
 from conan.tools.cmake import CMake, CMakeDeps, CMakeToolchain, cmake_layout
 from conan.tools.files import copy
 
@@ -25,6 +26,8 @@ class VeltaRecipe(ConanFile):
     def validate(self):
         if str(self.settings.os) not in ("Windows", "Linux") or str(self.settings.arch) != "x86_64":
             raise ConanInvalidConfiguration("Velta is for 64-bit Windows and Linux")
+        # The generated target cannot ask for a language level, so the profile of a program must.
+        check_min_cppstd(self, 20)
 
     def export_sources(self):
         for pattern in ("CMakeLists.txt", "LICENSE", "cmake/*", "packaging/*", "velta/*"):
@@ -49,6 +52,7 @@ class VeltaRecipe(ConanFile):
         CMake(self).install()
 
     def package_info(self):
-        self.cpp_info.libs = ["velta"]
+        debug = self.settings.get_safe("compiler") == "msvc" and self.settings.build_type == "Debug"
+        self.cpp_info.libs = ["veltad" if debug else "velta"]
         self.cpp_info.set_property("cmake_file_name", "Velta")
         self.cpp_info.set_property("cmake_target_name", "Velta::velta")

@@ -1,7 +1,9 @@
 # SPDX-License-Identifier: MIT
 # An overlay port: it stands in the sources that it builds.
 #   vcpkg install velta --overlay-ports=<checkout>/packaging/vcpkg
-vcpkg_check_linkage(ONLY_DYNAMIC_LIBRARY)
+# What is installed is known by this folder's content only: after a change of the sources it must be
+# removed first, and installed with --binarysource=clear.
+vcpkg_check_linkage(ONLY_DYNAMIC_LIBRARY ONLY_DYNAMIC_CRT)
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
 vcpkg_cmake_configure(SOURCE_PATH "${SOURCE_PATH}"

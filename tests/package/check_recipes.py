@@ -28,6 +28,11 @@ include("${PORT}/portfile.cmake")
 """
 
 
+class Settings(types.SimpleNamespace):
+    def get_safe(self, name):
+        return getattr(self, name, None)
+
+
 def check_vcpkg(root, cmake, version):
     port = root / "packaging/vcpkg"
     manifest = json.loads((port / "vcpkg.json").read_text())
@@ -44,7 +49,8 @@ def check_vcpkg(root, cmake, version):
 
 def check_conan(root, version):
     tools = {}
-    for name in ("conan", "conan.errors", "conan.tools", "conan.tools.cmake", "conan.tools.files"):
+    for name in ("conan", "conan.errors", "conan.tools", "conan.tools.build", "conan.tools.cmake",
+                 "conan.tools.files"):
         tools[name] = sys.modules[name] = types.ModuleType(name)
     tools["conan"].ConanFile = object
     tools["conan.errors"].ConanInvalidConfiguration = ValueError
@@ -61,6 +67,8 @@ def check_conan(root, version):
     for name in ("CMake", "CMakeDeps", "CMakeToolchain"):
         setattr(tools["conan.tools.cmake"], name, Tool)
     tools["conan.tools.cmake"].cmake_layout = lambda _: None
+    standards = []
+    tools["conan.tools.build"].check_min_cppstd = lambda _, level: standards.append(level)
     copied = []
     tools["conan.tools.files"].copy = lambda _, pattern, source, __: copied.append((source, pattern))
 
@@ -70,9 +78,14 @@ def check_conan(root, version):
     spec.loader.exec_module(module)
     recipe = module.VeltaRecipe()
     recipe.export_sources_folder = "elsewhere"
-    for step in ("set_version", "export_sources", "layout", "generate", "build", "package"):
+    recipe.settings = Settings(os="Windows", arch="x86_64", compiler="msvc", build_type="Debug")
+    recipe.cpp_info = types.SimpleNamespace(set_property=lambda *_: None)
+    for step in ("set_version", "validate", "export_sources", "layout", "generate", "build",
+                 "package", "package_info"):
         getattr(recipe, step)()
     assert recipe.version == version, recipe.version
+    assert standards == [20], "the recipe does not ask for the language level"
+    assert recipe.cpp_info.libs == ["veltad"], recipe.cpp_info.libs
     check_options(root, [name for tool in toolchains for name in tool.cache_variables])
     for source, pattern in copied:
         assert any(source.glob(pattern)), f"nothing is called {pattern}"
@@ -90,6 +103,11 @@ def check_natvis(root):
     space = "{http://schemas.microsoft.com/vstudio/debugger/natvis/2010}"
     types_seen = views.findall(f"{space}Type")
     assert types_seen, "natvis shows no type"
+    words = (root / "velta/logging/internal/KLogWords.h").read_text()
+    offset = re.search(r"return (\(.*\)) \* kPerRecord;", words)[1]
+    offset = re.sub(r"(\d)U", r"\1", offset).replace("slot", "$i")
+    nodes = [node.text for node in views.iter(f"{space}ValueNode") if "KLogRecord" in node.text]
+    assert nodes and all(f"records + 5 * {offset})" in node for node in nodes), offset
     for view in types_seen:
         name = view.get("Name").split("<")[0].split("::")[-1]
         definition = re.compile(rf"\b(class|struct)\b[^;(]*\b{name}\b[^;]*{{")
@@ -101,6 +119,7 @@ def check_natvis(root):
                                f"{space}ValueNode"):
                 expressions = [element.text]
             for expression in expressions:
+                assert not re.search(r"\w\(\)", expression), f"{name}: {expression} is a call"
                 for field in re.findall(r"(?<![\w$.>])[A-Za-z]\w*", expression.removesuffix(",x")):
                     assert re.search(rf"\b{field}\b", header), f"{name} has no field {field}"
 

@@ -14,6 +14,8 @@
 
 class IThreadErrorHandler;
 
+VELTA_EXPORTS_BEGIN
+
 /// An engine thread that runs commands one after another, in the order they were queued, while
 /// their callers wait.
 ///
@@ -109,3 +111,5 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   std::unique_ptr<CommandQueue> commandQueue;
   HANDLE abortEvent;  // once set it stays set
 };
+
+VELTA_EXPORTS_END

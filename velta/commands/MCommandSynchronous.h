@@ -6,6 +6,8 @@
 #include "velta/platform/Api.h"
 #include "velta/platform/Types.h"
 
+VELTA_EXPORTS_BEGIN
+
 /// A command whose caller waits for it (`MCommandProcessor::ExecuteSynchronously`).
 ///
 /// Derive from it and supply `Execute`. An `MException` from `Execute` travels back to the caller
@@ -29,3 +31,5 @@ class VELTA_API MCommandSynchronous : public MCommand {
   MExceptionHolder resultHolder;
   HANDLE completionEvent = nullptr;  // made and closed by the processor's waiting caller
 };
+
+VELTA_EXPORTS_END

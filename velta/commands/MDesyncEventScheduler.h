@@ -11,6 +11,8 @@
 
 class IThreadErrorHandler;
 
+VELTA_EXPORTS_BEGIN
+
 /// Delivers notifications on a thread of its own, one at a time, in the order they were scheduled,
 /// so that who raises a notification never runs its receiver's code.
 ///
@@ -61,3 +63,5 @@ class VELTA_API MDesyncEventScheduler : private Velta::Libraries::NonCopyable {
   MSchedulerThread schedulerThread;
   MThreadSafeFifo<MDesyncEvent*, MDesyncEvent*> eventQueue;
 };
+
+VELTA_EXPORTS_END

@@ -8,6 +8,8 @@
 
 namespace Velta::Libraries {
 
+VELTA_EXPORTS_BEGIN
+
 /// Runs an action when its scope ends, normally or by an exception, unless dismissed.
 ///
 /// Threads: belongs to one scope on one thread. Ownership: owns the actions it is given.
@@ -37,5 +39,7 @@ class VELTA_API GenericGuard : public NonCopyable {
  private:
   std::function<void()> exitAction;
 };
+
+VELTA_EXPORTS_END
 
 }  // namespace Velta::Libraries

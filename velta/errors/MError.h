@@ -16,6 +16,8 @@ class IOutFilerTagged;
 #pragma push_macro("GetClassInfo")
 #undef GetClassInfo
 
+VELTA_EXPORTS_BEGIN
+
 /// One failure: which class, which operation, which condition, and named text parameters.
 ///
 /// The identity is the code, class "." operation ":" error name, for example
@@ -114,6 +116,8 @@ class VELTA_API MErrorOutOfMemory : public MError {
   /// its clone; `std::bad_alloc` if not even that can be had.
   [[noreturn]] static void Throw();
 };
+
+VELTA_EXPORTS_END
 
 // Kinds that exist as records only, for hosts that sort errors by record.
 VELTA_API extern const MClassInfo MErrorInternal;

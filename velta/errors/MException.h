@@ -12,6 +12,8 @@
 class IInFilerTagged;
 class IOutFilerTagged;
 
+VELTA_EXPORTS_BEGIN
+
 /// The one exception type that the framework throws: a chain of errors, the oldest first and the
 /// one raised last at the end.
 ///
@@ -80,3 +82,5 @@ class VELTA_API MException : public std::exception {
  private:
   std::list<MError*>* errors;  // owned, with its elements; never null
 };
+
+VELTA_EXPORTS_END

@@ -11,10 +11,7 @@
 
 class KLogger;
 
-#if defined(_MSC_VER)
-#pragma warning(push)
-#pragma warning(disable : 4251)  // a private atomic pointer: no consumer touches it
-#endif
+VELTA_EXPORTS_BEGIN
 
 /// Brings events and names into the process's event log, and into that of a second module while one
 /// is attached.
@@ -83,6 +80,4 @@ class VELTA_API MKLoggerAdapter : public MFlowLoggerImplementation,
   std::atomic<KLogger*> attached{nullptr};
 };
 
-#if defined(_MSC_VER)
-#pragma warning(pop)
-#endif
+VELTA_EXPORTS_END

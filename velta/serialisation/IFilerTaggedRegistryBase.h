@@ -5,6 +5,8 @@
 #include "velta/platform/Types.h"
 #include "velta/text/MString.h"
 
+VELTA_EXPORTS_BEGIN
+
 /// Where in the registry an application keeps its settings: what both registry filers share.
 ///
 /// The settings of an application lie below
@@ -41,3 +43,5 @@ class VELTA_API IFilerTaggedRegistryBase {
   HKEY rootHive;
   MString companyKeyName;
 };
+
+VELTA_EXPORTS_END

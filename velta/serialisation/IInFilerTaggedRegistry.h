@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+VELTA_EXPORTS_BEGIN
+
 /// Reads what an `IOutFilerTaggedRegistry` wrote.
 ///
 /// Nothing is consumed: values and groups may be read in any order, and again, and what another
@@ -67,3 +69,5 @@ class VELTA_API IInFilerTaggedRegistry : public IInFilerTagged, public IFilerTag
   bool opensReadOnly;
   MTypedPtrArray<MString, const MString&> groups;  // the innermost last
 };
+
+VELTA_EXPORTS_END

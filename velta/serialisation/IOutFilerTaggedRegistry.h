@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+VELTA_EXPORTS_BEGIN
+
 /// Writes named values and groups into the registry: a tag is the name of a value, a group a key.
 ///
 /// ```cpp
@@ -84,3 +86,5 @@ class VELTA_API IOutFilerTaggedRegistry : public IOutFilerTagged, public IFilerT
   MString applicationKeyName;
   MTypedPtrArray<MString, const MString&> groups;  // the innermost last
 };
+
+VELTA_EXPORTS_END

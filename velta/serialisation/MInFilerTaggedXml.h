@@ -12,6 +12,8 @@
 
 class MXmlDocument;
 
+VELTA_EXPORTS_BEGIN
+
 /// Reads what an `MOutFilerTaggedXml` wrote.
 ///
 /// A value is read when it is the next element of its group and has the right tag and type: "float"
@@ -69,3 +71,5 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
   std::int32_t depth = 0;  // groups begun and not ended
   MString scratch;         // kept for its memory
 };
+
+VELTA_EXPORTS_END

@@ -12,6 +12,8 @@
 
 class MXmlDocument;
 
+VELTA_EXPORTS_BEGIN
+
 /// Writes named values and groups into an XML document in memory.
 ///
 /// ```cpp
@@ -76,3 +78,5 @@ class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
   MString scratch;         // where numbers are formatted; kept for its capacity
   std::int32_t depth = 0;  // groups begun and not ended
 };
+
+VELTA_EXPORTS_END

@@ -7,6 +7,10 @@
 #include <cstdint>
 #include <new>
 
+// A host's memory checker may have made a macro of it.
+#pragma push_macro("new")
+#undef new
+
 /// A growable array of owned objects, each allocated on its own: what the registry filers keep
 /// their group names in. For anything else, prefer a `std::vector`.
 ///
@@ -114,3 +118,5 @@ class MTypedPtrArray {
   std::int32_t growBy;
   float growthFactor;
 };
+
+#pragma pop_macro("new")

@@ -8,6 +8,8 @@
 #include <locale>
 #include <string>
 
+VELTA_EXPORTS_BEGIN
+
 /// A named locale for numbers, in both worlds that format them: streams and printf.
 ///
 /// Its numbers carry the locale's decimal separator and nothing else of it: no thousands separator,
@@ -89,3 +91,5 @@ class VELTA_API MLocale {
   std::locale streamLocale;
   wchar_t decimalSeparator = L'.';
 };
+
+VELTA_EXPORTS_END

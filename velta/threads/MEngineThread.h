@@ -14,6 +14,8 @@ class IThreadErrorHandler;
 class MCallbackFunctor;
 class MFlowPoint;
 
+VELTA_EXPORTS_BEGIN
+
 /// A worker thread that runs an event loop: it waits for up to 64 Windows events and runs the
 /// callback of whichever is signalled, one at a time, the lowest index first.
 ///
@@ -152,3 +154,5 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   bool processWindowMessages;
   std::uint32_t startCount = 0;  // tells one run from the next; guarded by the control mutex
 };
+
+VELTA_EXPORTS_END

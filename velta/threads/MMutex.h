@@ -23,6 +23,8 @@ class MMutexImp {
   MMutexImp() = default;
 };
 
+VELTA_EXPORTS_BEGIN
+
 /// A Windows critical section: the thread that holds it may take it again.
 class VELTA_API MMutexWinImp final : public MMutexImp {
  public:
@@ -67,6 +69,8 @@ class VELTA_API MMutex {
   MMutexImp* implementation;  // owned
   std::int32_t lockCount = 0;
 };
+
+VELTA_EXPORTS_END
 
 /// Holds an `MMutex` until its scope ends or `Unlock` is called.
 class MMutexGuard {

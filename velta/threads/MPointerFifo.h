@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <memory>
 
+VELTA_EXPORTS_BEGIN
+
 /// The queue beneath every `MThreadSafeFifo`, which gives it a type. Use that one.
 ///
 /// A ring of slots whose number grows by the grow step whenever a push finds it full; the oldest
@@ -47,3 +49,5 @@ class VELTA_API MPointerFifo {
   std::uint32_t storage = 0;  // length of the buffer: 0 or a power of two, at least the count
   std::uint32_t first = 0;    // where the oldest element stands in the buffer
 };
+
+VELTA_EXPORTS_END

@@ -26,6 +26,10 @@
 #include <utility>
 #include <vector>
 
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Wkeyword-macro"  // that is the point
+#endif
+
 #define min(a, b) (((a) < (b)) ? (a) : (b))
 #define max(a, b) (((a) > (b)) ? (a) : (b))
 #define ERROR 0
@@ -41,9 +45,12 @@
 #define GetObject GetObjectW
 #define CreateEvent CreateEventW
 #define SendMessage SendMessageW
+#define new HOSTILE_NEW
+#define HOSTILE_NEW new (__FILE__, __LINE__)
 
 #include "AllPublicHeaders.h"
 
-#if !defined(min) || !defined(max) || !defined(ERROR) || !defined(near) || !defined(interface)
+#if !defined(min) || !defined(max) || !defined(ERROR) || !defined(near) || !defined(interface) || \
+    !defined(new)
 #error "a public header has removed a macro of its includer"
 #endif
