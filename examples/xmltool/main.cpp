@@ -51,8 +51,8 @@ bool ReadAll(const std::filesystem::path& path, std::string& bytes) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(opened, &std::fclose);
   if (file == nullptr) return false;
   std::array<char, 65536> block;
-  while (const std::size_t count = std::fread(block.data(), 1, block.size(), file.get())) {
-    bytes.append(block.data(), count);
+  while (std::feof(file.get()) == 0 && std::ferror(file.get()) == 0) {
+    bytes.append(block.data(), std::fread(block.data(), 1, block.size(), file.get()));
   }
   return std::ferror(file.get()) == 0;
 }
