@@ -39,7 +39,7 @@ TEST(ToWide, WithoutMemoryThrowsWhatSaysSo) {
         }
       },
       1);
-  EXPECT_GT(refusals, 1);
+  EXPECT_GT(refusals, 0);
 }
 
 }  // namespace
