@@ -144,6 +144,8 @@ TEST(PosixWakes, LeavingOrDeletingTheOutermostSectionWakesWhomItOwes) {
   }
 }
 
+// The thread sanitizer keeps a signal back until the next call that it knows.
+#if !defined(__SANITIZE_THREAD__)
 // The host's signals are none of a wait's business. That each meets the thread asleep is likely
 // only; nothing else hangs on it.
 TEST(PosixWakes, ASignalDoesNotEndAWait) {
@@ -165,6 +167,7 @@ TEST(PosixWakes, ASignalDoesNotEndAWait) {
   EXPECT_EQ(result, DWORD{WAIT_OBJECT_0});
   ::sigaction(SIGUSR1, &previous, nullptr);
 }
+#endif
 
 TEST(PosixThreadsDeathTest, AForkedChildHasItsOwnId) {
   const DWORD parent = ::GetCurrentThreadId();
