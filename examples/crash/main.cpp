@@ -20,7 +20,7 @@ const wchar_t ClassName[] = L"Crash";
 const RegisteredName registeredName(ClassName);
 
 int ReadNowhere() {
-  volatile int* const nowhere = nullptr;
+  volatile int* volatile nowhere = nullptr;  // no compiler knows where it leads
   return *nowhere;
 }
 
