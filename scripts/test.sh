@@ -81,7 +81,7 @@ hold_wine() {
   trap 'tools/zig/bin/wine-session stop build/wine-session.pid' EXIT
 }
 
-# How many of the failed tests did not print a character: every program of ours prints first of all.
+# How many of the failed tests did not print a character: a test's first line comes before its work.
 silent() {
   grep -A 2 'status="fail"' "$1" | grep -c '<system-out></system-out>' || true
 }
