@@ -19,6 +19,10 @@ DWORD WaitForAnyOrInput(DWORD count, const HANDLE* handles, DWORD timeoutMs) {
   return ::MsgWaitForMultipleObjectsEx(count, handles, timeoutMs, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
 }
 
+HANDLE MakeEvent(BOOL manualReset, BOOL initialState) {
+  return ::CreateEventW(nullptr, manualReset, initialState, nullptr);
+}
+
 std::uintptr_t BeginThread(unsigned (*entry)(void*), void* argument, unsigned* id) {
   return ::_beginthreadex(nullptr, 0, entry, argument, 0, id);
 }
@@ -27,5 +31,5 @@ _locale_t CreateCLocale(const char* name) { return ::_create_locale(LC_ALL, name
 
 }  // namespace
 
-constinit SystemCalls systemCalls{&WaitForSingle, &WaitForAny, &WaitForAnyOrInput, &BeginThread,
-                                  &CreateCLocale};
+constinit SystemCalls systemCalls{&WaitForSingle, &WaitForAny,  &WaitForAnyOrInput,
+                                  &MakeEvent,     &BeginThread, &CreateCLocale};
