@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/platform/Api.h"
+#include "velta/platform/ThreadSafety.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -40,8 +41,8 @@ class VELTA_API MMutexWinImp final : public MMutexImp {
   alignas(std::max_align_t) std::byte criticalSection[48];
 };
 
-/// Holds the lock that guards a framework object.
-class VELTA_API MMutex {
+/// Holds the lock that guards a framework object. Clang checks what is declared as guarded by it.
+class VELTA_API VELTA_CAPABILITY("mutex") MMutex {
  public:
   /// Errors: an `MException` holding an `MErrorOutOfMemory`.
   MMutex();
@@ -50,7 +51,7 @@ class VELTA_API MMutex {
   ~MMutex();
 
   /// Waits until the lock is the caller's; recursive. @return false when there is no lock any more
-  bool Lock() {
+  bool Lock() VELTA_TRY_ACQUIRE(true) {
     if (implementation == nullptr || !implementation->Lock()) {
       return false;
     }
@@ -58,7 +59,7 @@ class VELTA_API MMutex {
     return true;
   }
 
-  void Unlock() {
+  void Unlock() VELTA_RELEASE() {
     if (implementation != nullptr) {
       lockCount = lockCount > 0 ? lockCount - 1 : 0;
       implementation->Unlock();
@@ -73,14 +74,15 @@ class VELTA_API MMutex {
 VELTA_EXPORTS_END
 
 /// Holds an `MMutex` until its scope ends or `Unlock` is called.
-class MMutexGuard {
+class VELTA_SCOPED_CAPABILITY MMutexGuard {
  public:
-  explicit MMutexGuard(MMutex& guarded) : mutex(guarded), locked(guarded.Lock()) {}
+  explicit MMutexGuard(MMutex& guarded) VELTA_ACQUIRE(guarded)
+      : mutex(guarded), locked(guarded.Lock()) {}
   MMutexGuard(const MMutexGuard&) = delete;
   MMutexGuard& operator=(const MMutexGuard&) = delete;
-  ~MMutexGuard() { Unlock(); }
+  ~MMutexGuard() VELTA_RELEASE() { Unlock(); }
 
-  void Unlock() {
+  void Unlock() VELTA_RELEASE() {
     if (locked) {
       locked = false;
       mutex.Unlock();
