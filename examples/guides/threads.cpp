@@ -27,7 +27,7 @@ class Worker final : public MEngineThread {
     AddEvent(jobs.GetEvent(), new MCallbackFunctorImp<Worker>(this, &Worker::RunNext));
   }
   ~Worker() override {
-    ForceStop();  // the thread uses the queue, which goes before the base
+    EndForDestruction();  // the thread uses the queue, which goes before the base
     while (const std::unique_ptr<Job> job = Next()) {
     }
   }

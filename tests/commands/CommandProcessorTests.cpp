@@ -178,30 +178,63 @@ TEST_F(CommandProcessor, RefusesWorkForGoodOnceStopped) {
   }
   processor.Stop();
 
-  // One that is queued too late is deleted unexecuted.
-  ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(WAIT_TIMEOUT);  // not yet stopped
-  EXPECT_THAT([&] { processor.ExecuteSynchronously(command); }, Raises(kAborted));
-  EXPECT_EQ(command, nullptr);
+  // A stop between the look at the abort event and the push refuses the push.
+  ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(WAIT_TIMEOUT);
+  EXPECT_THAT([&] { processor.ExecuteSynchronously(command); }, Raises(kStopped));
+  EXPECT_NE(command, nullptr);
   EXPECT_EQ(tally.run, 0);
-  EXPECT_EQ(tally.deleted, 1);
 }
 
-TEST_F(CommandProcessor, TakesCommandsThatNobodyWaitsForAndRunsNoneOnceStopped) {
+int eventsGranted = 0;
+
+HANDLE GrantEvents(BOOL manualReset, BOOL initialState) {
+  if (eventsGranted-- > 0) {
+    return ::CreateEventW(nullptr, manualReset, initialState, nullptr);
+  }
+  ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return nullptr;
+}
+
+TEST_F(CommandProcessor, AnEventThatTheSystemRefusesIsToldAndNothingIsHandedOver) {
+  const auto isTold = [](const wchar_t* code) {
+    return RaisesWith(code, ElementsAre(Pair(L"winErrorCode", L"8")));
+  };
+  processor.Start();
+  auto command = Make();
+  const SystemCallOverride grant(systemCalls.createEvent, &GrantEvents);
+  EXPECT_THAT([&] { processor.ExecuteSynchronously(command); },
+              isTold(L"MCommandProcessor.ExecuteSynchronously:WaitFailed"));
+  EXPECT_NE(command, nullptr);
+  processor.Flush();
+  EXPECT_EQ(tally.run, 0);
+
+  for (int granted = 0; granted < 6; ++granted) {
+    const auto make = [granted] {
+      eventsGranted = granted;
+      MCommandProcessor(nullptr, new Callback([] {}), nullptr, nullptr, 0, false).Start();
+    };
+    EXPECT_THAT(make, isTold(granted < 5 ? L"MEngineThread.MEngineThread:CreateEvent"
+                                         : L"MCommandProcessor.MCommandProcessor:CreateEvent"));
+  }
+}
+
+TEST_F(CommandProcessor, RunsCommandsThatNobodyWaitsForAlsoOnceRestarted) {
   class Open final : public MCommandProcessor {
    public:
     Open() : MCommandProcessor(nullptr, nullptr, nullptr, nullptr, 0, false) {}
     using MCommandProcessor::GetCommandInput;
   } open;
-  open.GetCommandInput().Push(Make().release());
-  for (int i = 0; i < 2; ++i) {
+  for (int run = 1; run <= 2; ++run) {
+    open.GetCommandInput().Push(Make().release());  // before the thread begins
     open.Start();
     open.Flush();
+    EXPECT_EQ(tally.run, run);
     open.Stop();
-    EXPECT_EQ(tally.run, 1);
-    EXPECT_EQ(tally.deleted, i + 1);
-    open.GetCommandInput().Push(Make().release());  // as a caller does that looked before the stop
+    EXPECT_EQ(tally.deleted, run);
   }
+  open.GetCommandInput().Push(Make().release());
   open.Abort();
+  EXPECT_EQ(tally.run, 2);
   EXPECT_EQ(tally.deleted, 3);
 }
 
@@ -321,25 +354,53 @@ TEST_F(CommandProcessor, CallsTheIdleHookAtEachTimeOutAndForWindowInputWhateverI
   EXPECT_FALSE(recorder.error.has_value());
 }
 
-TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByStop) {
-  processor.Start();
-  Caller first(processor, MakeHolding());
-  holding.Wait();
-  Caller fatal(processor, std::make_unique<FatalCommand>(tally));
-  Caller behind(processor, Make());
-  release.Set();
-  recorder.heard.Wait();
-  EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"fatal"), IsEmpty()));
-  EXPECT_EQ(first.Outcome(), L"");
-  EXPECT_EQ(tally.deleted, 2);
-  EXPECT_THAT([&] { processor.Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
+TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByWhateverEndsTheProcessor) {
+  using Owned = std::unique_ptr<MCommandProcessor>;
+  const std::function<void(Owned&)> ends[] = {
+      [](Owned& ended) { ended->Stop(); },
+      [](Owned& ended) { ended->ForceStop(); },
+      [](Owned& ended) {  // the thread dies while the stop is failing
+        ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(WAIT_FAILED);
+        ended->ForceStop();
+      },
+      [](Owned& ended) { ended.reset(); },
+  };
+  for (const auto& end : ends) {
+    Tally counts;
+    ErrorRecorder fault;
+    Owned dying = std::make_unique<MCommandProcessor>(&fault, nullptr, nullptr, nullptr, 0, false);
+    dying->Start();
+    Caller first(*dying, std::make_unique<Command>(counts, [this] {
+      holding.Set();
+      release.Wait();
+    }));
+    holding.Wait();
+    Caller fatal(*dying, std::make_unique<FatalCommand>(counts));
+    Caller waiting(*dying, std::make_unique<Command>(counts));
+    release.Set();
+    fault.heard.Wait();
+    EXPECT_THAT(*fault.error, HoldsOneError(MString(L"fatal"), IsEmpty()));
+    EXPECT_EQ(first.Outcome(), L"");
+    EXPECT_THAT([&] { dying->Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
 
-  processor.Stop();
-  EXPECT_EQ(fatal.Outcome(), kAborted);
-  EXPECT_EQ(behind.Outcome(), kAborted);
-  EXPECT_EQ(tally.run, 1);
-  EXPECT_EQ(tally.deleted, 3);
-  EXPECT_FALSE(processor.IsRunning());
+    end(dying);
+    dying.reset();  // at once: those who are released touch nothing of it
+    EXPECT_EQ(fatal.Outcome(), kAborted);
+    EXPECT_EQ(waiting.Outcome(), kAborted);
+    EXPECT_EQ(counts.run, 1);
+    EXPECT_EQ(counts.deleted, 3);
+  }
+}
+
+TEST_F(CommandProcessor, DestroyingOneThatNeverRanReleasesItsCallers) {
+  auto idle = std::make_unique<MCommandProcessor>(nullptr, nullptr, nullptr, nullptr, 0, false);
+  auto command = Make();
+  MCommandSynchronous* const queued = command.get();
+  Caller caller(*idle, std::move(command));
+  idle.reset();
+  EXPECT_EQ(caller.Outcome(), kAborted);
+  EXPECT_EQ(tally.deleted, 0);
+  delete queued;  // nobody else does
 }
 
 TEST_F(CommandProcessor, AnExceptionFromTheLastFlushIsLoggedAndTheRestAborted) {

@@ -32,7 +32,7 @@ class Engine : public MEngineThread {
  public:
   explicit Engine(IThreadErrorHandler* handler = nullptr, bool windowMessages = false)
       : MEngineThread(handler, windowMessages) {}
-  ~Engine() override { ForceStop(); }
+  ~Engine() override { EndForDestruction(); }
 
   using MEngineThread::AddEvent;
   using MEngineThread::SignalThreadStarted;

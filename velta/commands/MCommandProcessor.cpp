@@ -6,8 +6,10 @@
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/threads/internal/Events.h"
 #include "velta/threads/internal/Waits.h"
 
+#include <atomic>
 #include <new>
 #include <utility>
 
@@ -23,6 +25,35 @@ void RunHook(const std::unique_ptr<MCallbackFunctor>& hook) {
 }
 
 }  // namespace
+
+// What processor and callers use together. Each caller holds a share of it from the begin of a call
+// on: once released, he touches nothing of the processor, which may be gone.
+class MCommandProcessor::CommandQueue {
+ public:
+  explicit CommandQueue(MFlowPoint& point) : abortEvent(MakeEvent(point, EventReset::Manual)) {}
+  CommandQueue(const CommandQueue&) = delete;
+  CommandQueue& operator=(const CommandQueue&) = delete;
+  ~CommandQueue() { ::CloseHandle(abortEvent); }
+
+  HANDLE GetAbortEvent() const noexcept { return abortEvent; }
+  bool IsClosed() const noexcept { return closed.load(std::memory_order_relaxed); }
+
+  // Takes a caller's command, unless the queue is closed. @return whether it was taken
+  [[nodiscard]] bool Offer(MCommand* command) { return commands.PushUnless(closed, command); }
+
+  // Has callers refused from now on, and then releases those who wait. Whoever empties the queue
+  // after this has every command that a caller was told would not run.
+  void Close() noexcept {
+    closed.store(true, std::memory_order_relaxed);  // the queue's lock orders it
+    ::SetEvent(abortEvent);
+  }
+
+  MThreadSafeFifo<MCommand*, MCommand*> commands;
+
+ private:
+  std::atomic<bool> closed{false};
+  HANDLE abortEvent;
+};
 
 // The hooks are owned before anything can fail.
 MCommandProcessor::MCommandProcessor(IThreadErrorHandler* errorHandler, MCallbackFunctor* startHook,
@@ -42,58 +73,81 @@ MCommandProcessor::MCommandProcessor(IThreadErrorHandler* errorHandler,
       threadStartHook(std::move(startHook)),
       threadExitHook(std::move(exitHook)),
       idleHook(std::move(whenIdle)),
-      idleTimeoutMs(idleTimeout != 0 ? idleTimeout : INFINITE),
-      commandQueue(new(std::nothrow) CommandQueue),
-      abortEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+      idleTimeoutMs(idleTimeout != 0 ? idleTimeout : INFINITE) {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
 
-  Velta::Libraries::GenericGuard closeOnFailure([this] { ::CloseHandle(abortEvent); });
-  auto* const callback = new (std::nothrow)
-      MCallbackFunctorImp<MCommandProcessor>(this, &MCommandProcessor::OnCommandQueued);
-  if (commandQueue == nullptr || callback == nullptr) {
-    delete callback;
+  try {
+    commandQueue = std::make_shared<CommandQueue>(point.At(this));
+  } catch (const std::bad_alloc&) {
     MErrorOutOfMemory::Throw();
   }
-  AddEvent(commandQueue->GetEvent(), callback);
-  closeOnFailure.Dismiss();
+  abortEvent = commandQueue->GetAbortEvent();
+  auto* const callback = new (std::nothrow)
+      MCallbackFunctorImp<MCommandProcessor>(this, &MCommandProcessor::OnCommandQueued);
+  if (callback == nullptr) {
+    MErrorOutOfMemory::Throw();
+  }
+  AddEvent(commandQueue->commands.GetEvent(), callback);
+  SetEndedAction(&MCommandProcessor::AbortUnlessAborted);
 }
 
 MCommandProcessor::~MCommandProcessor() {
   static MFlowPoint point(ClassName, L"~MCommandProcessor");
   point.At(this).LogDestruction();
-  ForceStop();  // first: the thread uses what goes now
-  ::CloseHandle(abortEvent);
+  EndForDestruction();  // first: the thread uses what goes now
+  SetEndedAction(nullptr);
+  commandQueue->Close();  // a processor that never ran may still have callers
+}
+
+void MCommandProcessor::AbortUnlessAborted(MEngineThread& engine) {
+  auto& self = static_cast<MCommandProcessor&>(engine);
+  if (!self.commandQueue->IsClosed()) {
+    self.Abort();
+  }
 }
 
 void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous>& command) {
   static MFlowPoint point(ClassName, L"ExecuteSynchronously");
   const MFlowScope scope = point.At(this).OpenScope();
 
+  const std::shared_ptr<CommandQueue> queue = commandQueue;
   if (IsAborted()) {
     point.At(this).Raise(L"ProcessorStopped");
   }
   if (command == nullptr) {
     return;
   }
-  const HANDLE completionEvent = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  const HANDLE completionEvent =
+      systemCalls.createEvent.load(std::memory_order_relaxed)(FALSE, FALSE);
+  if (completionEvent == nullptr) {
+    const DWORD lastError = ::GetLastError();  // first: nothing may run in between
+    point.At(this).Raise(L"WaitFailed", L"winErrorCode", lastError);
+  }
   command->completionEvent = completionEvent;
-  try {
-    commandQueue->Push(command.get());
-  } catch (...) {
+  const auto takeBack = [&command, completionEvent] {
+    command->completionEvent = nullptr;
     ::CloseHandle(completionEvent);
+  };
+  bool taken = false;
+  try {
+    taken = queue->Offer(command.get());
+  } catch (...) {
+    takeBack();
     throw;
+  }
+  if (!taken) {  // stopped since the look above
+    takeBack();
+    point.At(this).Raise(L"ProcessorStopped");
   }
   static_cast<void>(command.release());
 
-  const WaitOutcome outcome = WaitForAny({completionEvent, abortEvent});
+  const WaitOutcome outcome = WaitForAny({completionEvent, queue->GetAbortEvent()});
   ::CloseHandle(completionEvent);
   if (outcome.result == WAIT_OBJECT_0) {
     return;
   }
   if (outcome.result == WAIT_OBJECT_0 + 1) {
-    // The push may have come after the thread emptied the queue for the last time.
-    DiscardQueue();
     point.At(this).Raise(L"CommandProcessingAborted");
   }
   // Unlike the engine thread's waits, this one tells neither the status of an abandoned handle nor
@@ -102,14 +156,6 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
     point.At(this).Raise(L"Abandoned");
   }
   point.At(this).Raise(L"WaitFailed", L"winErrorCode", outcome.lastError);
-}
-
-void MCommandProcessor::Stop() {
-  MEngineThread::Stop();
-  // A thread that has seen the stop request has aborted before it ended.
-  if (!IsRunning() && IsStopRequested() && !IsAborted()) {
-    Abort();
-  }
 }
 
 bool MCommandProcessor::IsAborted() const {
@@ -124,26 +170,23 @@ bool MCommandProcessor::IsAborted() const {
 void MCommandProcessor::Abort() {
   static MFlowPoint point(ClassName, L"Abort");
   point.At(this).LogTimingPoint(0, 0);
-  ::SetEvent(abortEvent);
-  DiscardQueue();
-}
-
-void MCommandProcessor::DiscardQueue() {
+  commandQueue->Close();
   while (PopCommand() != nullptr) {
   }
 }
 
+MThreadSafeFifoInput<MCommand*, MCommand*>& MCommandProcessor::GetCommandInput() noexcept {
+  return commandQueue->commands;
+}
+
 std::unique_ptr<MCommand> MCommandProcessor::PopCommand() {
   MCommand* command = nullptr;
-  static_cast<void>(commandQueue->Pop(command));
+  static_cast<void>(commandQueue->commands.Pop(command));
   return std::unique_ptr<MCommand>(command);
 }
 
 void MCommandProcessor::OnCommandQueued() {
-  // The caller of one that was queued too late has been told that it never runs: a processor that
-  // was started again must not run it either.
-  const std::unique_ptr<MCommand> command = PopCommand();
-  if (command != nullptr && !IsAborted()) {
+  if (const std::unique_ptr<MCommand> command = PopCommand()) {
     command->ExecuteGenericCommand();
   }
 }
@@ -151,7 +194,7 @@ void MCommandProcessor::OnCommandQueued() {
 void MCommandProcessor::OnFlush() {
   static MFlowPoint point(ClassName, L"OnFlush");
   const MFlowScope scope = point.At(this).OpenScope();
-  while (!commandQueue->IsEmpty()) {
+  while (!commandQueue->commands.IsEmpty()) {
     OnCommandQueued();
   }
 }
@@ -159,6 +202,7 @@ void MCommandProcessor::OnFlush() {
 void MCommandProcessor::OnStop() {
   static MFlowPoint point(ClassName, L"OnStop");
   const MFlowScope scope = point.At(this).OpenScope();
+  stopServed = true;
   try {
     OnFlush();
   } catch (const MException& exception) {
@@ -174,6 +218,7 @@ void MCommandProcessor::ThreadFunction() {
     registry->RegisterThreadName(L"Command processor thread");
   }
 
+  stopServed = false;
   Velta::Libraries::GenericGuard hooks([this] { RunHook(threadStartHook); },
                                        [this] { RunHook(threadExitHook); });
   SignalThreadStarted();
@@ -186,7 +231,7 @@ void MCommandProcessor::ThreadFunction() {
       }
     }
   } while (!IsStopRequested());
-  if (!IsAborted()) {
+  if (!stopServed) {
     OnStopWrapper();  // the request came while something else ran: no wait has seen it
   }
   hooks.Run();

@@ -19,11 +19,17 @@ VELTA_EXPORTS_BEGIN
 /// An engine thread that runs commands one after another, in the order they were queued, while
 /// their callers wait.
 ///
-/// `Start` it, call `ExecuteSynchronously` from any threads, `Stop` it: what is queued by then is
-/// executed, and from then on the processor refuses work, for good. Make a new one rather than
-/// starting it again. Not for notifications that nobody waits for: see `MDesyncEventScheduler`.
+/// `Start` it, call `ExecuteSynchronously` from any threads, `Stop` it: the processor executes
+/// until it finds its queue empty, and from then on refuses callers, for good. Make a new one
+/// rather than starting it again. Not for notifications that nobody waits for: see
+/// `MDesyncEventScheduler`.
 ///
-/// A flush and a stop take precedence over queued commands.
+/// A flush and a stop take precedence over queued commands. Both go on while the queue is not
+/// empty, so callers that keep calling keep them waiting without bound: to stop within the time of
+/// what is queued, have the callers stop first, by a flag that they look at before each call.
+///
+/// It may be destroyed as soon as `Stop` has returned, even while callers that the stop released
+/// are still inside `ExecuteSynchronously`.
 ///
 /// Threads: commands, hooks, `OnFlush` and `OnStop` run on the processor's thread only, one at a
 /// time. Errors are `MException`s with the class "MCommandProcessor", those of the control
@@ -43,33 +49,34 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   ///                               runs for window input only
   /// @param processWindowMessages  as for `MEngineThread`; the idle hook is then the place to pump
   ///
-  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  /// Errors: "CreateEvent" with "winErrorCode" when the system refuses an event; an `MException`
+  /// holding an `MErrorOutOfMemory`.
   MCommandProcessor(IThreadErrorHandler* errorHandler, MCallbackFunctor* threadStartHook,
                     MCallbackFunctor* threadExitHook, MCallbackFunctor* idleHook,
                     std::uint32_t idleTimeoutMs, bool processWindowMessages);
 
-  /// Stops the thread if it runs. Commands that are queued on a processor that does not run are not
-  /// deleted, and nobody may still be waiting for one.
+  /// Stops the thread if it runs and releases everybody who waits for a command. Commands that are
+  /// queued on a processor that does not run are not deleted.
   ~MCommandProcessor() override;
 
   /// Has the processor's thread run a command and waits until it has.
   ///
   /// On return the command is deleted or about to be, and its outcome is in its result holder.
-  /// Returns at once when `command` is null and the processor not stopped. Waits for ever on a
-  /// processor that is never started, and when called on the processor's own thread.
+  /// Returns at once when `command` is null and the processor not stopped. Waits for ever when
+  /// called on the processor's own thread, and until the destructor on a processor that is never
+  /// started. When a command's exception has ended the thread, whoever waits is released by
+  /// whatever ends the processor: `Stop`, `ForceStop` or the destructor.
   ///
   /// @param command  cleared once the command is queued, which hands it over; if the call fails
   ///                 before that, it stays with the caller
   ///
   /// Errors: "ProcessorStopped" when the processor has been stopped; "CommandProcessingAborted"
   /// when it is stopped before the command ran, which then never runs; an `MErrorOutOfMemory`.
-  /// "Abandoned" and "WaitFailed" with "winErrorCode" when the wait itself fails: the command is
-  /// then still queued or running, and must own what it works on.
+  /// "WaitFailed" with "winErrorCode" when the system has no event for the wait: the command stays
+  /// with the caller. "Abandoned" and "WaitFailed" with "winErrorCode" when the wait itself fails:
+  /// `command` is cleared then, the command is still queued or running, and must own what it works
+  /// on.
   void ExecuteSynchronously(std::unique_ptr<MCommandSynchronous>& command);
-
-  /// As `MEngineThread::Stop`. When the thread was ended by an exception, nobody is left to release
-  /// those who wait for commands: this then aborts in its place.
-  void Stop();
 
   /// Whether the processor has been stopped. Takes no lock and does not wait.
   ///
@@ -77,7 +84,8 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   bool IsAborted() const;
 
   /// Refuses work from now on, releases everybody who waits for a command, and deletes every queued
-  /// command unexecuted. `Stop` does this on the processor's thread once the queue is flushed.
+  /// command unexecuted. `Stop` does this on the processor's thread once the queue is flushed, or
+  /// in its place when that thread has died.
   ///
   /// Not for another thread while a command runs: its caller would be released before it ends.
   void Abort();
@@ -89,27 +97,31 @@ class VELTA_API MCommandProcessor : public MEngineThread {
 
   /// The queue's input, for a processor that also takes commands whose callers do not wait.
   ///
-  /// What is pushed is the processor's, which runs and deletes it; once aborted it only deletes it.
-  MThreadSafeFifoInput<MCommand*, MCommand*>& GetCommandInput() noexcept { return *commandQueue; }
+  /// What is pushed is the processor's, which runs and deletes it, or deletes it in `Abort`. What
+  /// is pushed after the thread has ended stays queued: a restarted thread runs it, a destroyed
+  /// processor leaves it undeleted.
+  MThreadSafeFifoInput<MCommand*, MCommand*>& GetCommandInput() noexcept;
 
  private:
-  using CommandQueue = MThreadSafeFifo<MCommand*, MCommand*>;
+  class CommandQueue;
 
   MCommandProcessor(IThreadErrorHandler* errorHandler, std::unique_ptr<MCallbackFunctor> startHook,
                     std::unique_ptr<MCallbackFunctor> exitHook,
                     std::unique_ptr<MCallbackFunctor> idleHook, std::uint32_t idleTimeoutMs,
                     bool processWindowMessages);
 
+  static void AbortUnlessAborted(MEngineThread& engine);
+
   std::unique_ptr<MCommand> PopCommand();
   void OnCommandQueued();
-  void DiscardQueue();
 
   std::unique_ptr<MCallbackFunctor> threadStartHook;
   std::unique_ptr<MCallbackFunctor> threadExitHook;
   std::unique_ptr<MCallbackFunctor> idleHook;
   std::uint32_t idleTimeoutMs;
-  std::unique_ptr<CommandQueue> commandQueue;
-  HANDLE abortEvent;  // once set it stays set
+  std::shared_ptr<CommandQueue> commandQueue;  // shared with callers, who may outlast the processor
+  HANDLE abortEvent = nullptr;                 // the queue's; once set it stays set
+  bool stopServed = false;                     // in this run; the processor's thread alone uses it
 };
 
 VELTA_EXPORTS_END

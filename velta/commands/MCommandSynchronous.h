@@ -11,7 +11,8 @@ VELTA_EXPORTS_BEGIN
 /// A command whose caller waits for it (`MCommandProcessor::ExecuteSynchronously`).
 ///
 /// Derive from it and supply `Execute`. An `MException` from `Execute` travels back to the caller
-/// in the result holder and the processor goes on; any other exception ends the process.
+/// in the result holder and the processor goes on; any other exception ends the process. One that
+/// holds no error reads as success there.
 class VELTA_API MCommandSynchronous : public MCommand {
  public:
   ~MCommandSynchronous() override;

@@ -18,7 +18,8 @@ VELTA_EXPORTS_BEGIN
 ///
 /// `Enable` it, schedule from any threads, `Disable` it. While it is disabled notifications wait.
 /// Events still queued when it is destroyed are neither fired nor deleted: disable it only after
-/// the last has been delivered.
+/// the last has been delivered. It may then be destroyed at once, even while the producer of that
+/// event is still on its way out of `ScheduleDesyncEvent`.
 ///
 /// Threads: `ScheduleDesyncEvent` from any thread, at any time; `Enable` and `Disable` from its
 /// owner's, not from within a delivery.

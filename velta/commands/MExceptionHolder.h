@@ -37,7 +37,7 @@ class VELTA_API MExceptionHolder {
   /// The outcome; null when this refers to nothing.
   const MException* GetException() const noexcept;
 
-  /// Whether the outcome is an error.
+  /// Whether the outcome holds an error. An empty `MException` that a command threw does not.
   bool HasError() const noexcept;
 
   /// Throws a copy of the outcome if it is an error.

@@ -9,6 +9,7 @@
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/threads/MCallbackFunctor.h"
+#include "velta/threads/internal/Events.h"
 #include "velta/threads/internal/Waits.h"
 
 #include <cerrno>
@@ -22,9 +23,6 @@ namespace {
 const wchar_t ClassName[] = L"MEngineThread";
 const ClassNameRegistration registration(ClassName);
 
-HANDLE CreateAutoResetEvent() { return ::CreateEventW(nullptr, FALSE, FALSE, nullptr); }
-HANDLE CreateManualResetEvent() { return ::CreateEventW(nullptr, TRUE, FALSE, nullptr); }
-
 void RegisterStateNames() noexcept {
   if (MDiagnosticsRegistry* registry = MDiagnosticsRegistry::Instance()) {
     const wchar_t* const names[] = {L"Inactive", L"Starting", L"Running", L"Stopping"};
@@ -36,16 +34,46 @@ void RegisterStateNames() noexcept {
 
 }  // namespace
 
+// A control operation under way. Its end is the operation's last touch of the object: whoever
+// destroys the object waits for it.
+class MEngineThread::ControlCall {
+ public:
+  explicit ControlCall(MEngineThread& engine) noexcept : calls(engine.controlCalls) {
+    calls.fetch_add(1, std::memory_order_relaxed);
+  }
+  ControlCall(const ControlCall&) = delete;
+  ControlCall& operator=(const ControlCall&) = delete;
+  ~ControlCall() { calls.fetch_sub(1, std::memory_order_release); }
+
+ private:
+  std::atomic<std::uint32_t>& calls;
+};
+
 MEngineThread::MEngineThread(IThreadErrorHandler* errorHandler, bool withWindowMessages)
-    : flushRequestEvent(CreateAutoResetEvent()),
-      stopEvent(CreateManualResetEvent()),
-      threadStartedEvent(CreateAutoResetEvent()),
-      flushDoneEvent(CreateAutoResetEvent()),
-      restartEvent(CreateAutoResetEvent()),
-      threadErrorHandler(errorHandler),
-      processWindowMessages(withWindowMessages) {
+    : threadErrorHandler(errorHandler), processWindowMessages(withWindowMessages) {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
+  try {
+    RegisterBuiltInEvents(point);
+  } catch (...) {
+    DestroyEvents();
+    throw;
+  }
+  RegisterStateNames();
+}
+
+void MEngineThread::RegisterBuiltInEvents(MFlowPoint& point) {
+  try {
+    waitableHandles.reserve(MAXIMUM_WAIT_OBJECTS);
+    callbacks.reserve(MAXIMUM_WAIT_OBJECTS);
+  } catch (const std::bad_alloc&) {
+    MErrorOutOfMemory::Throw();
+  }
+  flushRequestEvent = MakeEvent(point.At(this), EventReset::Automatic);
+  stopEvent = MakeEvent(point.At(this), EventReset::Manual);
+  threadStartedEvent = MakeEvent(point.At(this), EventReset::Automatic);
+  flushDoneEvent = MakeEvent(point.At(this), EventReset::Automatic);
+  restartEvent = MakeEvent(point.At(this), EventReset::Automatic);
 
   // The order gives the indices 0 to 2, and so the priority of flush over stop over restart.
   struct BuiltIn {
@@ -55,28 +83,29 @@ MEngineThread::MEngineThread(IThreadErrorHandler* errorHandler, bool withWindowM
   const BuiltIn builtIns[] = {{flushRequestEvent, &MEngineThread::OnFlushWrapper},
                               {stopEvent, &MEngineThread::OnStopWrapper},
                               {restartEvent, &MEngineThread::OnRestartEventLoop}};
-  try {
-    for (const BuiltIn& builtIn : builtIns) {
-      auto* callback =
-          new (std::nothrow) MCallbackFunctorImp<MEngineThread>(this, builtIn.operation);
-      if (callback == nullptr) {
-        MErrorOutOfMemory::Throw();
-      }
-      AddEvent(builtIn.event, callback);
+  for (const BuiltIn& builtIn : builtIns) {
+    auto* callback = new (std::nothrow) MCallbackFunctorImp<MEngineThread>(this, builtIn.operation);
+    if (callback == nullptr) {
+      MErrorOutOfMemory::Throw();
     }
-  } catch (...) {
-    DestroyEvents();
-    throw;
+    AddEvent(builtIn.event, callback);
   }
-  RegisterStateNames();
 }
 
 MEngineThread::~MEngineThread() {
   static MFlowPoint point(ClassName, L"~MEngineThread");
   point.At(this).LogDestruction();
-  ForceStop();
+  EndForDestruction();
   CloseThread();  // still held when a stop failed half-way
   DestroyEvents();
+}
+
+void MEngineThread::EndForDestruction() noexcept {
+  ForceStop();
+  // Hardly ever: the others are on their way out, or one of them is stopping the thread.
+  while (controlCalls.load(std::memory_order_acquire) != 0) {
+    ::Sleep(1);
+  }
 }
 
 void MEngineThread::DestroyEvents() noexcept {
@@ -85,12 +114,15 @@ void MEngineThread::DestroyEvents() noexcept {
   }
   for (const HANDLE event :
        {flushDoneEvent, threadStartedEvent, stopEvent, flushRequestEvent, restartEvent}) {
-    ::CloseHandle(event);
+    if (event != nullptr) {
+      ::CloseHandle(event);
+    }
   }
 }
 
 void MEngineThread::Start() {
   static MFlowPoint point(ClassName, L"Start");
+  const ControlCall call(*this);
   const MFlowScope scope = point.At(this).OpenScope();
   if (IsOnEngineThread()) {
     point.At(this).Raise(L"AlreadyRunning");  // without the lock, as in Stop
@@ -124,9 +156,8 @@ void MEngineThread::Start() {
 }
 
 void MEngineThread::CreateThread(MFlowPoint& point) {
-  unsigned id = 0;
-  const std::uintptr_t created =
-      systemCalls.beginThread.load(std::memory_order_relaxed)(&MEngineThread::RunThread, this, &id);
+  const std::uintptr_t created = systemCalls.beginThread.load(std::memory_order_relaxed)(
+      &MEngineThread::RunThread, this, nullptr);
   if (created == 0) {
     const int error = errno;  // first: logging may set it
     MError beginThread = point.At(this).MakeRootError(L"BeginThread");
@@ -134,14 +165,15 @@ void MEngineThread::CreateThread(MFlowPoint& point) {
     point.Throw(beginThread);
   }
   threadHandle = reinterpret_cast<HANDLE>(created);
-  threadId.store(id, std::memory_order_relaxed);
   ++startCount;
 }
 
 unsigned MEngineThread::RunThread(void* argument) {
   auto* const self = static_cast<MEngineThread*>(argument);
-  // The starter stores the same number, but perhaps only after the body has asked for it.
-  self->threadId.store(::GetCurrentThreadId(), std::memory_order_relaxed);
+  // Stored and cleared by the thread itself, which alone needs to be told from others: the starter
+  // might store it after the body has ended, and the system gives a dead thread's id to a new one.
+  const std::uint32_t id = ::GetCurrentThreadId();
+  self->threadId.store(id, std::memory_order_relaxed);
   try {
     self->ThreadFunction();
   } catch (const MException& exception) {
@@ -152,11 +184,15 @@ unsigned MEngineThread::RunThread(void* argument) {
       point.At(self).LogDismissedError(exception);
     }
   }
+  // Only its own: when a stop failed, a later thread may run by now.
+  std::uint32_t own = id;
+  self->threadId.compare_exchange_strong(own, 0, std::memory_order_relaxed);
   return 0;
 }
 
 void MEngineThread::Stop() {
   static MFlowPoint point(ClassName, L"Stop");
+  const ControlCall call(*this);
   const MFlowScope scope = point.At(this).OpenScope();
   // Answered before the lock is asked for: whoever holds it may be waiting for this very thread.
   if (IsOnEngineThread()) {
@@ -179,6 +215,7 @@ void MEngineThread::Stop() {
   if (outcome.result != WAIT_OBJECT_0) {
     RaiseWaitError(point.At(this), outcome, 1, AbandonedStatus::Untold);
   }
+  RunEndedAction();  // before "Inactive": no start may come in between
   // Under the lock again: a flush may still wait on the handle, and a start that sees "Inactive"
   // makes a new one.
   const MMutexGuard closing(controlMutex);
@@ -188,6 +225,7 @@ void MEngineThread::Stop() {
 
 void MEngineThread::Flush() {
   static MFlowPoint point(ClassName, L"Flush");
+  const ControlCall call(*this);
   const MFlowScope scope = point.At(this).OpenScope();
   if (IsOnEngineThread()) {
     point.At(this).Raise(L"CannotFlushSelf");  // without the lock, as in Stop
@@ -211,7 +249,13 @@ void MEngineThread::Flush() {
 
 void MEngineThread::ForceStop() {
   static MFlowPoint point(ClassName, L"ForceStop");
+  const ControlCall call(*this);
   point.At(this).LogTimingPoint(0, 0);
+  // Looked at before the lock is asked for: the caller may be the thread for which a flush waits
+  // under the lock.
+  if (!IsRunning() || IsStopRequested()) {
+    return;
+  }
 
   // The lock makes this wait for a start in progress; a start that fails holds it itself.
   MMutexGuard lock(controlMutex);
@@ -238,8 +282,17 @@ void MEngineThread::ForceStop() {
   if (run != startCount || stoppedElsewhere) {
     return;  // another thread has started it again, or is waiting for its end: not ours to close
   }
+  if (stopFailed && WaitForOne(threadHandle, 0).result == WAIT_OBJECT_0) {
+    RunEndedAction();
+  }
   ChangeState(State::Inactive);
   CloseThread();
+}
+
+void MEngineThread::RunEndedAction() {
+  if (endedAction != nullptr) {
+    endedAction(*this);
+  }
 }
 
 void MEngineThread::CloseThread() noexcept {
@@ -270,14 +323,7 @@ void MEngineThread::AddEvent(HANDLE event, MCallbackFunctor* callback) {
   if (waitableHandles.size() >= MAXIMUM_WAIT_OBJECTS) {
     point.At(this).Raise(L"TooManyWaitableEvents");
   }
-  try {
-    // Room in both before either changes: they stay parallel.
-    waitableHandles.reserve(waitableHandles.size() + 1);
-    callbacks.reserve(callbacks.size() + 1);
-  } catch (const std::bad_alloc&) {
-    MErrorOutOfMemory::Throw();
-  }
-  waitableHandles.push_back(event);
+  waitableHandles.push_back(event);  // both have the room
   callbacks.push_back(owned.release());
   ::SetEvent(restartEvent);
 }

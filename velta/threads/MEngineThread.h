@@ -3,6 +3,7 @@
 
 #include "velta/errors/NonCopyable.h"
 #include "velta/platform/Api.h"
+#include "velta/platform/ThreadSafety.h"
 #include "velta/platform/Types.h"
 #include "velta/threads/MMutex.h"
 
@@ -24,9 +25,10 @@ VELTA_EXPORTS_BEGIN
 /// engine.
 ///
 /// Life cycle: "Inactive" -> `Start` -> "Starting" -> "Running" -> `Stop` -> "Stopping" ->
-/// "Inactive", and again. The object must outlive its thread. The base destructor stops a running
-/// thread, but by then the parts of a derived class are gone: a derived destructor calls
-/// `ForceStop` first.
+/// "Inactive", and again. The object must outlive its thread. It may be destroyed as soon as `Stop`
+/// has returned, also while other threads are still inside `Start`, `Stop`, `Flush` or `ForceStop`:
+/// destruction waits for them. The base destructor stops a running thread, but by then the parts of
+/// a derived class are gone: a derived destructor calls `EndForDestruction` first.
 ///
 /// Threads: `Start`, `Stop` and `Flush` may be called from any thread but the engine thread itself.
 /// Each waits for a start or a flush in progress; while a stop is in progress `Start` is refused,
@@ -38,7 +40,8 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
  public:
   enum class State : std::int32_t { Inactive = 0, Starting = 1, Running = 2, Stopping = 3 };
 
-  /// Stops the thread if it runs and deletes the callbacks.
+  /// Stops the thread if it runs, waits for other threads' control operations, and deletes the
+  /// callbacks.
   virtual ~MEngineThread();
 
   /// Starts the thread and returns once its body has called `SignalThreadStarted`.
@@ -59,16 +62,16 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// Has the engine thread run `OnFlush`, before any other pending event, and waits until it has;
   /// nothing to do when it is "Inactive".
   ///
-  /// Other control operations wait behind a flush.
+  /// Other control operations wait for the flush to end.
   /// Errors: "CannotFlushSelf" on the engine thread; "ThreadExitedUnexpectedly" when the thread
   /// ends first, be it by a stop; "Abandoned" and "Unexpected" with "status", "WaitFailed" with
   /// "winErrorCode".
   void Flush();
 
   /// Stops the thread as well as it can be done. Never throws an `MException`: an error of the stop
-  /// is logged and the thread counts as "Inactive" all the same. Does nothing when a stop has been
-  /// asked for already, even if that one failed. Not for the engine thread itself, which nobody
-  /// would then wait for.
+  /// is logged and the thread counts as "Inactive" all the same. Returns at once when a stop has
+  /// been asked for already, even if that one failed or is still in progress. Not for the engine
+  /// thread itself, which nobody would then wait for.
   void ForceStop();
 
   /// Whether the state is other than "Inactive". A snapshot, taken without a lock.
@@ -85,7 +88,8 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// @param processWindowMessages  whether `WaitForEvents` also returns for window input, which the
   ///                               body then pumps; the limit is 63 events in that case
   ///
-  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  /// Errors: "CreateEvent" with "winErrorCode" when the system refuses an event; an `MException`
+  /// holding an `MErrorOutOfMemory`.
   MEngineThread(IThreadErrorHandler* errorHandler, bool processWindowMessages);
 
   /// The thread's body, on the engine thread. Returning ends the thread.
@@ -100,16 +104,18 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// Runs on the engine thread when one of its waits is ended by the request to stop.
   ///
   /// A request that comes while a callback runs may be seen by `IsStopRequested` first. A body that
-  /// relies on this being run loops until it has, or calls `OnStopWrapper` behind its loop.
+  /// relies on this being run loops until it has, or calls `OnStopWrapper` after its loop.
   virtual void OnStop();
 
   /// Registers an event, in the order of the wait: what is registered first is served first.
   ///
-  /// Call it from a derived constructor or from the engine thread; it takes no lock.
+  /// Call it from a derived constructor or from the engine thread; it takes no lock. From another
+  /// thread it may be called while the engine thread is inside its wait, which then begins again
+  /// with the new event, but not while that thread returns from a wait or begins one.
   /// @param event     not owned; must stay open as long as the thread may wait
   /// @param callback  owned from this call on, also when it fails; not null
   ///
-  /// Errors: "TooManyWaitableEvents" beyond 64; an `MException` holding an `MErrorOutOfMemory`.
+  /// Errors: "TooManyWaitableEvents" beyond 64.
   void AddEvent(HANDLE event, MCallbackFunctor* callback);
 
   /// One round of the loop: waits for an event and runs its callback.
@@ -124,6 +130,18 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// Tells `Start` that the body is set up. To be called once, by the body.
   void SignalThreadStarted();
 
+  /// What a derived class's destructor calls first: `ForceStop`, then waits until no other thread
+  /// is inside a control operation any more, a stop that was in progress among them.
+  void EndForDestruction() noexcept;
+
+  /// What a stop runs, on the stopping thread, once it has found the thread ended.
+  using EndedAction = void (*)(MEngineThread& engine);
+
+  /// Sets that action; null for none. For a derived class's constructor.
+  ///
+  /// A thread that died runs no `OnStop`: this is where those are released who wait for its work.
+  void SetEndedAction(EndedAction action) noexcept { endedAction = action; }
+
   /// Stores and logs a new state.
   void ChangeState(State newState) noexcept;
 
@@ -132,27 +150,33 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   void OnRestartEventLoop();
 
  private:
+  class ControlCall;
+
   static unsigned RunThread(void* engineThread);
 
   bool IsOnEngineThread() const noexcept;
-  void CreateThread(MFlowPoint& point);
-  void CloseThread() noexcept;
+  void RegisterBuiltInEvents(MFlowPoint& point);
+  void CreateThread(MFlowPoint& point) VELTA_REQUIRES(controlMutex);
+  void RunEndedAction();
+  void CloseThread() noexcept VELTA_REQUIRES(controlMutex);
   void DestroyEvents() noexcept;
 
   std::atomic<State> state{State::Inactive};
   MMutex controlMutex;
-  std::atomic<std::uint32_t> threadId{0};
-  HANDLE threadHandle = nullptr;  // owned; guarded by the control mutex
-  HANDLE flushRequestEvent;
-  HANDLE stopEvent;
-  HANDLE threadStartedEvent;
-  HANDLE flushDoneEvent;
-  HANDLE restartEvent;
-  std::vector<HANDLE> waitableHandles;
+  std::atomic<std::uint32_t> threadId{0};  // 0 unless the thread is inside its body
+  HANDLE threadHandle VELTA_GUARDED_BY(controlMutex) = nullptr;  // owned
+  HANDLE flushRequestEvent = nullptr;
+  HANDLE stopEvent = nullptr;
+  HANDLE threadStartedEvent = nullptr;
+  HANDLE flushDoneEvent = nullptr;
+  HANDLE restartEvent = nullptr;
+  std::vector<HANDLE> waitableHandles;       // with room for all: a wait in progress reads them
   std::vector<MCallbackFunctor*> callbacks;  // owned, parallel to the handles
   IThreadErrorHandler* threadErrorHandler;
   bool processWindowMessages;
-  std::uint32_t startCount = 0;  // tells one run from the next; guarded by the control mutex
+  std::uint32_t startCount VELTA_GUARDED_BY(controlMutex) = 0;  // tells one run from the next
+  EndedAction endedAction = nullptr;
+  std::atomic<std::uint32_t> controlCalls{0};  // under way, on all threads
 };
 
 VELTA_EXPORTS_END

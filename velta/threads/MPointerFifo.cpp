@@ -5,6 +5,7 @@
 #include "velta/platform/internal/Win32.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <memory>
 #include <new>
@@ -14,10 +15,27 @@ MPointerFifo::MPointerFifo(std::int32_t step)
     : growStep((std::max)(step, std::int32_t{1})),
       dataEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
-MPointerFifo::~MPointerFifo() { ::CloseHandle(dataEvent); }
+MPointerFifo::~MPointerFifo() {
+  // Who pushed what was popped last may still be about to give the lock back.
+  MMutexGuard(mutex).Unlock();
+  ::CloseHandle(dataEvent);
+}
 
 void MPointerFifo::Push(void* item) {
   const MMutexGuard lock(mutex);
+  Append(item);
+}
+
+bool MPointerFifo::PushUnless(const std::atomic<bool>& refused, void* item) {
+  const MMutexGuard lock(mutex);
+  if (refused.load(std::memory_order_relaxed)) {
+    return false;
+  }
+  Append(item);
+  return true;
+}
+
+void MPointerFifo::Append(void* item) {
   if (count == capacity && capacity > (std::numeric_limits<std::int32_t>::max)() - growStep) {
     MErrorOutOfMemory::Throw();
   }

@@ -5,6 +5,7 @@
 #include "velta/platform/Types.h"
 #include "velta/threads/MMutex.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 
@@ -27,6 +28,7 @@ class VELTA_API MPointerFifo {
   ~MPointerFifo();
 
   void Push(void* item);
+  [[nodiscard]] bool PushUnless(const std::atomic<bool>& refused, void* item);
   bool Pop(void** item);
   bool Peek(void** item);
   void Clear();
@@ -37,6 +39,7 @@ class VELTA_API MPointerFifo {
   HANDLE GetEvent() const noexcept { return dataEvent; }
 
  private:
+  void Append(void* item);
   void GrowStorage();
 
   std::unique_ptr<void*[]> buffer;  // null while the capacity is 0

@@ -26,7 +26,7 @@ MSchedulerThread::MSchedulerThread(IThreadErrorHandler* errorHandler)
 MSchedulerThread::~MSchedulerThread() {
   static MFlowPoint point(ClassName, L"~MSchedulerThread");
   point.At(this).LogDestruction();
-  ForceStop();
+  EndForDestruction();
 }
 
 void MSchedulerThread::RegisterSchedulerEvent(HANDLE event, MCallbackFunctor* callback) {

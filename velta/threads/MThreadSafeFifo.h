@@ -4,6 +4,7 @@
 #include "velta/platform/Types.h"
 #include "velta/threads/MPointerFifo.h"
 
+#include <atomic>
 #include <cstdint>
 #include <type_traits>
 
@@ -94,10 +95,16 @@ class MThreadSafeFifo final : public MThreadSafeFifoOutput<T, U>,
   bool WaitForData(std::uint32_t timeoutMs) override { return queue.WaitForData(timeoutMs); }
   HANDLE GetEvent() override { return queue.GetEvent(); }
 
-  void Push(U item) override {
-    queue.Push(const_cast<void*>(static_cast<const void*>(static_cast<T>(item))));
-  }
+  void Push(U item) override { queue.Push(Untyped(item)); }
   void Clear() override { queue.Clear(); }
+
+  /// As `Push`, unless `refused` is set once the queue's lock is held.
+  ///
+  /// Whoever sets it and then empties the queue has every element that was pushed this way.
+  /// @return whether the element was appended
+  [[nodiscard]] bool PushUnless(const std::atomic<bool>& refused, U item) {
+    return queue.PushUnless(refused, Untyped(item));
+  }
 
   /// The number of slots, taken or free: n after n pushes without a pop and with a grow step of 1.
   std::int32_t GetCapacity() { return queue.GetCapacity(); }
@@ -106,6 +113,10 @@ class MThreadSafeFifo final : public MThreadSafeFifoOutput<T, U>,
   std::int32_t GetHead() { return queue.GetHead(); }
 
  private:
+  static void* Untyped(U item) {
+    return const_cast<void*>(static_cast<const void*>(static_cast<T>(item)));
+  }
+
   static bool Deliver(bool found, void* item, T& out) {
     if (found) {
       out = static_cast<T>(item);
