@@ -26,8 +26,8 @@ void RunHook(const std::unique_ptr<MCallbackFunctor>& hook) {
 
 }  // namespace
 
-// What processor and callers use together. Each caller holds a share of it from the begin of a call
-// on: once released, he touches nothing of the processor, which may be gone.
+// What processor and callers use together. Every call holds a share of it from its begin on: once
+// released, it touches nothing of the processor, which may be gone.
 class MCommandProcessor::CommandQueue {
  public:
   explicit CommandQueue(MFlowPoint& point) : abortEvent(MakeEvent(point, EventReset::Manual)) {}
@@ -41,8 +41,8 @@ class MCommandProcessor::CommandQueue {
   // Takes a caller's command, unless the queue is closed. @return whether it was taken
   [[nodiscard]] bool Offer(MCommand* command) { return commands.PushUnless(closed, command); }
 
-  // Has callers refused from now on, and then releases those who wait. Whoever empties the queue
-  // after this has every command that a caller was told would not run.
+  // Refuses callers from now on, and then releases those who wait. Whoever empties the queue after
+  // this finds every command whose caller was told that it never runs: no other follows.
   void Close() noexcept {
     closed.store(true, std::memory_order_relaxed);  // the queue's lock orders it
     ::SetEvent(abortEvent);
