@@ -12,5 +12,9 @@ case ${1:-} in
   --check) mode=(--dry-run --Werror) ;;
   *) echo "usage: scripts/format.sh [--check]" >&2; exit 2 ;;
 esac
-git ls-files -z --cached --others --exclude-standard -- '*.h' '*.cpp' |
-  xargs -0 -r clang-format-19 "${mode[@]}"
+mapfile -d '' -t sources < <(git ls-files -z --cached --others --exclude-standard -- '*.h' '*.cpp')
+if [ "${#sources[@]}" = 0 ]; then
+  echo "scripts/format.sh: git lists no sources" >&2
+  exit 1
+fi
+clang-format-19 "${mode[@]}" "${sources[@]}"

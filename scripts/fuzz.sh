@@ -11,8 +11,10 @@ source scripts/env.sh
 
 if [ "${1:-}" = --runs ]; then
   limit=-runs=${2:?how many inputs for each}
+  least=$2
 else
   limit=-max_total_time=${1:-60}
+  least=1
 fi
 
 scripts/setup.sh linux
@@ -26,14 +28,16 @@ for target in document edit filer number chain; do
   log=build/logs/fuzz-$target.log
   rm -rf "$fresh"
   mkdir -p "$fresh"
-  if build/fuzz/bin/velta_fuzz_$target -seed=20261121 "$limit" -timeout=20 -rss_limit_mb=2048 \
+  status=0
+  build/fuzz/bin/velta_fuzz_$target -seed=20261121 "$limit" -timeout=20 -rss_limit_mb=2048 \
     -dict=fuzz/xml.dict -artifact_prefix=build/fuzz/found/$target- -print_final_stats=1 \
-    "$fresh" fuzz/corpus/$target >"$log" 2>&1; then
-    printf 'fuzz: %s passed, %s inputs\n' "$target" \
-      "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")"
+    "$fresh" fuzz/corpus/$target >"$log" 2>&1 || status=$?
+  inputs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+  if [ "$status" = 0 ] && [ "${inputs:-0}" -ge "$least" ]; then
+    printf 'fuzz: %s passed, %s inputs\n' "$target" "$inputs"
   else
     tail -n 40 "$log"
-    printf 'fuzz: %s failed\n' "$target"
+    printf 'fuzz: %s failed after %s inputs\n' "$target" "${inputs:-no}"
     failed=1
   fi
 done
