@@ -1,26 +1,20 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds and tests; goes on to the next configuration after a failure. The last line counts the
-# tests of all configurations; each check and each fuzzer beside them counts as one.
+# Builds and tests; goes on to the next step after a failure. The last line counts the tests of all
+# configurations; each check and each fuzzer beside them counts as one. What does not show that it
+# passed has failed.
 #
 #   scripts/test.sh [linux|asan|tsan|windows]     default: everything
 set -uo pipefail
-cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
+cd "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit 1
 source scripts/env.sh
+unset "${!GTEST_@}"  # a filter or a shard would leave tests out
 
 what=${1:-all}
 case $what in
   all|linux|asan|tsan|windows) ;;
   *) echo "usage: scripts/test.sh [linux|asan|tsan|windows]" >&2; exit 2 ;;
 esac
-case $what in
-  all)     needs=("linux" "windows") ;;
-  windows) needs=("windows") ;;
-  *)       needs=("linux") ;;
-esac
-for need in "${needs[@]}"; do
-  scripts/setup.sh "$need" || exit 1
-done
 
 logs=build/logs
 mkdir -p "$logs"
@@ -30,10 +24,14 @@ summary=()
 
 # report NAME PASSED FAILED SECONDS
 report() {
-  passed=$((passed + $2))
-  failed=$((failed + $3))
-  local line
-  line=$(printf '%-16s %5d passed, %d failed  (%d s)' "$1" "$2" "$3" "$4")
+  local passes=$2 failures=$3 line
+  # No count, or nothing counted: nothing was tested.
+  if ! [[ $passes =~ ^[0-9]+$ && $failures =~ ^[0-9]+$ && $passes$failures =~ [1-9] ]]; then
+    passes=0 failures=1
+  fi
+  passed=$((passed + passes))
+  failed=$((failed + failures))
+  line=$(printf '%-16s %5d passed, %d failed  (%d s)' "$1" "$passes" "$failures" "$4")
   summary+=("$line")
   printf '%s\n' "$line"
 }
@@ -60,85 +58,87 @@ check() {  # check NAME COMMAND...
   fi
 }
 
-# The number that ctest's report gives for an attribute of the whole run: one a line, at its top.
-count() {
-  sed -n "s/^[[:space:]]*$1=\"\([0-9]*\)\".*/\1/p" "$2" 2>/dev/null | head -n 1
-}
-
 # So many inputs each, always the same ones as long as the code takes the same turns.
 fuzzing() {
-  local started=$SECONDS passes failures
-  run fuzz scripts/fuzz.sh --runs 20000
+  local started=$SECONDS status=0 passes failures
+  run fuzz scripts/fuzz.sh --runs 20000 || status=$?
   passes=$(grep -c '^fuzz: .* passed' "$logs/fuzz.log")
   failures=$(grep -c '^fuzz: .* failed' "$logs/fuzz.log")
-  if [ $((passes + failures)) = 0 ]; then failures=1; fi  # not even built
+  # Not even built, or broken off.
+  if [ "$status" != 0 ] && [ "$failures" = 0 ]; then failures=1; fi
   report fuzz "$passes" "$failures" $((SECONDS - started))
 }
 
 # Without one live process wine boots its services for every test program that is asked what it has.
 hold_wine() {
-  tools/zig/bin/wine-session start build/wine-session.pid "build/$1/bin/wine_hold.exe"
   trap 'tools/zig/bin/wine-session stop build/wine-session.pid' EXIT
+  tools/zig/bin/wine-session start build/wine-session.pid "build/$1/bin/wine_hold.exe"
 }
 
-# How many of the failed tests did not print a character: a test's first line comes before its work.
-silent() {
-  grep -A 2 'status="fail"' "$1" | grep -c '<system-out></system-out>' || true
+# Asks every test program what it has, whatever an earlier run left; none may have nothing.
+list_tests() {  # list_tests PRESET LISTING
+  local empty
+  find "build/$1" -name '*_tests.cmake' -delete || return
+  ctest --preset "$1" --show-only=json-v1 >"$2" || return
+  empty=$(find "build/$1" -name '*_tests.cmake' -exec grep -L 'add_test(' {} +)
+  [ -z "$empty" ] || { printf 'no tests in %s\n' "$empty"; return 1; }
 }
 
 configuration() {  # configuration PRESET
-  local name=$1 started=$SECONDS result=$PWD/$logs/$1-tests.xml
-  rm -f "$result"
+  local name=$1 started=$SECONDS status=0 counts passes failures silent
+  local listing=$logs/$1-tests.json
+  local result=$PWD/$logs/$1-tests.xml again=$PWD/$logs/$1-again.xml
   printf '%s: building\n' "$name"
-  if ! run "$name-configure" cmake --preset "$name" ||
+  # Afresh: a folder's cache may have kept that a part is left out.
+  if ! rm -f "$listing" "$result" "$again" ||
+     ! run "$name-configure" cmake --preset "$name" --fresh ||
      ! run "$name-build" cmake --build --preset "$name" -j "$(nproc)" -- -k 0; then
     report "$name" 0 1 $((SECONDS - started))
     return
   fi
   printf '%s: testing (built in %d s)\n' "$name" $((SECONDS - started))
-  case $name in windows*) hold_wine "$name" ;; esac
-  local status=0
-  run "$name-tests" ctest --preset "$name" --no-tests=error --output-junit "$result" || status=$?
-  local total failures skipped disabled
-  total=$(count tests "$result")
-  failures=$(count failures "$result")
-  # Once in thousands of times wine ends at once without a word, before the program begins.
-  if [[ $name = windows* && -n $failures && $failures != 0 &&
-        $(silent "$result") = "$failures" ]]; then
-    printf '%s: %s of wine'"'"'s starts failed; again\n' "$name" "$failures"
-    status=0
-    run "$name-again" ctest --preset "$name" --rerun-failed \
-      --output-junit "${result%.xml}-again.xml" || status=$?
-    failures=$(count failures "${result%.xml}-again.xml")
-  fi
-  skipped=$(count skipped "$result")
-  disabled=$(count disabled "$result")
-  if [ -z "$total" ]; then
+  if [[ $name = windows* ]] && ! run "$name-wine" hold_wine "$name" ||
+     ! run "$name-list" list_tests "$name" "$listing"; then
     report "$name" 0 1 $((SECONDS - started))
     return
   fi
-  # A test that could not be started counts as not run there, and nothing as failed.
-  if [ "$status" != 0 ] && [ "$failures" = 0 ]; then failures=1; skipped=$((skipped - 1)); fi
-  report "$name" $((total - failures - skipped - disabled)) "$failures" $((SECONDS - started))
+  run "$name-tests" ctest --preset "$name" --no-tests=error --output-junit "$result" || status=$?
+  counts=$(python3 tools/count_tests.py "$listing" "$status" "$result")
+  read -r passes failures silent <<<"$counts"
+  # Once in thousands of times wine ends at once without a word, before the program begins.
+  if [[ $name = windows* && ${silent:-0} != 0 && $silent = "$failures" ]]; then
+    printf '%s: %s of wine'"'"'s starts failed; again\n' "$name" "$failures"
+    status=0
+    run "$name-again" ctest --preset "$name" --rerun-failed --output-junit "$again" || status=$?
+    counts=$(python3 tools/count_tests.py "$listing" "$status" "$result" "$again")
+    read -r passes failures silent <<<"$counts"
+  fi
+  report "$name" "$passes" "$failures" $((SECONDS - started))
 }
 
 case $what in
-  all)
-    check format scripts/format.sh --check
-    check layers python3 tools/check_layers.py .
-    check cppcheck scripts/cppcheck.sh
-    check dialect scripts/msvc_dialect.sh
-    check reference scripts/docs.sh
-    configurations=(linux asan tsan windows windows-shared) ;;
-  windows) configurations=(windows windows-shared) ;;
-  *)       configurations=("$what") ;;
+  all)     steps=(setup-linux setup-windows format layers cppcheck dialect reference
+                  linux asan tsan windows windows-shared fuzz) ;;
+  windows) steps=(setup-windows windows windows-shared) ;;
+  *)       steps=(setup-linux "$what") ;;
 esac
-for name in "${configurations[@]}"; do
-  configuration "$name"
+unfinished=${#steps[@]}
+for step in "${steps[@]}"; do
+  case $step in
+    setup-*)   scripts/setup.sh "${step#setup-}" || report "$step" 0 1 0 ;;
+    format)    check format scripts/format.sh --check ;;
+    layers)    check layers python3 tools/check_layers.py . ;;
+    cppcheck)  check cppcheck scripts/cppcheck.sh ;;
+    dialect)   check dialect scripts/msvc_dialect.sh ;;
+    reference) check reference scripts/docs.sh ;;
+    fuzz)      fuzzing ;;
+    *)         configuration "$step" ;;
+  esac
+  unfinished=$((unfinished - 1))
 done
-if [ "$what" = all ]; then fuzzing; fi
 
 printf '\n'
 printf '%s\n' "${summary[@]}"
+failed=$((failed + unfinished))  # the shell leaves the loop at some errors, and goes on after it
 printf '%d passed, %d failed\n' "$passed" "$failed"
 [ "$failed" = 0 ]
