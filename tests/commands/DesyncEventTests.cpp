@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/AwaitSleep.h"
 #include "tests/support/LoggedEvents.h"
 #include "tests/support/Raises.h"
 #include "tests/support/StressScale.h"
 #include "tests/support/ThreadKit.h"
 #include "tests/support/Watchdog.h"
 #include "velta/commands/MDesyncEventScheduler.h"
+#include "velta/threads/MMutex.h"
 
 #include <array>
 #include <atomic>
 #include <functional>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -52,6 +55,20 @@ class CountingScheduler final : public MDesyncEventScheduler {
   }
   int drains = 0;
 };
+
+TEST_F(DesyncEventScheduler, DeliversToAReceiverForWhichTheSenderWaitsUnderALockOfItsOwn) {
+  MDesyncEventScheduler scheduler(&recorder);
+  scheduler.Enable();
+  MMutex mutex;
+  const MMutexGuard lock(mutex);
+  for (int round = 0; round < 2; ++round) {
+    std::promise<DWORD> fired;
+    scheduler.ScheduleDesyncEvent(Make([&] { fired.set_value(::GetCurrentThreadId()); }));
+    AwaitSleep(fired.get_future().get());
+  }
+  scheduler.Disable();
+  EXPECT_EQ(deleted, 2);
+}
 
 TEST_F(DesyncEventScheduler, OneDrainDeliversAllInOrderThoughSomeThrowAndSomeAreNew) {
   std::vector<int> fired;

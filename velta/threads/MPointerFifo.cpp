@@ -2,6 +2,7 @@
 #include "velta/threads/MPointerFifo.h"
 
 #include "velta/errors/MError.h"
+#include "velta/platform/internal/DeferredWakeUps.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <algorithm>
@@ -16,26 +17,30 @@ MPointerFifo::MPointerFifo(std::int32_t step)
       dataEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
 MPointerFifo::~MPointerFifo() {
-  // Who pushed what was popped last may still be about to give the lock back.
-  MMutexGuard(mutex).Unlock();
+  {
+    // Whoever pushed what was popped last may still be about to release the lock.
+    const MMutexGuard lastOneOut(mutex);
+  }
   ::CloseHandle(dataEvent);
 }
 
 void MPointerFifo::Push(void* item) {
+  DeferredWakeUps wakeUps;
   const MMutexGuard lock(mutex);
-  Append(item);
+  Append(item, wakeUps);
 }
 
 bool MPointerFifo::PushUnless(const std::atomic<bool>& refused, void* item) {
+  DeferredWakeUps wakeUps;
   const MMutexGuard lock(mutex);
   if (refused.load(std::memory_order_relaxed)) {
     return false;
   }
-  Append(item);
+  Append(item, wakeUps);
   return true;
 }
 
-void MPointerFifo::Append(void* item) {
+void MPointerFifo::Append(void* item, DeferredWakeUps& wakeUps) {
   if (count == capacity && capacity > (std::numeric_limits<std::int32_t>::max)() - growStep) {
     MErrorOutOfMemory::Throw();
   }
@@ -49,7 +54,7 @@ void MPointerFifo::Append(void* item) {
   buffer[(first + static_cast<std::uint32_t>(count)) & (storage - 1)] = item;
   ++count;
   if (count == 1) {
-    ::SetEvent(dataEvent);  // above 1 it is set already, and only Pop and Clear reset it
+    wakeUps.SetEvent(dataEvent);  // above 1 it is set already, and only Pop and Clear reset it
   }
 }
 

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <memory>
 
+class DeferredWakeUps;
+
 VELTA_EXPORTS_BEGIN
 
 /// The queue beneath every `MThreadSafeFifo`, which gives it a type. Use that one.
@@ -39,7 +41,7 @@ class VELTA_API MPointerFifo {
   HANDLE GetEvent() const noexcept { return dataEvent; }
 
  private:
-  void Append(void* item);
+  void Append(void* item, DeferredWakeUps& wakeUps);
   void GrowStorage();
 
   std::unique_ptr<void*[]> buffer;  // null while the capacity is 0

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What this implementation promises beyond the platform that it imitates, and what it refuses.
 #include "../PlatformKit.h"
+#include "tests/support/AwaitSleep.h"
 #include "tests/support/StressScale.h"
 #include "tests/support/Watchdog.h"
+#include "velta/platform/internal/DeferredWakeUps.h"
 #include "velta/platform/posix/ObjectTable.h"
 
 #include <atomic>
@@ -95,53 +97,35 @@ TEST(PosixHandles, AWaiterOnAClosedEventWaitsOnForItsOtherHandles) {
   }
 }
 
-TEST(PosixWakes, AThreadInsideASectionStillWakesOthersBeforeItBlocks) {
-  const Watchdog watchdog("an answer awaited inside a critical section");
+TEST(PosixWakes, ASetInsideASectionWakesAtOnceADeferredOneWhenItsScopeEnds) {
+  const Watchdog watchdog("threads woken out of a critical section");
   CRITICAL_SECTION section;
   ::InitializeCriticalSection(&section);
-  const Event question(Event::kAutomatic);
-  const Event answer(Event::kAutomatic);
-  const int rounds = StressRounds(20'000);
-  std::thread other([&] {
-    for (int i = 0; i < rounds; ++i) {
-      ::WaitForSingleObject(question, INFINITE);
-      ::SetEvent(answer);
+  for (const bool deferred : {false, true}) {
+    constexpr int kSleepers = 40;  // more than one list of deferred wake-ups holds
+    const Event go(Event::kManual);
+    std::atomic<DWORD> ids[kSleepers] = {};
+    std::vector<std::thread> sleepers;
+    for (std::atomic<DWORD>& id : ids) {
+      sleepers.emplace_back([&] {
+        id = ::GetCurrentThreadId();
+        ::WaitForSingleObject(go, INFINITE);
+      });
     }
-  });
-  for (int i = 0; i < rounds; ++i) {
+    for (std::atomic<DWORD>& id : ids) {
+      while (id == 0) std::this_thread::yield();
+      AwaitSleep(id);
+    }
     ::EnterCriticalSection(&section);
-    ::SetEvent(question);
-    EXPECT_EQ(::WaitForSingleObject(answer, INFINITE), DWORD{WAIT_OBJECT_0});
+    if (deferred) {
+      DeferredWakeUps().SetEvent(go);
+    } else {
+      ::SetEvent(go);
+    }
+    for (std::thread& sleeper : sleepers) sleeper.join();
     ::LeaveCriticalSection(&section);
   }
-  other.join();
   ::DeleteCriticalSection(&section);
-}
-
-TEST(PosixWakes, LeavingOrDeletingTheOutermostSectionWakesWhomItOwes) {
-  const Watchdog watchdog("threads woken out of a critical section");
-  for (int round = 0; round < 300; ++round) {
-    constexpr int kSleepers = 8;  // more than a thread can owe
-    CRITICAL_SECTION outer;
-    CRITICAL_SECTION inner;
-    ::InitializeCriticalSection(&outer);
-    ::InitializeCriticalSection(&inner);
-    const Event go(Event::kManual);
-    std::vector<std::thread> sleepers;
-    for (int i = 0; i < kSleepers; ++i) {
-      sleepers.emplace_back([&] { ::WaitForSingleObject(go, INFINITE); });
-    }
-    ::EnterCriticalSection(&outer);
-    ::EnterCriticalSection(&outer);
-    ::EnterCriticalSection(&inner);
-    ::SetEvent(go);
-    ::LeaveCriticalSection(&inner);
-    ::LeaveCriticalSection(&outer);
-    if (round % 2 == 0) ::LeaveCriticalSection(&outer);
-    ::DeleteCriticalSection(&outer);
-    for (std::thread& sleeper : sleepers) sleeper.join();
-    ::DeleteCriticalSection(&inner);
-  }
 }
 
 // The thread sanitizer keeps a signal back until the next call that it knows.

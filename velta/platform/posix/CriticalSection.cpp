@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/Win32Subset.h"
 
 namespace Velta::Posix {
 
-constinit thread_local SectionState sectionState;
-
-namespace {
-
-void Acquire(std::atomic<std::uint32_t>& word, std::uint32_t self) noexcept {
+void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
+  std::atomic<std::uint32_t>& word = section->word;
   // Sections are held for a few instructions, so a short look often saves going to sleep. Where
   // others sleep already it is crowded: looking on would only slow the owner down.
   constexpr int kPauses = 10;
@@ -22,7 +18,6 @@ void Acquire(std::atomic<std::uint32_t>& word, std::uint32_t self) noexcept {
     if ((seen & kSleepersBit) != 0) break;
     SpinPause();
   }
-  PayBeforeBlocking();
   std::uint32_t seen = word.load(std::memory_order_relaxed);
   for (;;) {
     if (seen == 0) {
@@ -42,27 +37,6 @@ void Acquire(std::atomic<std::uint32_t>& word, std::uint32_t self) noexcept {
   }
 }
 
-}  // namespace
-
-void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
-  Acquire(section->word, self);
-  ++sectionState.held;
-}
-
 void LeaveContended(CRITICAL_SECTION* section) noexcept { FutexWake(&section->word, 1); }
-
-void WakeWhenOutside(const std::atomic<std::uint32_t>* word) noexcept {
-  SectionState& state = sectionState;
-  if (state.held == 0 || state.owed == SectionState::kMaxOwed) {
-    FutexWake(word, 1);
-  } else {
-    state.words[state.owed++] = word;
-  }
-}
-
-void PayOwedWakes() noexcept {
-  SectionState& state = sectionState;
-  while (state.owed != 0) FutexWake(state.words[--state.owed], 1);
-}
 
 }  // namespace Velta::Posix

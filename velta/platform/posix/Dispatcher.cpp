@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/posix/Dispatcher.h"
 
-#include "velta/platform/posix/DeferredWakes.h"
-
 namespace Velta::Posix {
 
 constinit FutexLock dispatcherLock;
@@ -19,18 +17,6 @@ void RemoveNode(WaitableObject* object, WaitNode* node) noexcept {
 }
 
 }  // namespace
-
-void WakeList::Add(const std::atomic<std::uint32_t>* word) noexcept {
-  if (count == kCapacity) {
-    FutexWake(word, 1);  // hardly ever do so many sleep on one event: let these meet the lock
-    return;
-  }
-  words[count++] = word;
-}
-
-void WakeList::WakeAll() const noexcept {
-  for (int i = 0; i < count; ++i) WakeWhenOutside(words[i]);
-}
 
 void AppendNode(WaitableObject* object, Waiter* waiter, std::uint32_t index) noexcept {
   WaitNode* const node = &waiter->nodes[index];

@@ -3,6 +3,7 @@
 
 #include "velta/platform/posix/FutexLock.h"
 #include "velta/platform/posix/ObjectTable.h"
+#include "velta/platform/posix/WakeList.h"
 
 #include <atomic>
 #include <cstdint>
@@ -35,18 +36,6 @@ struct Waiter {
 
 /// Guards every list of waiters. Under it nothing allocates, logs, or calls out.
 VELTA_POSIX_HIDDEN extern constinit FutexLock dispatcherLock;
-
-/// Threads to wake once the lock is released, so that they do not wake up only to wait for it.
-class WakeList {
- public:
-  void Add(const std::atomic<std::uint32_t>* word) noexcept;
-  void WakeAll() const noexcept;
-
- private:
-  static constexpr int kCapacity = 32;
-  const std::atomic<std::uint32_t>* words[kCapacity];
-  int count = 0;
-};
 
 // All below: only under the lock.
 

@@ -14,26 +14,21 @@ BOOL Refuse(DWORD error) noexcept {
   return FALSE;
 }
 
-BOOL SetEventWithWaiters(const ObjectReference& event) noexcept {
-  WakeList wakes;
-  {
-    const std::lock_guard lock(dispatcherLock);
-    std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
-    for (;;) {
-      if (!event.Admits(word)) return Refuse(ERROR_INVALID_HANDLE);
-      // An automatic event goes to its first waiter and never becomes signalled.
-      const bool handedOver = (word & (kManualReset | kHasWaiters)) == kHasWaiters;
-      if (handedOver && SatisfyFirst(event.object, &wakes)) break;
-      if (event.object->word.compare_exchange_weak(
-              word, word | kSignalled, std::memory_order_release, std::memory_order_relaxed)) {
-        while (SatisfyFirst(event.object, &wakes)) {
-        }
-        break;
+BOOL SetEventWithWaiters(const ObjectReference& event, WakeList* wakes) noexcept {
+  const std::lock_guard lock(dispatcherLock);
+  std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
+  for (;;) {
+    if (!event.Admits(word)) return Refuse(ERROR_INVALID_HANDLE);
+    // An automatic event goes to its first waiter and never becomes signalled.
+    const bool handedOver = (word & (kManualReset | kHasWaiters)) == kHasWaiters;
+    if (handedOver && SatisfyFirst(event.object, wakes)) return TRUE;
+    if (event.object->word.compare_exchange_weak(word, word | kSignalled, std::memory_order_release,
+                                                 std::memory_order_relaxed)) {
+      while (SatisfyFirst(event.object, wakes)) {
       }
+      return TRUE;
     }
   }
-  wakes.WakeAll();
-  return TRUE;
 }
 
 BOOL CloseWithWaiters(const ObjectReference& reference) noexcept {
@@ -71,17 +66,24 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES /*attributes*/, BOOL manualReset, BOOL
       object, (manualReset != FALSE ? kManualReset : 0) | (initialState != FALSE ? kSignalled : 0));
 }
 
-BOOL SetEvent(HANDLE handle) noexcept {
+BOOL Velta::Posix::SetEventAndNote(HANDLE handle, WakeList* wakes) noexcept {
   const ObjectReference event = FindObject(handle);
   if (event.object == nullptr) return Refuse(ERROR_INVALID_HANDLE);
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   do {
     if (!event.Admits(word) || (word & kThread) != 0) return Refuse(ERROR_INVALID_HANDLE);
-    if ((word & kHasWaiters) != 0) return SetEventWithWaiters(event);
+    if ((word & kHasWaiters) != 0) return SetEventWithWaiters(event, wakes);
     // Written even when signalled already: a later waiter must see what every setter did before.
   } while (!event.object->word.compare_exchange_weak(
       word, word | kSignalled, std::memory_order_release, std::memory_order_relaxed));
   return TRUE;
+}
+
+BOOL SetEvent(HANDLE handle) noexcept {
+  WakeList wakes;
+  const BOOL result = SetEventAndNote(handle, &wakes);
+  wakes.WakeAll();
+  return result;
 }
 
 BOOL ResetEvent(HANDLE handle) noexcept {

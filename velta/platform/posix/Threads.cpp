@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
@@ -38,7 +37,6 @@ namespace {
 
 /// Signals the thread's object; the object may be closed, and belong to nobody else, already.
 void SignalThreadEnd(WaitableObject* thread) noexcept {
-  PayBeforeBlocking();
   WakeList wakes;
   bool closed = false;
   std::uint64_t word = thread->word.load(std::memory_order_relaxed);
@@ -129,7 +127,6 @@ std::uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, unsigned (
     errno = error;
     return 0;
   }
-  PayBeforeBlocking();
   // The kernel's id is known to the new thread alone. Its object stays: nobody can close it yet.
   std::uint32_t id = 0;
   while ((id = thread->threadId.load(std::memory_order_acquire)) == 0) {
@@ -158,7 +155,6 @@ void Sleep(DWORD milliseconds) noexcept {
     ::sched_yield();
     return;
   }
-  PayBeforeBlocking();
   if (milliseconds == INFINITE) {
     for (;;) ::pause();
   }

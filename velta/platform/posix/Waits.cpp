@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "velta/platform/posix/DeferredWakes.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
@@ -135,7 +134,6 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD
   if (milliseconds != 0 && milliseconds != INFINITE) deadline = MonotonicAfter(milliseconds);
 
   if (milliseconds != 0) {
-    PayBeforeBlocking();
     if (seen == WAIT_TIMEOUT) seen = SpinForSignal(count, handles);
     if (seen != WAIT_TIMEOUT && seen != kContested) return seen;
   }

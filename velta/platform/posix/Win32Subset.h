@@ -148,20 +148,8 @@ namespace Velta::Posix {
 
 inline constexpr std::uint32_t kSleepersBit = 0x80000000;
 
-/// Wake-ups that the calling thread owes; see `DeferredWakes.h`.
-struct SectionState {
-  static constexpr std::uint32_t kMaxOwed = 6;
-
-  std::uint32_t held = 0;  // critical sections entered, each counted once
-  std::uint32_t owed = 0;
-  const std::atomic<std::uint32_t>* words[kMaxOwed] = {};
-};
-
-VELTA_POSIX_HIDDEN VELTA_POSIX_EARLY_TLS extern constinit thread_local SectionState sectionState;
-
 void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept;
 void LeaveContended(CRITICAL_SECTION* section) noexcept;
-void PayOwedWakes() noexcept;
 
 }  // namespace Velta::Posix
 
@@ -175,7 +163,6 @@ inline BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept {
   std::uint32_t seen = 0;
   if (section->word.compare_exchange_strong(seen, self, std::memory_order_acquire,
                                             std::memory_order_relaxed)) {
-    ++Velta::Posix::sectionState.held;
     return TRUE;
   }
   if ((seen & ~Velta::Posix::kSleepersBit) != self) return FALSE;
@@ -194,20 +181,12 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
     --section->recursion;
     return;
   }
-  Velta::Posix::SectionState& state = Velta::Posix::sectionState;
   const std::uint32_t was = section->word.exchange(0, std::memory_order_release);
   if ((was & Velta::Posix::kSleepersBit) != 0) Velta::Posix::LeaveContended(section);
-  if ((was & ~Velta::Posix::kSleepersBit) != GetCurrentThreadId()) return;  // was not entered
-  if (--state.held == 0 && state.owed != 0) Velta::Posix::PayOwedWakes();
 }
 
-/// A section that the caller still holds is given up.
-inline void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept {
-  const std::uint32_t word = section->word.load(std::memory_order_relaxed);
-  if ((word & ~Velta::Posix::kSleepersBit) != GetCurrentThreadId()) return;
-  section->recursion = 0;
-  LeaveCriticalSection(section);
-}
+/// A section has nothing but its memory.
+inline void DeleteCriticalSection(CRITICAL_SECTION* /*section*/) noexcept {}
 
 // ---- time ---------------------------------------------------------------------------------------
 
