@@ -2,8 +2,11 @@
 #include "velta/threads/MPointerFifo.h"
 
 #include "velta/errors/MError.h"
+#include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/DeferredWakeUps.h"
 #include "velta/platform/internal/Win32.h"
+#include "velta/threads/internal/Events.h"
 
 #include <algorithm>
 #include <atomic>
@@ -12,9 +15,18 @@
 #include <new>
 #include <utility>
 
-MPointerFifo::MPointerFifo(std::int32_t step)
-    : growStep((std::max)(step, std::int32_t{1})),
-      dataEvent(::CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+namespace {
+
+// What a host knows the queue as.
+const wchar_t ClassName[] = L"MThreadSafeFifo";
+const ClassNameRegistration registration(ClassName);
+
+}  // namespace
+
+MPointerFifo::MPointerFifo(std::int32_t step) : growStep((std::max)(step, std::int32_t{1})) {
+  static MFlowPoint point(ClassName, ClassName);
+  dataEvent = MakeEvent(point.At(this), EventReset::Manual);
+}
 
 MPointerFifo::~MPointerFifo() {
   {

@@ -23,7 +23,8 @@ class VELTA_API MPointerFifo {
  public:
   /// @param growStep  slots added at a time; less than 1 counts as 1
   ///
-  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  /// Errors: MThreadSafeFifo.MThreadSafeFifo:CreateEvent with "winErrorCode" when the system has no
+  /// event to give; an `MErrorOutOfMemory`.
   explicit MPointerFifo(std::int32_t growStep);
   MPointerFifo(const MPointerFifo&) = delete;
   MPointerFifo& operator=(const MPointerFifo&) = delete;
@@ -50,9 +51,9 @@ class VELTA_API MPointerFifo {
   std::int32_t growStep;
   std::int32_t head = 0;  // the slot of the oldest element
   MMutex mutex;
-  HANDLE dataEvent;           // signalled exactly while count is above 0
-  std::uint32_t storage = 0;  // length of the buffer: 0 or a power of two, at least the count
-  std::uint32_t first = 0;    // where the oldest element stands in the buffer
+  HANDLE dataEvent = nullptr;  // signalled exactly while count is above 0
+  std::uint32_t storage = 0;   // length of the buffer: 0 or a power of two, at least the count
+  std::uint32_t first = 0;     // where the oldest element stands in the buffer
 };
 
 VELTA_EXPORTS_END

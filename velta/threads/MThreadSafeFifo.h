@@ -48,7 +48,7 @@ class MThreadSafeFifoOutput {
 template <class T, class U>
 class MThreadSafeFifoInput {
  public:
-  /// Appends an element behind the youngest.
+  /// Appends an element after the youngest.
   ///
   /// Errors: an `MException` holding an `MErrorOutOfMemory`; the queue is then unchanged.
   virtual void Push(U item) = 0;
@@ -75,7 +75,8 @@ class MThreadSafeFifo final : public MThreadSafeFifoOutput<T, U>,
  public:
   /// @param growStep  slots added when a push finds every slot taken; less than 1 counts as 1
   ///
-  /// Errors: an `MException` holding an `MErrorOutOfMemory`.
+  /// Errors: MThreadSafeFifo.MThreadSafeFifo:CreateEvent with "winErrorCode" when the system has no
+  /// event to give; an `MErrorOutOfMemory`.
   explicit MThreadSafeFifo(std::int32_t growStep = 1) : queue(growStep) {}
 
   bool Peek(T& out) override {
