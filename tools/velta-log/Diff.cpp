@@ -27,10 +27,19 @@ struct Run {
   Behaviours nesting;  ///< "Inner.Operation in Outer.Operation"
 };
 
+/// Keys differ from run to run, so an unnamed point cannot be told from another of its class.
+std::string FullName(const Log& log, std::uint32_t operation) {
+  if (!log.operations[operation].isUnnamed) return log.FullName(operation);
+  std::string name(log.ClassName(operation));
+  name += '.';
+  name += kUnnamed;
+  return name;
+}
+
 std::string Describe(const Log& log, const Record& record) {
   std::string text(EventName(record.code));
   text += ' ';
-  text += log.FullName(record.operation);
+  text += FullName(log, record.operation);
   if (record.code == kStateChange) {
     text += " to ";
     text += log.Name(record.subject);
@@ -70,7 +79,7 @@ Run Observe(const Log& log) {
              log.records[scopes.all[scope.parent].Teller()].operation}];
   }
   for (const auto& [pair, count] : pairs) {
-    run.nesting[log.FullName(pair.first) + " in " + log.FullName(pair.second)] += count;
+    run.nesting[FullName(log, pair.first) + " in " + FullName(log, pair.second)] += count;
   }
   return run;
 }

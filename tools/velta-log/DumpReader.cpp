@@ -4,6 +4,7 @@
 #include "EventCode.h"
 #include "WallClock.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 
@@ -17,6 +18,9 @@ constexpr std::size_t kLongestLine = 1U << 20U;
 constexpr std::int64_t kMostSeconds = 100'000'000'000;
 
 constexpr std::string_view kReferenceTime = "%% Reference time: ";
+constexpr std::string_view kRecord = "% ";
+constexpr std::string_view kForObject = " for_object ";
+constexpr std::string_view kInThread = ") in_thread ";
 
 /// Eats a text from its front; everything it offers fails without effect on the rest.
 class Cursor {
@@ -109,7 +113,7 @@ struct Texts {
     auto name = CutAt(points, " at ");
     if (!name && numbers.code == kTimingPoint) {
       name = CutAt(points, " at_point ");
-      points = "(unknown)";
+      points = kUnnamed;
     }
     if (!name) return false;
     className = *name;
@@ -138,8 +142,7 @@ struct Texts {
   }
 
   std::string_view ObjectAnchor(std::int64_t object) noexcept {
-    constexpr std::string_view kBefore = " for_object ";
-    char* end = kBefore.copy(anchor, kBefore.size()) + anchor;
+    char* end = kForObject.copy(anchor, kForObject.size()) + anchor;
     for (int shift = 60; shift >= 0; shift -= 4) {
       *end++ = "0123456789ABCDEF"[static_cast<std::uint64_t>(object) >> shift & 0xF];
     }
@@ -149,8 +152,7 @@ struct Texts {
   }
 
   std::string_view ThreadAnchor(std::int32_t threadId) noexcept {
-    constexpr std::string_view kBefore = ") in_thread ";
-    char* end = kBefore.copy(anchor, kBefore.size()) + anchor;
+    char* end = kInThread.copy(anchor, kInThread.size()) + anchor;
     end = std::to_chars(end, anchor + sizeof anchor, threadId).ptr;
     *end++ = ' ';
     *end++ = '(';
@@ -159,6 +161,43 @@ struct Texts {
 
   char anchor[40];
 };
+
+/// Whether a record begins, and no name merely goes on after a line break.
+bool BeginsRecord(std::string_view line) noexcept {
+  return line.starts_with(kRecord) && BeginsWithEvent(line.substr(kRecord.size()));
+}
+
+std::string_view WithoutReturn(std::string_view line) noexcept {
+  return line.substr(0, line.size() - (line.ends_with('\r') ? 1 : 0));
+}
+
+/// A dump's own lines end with a bracket: one with a carriage return after it went through text
+/// mode, which put one before each line break, also before those of names.
+void DropReturns(std::string& text) {
+  if (!text.ends_with('\r')) return;
+  text += '\n';
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i + 1 < text.size(); ++i) {
+    if (text[i] != '\r' || text[i + 1] != '\n') text[kept++] = text[i];
+  }
+  text.resize(kept);
+}
+
+/// Whether the lines of a text are those of two records, between which some of the dump is missing.
+bool HoldsTwo(std::string_view text) noexcept {
+  const auto repeats = [text](std::string_view word) {
+    return text.find(word) != text.rfind(word);
+  };
+  return text.find('\n') != std::string_view::npos && (repeats(kForObject) || repeats(kInThread));
+}
+
+/// A point without a name goes by the number of its key, "point 1073815600".
+std::uint32_t FindOperation(LogBuilder& builder, const Texts& texts, const Numbers& numbers) {
+  const bool isUnnamed = texts.point == kUnnamed && numbers.pointKey != 0;
+  return isUnnamed ? builder.FindOperation(texts.className,
+                                           "point " + std::to_string(numbers.pointKey), true)
+                   : builder.FindOperation(texts.className, texts.point, false);
+}
 
 }  // namespace
 
@@ -176,7 +215,7 @@ void DumpReader::Take(std::string_view bytes) {
       if (!skipsLine) partialLine += piece;
     } else if (skipsLine) {
       skipsLine = false;
-      hasRecordText = false;
+      inRecord = false;
       Report(++lineNumber, "a line of more than a megabyte");
     } else if (partialLine.empty()) {
       TakeLine(piece);
@@ -190,29 +229,27 @@ void DumpReader::Take(std::string_view bytes) {
 
 void DumpReader::Finish() {
   if (skipsLine || !partialLine.empty()) Take("\n");
-  if (hasRecordText) Report(lineNumber, "the text ends within a record");
-  hasRecordText = false;
+  if (inRecord) Report(lineNumber, "the text ends within a record");
+  inRecord = false;
   builder.FindNamesakes();
   if (!hasHeader && damage.count == 0) Report(1, "no dump: the reference time is missing");
 }
 
 void DumpReader::TakeLine(std::string_view line) {
   ++lineNumber;
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  if (hasRecordText && !line.starts_with(' ')) {
-    Report(lineNumber - 1, "a record without its numbers");
-    hasRecordText = false;
+  const bool isHeader = line.starts_with(kReferenceTime);
+  if (inRecord) {
+    if (!isHeader && !BeginsRecord(line)) {
+      ContinueRecord(line);
+      return;
+    }
+    Report(recordLine, "a record without its numbers");
+    inRecord = false;
   }
-  if (line.starts_with("% ")) {
-    if (!hasHeader) Report(lineNumber, "records without a reference time before them");
-    hasHeader = true;  // told once
-    recordText = line.substr(2);
-    hasRecordText = true;
+  if (line.starts_with(kRecord)) {
+    BeginRecord(line);
   } else if (line.starts_with("%%")) {
-    TakeHeader(line);
-  } else if (line.starts_with(' ') && hasRecordText) {
-    TakeNumbers(line);
-    hasRecordText = false;
+    TakeHeader(WithoutReturn(line));
   } else {
     Report(lineNumber, "not a line of a dump");
   }
@@ -239,19 +276,34 @@ void DumpReader::TakeHeader(std::string_view line) {
     Report(lineNumber, "a header line whose time of day is none");
     return;
   }
-  const Micros offset = *wall + Micros{milliseconds} * 1000 - start;
-  if (!log.wallClock) log.wallClock = offset;
+  // In an empty log's header the seconds count from the zero of the machine's counter, which may be
+  // days ago. Its time 0 is the making of the log, unless a later dump has records.
+  const Micros offset = *wall + Micros{milliseconds} * 1000 - std::min<Micros>(start, 0);
+  if (!log.wallClock || log.records.empty()) log.wallClock = offset;
   shift = offset - *log.wallClock;
 }
 
-void DumpReader::TakeNumbers(std::string_view line) {
+void DumpReader::BeginRecord(std::string_view line) {
+  if (!hasHeader) Report(lineNumber, "records without a reference time before them");
+  hasHeader = true;  // told once
+  recordText = line.substr(kRecord.size());
+  recordLine = lineNumber;
+  inRecord = true;
+}
+
+void DumpReader::ContinueRecord(std::string_view line) {
   Numbers numbers;
-  if (!numbers.Read(line)) {
-    Report(lineNumber, "numbers that are not those of a record");
+  if (!numbers.Read(WithoutReturn(line))) {  // then a name has a line break here
+    inRecord = recordText.size() + line.size() < kLongestLine;
+    if (!inRecord) Report(recordLine, "a record of more than a megabyte");
+    recordText += '\n';
+    recordText += line;
     return;
   }
+  inRecord = false;
+  DropReturns(recordText);
   Texts texts;
-  if (!texts.Read(recordText, numbers)) {
+  if (HoldsTwo(recordText) || !texts.Read(recordText, numbers)) {
     Report(lineNumber, "numbers that do not belong to the text before them");
     return;
   }
@@ -260,7 +312,7 @@ void DumpReader::TakeNumbers(std::string_view line) {
                          .code = numbers.code,
                          .value1 = numbers.value1,
                          .value2 = numbers.value2,
-                         .operation = builder.FindOperation(texts.className, texts.point),
+                         .operation = FindOperation(builder, texts, numbers),
                          .thread = builder.FindThread(numbers.threadId, texts.threadName),
                          .subject = log.names.Intern(texts.subject),
                          .objectName = log.names.Intern(texts.objectName)});

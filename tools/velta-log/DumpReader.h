@@ -32,10 +32,11 @@ struct Damage {
 ///     0.004213, -25, 2, 0, 759932960, 759932984, 140722058503400, 4711
 /// ```
 ///
-/// (a record's text is one line). Lines may end with a carriage return. Another header begins
-/// another dump of the same process, whose times are moved to those of the first. Whatever else
-/// stands in the text is damage: it is counted, and reading goes on with the next record. A dump
-/// that ends between two records cannot be told from a whole one.
+/// (a record's text is one line, unless a name in it holds line breaks: the numbers end it). Lines
+/// may end with a carriage return. Another header begins another dump of the same process, whose
+/// times are moved to those of the first. Whatever else stands in the text is damage: it is
+/// counted, and reading goes on with the next record. A dump that ends between two records cannot
+/// be told from a whole one.
 class DumpReader {
  public:
   DumpReader(Log& target, Damage& problems) : log(target), builder(target), damage(problems) {}
@@ -50,7 +51,8 @@ class DumpReader {
  private:
   void TakeLine(std::string_view line);
   void TakeHeader(std::string_view line);
-  void TakeNumbers(std::string_view line);
+  void BeginRecord(std::string_view line);
+  void ContinueRecord(std::string_view line);
   void Report(std::uint64_t line, std::string_view problem);
 
   Log& log;
@@ -58,8 +60,9 @@ class DumpReader {
   Damage& damage;
   std::uint64_t lineNumber = 0;
   std::string partialLine;
-  std::string recordText;  // the first line of a record, without its percent sign
-  bool hasRecordText = false;
+  std::string recordText;  // of the record under way, without its percent sign
+  std::uint64_t recordLine = 0;
+  bool inRecord = false;
   bool hasHeader = false;
   bool skipsLine = false;
   Micros shift = 0;

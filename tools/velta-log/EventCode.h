@@ -23,6 +23,9 @@ inline constexpr std::int32_t kTimingPoint = 0;
 /// The name that a dump gives a code; "unknown event" for a code that the log does not know.
 [[nodiscard]] std::string_view EventName(std::int32_t code) noexcept;
 
+/// Whether an event's name and a blank stand first, as in each record's text.
+[[nodiscard]] bool BeginsWithEvent(std::string_view text) noexcept;
+
 /// Whether the event carries an error's name: the four kinds of errors, and warnings.
 [[nodiscard]] constexpr bool NamesAnError(std::int32_t code) noexcept {
   return code >= kRootError && code <= kWarning;

@@ -47,8 +47,9 @@ std::vector<std::vector<std::uint32_t>> Log::RecordsByThread() const {
   return byThread;
 }
 
-std::uint32_t LogBuilder::FindOperation(std::string_view className, std::string_view name) {
-  const Operation operation{log.names.Intern(className), log.names.Intern(name)};
+std::uint32_t LogBuilder::FindOperation(std::string_view className, std::string_view name,
+                                        bool isUnnamed) {
+  const Operation operation{log.names.Intern(className), log.names.Intern(name), isUnnamed};
   const auto [found, isNew] =
       operationNumbers.try_emplace(std::uint64_t{operation.className} << 32 | operation.name,
                                    static_cast<std::uint32_t>(log.operations.size()));

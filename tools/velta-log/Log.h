@@ -43,6 +43,7 @@ struct Record {
 struct Operation {
   NameId className;
   NameId name;
+  bool isUnnamed;  ///< the name is the key's number, which another run does not repeat
 };
 
 struct Thread {
@@ -97,7 +98,7 @@ class LogBuilder {
   LogBuilder(const LogBuilder&) = delete;
   LogBuilder& operator=(const LogBuilder&) = delete;
 
-  std::uint32_t FindOperation(std::string_view className, std::string_view name);
+  std::uint32_t FindOperation(std::string_view className, std::string_view name, bool isUnnamed);
 
   /// @param name  a thread may be named only in a later dump of the same file; the name stays
   std::uint32_t FindThread(std::int32_t id, std::string_view name);
@@ -113,5 +114,8 @@ class LogBuilder {
 
 /// What a dump prints for a thread or an object without a name.
 inline constexpr std::string_view kUnknown = "unknown";
+
+/// What it prints for a class, an operation or an error without one.
+inline constexpr std::string_view kUnnamed = "(unknown)";
 
 }  // namespace veltalog

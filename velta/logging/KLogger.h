@@ -22,7 +22,7 @@
 /// The ring holds the last 131072 events. Writing one costs an atomic add, a reading of the
 /// system's counter and five stores: no allocation, lock, system call or formatting. Names are
 /// registered once, under 32-bit keys (objects under their address); the first name given for a key
-/// stays.
+/// stays. A name stands in a dump byte for byte: line breaks in it are line breaks there.
 ///
 /// Event codes:
 ///  - errors: -105 Root_error, -104 Cascade_error, -103 Dismissed_error, -102 Return_error,

@@ -14,7 +14,11 @@ class MDiagnosticsRegistryImplementation;
 /// equal text elsewhere is another key. Only the low 32 bits of an address count.
 ///
 /// Rules of every registration: the first name given for a key stays, later ones are ignored; a
-/// character keeps its low 8 bits only; a null name registers nothing; names are never removed.
+/// null name registers nothing; names are never removed.
+///
+/// A character keeps its low 8 bits only, so one above U+00FF shows as another, and those that end
+/// in 0A or 0D (U+4E0A, U+040A and U+010A among them) break the line in a dump. Use names in
+/// Latin-1.
 ///
 /// Threads: any thread may call any operation at any time; each takes a short lock.
 /// Ownership: names are copied; the handle does not own what it points at.

@@ -19,8 +19,8 @@ VELTA_EXPORTS_BEGIN
 /// Use it through `MFlowLogger` and `MDiagnosticsRegistry`. `Instance` lives from first use until
 /// the process ends; one made by hand serves a log kept apart.
 ///
-/// Names are cut to the low 8 bits of each character. Keys given as pointers count with their low
-/// 32 bits, objects with the full address.
+/// Names are cut to the low 8 bits of each character: see `MDiagnosticsRegistry`. Keys given as
+/// pointers count with their low 32 bits, objects with the full address.
 ///
 /// Threads: any thread may call any operation at any time, but two logs must not be attached to
 /// each other at once. `Attach` is not synchronised with events and registrations under

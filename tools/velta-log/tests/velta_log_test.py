@@ -55,10 +55,11 @@ def head(dump):
     return b"".join(lines[:2]), [b"".join(lines[i:i + 2]) for i in range(2, len(lines), 2)]
 
 
-def made(seconds, code, operation, value1=0, thread="T"):
+def made(seconds, code, operation, value1=0, thread="T", key=2):
     event, subject = {-7: ("Scope_push", ""), -8: ("Scope_pop", ""), -105: ("Root_error", " Late")}[code]
     return (f"% {event}{subject} in_class C at {operation} for_object 0000000000000001 (unknown) "
-            f"in_thread 7 ({thread})\n    {seconds:.6f}, {code}, {value1}, 0, 1, 2, 1, 7\n").encode()
+            f"in_thread 7 ({thread})\n    {seconds:.6f}, {code}, {value1}, 0, 1, {key}, 1, 7\n"
+            ).encode("latin-1")
 
 
 class VeltaLogTest(unittest.TestCase):
@@ -240,6 +241,36 @@ class VeltaLogTest(unittest.TestCase):
                        self.header) + self.records[0]
         code, both, errors = summary(self.header + self.records[0] + later)
         self.assertEqual((code, errors, both["endUs"] - both["beginUs"]), (0, "", 500000))
+        # The header of an empty log tells the seconds since the machine started.
+        start, empty = (re.sub(rb"time: -0\.\d+", b"time: " + seconds, self.header)
+                        for seconds in (b"0.000000", b"864000.250000"))
+        self.assertEqual(summary(empty), summary(start))
+        self.assertEqual(summary(empty + self.dump), (0, plain, ""))
+
+    def test_line_breaks_in_names_cost_no_record(self):
+        for name, shown in (("\u4e0a\u4f20\u7ebf\u7a0b", "\ufffd \xbf\ufffd"), ("\u010a\r\u010a", "\ufffd" * 3),
+                            ("\u040a\u0425\u0420x", "\ufffd% x"), ("\u010a" + 4 * "\u0120" + "0.", "\ufffd    0.")):
+            name = "".join(chr(ord(character) & 0xFF) for character in name)  # as the log cuts it
+            dump = self.header + made(0, -7, name, 0, name) + made(1, -8, name, 0, name)
+            for text in (dump, dump.replace(b"\n", b"\r\n")):
+                code, found, errors = summary(text)
+                self.assertEqual((code, errors, found["records"]), (0, "", 2))
+                self.assertEqual((found["threads"][0]["name"], found["operations"][0]["operation"]),
+                                 (shown, shown))
+        # What a hole in the file brings together is no record.
+        first, second = made(0, -7, "A"), made(0, -7, "B")
+        code, found, _ = summary(self.header + first[:first.index(b", ")] + second[20:])
+        self.assertEqual((code, found["records"]), (1, 0))
+
+    def test_points_without_a_name_keep_their_numbers_but_for_other_runs(self):
+        timing = made(0, -7, "A", key=-7).replace(b"Scope_push", b"Timing_point (0, 0)").replace(
+            b" at A", b" at_point -7").replace(b", -7, 0", b", 0, 0", 1)
+        dump = self.header + timing + made(0, -7, "(unknown)", key=5) + made(0, -7, "(unknown)", key=6)
+        Path(FOLDER.name, "unnamed.log").write_bytes(dump)
+        self.assertEqual({o["operation"] for o in summary(dump)[1]["operations"]},
+                         {"point -7", "point 5", "point 6"})
+        other = re.sub(rb"-?\d(?=, 1, 7\n)", b"9", dump.replace(b"at_point -7", b"at_point 9"))
+        self.assertEqual(tool("diff", "unnamed.log", "-", stdin=other)[:2], (0, b""))
 
     def test_a_dump_cut_anywhere_is_read_as_far_as_it_goes(self):
         header, records = head(self.small)
