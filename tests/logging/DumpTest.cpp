@@ -118,9 +118,10 @@ TEST(KLoggerDump, AFailureAnywhereFreezesTheLogWithItsRecordsUnlessTheStreamMere
   } cases[] = {{NarrowBuffer::Full::kThrows, std::ios_base::goodbit, true},
                {NarrowBuffer::Full::kThrows, std::ios_base::badbit | std::ios_base::failbit, true},
                {NarrowBuffer::Full::kRefuses, std::ios_base::badbit, true},
+               {NarrowBuffer::Full::kRefuses, std::ios_base::failbit, true},
                {NarrowBuffer::Full::kRefuses, std::ios_base::goodbit, false}};
   for (const auto& sample : cases) {
-    for (std::size_t room = 0; room < 300; room += 11) {  // the text is longer
+    for (std::size_t room = 0; room < 300; room += 23) {  // the text is longer
       SCOPED_TRACE(room);
       KLogger log;
       WriteNumbered(log, 1, 3);
@@ -146,26 +147,30 @@ TEST(KLoggerDump, AFailureAnywhereFreezesTheLogWithItsRecordsUnlessTheStreamMere
   }
 }
 
-// As `std::cerr` by default, the stream hands on each piece; standard libraries do so in a
-// destructor, which must not throw.
-TEST(KLoggerDump, AStreamThatFailsToHandOnEachPieceFreezesTheLogAsWell) {
+// What a dump leaves in the buffer must get out before the log is emptied. As `std::cerr` by
+// default, a stream may flush each piece; standard libraries do so in a destructor, which must not
+// throw.
+TEST(KLoggerDump, AStreamThatFailsToFlushFreezesTheLogAsWell) {
   struct Unsynchronised : std::stringbuf {
     bool throws = false;
     int sync() override { return throws ? throw std::runtime_error("no way on") : -1; }
   };
-  for (const bool throws : {true, false}) {
-    KLogger log;
-    WriteNumbered(log, 1, 3);
-    Unsynchronised buffer;
-    buffer.throws = throws;
-    std::ostream stream(&buffer);
-    stream << std::unitbuf;
-    if (!throws) stream.exceptions(std::ios_base::badbit);
+  for (const bool eachPiece : {true, false}) {
+    for (const bool throws : {true, false}) {
+      KLogger log;
+      WriteNumbered(log, 1, 3);
+      Unsynchronised buffer;
+      buffer.throws = throws;
+      std::ostream stream(&buffer);
+      if (eachPiece) stream << std::unitbuf;
+      if (!throws) stream.exceptions(std::ios_base::badbit);
 
-    KLogger::Dump(&log, stream);
+      KLogger::Dump(&log, stream);
 
-    EXPECT_TRUE(stream.bad());
-    EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);
+      EXPECT_TRUE(stream.bad());
+      EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);
+      EXPECT_EQ(DumpEvents(log).size(), 3U);
+    }
   }
 }
 

@@ -121,7 +121,8 @@ class KLogger {
                                                                 std::int64_t reference,
                                                                 std::int64_t frequency);
 
-  /// Writes the log as text, oldest record first, then empties it. A null core is ignored.
+  /// Writes the log as text, oldest record first, flushes the stream and empties the log. A null
+  /// core is ignored.
   ///
   /// The text begins with the time of the log's construction, relative to the first record and as
   /// wall-clock time in the local time zone; the records follow, timed from the first one. Times of
@@ -131,11 +132,13 @@ class KLogger {
   /// dropped. Two dumps at once are not coordinated.
   ///
   /// An exception ends the dump and is swallowed, whether the stream, its buffer or an allocation
-  /// raised it: the log then keeps its records and stays disabled, for inspection, and the stream
-  /// is left in a bad state. A stream that merely turns bad, without an exception, does not stop
-  /// the dump: what it refuses is lost and the log is emptied.
+  /// raised it, and also if only the flush did: the log then keeps its records and stays disabled,
+  /// for inspection and for another dump, and the stream is left in a bad state. A stream that
+  /// merely turns bad, without an exception, does not stop the dump: what it refuses is lost and
+  /// the log is emptied.
   ///
-  /// @param stream  used during the call only
+  /// @param stream  used during the call only; turn its exceptions on (`exceptions(badbit)`) to
+  ///                lose no record to a full disk
   VELTA_API static void Dump(KLogger* core, std::ostream& stream) noexcept;
 
   /// Dumps into the file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), replacing what is

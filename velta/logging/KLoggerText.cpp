@@ -9,8 +9,10 @@
 #include <array>
 #include <bit>
 #include <charconv>
+#include <concepts>
 #include <fstream>
 #include <ostream>
+#include <streambuf>
 
 namespace {
 
@@ -50,17 +52,24 @@ void AppendRelativeTime(std::string& text, std::int64_t t, std::int64_t referenc
   text.append(digits, static_cast<std::size_t>(length));
 }
 
+// Text is lost: a stream that throws does so now, whichever of the two it is set to tell.
+void Fail(std::ostream& stream) { stream.setstate(std::ios_base::badbit | std::ios_base::failbit); }
+
+void Flush(std::ostream& stream) {
+  if (!stream.good() || stream.rdbuf()->pubsync() == -1) Fail(stream);
+}
+
 // Past the stream's own formatting: `ostream::write` hides what its buffer throws, and a sentry
-// hands the text on in its destructor, where an exception would end the process.
+// flushes in its destructor, where an exception would end the process.
 void Put(std::ostream& stream, std::string_view text) {
-  if (!stream.good()) return;
-  if (std::ostream* const before = stream.tie()) before->flush();
-  std::streambuf& buffer = *stream.rdbuf();
-  const auto length = static_cast<std::streamsize>(text.size());
-  const bool handsOn = (stream.flags() & std::ios_base::unitbuf) != 0;
-  if (buffer.sputn(text.data(), length) != length || (handsOn && buffer.pubsync() == -1)) {
-    stream.setstate(std::ios_base::badbit);
+  if (!stream.good()) {
+    Fail(stream);
+    return;
   }
+  if (std::ostream* const before = stream.tie()) before->flush();
+  const auto length = static_cast<std::streamsize>(text.size());
+  if (stream.rdbuf()->sputn(text.data(), length) != length) Fail(stream);
+  if ((stream.flags() & std::ios_base::unitbuf) != 0) Flush(stream);
 }
 
 // Names found so far. A name never changes nor goes once registered, so what was found needs no
@@ -278,6 +287,7 @@ void KLogger::DumpAndClear(std::ostream& stream) {
     Put(stream, text);
     slot = (slot + 1) & mask;
   }
+  Flush(stream);  // while the records are still there
   ClearAndEnable();
 }
 

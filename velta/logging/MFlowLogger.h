@@ -47,10 +47,12 @@ class MFlowLogger {
                           std::uint32_t classKey, std::uint32_t pointKey,
                           const void* object) noexcept;
 
-  /// Writes the log as 8-bit text and empties it. See `KLogger::Dump` for the text.
+  /// Writes the log as 8-bit text, flushes the stream and empties the log. See `KLogger::Dump` for
+  /// the text.
   ///
   /// Blocks for at least 10 ms, 80 ms for a full log. Events that other threads log meanwhile are
-  /// dropped. If anything throws while dumping, the log keeps its records and stays disabled.
+  /// dropped. If anything throws while dumping, the stream's flush included, the log keeps its
+  /// records and stays disabled; a stream with its exceptions turned off does not throw.
   VELTA_API void Dump(std::ostream& stream) noexcept;
 
   /// Dumps into the fixed file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), whose
