@@ -1,17 +1,29 @@
 // SPDX-License-Identifier: MIT
 #include "KLoggerProbe.h"
 #include "velta/logging/MKLoggerAdapter.h"
-#include "velta/platform/internal/DebugDumpPath.h"
+#include "velta/platform/internal/DebugDumpFile.h"
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <streambuf>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#if !defined(_WIN32)
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/Watchdog.h"
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#endif
 
 namespace {
 
@@ -231,5 +243,62 @@ TEST_F(DebugDumpFile, ThatCannotBeOpenedLeavesTheLogUntouched) {
   EXPECT_EQ(KLoggerProbe::Counter(log), 1U + 2U * 3U);
   EXPECT_NE(log.FormatRecord(2, 0), "");
 }
+
+#if !defined(_WIN32)
+// Anyone may lay something under that name, so that another user's host overwrites a file of its
+// user's.
+TEST_F(DebugDumpFile, IsARegularFileOfTheUsersOwnOrIsLeftAlone) {
+  const Watchdog watchdog("a dump into a pipe");
+  const std::filesystem::path victim = file.string() + ".victim";
+  std::ofstream(victim) << "kept";
+  KLogger log;
+  WriteNumbered(log, 1, 3);
+  int reader = -1;
+  const std::function<void()> traps[] = {[&] { std::filesystem::create_symlink(victim, file); },
+                                         [&] { std::filesystem::create_hard_link(victim, file); },
+                                         [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); },
+                                         [&] {
+                                           ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+                                           reader = ::open(file.c_str(), O_RDONLY | O_NONBLOCK);
+                                         }};
+  for (const auto& lay : traps) {
+    lay();
+    EXPECT_FALSE(log.DumpToFile());
+    std::filesystem::remove(file);
+  }
+  ::close(reader);
+  if (::geteuid() == 0) {
+    std::filesystem::rename(victim, file);
+    std::filesystem::permissions(file, std::filesystem::perms::all);
+    const OrdinaryUser user;
+    EXPECT_FALSE(log.DumpToFile());
+  } else {
+    std::filesystem::rename(victim, file);
+  }
+  EXPECT_EQ(std::filesystem::file_size(file), 4U);
+  EXPECT_EQ(KLoggerProbe::Counter(log), 1U + 2U * 3U);
+
+  std::filesystem::remove(file);
+  EXPECT_TRUE(log.DumpToFile());
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(DebugDumpFile, OnAFullDiskCostsNoRecord) {
+  KLogger log;
+  WriteNumbered(log, 1, 3000);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit full{100000, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+
+  EXPECT_TRUE(log.DumpToFile());
+
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_EQ(std::filesystem::file_size(file), 100000U);
+  EXPECT_EQ(DumpEvents(log).size(), 3000U);
+}
+#endif
 
 }  // namespace

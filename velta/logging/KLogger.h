@@ -142,7 +142,11 @@ class KLogger {
   VELTA_API static void Dump(KLogger* core, std::ostream& stream) noexcept;
 
   /// Dumps into the file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), replacing what is
-  /// there. The folder must exist; other processes may have the file open.
+  /// there. The folder must exist; other processes may have the file open. A write that fails, as
+  /// on a full disk, ends the dump as an exception does.
+  ///
+  /// On Linux, where any user may put something into the folder, the file must be a regular one of
+  /// the process's effective user, under this name only; a new one is readable by that user only.
   ///
   /// @return true if the file could be opened, whatever became of the dump; otherwise the log is
   ///         untouched

@@ -3,14 +3,14 @@
 #include "velta/logging/KLogger.h"
 #include "velta/logging/internal/KLockHolder.h"
 #include "velta/logging/internal/KLogWords.h"
-#include "velta/platform/internal/DebugDumpPath.h"
+#include "velta/platform/internal/DebugDumpFile.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <array>
 #include <bit>
 #include <charconv>
 #include <concepts>
-#include <fstream>
+#include <memory>
 #include <ostream>
 #include <streambuf>
 
@@ -236,10 +236,10 @@ void KLogger::Dump(KLogger* core, std::ostream& stream) noexcept {
 }
 
 bool KLogger::DumpToFile() {
-  std::ofstream file(kDebugDumpPath, std::ios_base::out | std::ios_base::trunc);
-  if (!file.is_open()) return false;
-  Dump(this, file);
-  file.close();
+  const std::unique_ptr<std::ostream> file = OpenDebugDumpFile();
+  if (file == nullptr) return false;
+  file->exceptions(std::ios_base::badbit);  // a full disk must not cost the records
+  Dump(this, *file);
   return true;
 }
 

@@ -56,7 +56,7 @@ class MFlowLogger {
   VELTA_API void Dump(std::ostream& stream) noexcept;
 
   /// Dumps into the fixed file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), whose
-  /// folder must exist.
+  /// folder must exist. See `KLogger::DumpToFile` for what is refused there.
   ///
   /// @return true if the file could be opened, whatever became of the dump
   VELTA_API bool DumpToFile() noexcept;

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "velta/platform/internal/DebugDumpFile.h"
+
+#include <array>
+#include <cerrno>
+#include <streambuf>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+/// Writes into a file; what is not flushed by the end is lost.
+class FileBuffer final : public std::streambuf {
+ public:
+  FileBuffer() { Empty(); }
+  FileBuffer(const FileBuffer&) = delete;
+  FileBuffer& operator=(const FileBuffer&) = delete;
+  ~FileBuffer() override {
+    if (file != -1) ::close(file);
+  }
+
+  bool Open() noexcept {
+    // Without waiting for the reader of a pipe, and emptied only once it is known to be the user's.
+    file =
+        ::open(kDebugDumpPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+               S_IRUSR | S_IWUSR);
+    struct stat status = {};
+    return file != -1 && ::fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_uid == ::geteuid() && status.st_nlink == 1 && ::ftruncate(file, 0) == 0;
+  }
+
+ protected:
+  int_type overflow(int_type byte) override {
+    if (sync() != 0) return traits_type::eof();
+    if (!traits_type::eq_int_type(byte, traits_type::eof())) {
+      sputc(traits_type::to_char_type(byte));
+    }
+    return traits_type::not_eof(byte);
+  }
+
+  int sync() override {
+    for (const char* rest = pbase(); rest != pptr();) {
+      const ssize_t written = ::write(file, rest, static_cast<std::size_t>(pptr() - rest));
+      if (written < 0 && errno != EINTR) return -1;
+      if (written > 0) rest += written;
+    }
+    Empty();
+    return 0;
+  }
+
+ private:
+  void Empty() noexcept { setp(buffer.data(), buffer.data() + buffer.size()); }
+
+  int file = -1;
+  std::array<char, 65536> buffer;
+};
+
+class FileStream final : public std::ostream {
+ public:
+  FileStream() : std::ostream(nullptr) { rdbuf(&buffer); }
+
+  bool Open() noexcept { return buffer.Open(); }
+
+ private:
+  FileBuffer buffer;
+};
+
+}  // namespace
+
+std::unique_ptr<std::ostream> OpenDebugDumpFile() {
+  auto stream = std::make_unique<FileStream>();
+  if (!stream->Open()) return nullptr;
+  return stream;
+}
