@@ -2,6 +2,7 @@
 // The text that edits leave, and what they refuse.
 #include "tests/xml/XmlKit.h"
 
+#include <functional>
 #include <string>
 
 using Velta::Xml::DocumentProbe;
@@ -129,6 +130,54 @@ TEST(MXmlDocument, AStartTagAloneIsAFaultUntilItsEndIsThere) {
   EXPECT_EQ(document.GetErrorText(), L"");
   EXPECT_EQ(document.GetErrorOffset(), -1);
   ExpectText(document, L"<r><b/><a/></r>");
+}
+
+TEST(MXmlDocument, WhatAFaultBeforeItWouldSwallowIsRefused) {
+  // Each text ends in something without an end, and what is added goes behind it.
+  const wchar_t* const texts[] = {L"<r/><b",   L"<r/><b c='",       L"<r/></b",
+                                  L"<r/><!--", L"<r/><![CDATA[",    L"<r/><?p",
+                                  L"<r/><",    L"<r/><!DOCTYPE b '"};
+  for (const wchar_t* text : texts) {
+    MXmlDocument document;
+    const std::function<bool()> edits[] = {
+        [&] { return document.AddElement(L"n", L"1"); },
+        [&] { return document.AddElement(L"n", L"1", MXmlDocument::kAddStartTagOnly); },
+        [&] { return document.AddElementWithAttribute(L"n", L"a", L"1"); },
+        [&] { return document.AddElementWithDocument(L"n", L"<x/>"); },
+        [&] { return document.AddNode(MXmlNodeType::kComment, L"x"); },
+        [&] { return document.AddNode(MXmlNodeType::kText, L"x"); },
+        [&] { return document.AddNode(MXmlNodeType::kCData, L"x]]>"); }};
+    for (const auto& edit : edits) {
+      SCOPED_TRACE(text);
+      document.ClearErrorText();
+      ASSERT_FALSE(document.SetText(text));
+      const MString errors = document.GetErrorText();
+      const std::int32_t offset = document.GetErrorOffset();
+      const bool added = edit();
+      const std::int32_t current = document.GetOffset();
+      document.ResetPosition();
+      if (added) {
+        ASSERT_GE(current, 0);
+        while (document.GetOffset() != current) {
+          ASSERT_NE(document.FindNode(kAnyNode), MXmlNodeType::kNone) << "no node is there";
+        }
+      } else {
+        EXPECT_EQ(current, -1);
+        EXPECT_EQ(document.GetText(), text);
+        EXPECT_EQ(document.GetErrorText(), errors);
+        EXPECT_EQ(document.GetErrorOffset(), offset);
+      }
+      EXPECT_TRUE(IndexIsThatOfItsText(document));
+    }
+  }
+
+  // What is not swallowed stands in the element that is open there, whatever it was added behind.
+  MXmlDocument document;
+  ASSERT_FALSE(document.SetText(L"<r><a/>"));
+  ASSERT_TRUE(document.FindElement() && document.AddNode(MXmlNodeType::kComment, L"x"));
+  EXPECT_EQ(document.GetNodeText(), L"<!--x-->");
+  ASSERT_TRUE(document.OutOfElement());
+  EXPECT_EQ(document.GetTagName(), L"r");
 }
 
 TEST(MXmlDocument, NodesAreWrittenInTheirShape) {

@@ -78,7 +78,10 @@ class RandomEditor {
     std::uint32_t flags = AnyOf({0u, MXmlDocument::kAddCData, MXmlDocument::kAddAsChild,
                                  MXmlDocument::kAddSpaceBeforeSlash});
     if (withFaults && Below(20) == 0) flags |= MXmlDocument::kAddStartTagOnly;
-    static_cast<void>(document.AddElement(NewName(), Content(), flags));
+    const std::wstring name = NewName();
+    if (document.AddElement(name, Content(), flags)) {
+      EXPECT_EQ(Named(), name);
+    }
   }
 
   void AddNode() {

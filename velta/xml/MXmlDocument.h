@@ -48,14 +48,13 @@ struct DocumentState;
 /// the size of a tag; the index takes 36 bytes an element and some room to grow. A step between
 /// elements is a look-up. An edit moves the text and the elements behind it, and touches the
 /// ancestors of its place: at the end of a document it costs the same in a small and a large one.
-/// An edit of an ill-formed document reads it anew, and so does adding a start tag alone. Looking
-/// for an attribute reads the tag from its beginning.
+/// An edit of an ill-formed document parses all of it again, into a second index, and so does
+/// adding a start tag alone. Looking for an attribute reads the tag from its beginning.
 ///
 /// Threads: one at a time; nothing is shared between documents.
 /// Ownership: all text is copied in; views that are handed out are valid until the next change.
-/// Errors: bad content never throws. `std::bad_alloc` leaves the document as it was, except that
-/// one that an edit reads anew may become empty: one that is ill formed, or gets a start tag alone.
-/// A null view is an empty text. Pointers must not be null where it is not said that they may.
+/// Errors: bad content never throws. `std::bad_alloc` leaves the document as it was. A null view is
+/// an empty text. Pointers must not be null where it is not said that they may.
 class MXmlDocument {
  public:
   /// Document flag: names that differ only in the case of the letters A to Z are the same.
@@ -103,7 +102,7 @@ class MXmlDocument {
   ///
   /// A later `SetText` adds its own behind them: empty it with `ClearErrorText` first when a
   /// document is used again. The text is bounded: past 16,384 characters it ends in " ... (cut)".
-  /// An edit that reads the document anew (see the costs) replaces what the last reading has found;
+  /// An edit that parses the document again (see the costs) replaces what the last parse has found;
   /// any other changes nothing here.
   [[nodiscard]] VELTA_API const MString& GetErrorText() const noexcept;
   VELTA_API void ClearErrorText() noexcept;
@@ -237,7 +236,9 @@ class MXmlDocument {
 
   // Names that are written begin with a letter, a colon, an underscore or a character from 128 on,
   // and go on with these, digits, hyphens and full stops. Every operation here returns false, and
-  // changes nothing, for any other name and for a text that would grow past its limit.
+  // changes nothing, for any other name, for a text that would grow past its limit, and in an
+  // ill-formed document where a fault before the place would swallow what is added, as the comment
+  // without an end does in "<r/><!--".
 
   /// Adds an element after the current node; with no current node, as the last of the level.
   ///

@@ -100,14 +100,15 @@ class Insertion {
   }
   [[nodiscard]] std::int32_t Length() const noexcept { return static_cast<std::int32_t>(length); }
 
-  /// Puts it in by reading the whole document anew.
+  /// Puts it in by parsing the whole document again.
   ///
-  /// @return the element that begins with it, or 0
-  [[nodiscard]] std::int32_t PutAndRead() {
-    const std::int32_t offset = Offset();
-    change.ApplyAndRead();
-    return state.index.FindStart(offset);
+  /// @return the element that begins with it; 0, with nothing changed, when there is none
+  [[nodiscard]] std::int32_t PutElementAndParse() {
+    return PutAndParse(MXmlNodeType::kElement) ? state.index.FindStart(Offset()) : 0;
   }
+
+  /// The same for a node of any type.
+  [[nodiscard]] bool PutAndParse(MXmlNodeType type) { return change.ApplyAndParse(type, Offset()); }
 
   /// Puts it in.
   ///
@@ -141,12 +142,21 @@ class Insertion {
 
 void MoveToNew(DocumentState& state, std::int32_t element, bool asChild) noexcept {
   state.position = Position();
-  if (element == 0) return;  // a fault before it has swallowed it
   std::int32_t& held = asChild ? state.position.child : state.position.current;
   held = element;
   const std::int32_t above = state.index.At(element).parent;
   state.position.parent = asChild ? state.index.At(above).parent : above;
   if (asChild) state.position.current = above;
+}
+
+/// In the index of a document just parsed: which element a node is in, and behind which one there.
+void FindAround(const ElementIndex& index, Position& position) noexcept {
+  position.precedingElement = 0;
+  position.parent = index.LastBefore(position.nodeOffset);
+  while (position.parent != 0 && index.At(position.parent).End() <= position.nodeOffset) {
+    position.precedingElement = position.parent;
+    position.parent = index.At(position.parent).parent;
+  }
 }
 
 /// A record for an element that is about to be put in.
@@ -265,7 +275,11 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
   if (!change.Prepare()) return false;
   const std::int32_t distance = change.Distance();
   if (state.IsIllFormed()) {
-    change.ApplyAndRead();
+    const bool isParsed =
+        element != 0
+            ? change.ApplyAndParse(MXmlNodeType::kElement, state.index.At(element).start)
+            : change.ApplyAndParse(MXmlNodeType::kProcessingInstruction, position.nodeOffset);
+    if (!isParsed) return false;
   } else {
     if (element != 0) {
       const TagLengths tags = state.index.GetTagLengths(element);
@@ -314,7 +328,8 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
 
   std::int32_t element = 0;
   if (state.IsIllFormed() || !hasEndTag) {
-    element = insertion.PutAndRead();
+    element = insertion.PutElementAndParse();
+    if (element == 0) return false;
   } else {
     const TagLengths tags = isEmpty ? TagLengths{insertion.Length(), 0}
                                     : TagLengths{static_cast<std::int32_t>(startTagLength),
@@ -365,7 +380,8 @@ bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_vi
 
   std::int32_t element = 0;
   if (state.IsIllFormed()) {
-    element = insertion.PutAndRead();
+    element = insertion.PutElementAndParse();
+    if (element == 0) return false;
   } else {
     const auto nameLength = static_cast<std::int32_t>(name.size());
     if (!asChild) Surround(index, {nameLength + 2, nameLength + 3});
@@ -407,12 +423,12 @@ bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
   position.nodeLength = insertion.Length() - static_cast<std::int32_t>(last);
   position.precedingElement = place.previous;
   if (state->IsIllFormed()) {
-    state->position = position;
-    static_cast<void>(insertion.PutAndRead());
+    if (!insertion.PutAndParse(type)) return false;
+    FindAround(state->index, position);
   } else {
     insertion.Put(0);
-    state->position = position;
   }
+  state->position = position;
   return true;
 }
 
@@ -440,14 +456,20 @@ bool MXmlDocument::RemoveElement() {
   const ElementRecord record = index.At(element);
   const Change change(*state, record.start, BehindLineBreak(*state, record.End()), record.parent,
                       index.Behind(element));
+  Position position;
+  position.parent = record.parent;
+  position.current = record.previousSibling;
   state->scratch.clear();
-  state->position = Position();
-  state->position.parent = record.parent;
-  state->position.current = record.previousSibling;
   if (state->IsIllFormed()) {
-    change.ApplyAndRead();
-    return true;
+    const Position before = std::exchange(state->position, position);
+    try {
+      return change.ApplyAndParse(MXmlNodeType::kNone, 0);
+    } catch (...) {
+      state->position = before;
+      throw;
+    }
   }
+  state->position = position;
   index.Unlink(element);
   index.ReleaseTree(element);
   state->saved.DropIf(

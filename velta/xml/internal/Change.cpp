@@ -2,15 +2,38 @@
 #include "velta/xml/internal/Change.h"
 
 #include "velta/xml/internal/Parser.h"
+#include "velta/xml/internal/Tokenizer.h"
 
 #include <utility>
 
 namespace Velta::Xml {
 namespace {
 
-// What stands for an element while there is no index.
+// What stands for a saved element that is gone.
 constexpr std::int32_t kNowhere = -1;
-constexpr std::int32_t kTop = -2;
+
+bool IsText(MXmlNodeType type) noexcept {
+  return type == MXmlNodeType::kText || type == MXmlNodeType::kWhitespace;
+}
+
+/// Whether a node of that type begins at an offset of a text that has just been parsed.
+bool HasNode(const MString& text, const ElementIndex& index, MXmlNodeType type,
+             std::int32_t offset) {
+  if (type == MXmlNodeType::kNone) return true;
+  if (type == MXmlNodeType::kElement) return index.FindStart(offset) != 0;
+  const std::int32_t before = index.LastBefore(offset);
+  const wchar_t* const place = text.data() + offset;
+  Tokenizer tokenizer(text, nullptr);
+  tokenizer.MoveTo(before != 0 ? index.At(before).start + index.GetTagLengths(before).start : 0);
+  for (;;) {
+    const Token token = tokenizer.Next();
+    if (token.type == TokenType::kEndOfText || token.begin > place) return false;
+    const auto found = static_cast<MXmlNodeType>(token.type);
+    if (token.begin == place && found == type) return true;
+    // A text is one with what stands before it.
+    if (token.end > place) return IsText(found) && IsText(type);
+  }
+}
 
 }  // namespace
 
@@ -39,34 +62,42 @@ void Change::Apply() const noexcept {
   index.At(0).length += distance;
 }
 
-void Change::ApplyAndRead() const {
-  Position& position = state.position;
-  std::int32_t* const held[] = {&position.parent, &position.current, &position.child,
-                                &position.precedingElement};
-  for (std::int32_t* const element : held) *element = NewStartOf(*element);
-  state.saved.ForEach([this](SavedPosition& entry) {
-    entry.element = entry.element != 0 ? NewStartOf(entry.element) : kTop;
-  });
-
+bool Change::ApplyAndParse(MXmlNodeType type, std::int32_t offset) const {
+  const MString replaced(state.Part(begin, end));
+  // Beside those of the document, which are still needed: by positions, and if this fails.
+  ElementIndex index;
+  ErrorText errors = state.errors.BeforeParse();
   ReplaceText();
-  state.errors.RepeatParse();
+  bool hasNode = false;
   try {
-    state.Parse();
+    Parse(state.text, state.IgnoresCase(), index, errors);
+    hasNode = HasNode(state.text, index, type, offset);
   } catch (...) {
-    state.BecomeEmpty();
+    RestoreText(replaced);
     throw;
   }
+  if (!hasNode) {
+    RestoreText(replaced);
+    return false;
+  }
 
-  for (std::int32_t* const element : held) *element = state.index.FindStart(*element);
-  state.saved.ForEach([this](SavedPosition& entry) {
-    if (entry.element != kTop) {
-      const std::int32_t element = state.index.FindStart(entry.element);
-      entry.element = element != 0 ? element : kNowhere;
-    } else {
-      entry.element = 0;
-    }
+  const auto moved = [&](std::int32_t element) {
+    return element != 0 ? index.FindStart(NewStartOf(element)) : 0;
+  };
+  Position& position = state.position;
+  for (std::int32_t* const element :
+       {&position.parent, &position.current, &position.child, &position.precedingElement}) {
+    *element = moved(*element);
+  }
+  state.saved.ForEach([&](SavedPosition& entry) {
+    if (entry.element == 0) return;
+    const std::int32_t element = moved(entry.element);
+    entry.element = element != 0 ? element : kNowhere;
   });
   state.saved.DropIf([](const SavedPosition& entry) { return entry.element == kNowhere; });
+  state.index = std::move(index);
+  state.errors = std::move(errors);
+  return true;
 }
 
 void Change::ReplaceText() const noexcept {
@@ -74,8 +105,11 @@ void Change::ReplaceText() const noexcept {
                      state.scratch);
 }
 
+void Change::RestoreText(const MString& replaced) const noexcept {
+  state.text.replace(static_cast<std::size_t>(begin), state.scratch.size(), replaced);
+}
+
 std::int32_t Change::NewStartOf(std::int32_t element) const noexcept {
-  if (element == 0) return kNowhere;
   const std::int32_t start = state.index.At(element).start;
   if (start >= end) return start + Distance();
   return start < begin ? start : kNowhere;

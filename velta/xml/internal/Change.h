@@ -11,7 +11,7 @@ namespace Velta::Xml {
 /// One replacement in a document's text by its `scratch`, and what that means for the index.
 ///
 /// First everything that may fail, `Prepare` and whatever the caller needs; then `Apply`, which
-/// cannot, or `ApplyAndRead`, which empties the document when it does.
+/// cannot, or `ApplyAndParse`, which changes nothing when it does.
 class Change {
  public:
   /// @param from, to  the part of the text to be replaced
@@ -32,12 +32,18 @@ class Change {
   /// Replaces, and moves the records of what is around and behind.
   void Apply() const noexcept;
 
-  /// Replaces, and reads the whole text anew: the way for documents with faults. Positions go on
+  /// Replaces, and parses the whole text again: the way for documents with faults. Positions go on
   /// naming the elements that are still there.
-  void ApplyAndRead() const;
+  ///
+  /// @param type, offset  a node that the text must then have; any will do for `kNone`
+  /// @return false, with nothing changed, when it has none: a fault before it has swallowed it
+  [[nodiscard]] bool ApplyAndParse(MXmlNodeType type, std::int32_t offset) const;
 
  private:
   void ReplaceText() const noexcept;
+  void RestoreText(const MString& replaced) const noexcept;
+
+  /// Where an element that is there now will begin; in no place when it is replaced.
   [[nodiscard]] std::int32_t NewStartOf(std::int32_t element) const noexcept;
 
   DocumentState& state;

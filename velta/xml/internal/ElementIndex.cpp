@@ -139,17 +139,22 @@ std::int32_t ElementIndex::TakeTree(ElementIndex& other, std::int32_t offset) {
 }
 
 std::int32_t ElementIndex::FindStart(std::int32_t start) const noexcept {
+  const std::int32_t index = LastBefore(start) + 1;
+  return index < nextFree && At(index).start == start ? index : 0;
+}
+
+std::int32_t ElementIndex::LastBefore(std::int32_t offset) const noexcept {
   std::int32_t low = 1;
   std::int32_t high = nextFree;
   while (low < high) {
     const std::int32_t middle = low + (high - low) / 2;
-    if (At(middle).start < start) {
+    if (At(middle).start < offset) {
       low = middle + 1;
     } else {
       high = middle;
     }
   }
-  return low < nextFree && At(low).start == start ? low : 0;
+  return low - 1;
 }
 
 void ElementIndex::SetLongTagLengths(std::int32_t index, TagLengths lengths) {

@@ -94,6 +94,9 @@ class ElementIndex {
   /// In an index that has been read just now: the element that begins at `start`, or 0.
   [[nodiscard]] std::int32_t FindStart(std::int32_t start) const noexcept;
 
+  /// Likewise: the last element that begins before `offset`, or 0.
+  [[nodiscard]] std::int32_t LastBefore(std::int32_t offset) const noexcept;
+
   [[nodiscard]] TagLengths GetTagLengths(std::int32_t index) const noexcept {
     const std::uint32_t packed = At(index).tagLengths;
     const TagLengths lengths{static_cast<std::int32_t>(packed & kMaxStart),

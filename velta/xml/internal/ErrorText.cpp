@@ -13,10 +13,12 @@ void ErrorText::BeginParse() noexcept {
   firstOffset = -1;
 }
 
-void ErrorText::RepeatParse() noexcept {
-  text.resize(keptLength);
-  cut = keptCut;
-  firstOffset = -1;
+ErrorText ErrorText::BeforeParse() const {
+  ErrorText before;  // with its reserve, which a copy would not have
+  before.text.append(text, 0, keptLength);
+  before.cut = keptCut;
+  before.BeginParse();
+  return before;
 }
 
 void ErrorText::Clear() noexcept {
@@ -48,13 +50,19 @@ void ErrorText::AddAt(std::int32_t offset, std::initializer_list<Piece> message)
 }
 
 void ErrorText::ReplaceBy(std::wstring_view message) noexcept {
-  RepeatParse();
+  DropParse();
   const std::size_t room = text.capacity();  // never less than what is reserved at first
   const std::wstring_view separator = text.empty() ? L"" : L", ";
   if (room - text.size() < separator.size() + message.size()) {
     text.resize((std::min)(text.size(), room - separator.size() - message.size()));
   }
   text.append(separator).append(message);
+}
+
+void ErrorText::DropParse() noexcept {
+  text.resize(keptLength);
+  cut = keptCut;
+  firstOffset = -1;
 }
 
 void ErrorText::Append(std::wstring_view part) {

@@ -39,8 +39,8 @@ class ErrorText {
   /// Begins a parse: its messages go behind those that are there.
   void BeginParse() noexcept;
 
-  /// Begins the last parse again: its messages are replaced.
-  void RepeatParse() noexcept;
+  /// What the last parse began with: for another one in its place.
+  [[nodiscard]] ErrorText BeforeParse() const;
 
   void Clear() noexcept;
 
@@ -57,6 +57,7 @@ class ErrorText {
  private:
   static constexpr std::size_t kReserved = 64;
 
+  void DropParse() noexcept;
   void Append(std::wstring_view part);
 
   std::wstring text;
