@@ -8,6 +8,7 @@
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
 
+#include <clocale>
 #include <functional>
 #include <stdexcept>
 
@@ -64,6 +65,23 @@ TEST(MFlowPoint, EveryFormOfRaisingThrowsOneErrorWithItsParametersAndLogsIt) {
       events,
       Logged({"Root_error Plain RaisingTests.Raise", "Root_error Number RaisingTests.Raise",
               "Root_error Text RaisingTests.Raise", "Cascade_error Converted RaisingTests.Raise"}));
+}
+
+TEST(MFlowPoint, ABadByteInAMessageOfTheRuntimeCostsOnlyItself) {
+#if defined(_WIN32)
+  const char* const utf8 = ".UTF-8";
+#else
+  const char* const utf8 = "C.UTF-8";
+#endif
+  ASSERT_NE(std::setlocale(LC_CTYPE, utf8), nullptr);
+  MFlowPoint point(L"Class", L"Read");
+  EXPECT_THAT(
+      [&] {
+        point.RaiseFromException(std::runtime_error("r\xC3\xA4t: \xE4\xC3"), L"Bad", L"name", "x");
+      },
+      RaisesWith(L"Class.Read:Bad",
+                 ElementsAre(Pair(L"errorMessage", L"r\u00E4t: ??"), Pair(L"name", L"x"))));
+  std::setlocale(LC_CTYPE, "C");
 }
 
 TEST(MException, AChainAtItsListsLimitRefusesToGrow) {
