@@ -19,8 +19,10 @@ using testing::Pair;
 
 #if defined(_WIN32)
 constexpr const wchar_t* kCommaLocale = L"de-DE";
+constexpr const char* kUtf8 = ".UTF-8";
 #else
 constexpr const wchar_t* kCommaLocale = L"de_DE.UTF-8";
+constexpr const char* kUtf8 = "C.UTF-8";
 #endif
 
 MString Streamed(const MLocale& locale, double value) {
@@ -79,14 +81,16 @@ TEST(MLocale, IsNotDisturbedByTheUsersLocale) {
 }
 
 TEST(MLocale, AnUnknownNameIsRefusedWithTheNameAsked) {
-  const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"xx-bogus", L"xx-bogus"},
-                                                             {L"xx-bokm\u00e5l", L"xx-bokm\u00e5l"},
-                                                             {L"de\x4e2d", L"de?"},
-                                                             {nullptr, L""}};
-  for (const auto& [name, given] : cases) {
-    EXPECT_THAT([asked = name] { MLocale{asked}; },
-                RaisesWith(L"MLocale.MLocale:BadCppLocale", Contains(Pair(L"name", given))));
+  const wchar_t* const names[] = {L"xx-bogus", L"xx-bokm\u00e5l", L"xx\x4e2d", nullptr};
+  for (const char* const current : {"C", kUtf8}) {  // which knows only some of the names
+    ASSERT_NE(std::setlocale(LC_ALL, current), nullptr);
+    for (const wchar_t* const name : names) {
+      const MString given = name != nullptr ? name : L"";
+      EXPECT_THAT([=] { MLocale{name}; },
+                  RaisesWith(L"MLocale.MLocale:BadCppLocale", Contains(Pair(L"name", given))));
+    }
   }
+  std::setlocale(LC_ALL, "C");
 }
 
 TEST(MLocale, ANameThatOnlyTheStreamsKnowIsRefusedAsBadCppLocaleToo) {

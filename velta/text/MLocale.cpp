@@ -3,6 +3,7 @@
 
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
+#include "velta/errors/internal/RuntimeMessage.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/SystemCalls.h"
@@ -10,6 +11,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <new>
@@ -30,6 +32,24 @@ std::string Narrow(const wchar_t* text) {
     narrow += *text > 0 && *text <= 0xFF ? static_cast<char>(*text) : '?';
   }
   return narrow;
+}
+
+/// The inverse of `Narrow`, for a name that the runtime has reported.
+MString Widen(const std::string& text) {
+  MString wide;
+  for (const char byte : text) {
+    wide += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+  }
+  return wide;
+}
+
+/// As `RaiseFromException` does, but with a wide name: the encoding in force may not know it all.
+[[noreturn]] void RaiseBadCppLocale(MFlowPoint& point, const std::exception& cause,
+                                    const MString& name) {
+  MError error = point.MakeCascadeError(L"BadCppLocale");
+  error.AddParameter(L"errorMessage", RuntimeMessage(cause));
+  error.AddParameter(L"name", name);
+  point.Throw(error);
 }
 
 void* CreateCLocale(const std::string& name, MFlowPoint& point) {
@@ -60,7 +80,7 @@ MLocale::MLocale(const wchar_t* requestedName) {
     if (cLocale != nullptr) {
       ::_free_locale(Handle(cLocale));
     }
-    point.At(this).RaiseFromException(cause, L"BadCppLocale", L"name", narrowName);
+    RaiseBadCppLocale(point.At(this), cause, requestedName != nullptr ? requestedName : L"");
   }
 }
 
@@ -70,7 +90,7 @@ MLocale::MLocale(const MLocale& other)
   try {
     cLocale = CreateCLocale(name, point.At(this));
   } catch (const std::exception& cause) {
-    point.At(this).RaiseFromException(cause, L"BadCppLocale", L"name", name);
+    RaiseBadCppLocale(point.At(this), cause, Widen(name));
   }
 }
 
