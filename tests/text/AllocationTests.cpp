@@ -4,6 +4,7 @@
 #include "velta/text/MLocale.h"
 #include "velta/text/NumberText.h"
 
+#include <exception>
 #include <new>
 #include <string>
 
@@ -24,6 +25,24 @@ TEST(MLocale, WithoutMemoryAFormatThrowsAndLeavesTheText) {
     });
     EXPECT_EQ(threw, refused);
     EXPECT_EQ(text.size(), refused ? 3u : 301u);
+    return refused;
+  });
+}
+
+TEST(MLocale, WithoutMemoryIsNotMadeAndLeavesNothing) {
+  const auto isMade = [] {
+    try {
+      const MLocale locale(L"C");
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
+  };
+  EXPECT_THROW(MLocale(L"no such name"), MException);  // the log keeps the error's name
+  Allocations::WithLittle([&](int granted) {
+    bool made = false;
+    const bool refused = Allocations::IsRefused(granted, [&] { made = isMade(); });
+    EXPECT_EQ(made, !refused);
     return refused;
   });
 }

@@ -6,7 +6,12 @@
 #include "velta/text/MLocale.h"
 
 #include <clocale>
+#include <cstddef>
+#include <locale>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,12 +30,22 @@ constexpr const wchar_t* kCommaLocale = L"de_DE.UTF-8";
 constexpr const char* kUtf8 = "C.UTF-8";
 #endif
 
-MString Streamed(const MLocale& locale, double value) {
+MString Streamed(const std::locale& locale, double value) {
+  // Takes what has been freed, each block as a whole: a facet may still point there.
+  std::vector<std::vector<char>> memory;
+  memory.reserve(1024);
+  for (std::size_t size = 1024; size > 0; --size) {
+    memory.emplace_back(size, 'x');
+  }
   std::wostringstream stream;
-  stream.imbue(locale.GetStreamLocale());
+  stream.imbue(locale);
   stream.precision(10);
   stream << value << L' ' << 1234567 << L' ' << std::boolalpha << true;
   return stream.str();
+}
+
+MString Streamed(const MLocale& locale, double value) {
+  return Streamed(locale.GetStreamLocale(), value);
 }
 
 MString Formatted(const MLocale& locale, const wchar_t* format, double value) {
@@ -52,6 +67,9 @@ TEST(MLocale, KeepsOnlyTheDecimalSeparatorOfALocale) {
   EXPECT_EQ(copy.GetName(), comma.GetName());
   EXPECT_EQ(Streamed(copy, 0.5), L"0,5 1234567 true");
   EXPECT_EQ(Formatted(copy, L"%g", 0.5), L"0,5");
+
+  const std::locale kept = MLocale(kCommaLocale).GetStreamLocale();
+  EXPECT_EQ(Streamed(kept, 0.5), L"0,5 1234567 true") << "without the instance";
 }
 
 TEST(MLocale, FormatMeasuresFirstAndTakesTextOfAnyLength) {

@@ -52,6 +52,32 @@ MString Widen(const std::string& text) {
   point.Throw(error);
 }
 
+/// Keeps the named locale as long as any copy of the stream locale lives: facets that both share
+/// point, in libc++ on Windows, to the name in the former.
+class NamedPunctuation final : public MLocale::DecimalSeparatorOnly {
+ public:
+  NamedPunctuation(std::shared_ptr<const std::locale> namedLocale, wchar_t separator)
+      : DecimalSeparatorOnly(separator), named(std::move(namedLocale)) {}
+  ~NamedPunctuation() override = default;
+
+ private:
+  const std::shared_ptr<const std::locale> named;
+};
+
+/// The named locale without grouping.
+std::locale WithoutGrouping(const std::shared_ptr<const std::locale>& named, wchar_t separator) {
+  auto* const facet = new NamedPunctuation(named, separator);
+  try {
+    return std::locale(*named, facet);
+  } catch (...) {
+    // A library that runs out of memory on the way has deleted the facet, or forgotten it.
+    if (named.use_count() > 1) {
+      delete facet;
+    }
+    throw;
+  }
+}
+
 void* CreateCLocale(const std::string& name, MFlowPoint& point) {
   const _locale_t handle = systemCalls.createLocale.load(std::memory_order_relaxed)(name.c_str());
   if (handle == nullptr) {
@@ -70,11 +96,12 @@ MLocale::MLocale(const wchar_t* requestedName) {
   static MFlowPoint point(ClassName, ClassName);
   const std::string narrowName = Narrow(requestedName);
   try {
-    const std::locale named(requestedName != nullptr ? narrowName.c_str() : nullptr);
-    name = named.name();
+    const auto named = std::make_shared<const std::locale>(
+        requestedName != nullptr ? narrowName.c_str() : nullptr);
+    name = named->name();
     cLocale = CreateCLocale(name, point.At(this));
-    decimalSeparator = std::use_facet<std::numpunct<wchar_t>>(named).decimal_point();
-    streamLocale = std::locale(named, new DecimalSeparatorOnly(decimalSeparator));
+    decimalSeparator = std::use_facet<std::numpunct<wchar_t>>(*named).decimal_point();
+    streamLocale = WithoutGrouping(named, decimalSeparator);
   } catch (const std::exception& cause) {
     // An MException is a runtime exception too: a refused C locale also leaves as "BadCppLocale".
     if (cLocale != nullptr) {
