@@ -55,7 +55,14 @@ class VELTA_API MLocale {
   const std::string& GetName() const noexcept { return name; }
 
   /// For imbuing a wide stream that belongs to the same C++ runtime as the framework.
-  const std::locale& GetStreamLocale() const noexcept { return streamLocale; }
+  ///
+  /// A copy may outlive the instance. Where each module has a C++ runtime of its own, ask only for
+  /// the standard's facets, and only in a module that calls this: runtimes number any others in the
+  /// order of their first use, so the number of a host's facet is another one's here.
+  const std::locale& GetStreamLocale() const noexcept {
+    static_cast<void>(std::locale::classic());  // numbers the standard's facets in this module
+    return streamLocale;
+  }
 
   wchar_t GetDecimalSeparator() const noexcept { return decimalSeparator; }
 
