@@ -6,6 +6,8 @@
 #include "velta/text/internal/DecimalText.h"
 
 #include <cmath>
+#include <cfenv>
+#include <clocale>
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
@@ -20,6 +22,11 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
+#if defined(_WIN32)
+constexpr const char* kUtf8 = ".UTF-8";
+#else
+constexpr const char* kUtf8 = "C.UTF-8";
+#endif
 struct Scan {
   const wchar_t* text;
   double value;
@@ -27,7 +34,7 @@ struct Scan {
 };
 
 bool AreSame(double a, double b) {
-  return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
+  return (std::isnan(a) ? std::isnan(b) : a == b) && std::signbit(a) == std::signbit(b);
 }
 
 TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
@@ -42,7 +49,7 @@ TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
                         {L"1.#INF5", kInfinity, 6},
                         {L"1.#QNAN0", kNan, 8},
                         {L"1.#SNAN", kNan, 7},
-                        {L"-1.#IND000", kNan, 10},
+                        {L"-1.#IND000", -kNan, 10},
                         {L"1.#NAN", kNan, 6},
                         {L"1#INF", kInfinity, 5},
                         {L"  1.00#INF", kInfinity, 10},
@@ -55,7 +62,7 @@ TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
                         {L" -INF", -kInfinity, 5},
                         {L"infinite", kInfinity, 3},
                         {L"NAN", kNan, 3},
-                        {L"-nan", kNan, 4},
+                        {L"-nan", -kNan, 4},
                         {L"in", 0.0, 0}};
   for (const Scan& sample : cases) {
     SCOPED_TRACE(testing::PrintToString(MString(sample.text)));
@@ -73,6 +80,15 @@ TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
 }
 
 /// Our own reading of a number and the C runtime's agree in every bit and in where it ends.
+TEST(ScanDouble, WhatTheProcessCallsWhiteSpaceMakesNoDifference) {
+  const MString text = L"\u2003inf";
+  double value = 0.0;
+  const bool isRead = ParseDouble(MLocale::GetClassic(), text, &value);
+  ASSERT_NE(std::setlocale(LC_ALL, kUtf8), nullptr);
+  EXPECT_EQ(ParseDouble(MLocale::GetClassic(), text, &value), isRead);
+  std::setlocale(LC_ALL, "C");
+}
+
 void ExpectReadAsByTheRuntime(const MString& text) {
   const wchar_t* end = nullptr;
   const wchar_t* runtimeEnd = nullptr;

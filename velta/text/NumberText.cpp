@@ -7,9 +7,10 @@
 #include "velta/text/internal/PlainDecimalScan.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cwchar>
-#include <cwctype>
 #include <limits>
+#include <locale>
 #include <memory>
 #include <new>
 
@@ -30,7 +31,7 @@ const wchar_t* SkipPadding(const wchar_t* text, const MLocale& locale) noexcept 
   return padding == 0.0 ? end : text;
 }
 
-/// What stands behind the 1 or -1 of a legacy form; null when it is none.
+/// What follows the 1 or -1 of a legacy form; null when it is none.
 const wchar_t* ScanLegacyForm(const wchar_t* sign, double& value, const MLocale& locale) noexcept {
   const wchar_t* name = sign + 1;
   if (StartsWith(name, L"INF")) {
@@ -38,19 +39,19 @@ const wchar_t* ScanLegacyForm(const wchar_t* sign, double& value, const MLocale&
     return SkipPadding(name + 3, locale);
   }
   if (StartsWith(name, L"NAN") || StartsWith(name, L"IND")) {
-    value *= kNan;
+    value = std::copysign(kNan, value);
     return SkipPadding(name + 3, locale);
   }
   if (StartsWith(name, L"QNAN") || StartsWith(name, L"SNAN")) {
-    value *= kNan;
+    value = std::copysign(kNan, value);
     return SkipPadding(name + 4, locale);
   }
   return nullptr;
 }
 
 /// The spelled-out forms, for runtimes that do not read them; null when there is none.
-const wchar_t* ScanSpelledForm(const wchar_t* text, double& value) noexcept {
-  while (std::iswspace(static_cast<std::wint_t>(*text)) != 0) {
+const wchar_t* ScanSpelledForm(const wchar_t* text, double& value, const MLocale& locale) noexcept {
+  while (std::isspace(*text, locale.GetStreamLocale())) {
     ++text;
   }
   double sign = 1.0;
@@ -67,7 +68,7 @@ const wchar_t* ScanSpelledForm(const wchar_t* text, double& value) noexcept {
     return text + (StartsWith(text, L"INFINITY") ? 8 : 3);
   }
   if (StartsWith(text, L"nan") || StartsWith(text, L"NAN")) {
-    value = sign * kNan;
+    value = std::copysign(kNan, sign);  // a product has the sign of either
     return text + 3;
   }
   return nullptr;
@@ -84,7 +85,7 @@ double ScanDouble(const wchar_t* text, const wchar_t** end, const MLocale& local
 
   const wchar_t* special = nullptr;
   if (stopped == text) {
-    special = ScanSpelledForm(text, value);
+    special = ScanSpelledForm(text, value, locale);
   } else if ((value == 1.0 || value == -1.0) && *stopped == L'#') {
     special = ScanLegacyForm(stopped, value, locale);
   }

@@ -10,9 +10,10 @@ class MLocale;
 
 /// Reads the number at the start of a text.
 ///
-/// Leading white space is skipped and whatever follows the number is ignored ("12abc" reads as 12).
-/// Accepts what the C runtime accepts under the locale, the spellings of infinity and not-a-number
-/// that older runtimes printed ("1.#INF", "-1.#IND", "1.#QNAN00"), and "inf", "infinity" and "nan".
+/// Leading white space, as the locale knows it, is skipped and whatever follows the number is
+/// ignored ("12abc" reads as 12). Accepts what the C runtime accepts under the locale, the
+/// spellings of infinity and not-a-number that older runtimes printed ("1.#INF", "-1.#IND",
+/// "1.#QNAN00"), and "inf", "infinity" and "nan".
 ///
 /// @param value  receives the number, saturated when it overflows or underflows; unspecified when
 ///               the result is false
