@@ -4,10 +4,11 @@
 #include "tests/support/StressScale.h"
 #include "velta/text/MLocale.h"
 #include "velta/text/internal/DecimalText.h"
+#include "velta/text/internal/ScientificText.h"
 
-#include <cmath>
 #include <cfenv>
 #include <clocale>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
@@ -21,12 +22,12 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-
 #if defined(_WIN32)
 constexpr const char* kUtf8 = ".UTF-8";
 #else
 constexpr const char* kUtf8 = "C.UTF-8";
 #endif
+
 struct Scan {
   const wchar_t* text;
   double value;
@@ -79,7 +80,6 @@ TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
   EXPECT_FALSE(ParseDouble(MLocale::GetClassic(), L"1", nullptr));
 }
 
-/// Our own reading of a number and the C runtime's agree in every bit and in where it ends.
 TEST(ScanDouble, WhatTheProcessCallsWhiteSpaceMakesNoDifference) {
   const MString text = L"\u2003inf";
   double value = 0.0;
@@ -89,6 +89,7 @@ TEST(ScanDouble, WhatTheProcessCallsWhiteSpaceMakesNoDifference) {
   std::setlocale(LC_ALL, "C");
 }
 
+/// Our own reading of a number and the C runtime's agree in every bit and in where it ends.
 void ExpectReadAsByTheRuntime(const MString& text) {
   const wchar_t* end = nullptr;
   const wchar_t* runtimeEnd = nullptr;
@@ -98,10 +99,10 @@ void ExpectReadAsByTheRuntime(const MString& text) {
   ASSERT_EQ(end, runtimeEnd) << testing::PrintToString(text);
 }
 
-TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoes) {
+TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoesHoweverItRounds) {
   const MString hardCases[] = {
       L"-0", L"1.5e3x", L"+.5", L"5.", L".5e-1", L"1e", L"1e+", L"1E5", L"1,5", L"--1", L"abc",
-      L"0x1p4", L"00012",
+      L"0x1p4", L"00012", L"-0.1", L"0.3",
       // Halfway between two doubles, and what one exact operation just converts.
       L"9007199254740993", L"9007199254740992.99999999999", L"-9007199254740992e22",
       L"9007199254740991e-23",
@@ -113,8 +114,16 @@ TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoes) {
       L"1.7976931348623157e308", L"1.7976931348623159e308", L"0e999999", L"1e-400",
       MString(100, L'9'), MString(70, L'0') + L"1.5", L"0." + MString(80, L'0') + L"1",
       L"1e" + MString(70, L'0') + L"1"};
-  for (const MString& text : hardCases) {
-    ExpectReadAsByTheRuntime(text);
+  for (const int direction : {FE_DOWNWARD, FE_UPWARD, FE_TOWARDZERO, FE_TONEAREST}) {
+    ASSERT_EQ(std::fesetround(direction), 0);
+    for (const MString& text : hardCases) {
+      ExpectReadAsByTheRuntime(text);
+    }
+    MString written;
+    MString expected;
+    FormatScientific(MLocale::GetClassic(), -0.3, 15, written);
+    MLocale::GetClassic().Format(expected, L"%.15e", -0.3);
+    EXPECT_EQ(written, expected);
   }
   std::mt19937_64 random(20261121);
   for (int i = 0; i < StressRounds(1000000); ++i) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "velta/text/internal/PlainDecimalScan.h"
 
+#include "velta/text/internal/Rounding.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <charconv>
@@ -16,7 +18,7 @@ bool IsBlank(wchar_t character) noexcept {
   return character == L' ' || (character >= L'\t' && character <= L'\r');
 }
 
-/// Goes on behind the digits at hand. The number wraps when they are too many for it.
+/// Goes on after the digits at hand. The number wraps when they are too many for it.
 const wchar_t* ScanDigits(const wchar_t* text, std::uint64_t& number) noexcept {
   for (; IsDigit(*text); ++text) {
     number = number * 10 + static_cast<std::uint64_t>(*text - L'0');
@@ -67,6 +69,9 @@ bool ConvertAny(const wchar_t* begin, const wchar_t* end, wchar_t separator,
 
 bool ScanPlainDecimal(const wchar_t* text, wchar_t separator, double* value,
                       const wchar_t** end) noexcept {
+  if (!RoundsToNearest()) {
+    return false;
+  }
   while (IsBlank(*text)) {
     ++text;
   }

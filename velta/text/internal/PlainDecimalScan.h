@@ -4,8 +4,9 @@
 /// Reads a number in plain decimal notation, several times faster than the C runtime does.
 ///
 /// Whatever is not plain or not certain is left to the runtime: hexadecimal and spelled-out
-/// numbers, numbers of very many digits, overflow and underflow. Both round correctly, so which of
-/// them reads a number makes no difference to its value.
+/// numbers, numbers of very many digits, overflow and underflow, and all of them on a thread that
+/// does not round to nearest. Both round correctly, so which of them reads a number makes no
+/// difference to its value.
 ///
 /// @param separator  what stands before the fraction
 /// @param end        receives where the number ends

@@ -3,6 +3,7 @@
 
 #include "velta/text/MLocale.h"
 #include "velta/text/MString.h"
+#include "velta/text/internal/Rounding.h"
 
 #include <charconv>
 #include <cmath>
@@ -12,8 +13,9 @@
 /// locale, but without its cost where the standard's own conversion gives the same.
 inline void FormatScientific(const MLocale& locale, double value, int digitsAfterPoint,
                              MString& out) {
-  if (!std::isfinite(value)) {
-    locale.Format(out, L"%.*e", digitsAfterPoint, value);  // each C runtime has its own words
+  // Each C runtime has its own words for what is not finite; and it may round in another direction.
+  if (!std::isfinite(value) || !RoundsToNearest()) {
+    locale.Format(out, L"%.*e", digitsAfterPoint, value);
     return;
   }
   char text[64];
