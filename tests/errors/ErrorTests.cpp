@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/LoggedEvents.h"
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
+#include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include <gmock/gmock.h>
@@ -68,18 +71,21 @@ TEST(MError, CloneAndCreateNewKeepTheClass) {
   EXPECT_THAT(dynamic_cast<MError&>(*created).GetParameters(), IsEmpty());
 }
 
-TEST(MError, ClassRecordsNameTheirBases) {
+TEST(MError, ClassRecordsNameTheirBasesAndAreNamedInTheLog) {
   EXPECT_EQ(MDynObject::ClassInfo.base, nullptr);
   EXPECT_EQ(MError::ClassInfo.base, &MDynObject::ClassInfo);
   EXPECT_EQ(MString(MDynObject::ClassInfo.className), L"MDynObject");
-  const std::pair<const MClassInfo*, const wchar_t*> kinds[] = {
-      {&MErrorOutOfMemory::ClassInfo, L"MErrorOutOfMemory"},
-      {&MErrorInternal, L"MErrorInternal"},
-      {&MErrorDivisionByZero, L"MErrorDivisionByZero"},
-      {&MErrorBadInput, L"MErrorBadInput"},
-      {&MErrorUserEscape, L"MErrorUserEscape"}};
+  const std::pair<const MClassInfo*, std::string> kinds[] = {
+      {&MErrorOutOfMemory::ClassInfo, "MErrorOutOfMemory"},
+      {&MErrorInternal, "MErrorInternal"},
+      {&MErrorDivisionByZero, "MErrorDivisionByZero"},
+      {&MErrorBadInput, "MErrorBadInput"},
+      {&MErrorUserEscape, "MErrorUserEscape"}};
   for (const auto& [record, name] : kinds) {
-    EXPECT_EQ(MString(record->className), name);
+    EXPECT_EQ(MString(record->className), MString(name.begin(), name.end()));
+    MFlowPoint point(record->className, L"Sort");
+    EXPECT_THAT(LogDuring([&] { point.LogConstruction(); }),
+                Logged({"Construction " + name + ".Sort"}));
     EXPECT_EQ(record->base, &MError::ClassInfo);
     EXPECT_TRUE(record->IsA(MDynObject::ClassInfo));
   }

@@ -155,8 +155,9 @@ TEST(ProcessLog, IsOneAndNamesTheFrameworkFromStartUp) {
   EXPECT_EQ(MDiagnosticsRegistry::Instance(), MDiagnosticsRegistry::Instance());
 
   for (const char* const name :
-       {"KLogger", "MKLoggerAdapter", "MFlowLogger", "MDiagnosticsRegistry", "MFlowPoint",
-        "MFlowScope", "InputStream", "OutputStream", "Streamable", "TInputStream", "TOutputStream",
+       {"KLogger", "KGuardedLock", "MKLoggerAdapter", "MFlowLogger", "MFlowLoggerImplementation",
+        "MDiagnosticsRegistry", "MDiagnosticsRegistryImplementation", "MFlowPoint", "MFlowScope",
+        "InputStream", "OutputStream", "Streamable", "TInputStream", "TOutputStream",
         "TStreamable"}) {
     EXPECT_THAT(KLoggerProbe::Names(*log), Contains(Pair(testing::_, name)));
   }

@@ -28,6 +28,16 @@ const MClassInfo MErrorDivisionByZero = {L"MErrorDivisionByZero", &MError::Class
 const MClassInfo MErrorBadInput = {L"MErrorBadInput", &MError::ClassInfo};
 const MClassInfo MErrorUserEscape = {L"MErrorUserEscape", &MError::ClassInfo};
 
+namespace {
+
+const ClassNameRegistration kindRegistrations[] = {
+    ClassNameRegistration(MErrorInternal.className),
+    ClassNameRegistration(MErrorDivisionByZero.className),
+    ClassNameRegistration(MErrorBadInput.className),
+    ClassNameRegistration(MErrorUserEscape.className)};
+
+}  // namespace
+
 MError::MError() = default;
 MError::MError(const MString& errorCode) : code(errorCode) {}
 MError::MError(const MError& other) = default;

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "velta/logging/KGuardedLock.h"
 
+#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <new>
 
 namespace {
+
+const wchar_t ClassName[] = L"KGuardedLock";
+const ClassNameRegistration registration(ClassName);
 
 // At the address and alignment of `KGuardedLock::section`, which cannot name the type.
 CRITICAL_SECTION* In(std::byte* section) noexcept {

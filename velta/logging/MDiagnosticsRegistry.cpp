@@ -7,7 +7,9 @@
 namespace {
 
 const wchar_t ClassName[] = L"MDiagnosticsRegistry";
-const ClassNameRegistration registration(ClassName);
+const wchar_t ImplementationClassName[] = L"MDiagnosticsRegistryImplementation";
+const ClassNameRegistration registrations[] = {ClassNameRegistration(ClassName),
+                                               ClassNameRegistration(ImplementationClassName)};
 
 }  // namespace
 

@@ -7,7 +7,9 @@
 namespace {
 
 const wchar_t ClassName[] = L"MFlowLogger";
-const ClassNameRegistration registration(ClassName);
+const wchar_t ImplementationClassName[] = L"MFlowLoggerImplementation";
+const ClassNameRegistration registrations[] = {ClassNameRegistration(ClassName),
+                                               ClassNameRegistration(ImplementationClassName)};
 
 }  // namespace
 

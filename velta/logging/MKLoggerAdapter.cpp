@@ -2,6 +2,7 @@
 #include "velta/logging/MKLoggerAdapter.h"
 
 #include "velta/logging/KLogger.h"
+#include "velta/logging/MFlowEventKind.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/logging/internal/NameKey.h"
 #include "velta/logging/internal/ProcessLog.h"
@@ -18,9 +19,30 @@ const ClassNameRegistration registration(ClassName);
 constexpr std::int32_t kModuleAdded = -202;
 constexpr std::int32_t kModuleRemoved = -201;
 
-// Indexed by `MFlowEventKind`.
-constexpr std::int32_t kCodes[] = {0,  -105, -104, -103, -14,  -13, -25,
-                                   -7, -8,   0,    -102, -101, -21, -20};
+struct KindCode {
+  MFlowEventKind kind;
+  std::int32_t code;
+};
+
+// Indexed by the kind.
+constexpr KindCode kCodes[] = {
+    {MFlowEventKind::Point, 0},           {MFlowEventKind::RootError, -105},
+    {MFlowEventKind::CascadeError, -104}, {MFlowEventKind::DismissedError, -103},
+    {MFlowEventKind::Construction, -14},  {MFlowEventKind::Destruction, -13},
+    {MFlowEventKind::StateChange, -25},   {MFlowEventKind::ScopePush, -7},
+    {MFlowEventKind::ScopePop, -8},       {MFlowEventKind::TimingPoint, 0},
+    {MFlowEventKind::ReturnError, -102},  {MFlowEventKind::Warning, -101},
+    {MFlowEventKind::MessageSend, -21},   {MFlowEventKind::MessageReceive, -20},
+};
+
+constexpr bool EachStandsAtItsKind() {
+  std::uint32_t place = 0;
+  for (const KindCode& entry : kCodes) {
+    if (static_cast<std::uint32_t>(entry.kind) != place++) return false;
+  }
+  return true;
+}
+static_assert(EachStandsAtItsKind(), "a kind's number is part of the interface between modules");
 
 std::int32_t Key(const void* key) noexcept { return static_cast<std::int32_t>(NameKey(key)); }
 
@@ -43,7 +65,7 @@ void MKLoggerAdapter::LogEvent(std::uint32_t kind, std::uint32_t value1, std::ui
                                std::uint32_t classKey, std::uint32_t pointKey,
                                const void* object) noexcept {
   const auto write = [&](KLogger* log) {
-    KLogger::Write(log, kCodes[kind], static_cast<std::int32_t>(value1),
+    KLogger::Write(log, kCodes[kind].code, static_cast<std::int32_t>(value1),
                    static_cast<std::int32_t>(value2), static_cast<std::int32_t>(classKey),
                    static_cast<std::int32_t>(pointKey), object);
   };

@@ -1,6 +1,16 @@
 // SPDX-License-Identifier: MIT
+#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/serialisation/IInFilerTagged.h"
 #include "velta/serialisation/IOutFilerTagged.h"
+
+namespace {
+
+const wchar_t OutFilerName[] = L"IOutFilerTagged";
+const wchar_t InFilerName[] = L"IInFilerTagged";
+const ClassNameRegistration registrations[] = {ClassNameRegistration(OutFilerName),
+                                               ClassNameRegistration(InFilerName)};
+
+}  // namespace
 
 IOutFilerTagged::IOutFilerTagged() : locale(MLocale::GetClassic()) {}
 IOutFilerTagged::~IOutFilerTagged() = default;
