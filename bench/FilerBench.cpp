@@ -313,6 +313,15 @@ void Read(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
+/// A value written inside n groups.
+void WriteInside(benchmark::State& state) {
+  MOutFilerTaggedXml filer(L"Settings", L"urn:settings");
+  bool done = true;
+  for (std::int64_t i = 0; i < state.range(0); ++i) done = done && filer.BeginGroup(kPanel);
+  for ([[maybe_unused]] auto _ : state) done = done && filer.WriteInt(kOffset, 42);
+  if (!done) state.SkipWithError("not written");
+}
+
 constexpr std::int64_t kFew = 1000;
 constexpr std::int64_t kSome = 10000;
 constexpr std::int64_t kMany = 100000;
@@ -321,6 +330,7 @@ BENCHMARK_TEMPLATE(Write, Filers)->Arg(kFew)->Arg(kSome)->Arg(kMany);
 BENCHMARK_TEMPLATE(Write, Pugixml)->Arg(kSome);
 BENCHMARK_TEMPLATE(Write, Serialization)->Arg(kSome);
 BENCHMARK_TEMPLATE(Write, PropertyTree)->Arg(kSome);
+BENCHMARK(WriteInside)->Arg(1)->Arg(1000);
 BENCHMARK_TEMPLATE(Read, Filers)->Arg(kFew)->Arg(kSome)->Arg(kMany);
 BENCHMARK_TEMPLATE(Read, Pugixml)->Arg(kSome);
 BENCHMARK_TEMPLATE(Read, Serialization)->Arg(kSome);

@@ -215,6 +215,22 @@ void AppendAtEnd(benchmark::State& state) {
   }
 }
 
+/// An attribute that stands after n others, set to another value of its length.
+void SetAttributeAfter(benchmark::State& state) {
+  MXmlDocument document;
+  bool done = document.AddElement(L"value");
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    done = done && document.SetAttribute(L"attribute" + std::to_wstring(i), L"value");
+  }
+  done = done && document.SetAttribute(L"last", L"0");
+  bool one = false;
+  for ([[maybe_unused]] auto _ : state) {
+    one = !one;
+    done = done && document.SetAttribute(L"last", one ? L"1" : L"2");
+  }
+  if (!done) state.SkipWithError("not set");
+}
+
 /// One added in front of all others and removed again.
 void EditAtFront(benchmark::State& state) {
   MXmlDocument document;
@@ -265,6 +281,7 @@ BENCHMARK(MemoryVelta)->DenseRange(kManifest, kRecords)->Iterations(1);
 BENCHMARK(MemoryPugixml)->DenseRange(kManifest, kRecords)->Iterations(1);
 BENCHMARK(MemoryModel)->DenseRange(kManifest, kRecords)->Iterations(1);
 BENCHMARK(AppendAtEnd)->Arg(1000)->Arg(1000000)->UseRealTime();
+BENCHMARK(SetAttributeAfter)->Arg(10)->Arg(1000);
 BENCHMARK(EditAtFront)->Arg(1000)->Arg(1000000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(EditAtFrontMoves)->Arg(1000)->Arg(1000000)->Unit(benchmark::kMicrosecond)->UseRealTime();
 

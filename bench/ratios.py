@@ -86,12 +86,16 @@ ROWS = [
       for index, document in enumerate(DOCUMENTS)),
     Row("an edit at the end of 1,000,000 elements / of 1,000", "time",
         "AppendAtEnd/1000000/real_time", "AppendAtEnd/1000/real_time", "<= 1.50"),
+    Row("an attribute set after 1,000 others / after 10", "time",
+        "SetAttributeAfter/1000", "SetAttributeAfter/10", ""),
     *(Row(f"an edit in front of {count:,} elements / its moves", "time",
           f"EditAtFront/{count}/real_time", f"EditAtFrontMoves/{count}/real_time", "<= 2.00")
       for count in (1000, 1000000)),
     *(Row(f"{peer} / values {done} by the filers", "time", f"{what}<{name}>/10000",
           f"{what}<Filers>/10000", goal, "filers", f"{done}, {peer}")
       for what, done in FILERS for peer, name, goal in FILER_PEERS),
+    Row("a value written inside 1,000 groups / inside one", "time",
+        "WriteInside/1000", "WriteInside/1", "<= 4.00"),
     *(Row(f"growth of values {done}, 1,000 to 100,000", "exponent",
           f"{what}<Filers>/100000", f"{what}<Filers>/1000", "<= 1.05") for what, done in FILERS),
     Row("ParseDouble of ordinary numbers / wcstod", "time",
@@ -171,6 +175,9 @@ def print_table(rows, results):
               " million a second (goal 2.0)")
         print(f"\nDumpFullRing: {results['DumpFullRing/real_time']['real_time']:.0f} ms"
               " (goal 150, of which 80 are prescribed pauses)")
+    if "SetAttributeAfter/1000" in results:
+        print("\nSetAttributeAfter/1000:"
+              f" {results['SetAttributeAfter/1000']['real_time'] / 1e3:.1f} us")
     for name in ("Write<Filers>/10000", "Read<Filers>/10000"):
         if name in results:
             print(f"\n{name}: {1e9 / results[name]['items_per_second']:.0f} ns a value")

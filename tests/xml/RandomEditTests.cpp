@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Long random sequences of edits: after each, the index is that of the text and every saved
-// position names its element.
+// Long random sequences of edits: after each, or some, the index is that of the text and every
+// saved position names its element.
 #include "tests/support/StressScale.h"
 #include "tests/xml/XmlKit.h"
 
@@ -123,6 +123,8 @@ TEST(MXmlDocument, AfterAnyEditsTheIndexIsThatOfTheText) {
     static_cast<void>(editor.Document().SetText(texts[seed % (withFaults ? 3 : 2)]));
     for (int step = 0; step < 400; ++step) {
       editor.Step();
+      // Not after every one: asking for lengths settles what edits have left to be added.
+      if (step % (seed % 13 + 1) != 0) continue;
       editor.ExpectAllHolds();
       ASSERT_FALSE(testing::Test::HasFatalFailure()) << "step " << step;
     }

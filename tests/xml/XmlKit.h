@@ -37,10 +37,10 @@ inline std::vector<std::vector<std::int64_t>> RecordsInOrder(const MXmlDocument&
     const Velta::Xml::ElementRecord& record = index.At(element);
     const Velta::Xml::TagLengths tags = index.GetTagLengths(element);
     const auto placeOf = [&](std::int32_t link) { return place.count(link) ? place[link] : -1; };
-    records.push_back({record.start, record.length, tags.start, tags.end, record.flags,
-                       placeOf(record.parent), placeOf(record.firstChild),
-                       placeOf(record.nextSibling), placeOf(record.previousSibling),
-                       placeOf(record.lastChild)});
+    records.push_back({record.start, element == 0 ? record.length : index.LengthOf(element),
+                       tags.start, tags.end, record.flags, placeOf(record.parent),
+                       placeOf(record.firstChild), placeOf(record.nextSibling),
+                       placeOf(record.previousSibling), placeOf(record.lastChild)});
   }
   return records;
 }

@@ -34,7 +34,8 @@ VELTA_EXPORTS_BEGIN
 /// place for, as control characters, stays as it is in memory, but other programs may refuse the
 /// document.
 ///
-/// A value at the end of a document of any size costs the same; each enclosing group adds a step.
+/// A value costs the same at the end of a document of any size. Each enclosing group adds the move
+/// of its end tag: inside 1,000 groups a value takes two to three times as long as inside one.
 /// Errors thrown: `std::bad_alloc`; nothing is then written.
 class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
  public:

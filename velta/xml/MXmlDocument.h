@@ -46,10 +46,15 @@ struct DocumentState;
 ///
 /// **Costs.** Reading the text takes time in proportion to its length, whatever its depth, width or
 /// the size of a tag; the index takes 36 bytes an element and some room to grow. A step between
-/// elements is a look-up. An edit moves the text and the elements behind it, and touches the
-/// ancestors of its place: at the end of a document it costs the same in a small and a large one.
-/// An edit of an ill-formed document parses all of it again, into a second index, and so does
-/// adding a start tag alone. Looking for an attribute reads the tag from its beginning.
+/// elements is a look-up. An edit moves the text and the elements behind it: at the end of a
+/// document it costs the same in a small and a large one, and deep inside it also moves the end
+/// tags around it. One that is neither in the element that the edit before was in, nor in its
+/// parent or a child, touches the ancestors of both places too. An edit of an ill-formed document
+/// parses all of it again, into a second index, and so does adding a start tag alone.
+///
+/// Looking for an attribute reads the tag from its beginning, and so does setting one: some 20 ns
+/// for each attribute on the way. Setting n attributes of one element one after another takes time
+/// in proportion to the square of n: of 1,000 about 10 ms.
 ///
 /// Threads: one at a time; nothing is shared between documents.
 /// Ownership: all text is copied in; views that are handed out are valid until the next change.

@@ -15,8 +15,7 @@ std::wstring_view NodeText(const DocumentState& state) noexcept {
   const Position& position = state.position;
   if (position.IsOnNode()) return state.Part(position.nodeOffset, position.NodeEnd());
   if (position.current == 0) return {};
-  const ElementRecord& record = state.index.At(position.current);
-  return state.Part(record.start, record.End());
+  return state.Part(state.index.At(position.current).start, state.index.EndOf(position.current));
 }
 
 /// "html" of "<!DOCTYPE html[...]>".
@@ -47,7 +46,7 @@ void AppendElementData(const DocumentState& state, std::int32_t element, MString
   Tokenizer tokenizer(state.text, nullptr);
   while (at < end) {
     if (child != 0 && at == state.index.At(child).start) {
-      at = state.index.At(child).End();
+      at = state.index.EndOf(child);
       child = state.index.At(child).nextSibling;
       continue;
     }

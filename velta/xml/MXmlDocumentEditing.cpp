@@ -33,15 +33,15 @@ struct Place {
 };
 
 Place BehindElement(const DocumentState& state, std::int32_t element) noexcept {
-  const ElementRecord& record = state.index.At(element);
-  return {record.parent, element, BehindLineBreak(state, record.End())};
+  return {state.index.At(element).parent, element,
+          BehindLineBreak(state, state.index.EndOf(element))};
 }
 
 Place BehindContent(const DocumentState& state, std::int32_t parent) noexcept {
   const ElementRecord& record = state.index.At(parent);
   if (!record.Has(kEmptyTag)) return {parent, record.lastChild, state.ContentEnd(parent)};
   // In front of the "/>" and of the spaces before it, unless that laid bare another slash.
-  const wchar_t* const slash = state.text.data() + record.End() - 2;
+  const wchar_t* const slash = state.text.data() + state.index.EndOf(parent) - 2;
   const wchar_t* at = slash;
   while (IsSpace(at[-1])) --at;
   if (at[-1] == L'/') at = slash;
@@ -72,7 +72,7 @@ class Insertion {
         place(where),
         isBlock(onLinesOfItsOwn),
         opensParent(state.index.At(place.parent).Has(kEmptyTag)),
-        change(state, place.offset, opensParent ? state.index.At(place.parent).End() : place.offset,
+        change(state, place.offset, opensParent ? state.index.EndOf(place.parent) : place.offset,
                place.parent,
                place.previous != 0 ? state.index.Behind(place.previous)
                                    : state.index.Following(place.parent)) {
@@ -153,7 +153,7 @@ void MoveToNew(DocumentState& state, std::int32_t element, bool asChild) noexcep
 void FindAround(const ElementIndex& index, Position& position) noexcept {
   position.precedingElement = 0;
   position.parent = index.LastBefore(position.nodeOffset);
-  while (position.parent != 0 && index.At(position.parent).End() <= position.nodeOffset) {
+  while (position.parent != 0 && index.EndOf(position.parent) <= position.nodeOffset) {
     position.precedingElement = position.parent;
     position.parent = index.At(position.parent).parent;
   }
@@ -454,8 +454,8 @@ bool MXmlDocument::RemoveElement() {
   if (element == 0) return false;
   ElementIndex& index = state->index;
   const ElementRecord record = index.At(element);
-  const Change change(*state, record.start, BehindLineBreak(*state, record.End()), record.parent,
-                      index.Behind(element));
+  const Change change(*state, record.start, BehindLineBreak(*state, index.EndOf(element)),
+                      record.parent, index.Behind(element));
   Position position;
   position.parent = record.parent;
   position.current = record.previousSibling;

@@ -73,7 +73,7 @@ MXmlNodeType MXmlDocument::FindNode(MXmlNodeType types) noexcept {
   const std::int32_t end = state->ContentEnd(position.parent);
   std::int32_t previous = position.LastElement();
   std::int32_t at = position.IsOnNode()     ? position.NodeEnd()
-                    : position.current != 0 ? state->index.At(previous).End()
+                    : position.current != 0 ? state->index.EndOf(previous)
                                             : state->ContentBegin(position.parent);
   Tokenizer tokenizer(state->text, nullptr);
   while (at < end) {
@@ -84,7 +84,7 @@ MXmlNodeType MXmlDocument::FindNode(MXmlNodeType types) noexcept {
         return MXmlNodeType::kElement;
       }
       previous = element;
-      at = state->index.At(element).End();
+      at = state->index.EndOf(element);
       continue;
     }
     tokenizer.MoveTo(at);

@@ -54,12 +54,8 @@ void Change::Apply() const noexcept {
   ReplaceText();
   const std::int32_t distance = Distance();
   if (distance == 0) return;
-  ElementIndex& index = state.index;
-  index.MoveStarts(firstBehind, distance);
-  for (std::int32_t element = parent; element != 0; element = index.At(element).parent) {
-    index.At(element).length += distance;
-  }
-  index.At(0).length += distance;
+  state.index.MoveStarts(firstBehind, distance);
+  state.index.Grow(parent, distance);
 }
 
 bool Change::ApplyAndParse(MXmlNodeType type, std::int32_t offset) const {

@@ -85,7 +85,7 @@ struct DocumentState {
   }
   [[nodiscard]] std::int32_t ContentEnd(std::int32_t element) const noexcept {
     return element == 0 ? static_cast<std::int32_t>(text.size())
-                        : index.At(element).End() - index.GetTagLengths(element).end;
+                        : index.EndOf(element) - index.GetTagLengths(element).end;
   }
 };
 

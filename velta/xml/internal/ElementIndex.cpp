@@ -30,6 +30,8 @@ void ElementIndex::Clear() noexcept {
     capacity = kPageSize;
   }
   nextFree = 1;
+  last = 0;
+  grown = growth = 0;
   firstDeleted = 0;
   deletedCount = 0;
   longTags.clear();
@@ -95,18 +97,15 @@ void ElementIndex::Release(std::int32_t index) noexcept {
 }
 
 void ElementIndex::ReleaseTree(std::int32_t root) noexcept {
-  const auto lastLeaf = [this](std::int32_t index) {
-    while (At(index).lastChild != 0) index = At(index).lastChild;
-    return index;
-  };
+  MoveGrowthUp(At(root).start - 1);  // out of it
   // Children before their parents: what has been released has no links left. The last ones first:
   // what is taken again comes in the order of the text.
-  std::int32_t index = lastLeaf(root);
+  std::int32_t index = LastLeaf(root);
   while (index != root) {
     const std::int32_t previous = At(index).previousSibling;
     const std::int32_t parent = At(index).parent;
     Release(index);
-    index = previous != 0 ? lastLeaf(previous) : parent;
+    index = previous != 0 ? LastLeaf(previous) : parent;
   }
   Release(root);
 }
@@ -176,15 +175,45 @@ void ElementIndex::Link(std::int32_t index, std::int32_t parent, std::int32_t pr
   record.nextSibling = next;
   (previous != 0 ? At(previous).nextSibling : above.firstChild) = index;
   (next != 0 ? At(next).previousSibling : above.lastChild) = index;
+  if (last == 0 || At(last).start < record.start) last = LastLeaf(index);
 }
 
 void ElementIndex::Unlink(std::int32_t index) noexcept {
   const ElementRecord& record = At(index);
+  if (At(last).start < EndOf(index)) {
+    last = record.previousSibling != 0 ? LastLeaf(record.previousSibling) : record.parent;
+  }
   ElementRecord& above = At(record.parent);
   (record.previousSibling != 0 ? At(record.previousSibling).nextSibling : above.firstChild) =
       record.nextSibling;
   (record.nextSibling != 0 ? At(record.nextSibling).previousSibling : above.lastChild) =
       record.previousSibling;
+}
+
+void ElementIndex::Grow(std::int32_t index, std::int32_t distance) noexcept {
+  At(0).length += distance;
+  if (index == 0) return;
+  if (growth != 0 && grown != index) {
+    ElementRecord& record = At(index);
+    MoveGrowthUp(record.start);
+    if (grown != 0 && record.parent == grown) {
+      record.length -= growth;
+    } else if (grown != index) {
+      MoveGrowthUp(-1);
+    }
+  }
+  grown = index;
+  growth += distance;
+  if (growth == 0) grown = 0;
+}
+
+void ElementIndex::MoveGrowthUp(std::int32_t start) const noexcept {
+  while (grown != 0 && At(grown).start > start) {
+    ElementRecord& record = const_cast<ElementIndex*>(this)->At(grown);
+    record.length += growth;
+    grown = record.parent;
+  }
+  if (grown == 0) growth = 0;
 }
 
 void ElementIndex::MoveStarts(std::int32_t first, std::int32_t distance) noexcept {

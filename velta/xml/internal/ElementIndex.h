@@ -12,7 +12,7 @@ namespace Velta::Xml {
 /// Where one element is in the text, and its neighbours. Index 0 in a link is "none".
 struct ElementRecord {
   std::int32_t start;        // of the start tag
-  std::int32_t length;       // start tag to end tag
+  std::int32_t length;       // start tag to end tag, as ElementIndex::LengthOf gives it
   std::uint32_t tagLengths;  // start tag's and end tag's, packed: see ElementIndex
   std::int32_t flags;
   std::int32_t parent;
@@ -21,7 +21,6 @@ struct ElementRecord {
   std::int32_t previousSibling;
   std::int32_t lastChild;  // so that appending does not walk the children
 
-  [[nodiscard]] std::int32_t End() const noexcept { return start + length; }
   [[nodiscard]] bool Has(std::int32_t flag) const noexcept { return (flags & flag) != 0; }
 };
 
@@ -37,6 +36,13 @@ struct TagLengths {
 };
 
 /// The element records of a document, in pages. Record 0 stands for the document and always exists.
+///
+/// An edit lengthens every element around its place. So that one deep inside does not go all the
+/// way up, the index keeps one sum, `growth`: what the element `grown` and all around it are longer
+/// by than their records say. The next edit in that element adds to the sum. One in its parent or
+/// in a child moves the sum there first: up, by adding it to the record that is left; into a child,
+/// by taking it out of the child's record. Only an edit elsewhere adds it to all the records it is
+/// for. So a writer, who goes from group to group by single steps, pays one step for each.
 class ElementIndex {
  public:
   static constexpr std::size_t kPageSize = 65536;
@@ -128,9 +134,27 @@ class ElementIndex {
   void Link(std::int32_t index, std::int32_t parent, std::int32_t previous) noexcept;
   void Unlink(std::int32_t index) noexcept;
 
+  /// To be called when a parse has appended the last record.
+  void EndParse() noexcept { last = nextFree - 1; }
+
+  /// Adds to the length of an element and of all around it. All starts must have been moved.
+  void Grow(std::int32_t index, std::int32_t distance) noexcept;
+
+  /// From the start tag to the end tag, of an element.
+  [[nodiscard]] std::int32_t LengthOf(std::int32_t index) const noexcept {
+    const ElementRecord& record = At(index);
+    if (growth == 0) return record.length;
+    if (At(grown).start > record.start) MoveGrowthUp(record.start);
+    return record.length + (index == grown ? growth : 0);
+  }
+  [[nodiscard]] std::int32_t EndOf(std::int32_t index) const noexcept {
+    return At(index).start + LengthOf(index);
+  }
+
   /// What follows a record in the order of the text: its first child or what `Behind` gives.
   [[nodiscard]] std::int32_t Following(std::int32_t index) const noexcept {
-    return Following(At(index));
+    const ElementRecord& record = At(index);
+    return record.firstChild != 0 ? record.firstChild : Behind(index);
   }
 
   /// Moves a record and all that follow it in the order of the text; 0 is none.
@@ -138,8 +162,8 @@ class ElementIndex {
 
   /// The first record that begins behind all of this one, or 0.
   [[nodiscard]] std::int32_t Behind(std::int32_t index) const noexcept {
-    while (index != 0 && At(index).nextSibling == 0) index = At(index).parent;
-    return index != 0 ? At(index).nextSibling : 0;
+    // At the end of a document, where most is added, there is nothing to go up for.
+    return index == 0 || At(last).start < EndOf(index) ? 0 : NextAbove(index);
   }
 
  private:
@@ -153,10 +177,26 @@ class ElementIndex {
                                                            << kStartBits;
   }
 
+  /// As `Following`, while some starts have been moved and others not.
   [[nodiscard]] std::int32_t Following(const ElementRecord& record) const noexcept {
     if (record.firstChild != 0) return record.firstChild;
-    return record.nextSibling != 0 ? record.nextSibling : Behind(record.parent);
+    return record.nextSibling != 0 ? record.nextSibling : NextAbove(record.parent);
   }
+
+  /// The next sibling of a record or of the innermost one around it that has any, or 0.
+  [[nodiscard]] std::int32_t NextAbove(std::int32_t index) const noexcept {
+    while (index != 0 && At(index).nextSibling == 0) index = At(index).parent;
+    return index != 0 ? At(index).nextSibling : 0;
+  }
+
+  [[nodiscard]] std::int32_t LastLeaf(std::int32_t index) const noexcept {
+    while (At(index).lastChild != 0) index = At(index).lastChild;
+    return index;
+  }
+
+  /// Moves the sum up until it is for an element that begins at `start` or before: then no element
+  /// that begins there or later, but this one, is concerned.
+  void MoveGrowthUp(std::int32_t start) const noexcept;
 
   void SetLongTagLengths(std::int32_t index, TagLengths lengths);
   void AddPages(std::size_t records);
@@ -167,6 +207,10 @@ class ElementIndex {
   std::vector<Page> pages;  // all full but the last, which grows
   std::size_t capacity = 0;
   std::int32_t nextFree = 1;
+  std::int32_t last = 0;  // in the order of the text; 0 when there are no elements
+  // Asking for a length moves them: one thread at a time uses a document.
+  mutable std::int32_t grown = 0;  // 0 when there is no growth
+  mutable std::int32_t growth = 0;
   std::int32_t firstDeleted = 0;  // linked by nextSibling
   std::size_t deletedCount = 0;
   std::map<std::int32_t, TagLengths> longTags;

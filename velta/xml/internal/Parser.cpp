@@ -202,6 +202,7 @@ void Parse(const std::wstring& text, bool ignoreCase, ElementIndex& index, Error
     return;
   }
   Parser(text, ignoreCase, index, errors).Run();
+  index.EndParse();
   index.At(0).length = static_cast<std::int32_t>(text.size());
   const std::int32_t root = index.At(0).firstChild;
   if (root == 0) {
