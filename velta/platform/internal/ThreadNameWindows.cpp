@@ -28,11 +28,15 @@ LONG CALLBACK SwallowThreadName(EXCEPTION_POINTERS* pointers) {
 }  // namespace
 
 void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
-  if (name == nullptr) return;
+  if (name == nullptr) {
+    return;
+  }
   // Last in the row, as a handler around the call would be: tools inside the process see it before.
   void* const handler = ::AddVectoredExceptionHandler(0, &SwallowThreadName);
   // Without a handler nobody continues the exception, and the process ends: then rather no name.
-  if (handler == nullptr) return;
+  if (handler == nullptr) {
+    return;
+  }
   const ThreadNameInfo info{kThreadNameType, name, threadId, 0};
   ::RaiseException(kThreadNameException, 0, kParameters, reinterpret_cast<const ULONG_PTR*>(&info));
   ::RemoveVectoredExceptionHandler(handler);

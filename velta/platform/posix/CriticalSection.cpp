@@ -15,7 +15,9 @@ void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
                                                 std::memory_order_relaxed)) {
       return;
     }
-    if ((seen & kSleepersBit) != 0) break;
+    if ((seen & kSleepersBit) != 0) {
+      break;
+    }
     SpinPause();
   }
   std::uint32_t seen = word.load(std::memory_order_relaxed);

@@ -29,23 +29,31 @@ void AppendNode(WaitableObject* object, Waiter* waiter, std::uint32_t index) noe
 void RemoveNodes(Waiter* waiter) noexcept {
   for (std::uint32_t i = 0; i < waiter->count; ++i) {
     WaitNode* const node = &waiter->nodes[i];
-    if (node->object != nullptr) RemoveNode(node->object, node);
+    if (node->object != nullptr) {
+      RemoveNode(node->object, node);
+    }
   }
 }
 
 bool SatisfyFirst(WaitableObject* object, WakeList* wakes) noexcept {
   WaitNode* const node = object->firstNode;
-  if (node == nullptr) return false;
+  if (node == nullptr) {
+    return false;
+  }
   Waiter* const waiter = node->waiter;
   const auto index = static_cast<std::uint32_t>(node - waiter->nodes);
   RemoveNodes(waiter);
   const std::uint32_t was = waiter->word.exchange(index, std::memory_order_acq_rel);
-  if (was == Waiter::kAsleep) wakes->Add(&waiter->word);
+  if (was == Waiter::kAsleep) {
+    wakes->Add(&waiter->word);
+  }
   return true;
 }
 
 void AbandonNodes(WaitableObject* object) noexcept {
-  while (object->firstNode != nullptr) RemoveNode(object, object->firstNode);
+  while (object->firstNode != nullptr) {
+    RemoveNode(object, object->firstNode);
+  }
 }
 
 }  // namespace Velta::Posix

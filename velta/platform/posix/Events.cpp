@@ -18,10 +18,14 @@ BOOL SetEventWithWaiters(const ObjectReference& event, WakeList* wakes) noexcept
   const std::lock_guard lock(dispatcherLock);
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   for (;;) {
-    if (!event.Admits(word)) return Refuse(ERROR_INVALID_HANDLE);
+    if (!event.Admits(word)) {
+      return Refuse(ERROR_INVALID_HANDLE);
+    }
     // An automatic event goes to its first waiter and never becomes signalled.
     const bool handedOver = (word & (kManualReset | kHasWaiters)) == kHasWaiters;
-    if (handedOver && SatisfyFirst(event.object, wakes)) return TRUE;
+    if (handedOver && SatisfyFirst(event.object, wakes)) {
+      return TRUE;
+    }
     if (event.object->word.compare_exchange_weak(word, word | kSignalled, std::memory_order_release,
                                                  std::memory_order_relaxed)) {
       while (SatisfyFirst(event.object, wakes)) {
@@ -37,11 +41,15 @@ BOOL CloseWithWaiters(const ObjectReference& reference) noexcept {
     const std::lock_guard lock(dispatcherLock);
     std::uint64_t word = object->word.load(std::memory_order_relaxed);
     do {
-      if (!reference.Admits(word)) return Refuse(ERROR_INVALID_HANDLE);
+      if (!reference.Admits(word)) {
+        return Refuse(ERROR_INVALID_HANDLE);
+      }
     } while (!object->word.compare_exchange_weak(word, word & ~kOpen, std::memory_order_acq_rel,
                                                  std::memory_order_relaxed));
     // A thread that still runs ends these waits, and recycles its object, when it is done.
-    if ((word & (kThread | kSignalled)) == kThread) return TRUE;
+    if ((word & (kThread | kSignalled)) == kThread) {
+      return TRUE;
+    }
     AbandonNodes(object);
   }
   RecycleObject(object);
@@ -68,11 +76,17 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES /*attributes*/, BOOL manualReset, BOOL
 
 BOOL Velta::Posix::SetEventAndNote(HANDLE handle, WakeList* wakes) noexcept {
   const ObjectReference event = FindObject(handle);
-  if (event.object == nullptr) return Refuse(ERROR_INVALID_HANDLE);
+  if (event.object == nullptr) {
+    return Refuse(ERROR_INVALID_HANDLE);
+  }
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   do {
-    if (!event.Admits(word) || (word & kThread) != 0) return Refuse(ERROR_INVALID_HANDLE);
-    if ((word & kHasWaiters) != 0) return SetEventWithWaiters(event, wakes);
+    if (!event.Admits(word) || (word & kThread) != 0) {
+      return Refuse(ERROR_INVALID_HANDLE);
+    }
+    if ((word & kHasWaiters) != 0) {
+      return SetEventWithWaiters(event, wakes);
+    }
     // Written even when signalled already: a later waiter must see what every setter did before.
   } while (!event.object->word.compare_exchange_weak(
       word, word | kSignalled, std::memory_order_release, std::memory_order_relaxed));
@@ -88,10 +102,14 @@ BOOL SetEvent(HANDLE handle) noexcept {
 
 BOOL ResetEvent(HANDLE handle) noexcept {
   const ObjectReference event = FindObject(handle);
-  if (event.object == nullptr) return Refuse(ERROR_INVALID_HANDLE);
+  if (event.object == nullptr) {
+    return Refuse(ERROR_INVALID_HANDLE);
+  }
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   do {
-    if (!event.Admits(word) || (word & kThread) != 0) return Refuse(ERROR_INVALID_HANDLE);
+    if (!event.Admits(word) || (word & kThread) != 0) {
+      return Refuse(ERROR_INVALID_HANDLE);
+    }
   } while (!event.object->word.compare_exchange_weak(
       word, word & ~kSignalled, std::memory_order_acq_rel, std::memory_order_relaxed));
   return TRUE;
@@ -99,14 +117,22 @@ BOOL ResetEvent(HANDLE handle) noexcept {
 
 BOOL CloseHandle(HANDLE handle) noexcept {
   const ObjectReference reference = FindObject(handle);
-  if (reference.object == nullptr) return Refuse(ERROR_INVALID_HANDLE);
+  if (reference.object == nullptr) {
+    return Refuse(ERROR_INVALID_HANDLE);
+  }
   std::uint64_t word = reference.object->word.load(std::memory_order_relaxed);
   do {
-    if (!reference.Admits(word)) return Refuse(ERROR_INVALID_HANDLE);
-    if ((word & kHasWaiters) != 0) return CloseWithWaiters(reference);
+    if (!reference.Admits(word)) {
+      return Refuse(ERROR_INVALID_HANDLE);
+    }
+    if ((word & kHasWaiters) != 0) {
+      return CloseWithWaiters(reference);
+    }
   } while (!reference.object->word.compare_exchange_weak(
       word, word & ~kOpen, std::memory_order_acq_rel, std::memory_order_relaxed));
   const bool stillRunning = (word & (kThread | kSignalled)) == kThread;
-  if (!stillRunning) RecycleObject(reference.object);
+  if (!stillRunning) {
+    RecycleObject(reference.object);
+  }
   return TRUE;
 }

@@ -22,7 +22,9 @@ class LocaleScope {
   LocaleScope(const LocaleScope&) = delete;
   LocaleScope& operator=(const LocaleScope&) = delete;
   ~LocaleScope() {
-    if (previous != nullptr) ::uselocale(previous);
+    if (previous != nullptr) {
+      ::uselocale(previous);
+    }
   }
 
  private:
@@ -90,10 +92,14 @@ std::size_t ConvertToWide(wchar_t* buffer, const char* text, std::size_t limit) 
     std::mbstate_t state{};
     return std::mbsrtowcs(buffer, &text, limit, &state);
   }
-  if (buffer == nullptr) return std::strlen(text);
+  if (buffer == nullptr) {
+    return std::strlen(text);
+  }
   for (std::size_t i = 0; i < limit; ++i) {
     buffer[i] = static_cast<unsigned char>(text[i]);
-    if (text[i] == '\0') return i;
+    if (text[i] == '\0') {
+      return i;
+    }
   }
   return limit;
 }
@@ -101,13 +107,17 @@ std::size_t ConvertToWide(wchar_t* buffer, const char* text, std::size_t limit) 
 }  // namespace
 
 _locale_t _create_locale(int category, const char* name) noexcept {
-  if (name == nullptr || category < LC_CTYPE || category > LC_ALL) return nullptr;
+  if (name == nullptr || category < LC_CTYPE || category > LC_ALL) {
+    return nullptr;
+  }
   const int mask = category == LC_ALL ? LC_ALL_MASK : 1 << category;
   return ::newlocale(mask, name, nullptr);
 }
 
 void _free_locale(_locale_t locale) noexcept {
-  if (locale != nullptr) ::freelocale(locale);
+  if (locale != nullptr) {
+    ::freelocale(locale);
+  }
 }
 
 double _wcstod_l(const wchar_t* text, wchar_t** end, _locale_t locale) noexcept {
@@ -135,7 +145,9 @@ int _vsnwprintf_s_l(wchar_t* buffer, std::size_t size, std::size_t maxCount, con
   const LocaleScope scope(locale);
   const FormattedText text(format, arguments);
   buffer[0] = L'\0';
-  if (text.Length() < 0) return -1;
+  if (text.Length() < 0) {
+    return -1;
+  }
   const auto length = static_cast<std::size_t>(text.Length());
   const std::size_t wanted = (std::min)(length, maxCount);
   if (wanted >= size && maxCount != _TRUNCATE) {
@@ -150,15 +162,21 @@ int _vsnwprintf_s_l(wchar_t* buffer, std::size_t size, std::size_t maxCount, con
 
 errno_t mbstowcs_s(std::size_t* converted, wchar_t* buffer, std::size_t size, const char* text,
                    std::size_t maxCount) noexcept {
-  if (converted != nullptr) *converted = 0;
-  if (buffer != nullptr && size != 0) buffer[0] = L'\0';
+  if (converted != nullptr) {
+    *converted = 0;
+  }
+  if (buffer != nullptr && size != 0) {
+    buffer[0] = L'\0';
+  }
   if ((buffer == nullptr) != (size == 0) || text == nullptr) {
     errno = EINVAL;
     return EINVAL;
   }
   const std::size_t length = ConvertToWide(buffer, text, (std::min)(size, maxCount));
   if (length == kInvalid) {
-    if (buffer != nullptr) buffer[0] = L'\0';
+    if (buffer != nullptr) {
+      buffer[0] = L'\0';
+    }
     return errno;
   }
   std::size_t withTerminator = length + 1;
@@ -175,6 +193,8 @@ errno_t mbstowcs_s(std::size_t* converted, wchar_t* buffer, std::size_t size, co
     }
     buffer[withTerminator - 1] = L'\0';
   }
-  if (converted != nullptr) *converted = withTerminator;
+  if (converted != nullptr) {
+    *converted = withTerminator;
+  }
   return result;
 }

@@ -31,7 +31,9 @@ constinit std::atomic<std::uint32_t> usedSlots{0};
 constinit FutexLock growthLock;
 
 WaitableObject* ObjectAt(std::uint32_t index) noexcept {
-  if (index < kObjectsPerChunk) return &firstChunk[index];
+  if (index < kObjectsPerChunk) {
+    return &firstChunk[index];
+  }
   WaitableObject* const chunk = furtherChunks[index >> kChunkBits].load(std::memory_order_acquire);
   return &chunk[index & (kObjectsPerChunk - 1)];
 }
@@ -61,12 +63,18 @@ void Push(FreeList& list, WaitableObject* object) noexcept {
 }
 
 bool EnsureChunk(std::uint32_t chunk) noexcept {
-  if (chunk == 0 || furtherChunks[chunk].load(std::memory_order_acquire) != nullptr) return true;
+  if (chunk == 0 || furtherChunks[chunk].load(std::memory_order_acquire) != nullptr) {
+    return true;
+  }
   const std::lock_guard lock(growthLock);
-  if (furtherChunks[chunk].load(std::memory_order_relaxed) != nullptr) return true;
+  if (furtherChunks[chunk].load(std::memory_order_relaxed) != nullptr) {
+    return true;
+  }
   void* const memory =
       std::aligned_alloc(alignof(WaitableObject), sizeof(WaitableObject) * kObjectsPerChunk);
-  if (memory == nullptr) return false;
+  if (memory == nullptr) {
+    return false;
+  }
   auto* const objects = static_cast<WaitableObject*>(memory);
   std::uninitialized_value_construct_n(objects, kObjectsPerChunk);
   furtherChunks[chunk].store(objects, std::memory_order_release);
@@ -76,7 +84,9 @@ bool EnsureChunk(std::uint32_t chunk) noexcept {
 WaitableObject* TakeUnused() noexcept {
   std::uint32_t index = usedSlots.load(std::memory_order_relaxed);
   do {
-    if (index == kMaxObjects || !EnsureChunk(index >> kChunkBits)) return nullptr;
+    if (index == kMaxObjects || !EnsureChunk(index >> kChunkBits)) {
+      return nullptr;
+    }
   } while (!usedSlots.compare_exchange_weak(index, index + 1, std::memory_order_relaxed));
   WaitableObject* const object = ObjectAt(index);
   object->index = index;
@@ -89,7 +99,9 @@ WaitableObject* TakeObject() noexcept {
   const std::uint32_t own = ::GetCurrentThreadId();
   for (std::uint32_t i = 0; i < kFreeLists; ++i) {
     WaitableObject* const object = Pop(freeLists[(own + i) % kFreeLists]);
-    if (object != nullptr) return object;
+    if (object != nullptr) {
+      return object;
+    }
   }
   return TakeUnused();
 }
@@ -97,7 +109,9 @@ WaitableObject* TakeObject() noexcept {
 HANDLE Publish(WaitableObject* object, std::uint64_t flags) noexcept {
   const std::uint64_t last = object->word.load(std::memory_order_relaxed) >> kGenerationShift;
   std::uint64_t generation = (last + 1) % kHandleGenerations;
-  if (generation == 0) generation = 1;
+  if (generation == 0) {
+    generation = 1;
+  }
   object->word.store(generation << kGenerationShift | flags | kOpen, std::memory_order_release);
   const std::uint64_t value = generation << kHandleGenerationShift | std::uint64_t{object->index}
                                                                          << kHandleIndexShift;

@@ -74,11 +74,17 @@ inline ObjectReference FindObject(HANDLE handle) noexcept {
   const auto index =
       static_cast<std::uint32_t>(value >> kHandleIndexShift) & ((1U << kHandleIndexBits) - 1);
   const std::uint64_t generation = value >> kHandleGenerationShift;
-  if (generation == 0 || (value & 3) != 0) return {nullptr, 0};
+  if (generation == 0 || (value & 3) != 0) {
+    return {nullptr, 0};
+  }
   const std::uint64_t open = generation << kGenerationShift | kOpen;
-  if (index < kObjectsPerChunk) return {&firstChunk[index], open};
+  if (index < kObjectsPerChunk) {
+    return {&firstChunk[index], open};
+  }
   WaitableObject* const chunk = furtherChunks[index >> kChunkBits].load(std::memory_order_acquire);
-  if (chunk == nullptr) return {nullptr, 0};
+  if (chunk == nullptr) {
+    return {nullptr, 0};
+  }
   return {&chunk[index & (kObjectsPerChunk - 1)], open};
 }
 

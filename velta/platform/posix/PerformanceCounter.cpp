@@ -42,13 +42,19 @@ bool IsTimeStampInvariant() noexcept {
 bool DoesKernelTrustTimeStamp() noexcept {
   const int file = ::open("/sys/devices/system/clocksource/clocksource0/current_clocksource",
                           O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
+  if (file < 0) {
+    return false;
+  }
   std::array<char, 64> buffer{};
   const ssize_t length = ::read(file, buffer.data(), buffer.size());
   ::close(file);
-  if (length <= 0) return false;
+  if (length <= 0) {
+    return false;
+  }
   std::string_view source(buffer.data(), static_cast<std::size_t>(length));
-  while (!source.empty() && source.back() == '\n') source.remove_suffix(1);
+  while (!source.empty() && source.back() == '\n') {
+    source.remove_suffix(1);
+  }
   return source == "tsc" || source == "kvm-clock" || source == "hyperv_clocksource_tsc_page";
 }
 
@@ -66,7 +72,9 @@ ClockPair ReadBoth() noexcept {
     const std::int64_t before = ReadTimeStamp();
     const std::int64_t nanoseconds = MonotonicNow();
     const std::int64_t width = ReadTimeStamp() - before;
-    if (width >= narrowest) continue;
+    if (width >= narrowest) {
+      continue;
+    }
     narrowest = width;
     best = {before + width / 2, nanoseconds};
   }
@@ -109,7 +117,9 @@ std::int64_t Frequency() noexcept {
 }  // namespace
 
 std::int64_t ReadCounterSlowly() noexcept {
-  if (counterSource.load(std::memory_order_relaxed) == CounterSource::kUndecided) Frequency();
+  if (counterSource.load(std::memory_order_relaxed) == CounterSource::kUndecided) {
+    Frequency();
+  }
   return counterSource.load(std::memory_order_relaxed) == CounterSource::kTimeStamp
              ? ReadTimeStamp()
              : MonotonicNow();

@@ -13,7 +13,9 @@ class SpinBudget {
   static constexpr int kPauses = 1000;
 
   [[nodiscard]] bool MaySpin() noexcept {
-    if (waitsToSkip == 0) return true;
+    if (waitsToSkip == 0) {
+      return true;
+    }
     --waitsToSkip;
     return false;
   }
@@ -24,9 +26,13 @@ class SpinBudget {
       pause = kFirstPause;
       return;
     }
-    if (++misses < kMisses) return;
+    if (++misses < kMisses) {
+      return;
+    }
     waitsToSkip = pause;
-    if (pause < kLongestPause) pause *= 2;
+    if (pause < kLongestPause) {
+      pause *= 2;
+    }
   }
 
  private:

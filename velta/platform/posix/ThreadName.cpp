@@ -7,7 +7,9 @@
 #include <pthread.h>
 
 void AnnounceThreadName(std::uint32_t /*threadId*/, const char* name) noexcept {
-  if (name == nullptr) return;
+  if (name == nullptr) {
+    return;
+  }
   constexpr std::size_t kLongest = 15;  // a longer name would be refused, not cut
   std::array<char, kLongest + 1> cut{};
   std::strncpy(cut.data(), name, kLongest);

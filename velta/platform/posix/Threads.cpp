@@ -55,7 +55,9 @@ void SignalThreadEnd(WaitableObject* thread) noexcept {
       break;
     }
   }
-  if (closed) RecycleObject(thread);
+  if (closed) {
+    RecycleObject(thread);
+  }
   wakes.WakeAll();
 }
 
@@ -88,7 +90,9 @@ void* RunThread(void* argument) noexcept {
 int CreateDetached(WaitableObject* thread, std::size_t stackSize) noexcept {
   pthread_attr_t attributes;
   int error = ::pthread_attr_init(&attributes);
-  if (error != 0) return error;
+  if (error != 0) {
+    return error;
+  }
   ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
   if (stackSize != 0) {
     const auto least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
@@ -97,7 +101,9 @@ int CreateDetached(WaitableObject* thread, std::size_t stackSize) noexcept {
     error = ::pthread_attr_setstacksize(&attributes, (wanted + page - 1) / page * page);
   }
   pthread_t id;
-  if (error == 0) error = ::pthread_create(&id, &attributes, &RunThread, thread);
+  if (error == 0) {
+    error = ::pthread_create(&id, &attributes, &RunThread, thread);
+  }
   ::pthread_attr_destroy(&attributes);
   return error;
 }
@@ -132,7 +138,9 @@ std::uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, unsigned (
   while ((id = thread->threadId.load(std::memory_order_acquire)) == 0) {
     FutexWait(&thread->threadId, 0, nullptr);
   }
-  if (threadId != nullptr) *threadId = id;
+  if (threadId != nullptr) {
+    *threadId = id;
+  }
   return reinterpret_cast<std::uintptr_t>(handle);
 }
 
@@ -156,7 +164,9 @@ void Sleep(DWORD milliseconds) noexcept {
     return;
   }
   if (milliseconds == INFINITE) {
-    for (;;) ::pause();
+    for (;;) {
+      ::pause();
+    }
   }
   const timespec until = MonotonicAfter(milliseconds);
   while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {

@@ -27,7 +27,9 @@ DWORD Fail(DWORD error) noexcept {
 /// @param word  its word as last seen; holds a newer one afterwards
 bool TryTake(const ObjectReference& reference, std::uint64_t* word) noexcept {
   while (reference.Admits(*word) && (*word & kSignalled) != 0) {
-    if ((*word & kManualReset) != 0) return true;
+    if ((*word & kManualReset) != 0) {
+      return true;
+    }
     if (reference.object->word.compare_exchange_weak(*word, *word & ~kSignalled,
                                                      std::memory_order_acquire)) {
       return true;
@@ -40,8 +42,12 @@ bool TryTake(const ObjectReference& reference, std::uint64_t* word) noexcept {
 DWORD FirstSignalled(const HANDLE* handles, DWORD end) noexcept {
   for (DWORD i = 0; i < end; ++i) {
     const WaitableObject* const object = FindObject(handles[i]).object;
-    if (object == nullptr) continue;
-    if ((object->word.load(std::memory_order_acquire) & kSignalled) != 0) return i;
+    if (object == nullptr) {
+      continue;
+    }
+    if ((object->word.load(std::memory_order_acquire) & kSignalled) != 0) {
+      return i;
+    }
   }
   return end;
 }
@@ -61,18 +67,28 @@ DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
   std::uint64_t foundWord = 0;
   for (DWORD i = 0; i < count; ++i) {
     const ObjectReference reference = FindObject(handles[i]);
-    if (reference.object == nullptr) return WAIT_FAILED;
+    if (reference.object == nullptr) {
+      return WAIT_FAILED;
+    }
     const std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
-    if (!reference.Admits(word)) return WAIT_FAILED;
+    if (!reference.Admits(word)) {
+      return WAIT_FAILED;
+    }
     if (found == count && (word & kSignalled) != 0) {
       found = i;
       foundReference = reference;
       foundWord = word;
     }
   }
-  if (found == count) return WAIT_TIMEOUT;
-  if (found == 0) return TryTake(foundReference, &foundWord) ? found : kContested;
-  if ((foundWord & kManualReset) == 0) return kContested;
+  if (found == count) {
+    return WAIT_TIMEOUT;
+  }
+  if (found == 0) {
+    return TryTake(foundReference, &foundWord) ? found : kContested;
+  }
+  if ((foundWord & kManualReset) == 0) {
+    return kContested;
+  }
   // One before it may have been set first, after its turn in the loop above: look again.
   return FirstSignalled(handles, found) == found ? found : kContested;
 }
@@ -84,12 +100,20 @@ DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
 DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept {
   for (DWORD i = 0; i < count; ++i) {
     const ObjectReference reference = FindObject(handles[i]);
-    if (reference.object == nullptr) return WAIT_FAILED;
+    if (reference.object == nullptr) {
+      return WAIT_FAILED;
+    }
     std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
     do {
-      if (TryTake(reference, &word)) return i;
-      if (!reference.Admits(word)) return WAIT_FAILED;
-      if ((word & kHasWaiters) != 0) break;
+      if (TryTake(reference, &word)) {
+        return i;
+      }
+      if (!reference.Admits(word)) {
+        return WAIT_FAILED;
+      }
+      if ((word & kHasWaiters) != 0) {
+        break;
+      }
     } while (!reference.object->word.compare_exchange_weak(word, word | kHasWaiters,
                                                            std::memory_order_acquire));
     AppendNode(reference.object, waiter, i);
@@ -102,7 +126,9 @@ bool IsSatisfied(std::uint32_t word) noexcept { return word < MAXIMUM_WAIT_OBJEC
 /// Looks again for a while, if that has paid for this thread lately. No list knows of the waiter
 /// yet, so whoever sets an event meanwhile is done with one step.
 DWORD SpinForSignal(DWORD count, const HANDLE* handles) noexcept {
-  if (!spinBudget.MaySpin()) return WAIT_TIMEOUT;
+  if (!spinBudget.MaySpin()) {
+    return WAIT_TIMEOUT;
+  }
   DWORD result = WAIT_TIMEOUT;
   for (int i = 0; i < SpinBudget::kPauses && result == WAIT_TIMEOUT; ++i) {
     SpinPause();
@@ -119,11 +145,15 @@ bool SleepUntilSatisfied(Waiter* waiter, const timespec* deadline) noexcept {
     return true;
   }
   while (FutexWait(&waiter->word, Waiter::kAsleep, deadline)) {
-    if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) return true;
+    if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
+      return true;
+    }
   }
   // A signal that came together with the deadline counts, or an automatic event would lose it.
   const std::lock_guard lock(dispatcherLock);
-  if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) return true;
+  if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
+    return true;
+  }
   RemoveNodes(waiter);
   return false;
 }
@@ -131,11 +161,17 @@ bool SleepUntilSatisfied(Waiter* waiter, const timespec* deadline) noexcept {
 /// @param seen  what the look without the lock gave: WAIT_TIMEOUT or kContested
 DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD seen) noexcept {
   timespec deadline{};
-  if (milliseconds != 0 && milliseconds != INFINITE) deadline = MonotonicAfter(milliseconds);
+  if (milliseconds != 0 && milliseconds != INFINITE) {
+    deadline = MonotonicAfter(milliseconds);
+  }
 
   if (milliseconds != 0) {
-    if (seen == WAIT_TIMEOUT) seen = SpinForSignal(count, handles);
-    if (seen != WAIT_TIMEOUT && seen != kContested) return seen;
+    if (seen == WAIT_TIMEOUT) {
+      seen = SpinForSignal(count, handles);
+    }
+    if (seen != WAIT_TIMEOUT && seen != kContested) {
+      return seen;
+    }
   }
   Waiter waiter;
   {
@@ -164,11 +200,19 @@ DWORD WaitForAny(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcep
 
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
   const ObjectReference reference = FindObject(object);
-  if (reference.object == nullptr) return Fail(ERROR_INVALID_HANDLE);
+  if (reference.object == nullptr) {
+    return Fail(ERROR_INVALID_HANDLE);
+  }
   std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
-  if (!reference.Admits(word)) return Fail(ERROR_INVALID_HANDLE);
-  if (TryTake(reference, &word)) return WAIT_OBJECT_0;
-  if (milliseconds == 0) return WAIT_TIMEOUT;
+  if (!reference.Admits(word)) {
+    return Fail(ERROR_INVALID_HANDLE);
+  }
+  if (TryTake(reference, &word)) {
+    return WAIT_OBJECT_0;
+  }
+  if (milliseconds == 0) {
+    return WAIT_TIMEOUT;
+  }
   const DWORD result = WaitBlocking(1, &object, milliseconds, WAIT_TIMEOUT);
   return result != WAIT_FAILED ? result : Fail(ERROR_INVALID_HANDLE);
 }

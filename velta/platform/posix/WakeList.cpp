@@ -14,7 +14,9 @@ void WakeList::Add(const std::atomic<std::uint32_t>* word) noexcept {
 }
 
 void WakeList::WakeEach() noexcept {
-  for (int i = 0; i < count; ++i) FutexWake(words[i], 1);
+  for (int i = 0; i < count; ++i) {
+    FutexWake(words[i], 1);
+  }
   count = 0;
 }
 

@@ -18,7 +18,9 @@ class WakeList {
 
   /// Wakes them all and empties the list.
   void WakeAll() noexcept {
-    if (count != 0) WakeEach();
+    if (count != 0) {
+      WakeEach();
+    }
   }
 
  private:

@@ -20,7 +20,9 @@ errno_t Refuse() noexcept {
 }  // namespace
 
 errno_t _ftime64_s(__timeb64* now) noexcept {
-  if (now == nullptr) return Refuse();
+  if (now == nullptr) {
+    return Refuse();
+  }
   timespec time{};
   ::clock_gettime(CLOCK_REALTIME, &time);
   tm local{};
@@ -35,9 +37,13 @@ errno_t _ftime64_s(__timeb64* now) noexcept {
 
 errno_t _ctime64_s(char* buffer, std::size_t size, const __time64_t* time) noexcept {
   constexpr std::size_t kLength = 26;
-  if (buffer == nullptr || size == 0) return Refuse();
+  if (buffer == nullptr || size == 0) {
+    return Refuse();
+  }
   buffer[0] = '\0';
-  if (size < kLength || time == nullptr || *time < 0 || *time > kLastTime) return Refuse();
+  if (size < kLength || time == nullptr || *time < 0 || *time > kLastTime) {
+    return Refuse();
+  }
   // English whatever the locale, unlike strftime.
   static constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
@@ -45,7 +51,9 @@ errno_t _ctime64_s(char* buffer, std::size_t size, const __time64_t* time) noexc
   const time_t seconds = *time;
   tm local{};
   ::tzset();
-  if (::localtime_r(&seconds, &local) == nullptr) return Refuse();
+  if (::localtime_r(&seconds, &local) == nullptr) {
+    return Refuse();
+  }
   char text[2 * kLength];
   std::snprintf(text, sizeof(text), "%s %s %2d %02d:%02d:%02d %d\n", kDays[local.tm_wday],
                 kMonths[local.tm_mon], local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,

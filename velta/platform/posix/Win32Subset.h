@@ -165,7 +165,9 @@ inline BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept {
                                             std::memory_order_relaxed)) {
     return TRUE;
   }
-  if ((seen & ~Velta::Posix::kSleepersBit) != self) return FALSE;
+  if ((seen & ~Velta::Posix::kSleepersBit) != self) {
+    return FALSE;
+  }
   ++section->recursion;
   return TRUE;
 }
@@ -182,7 +184,9 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
     return;
   }
   const std::uint32_t was = section->word.exchange(0, std::memory_order_release);
-  if ((was & Velta::Posix::kSleepersBit) != 0) Velta::Posix::LeaveContended(section);
+  if ((was & Velta::Posix::kSleepersBit) != 0) {
+    Velta::Posix::LeaveContended(section);
+  }
 }
 
 /// A section has nothing but its memory.
