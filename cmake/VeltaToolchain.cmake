@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # What holds for every target of this build, the test framework included: compiler cache,
-# sanitizers, C++ runtime. Nothing of it reaches a project that adds this one as a part.
+# sanitizers, assertions, C++ runtime. Nothing of it reaches a project that adds this one as a part.
 
 if(PROJECT_IS_TOP_LEVEL AND NOT MSVC AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(VELTA_CCACHE ccache)
@@ -24,6 +24,10 @@ endif()
 if(VELTA_SANITIZE)
   add_compile_options(${sanitizers} -fno-omit-frame-pointer)
   add_link_options(${sanitizers})
+endif()
+
+if(VELTA_ASSERTIONS)
+  add_compile_definitions(VELTA_ASSERTIONS)
 endif()
 
 if(VELTA_FUZZ)
