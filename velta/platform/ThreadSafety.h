@@ -29,7 +29,7 @@
 /// A field or variable that is read and written only under the lock.
 #define VELTA_GUARDED_BY(lock) VELTA_THREAD_SAFETY(guarded_by(lock))
 
-/// A pointer, smart or not, whose target is read and written only under the lock.
+/// A pointer whose target is read and written only under the lock; also a smart one to one object.
 #define VELTA_PT_GUARDED_BY(lock) VELTA_THREAD_SAFETY(pt_guarded_by(lock))
 
 /// A function that is called only under these locks and leaves them held.

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/posix/Futex.h"
+#include "velta/platform/posix/SpinLimits.h"
 #include "velta/platform/posix/Win32Subset.h"
 
 namespace Velta::Posix {
 
 void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {
-  std::atomic<std::uint32_t>& word = section->word;
+  Atomic<std::uint32_t>& word = section->word;
   // Sections are held for a few instructions, so a short look often saves going to sleep. Where
   // others sleep already it is crowded: looking on would only slow the owner down.
-  constexpr int kPauses = 10;
-  for (int i = 0; i < kPauses; ++i) {
+  for (int i = 0; i < kSectionPauses; ++i) {
     std::uint32_t seen = word.load(std::memory_order_relaxed);
     if (seen == 0 && word.compare_exchange_weak(seen, self, std::memory_order_acquire,
                                                 std::memory_order_relaxed)) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
+// How events work, with waits and threads: Dispatcher.h.
+#include "velta/platform/internal/Assert.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/Win32Subset.h"
-
-#include <mutex>
 
 using namespace Velta::Posix;
 
@@ -15,15 +15,16 @@ BOOL Refuse(DWORD error) noexcept {
 }
 
 BOOL SetEventWithWaiters(const ObjectReference& event, WakeList* wakes) noexcept {
-  const std::lock_guard lock(dispatcherLock);
+  const FutexGuard lock(dispatcherLock);
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   for (;;) {
-    if (!event.Admits(word)) {
+    if (!event.Matches(word)) {
       return Refuse(ERROR_INVALID_HANDLE);
     }
-    // An automatic event goes to its first waiter and never becomes signalled.
-    const bool handedOver = (word & (kManualReset | kHasWaiters)) == kHasWaiters;
-    if (handedOver && SatisfyFirst(event.object, wakes)) {
+    if ((word & (kManualReset | kHasWaiters)) == kHasWaiters) {
+      // The signal of an automatic event goes to its first waiter; it is not set in between.
+      const bool handedOver = SatisfyFirst(event.object, wakes);
+      VELTA_ASSERT(handedOver && (word & kSignalled) == 0);
       return TRUE;
     }
     if (event.object->word.compare_exchange_weak(word, word | kSignalled, std::memory_order_release,
@@ -38,10 +39,10 @@ BOOL SetEventWithWaiters(const ObjectReference& event, WakeList* wakes) noexcept
 BOOL CloseWithWaiters(const ObjectReference& reference) noexcept {
   WaitableObject* const object = reference.object;
   {
-    const std::lock_guard lock(dispatcherLock);
+    const FutexGuard lock(dispatcherLock);
     std::uint64_t word = object->word.load(std::memory_order_relaxed);
     do {
-      if (!reference.Admits(word)) {
+      if (!reference.Matches(word)) {
         return Refuse(ERROR_INVALID_HANDLE);
       }
     } while (!object->word.compare_exchange_weak(word, word & ~kOpen, std::memory_order_acq_rel,
@@ -81,7 +82,7 @@ BOOL Velta::Posix::SetEventAndNote(HANDLE handle, WakeList* wakes) noexcept {
   }
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   do {
-    if (!event.Admits(word) || (word & kThread) != 0) {
+    if (!event.Matches(word) || (word & kThread) != 0) {
       return Refuse(ERROR_INVALID_HANDLE);
     }
     if ((word & kHasWaiters) != 0) {
@@ -107,7 +108,7 @@ BOOL ResetEvent(HANDLE handle) noexcept {
   }
   std::uint64_t word = event.object->word.load(std::memory_order_relaxed);
   do {
-    if (!event.Admits(word) || (word & kThread) != 0) {
+    if (!event.Matches(word) || (word & kThread) != 0) {
       return Refuse(ERROR_INVALID_HANDLE);
     }
   } while (!event.object->word.compare_exchange_weak(
@@ -122,7 +123,7 @@ BOOL CloseHandle(HANDLE handle) noexcept {
   }
   std::uint64_t word = reference.object->word.load(std::memory_order_relaxed);
   do {
-    if (!reference.Admits(word)) {
+    if (!reference.Matches(word)) {
       return Refuse(ERROR_INVALID_HANDLE);
     }
     if ((word & kHasWaiters) != 0) {

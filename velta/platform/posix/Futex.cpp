@@ -9,10 +9,10 @@
 
 namespace Velta::Posix {
 
-static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t),
+static_assert(sizeof(Atomic<std::uint32_t>) == sizeof(std::uint32_t),
               "the kernel reads the word as it lies in memory");
 
-bool FutexWait(const std::atomic<std::uint32_t>* word, std::uint32_t expected,
+bool FutexWait(const Atomic<std::uint32_t>* word, std::uint32_t expected,
                const timespec* deadline) noexcept {
   const int kept = errno;
   // The bitset form takes an absolute deadline, so that being woken for nothing costs no time.
@@ -23,7 +23,7 @@ bool FutexWait(const std::atomic<std::uint32_t>* word, std::uint32_t expected,
   return !timedOut;
 }
 
-void FutexWake(const std::atomic<std::uint32_t>* word, int count) noexcept {
+void FutexWake(const Atomic<std::uint32_t>* word, int count) noexcept {
   const int kept = errno;
   ::syscall(SYS_futex, word, FUTEX_WAKE | FUTEX_PRIVATE_FLAG, count);
   errno = kept;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
+#include "velta/platform/posix/Atomic.h"
+
 #include <cstdint>
 
 #include <time.h>
@@ -14,12 +15,12 @@ namespace Velta::Posix {
 /// @return false when the deadline has passed
 ///
 /// Keeps `errno`: Win32's waits do not touch it.
-bool FutexWait(const std::atomic<std::uint32_t>* word, std::uint32_t expected,
+bool FutexWait(const Atomic<std::uint32_t>* word, std::uint32_t expected,
                const timespec* deadline) noexcept;
 
 /// Wakes up to `count` sleepers. Only the address counts: the word may be gone already, and whoever
 /// sleeps on what lies there now takes it for a wake-up without a reason.
-void FutexWake(const std::atomic<std::uint32_t>* word, int count) noexcept;
+void FutexWake(const Atomic<std::uint32_t>* word, int count) noexcept;
 
 /// A breath in a loop that polls memory.
 inline void SpinPause() noexcept {

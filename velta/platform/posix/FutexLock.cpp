@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/posix/FutexLock.h"
 
+#include "velta/platform/posix/SpinLimits.h"
+
 namespace Velta::Posix {
 
 void FutexLock::LockContended() noexcept {
-  // The holder is out again within a microsecond, unless it lost its processor: then sleep.
-  constexpr int kPauses = 50;
-  for (int i = 0; i < kPauses; ++i) {
+  // The holder is out again soon, unless it lost its processor: then sleep.
+  for (int i = 0; i < kLockPauses; ++i) {
     SpinPause();
     std::uint32_t seen = state.load(std::memory_order_relaxed);
     if (seen == kFree && state.compare_exchange_weak(seen, kHeld, std::memory_order_acquire,

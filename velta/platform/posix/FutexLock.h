@@ -1,24 +1,34 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/platform/ThreadSafety.h"
+#include "velta/platform/internal/Assert.h"
+#include "velta/platform/posix/Atomic.h"
 #include "velta/platform/posix/Futex.h"
 
-#include <atomic>
 #include <cstdint>
 
 namespace Velta::Posix {
 
-/// A small lock for a few instructions at a time; for `std::lock_guard`.
+/// A small lock for a few instructions at a time.
 ///
 /// Usable before any constructor ran and after every destructor, unlike a lock with a life of its
 /// own: waits happen in static initialisers and while the process ends.
-class FutexLock {
+///
+/// | its word            | becomes             | by                                               |
+/// |---------------------|---------------------|--------------------------------------------------|
+/// | kFree               | kHeld               | who comes first                                  |
+/// | kHeld               | kHeldWithSleepers   | who finds it held, before going to sleep         |
+/// | kFree               | kHeldWithSleepers   | who has slept: others may sleep still            |
+/// | kHeld               | kFree               | the holder                                       |
+/// | kHeldWithSleepers   | kFree               | the holder, which then wakes one                 |
+class VELTA_CAPABILITY("mutex") FutexLock {
  public:
   constexpr FutexLock() noexcept = default;
   FutexLock(const FutexLock&) = delete;
   FutexLock& operator=(const FutexLock&) = delete;
 
-  void lock() noexcept {
+  void lock() noexcept VELTA_ACQUIRE() {
     std::uint32_t seen = kFree;
     if (!state.compare_exchange_strong(seen, kHeld, std::memory_order_acquire,
                                        std::memory_order_relaxed)) {
@@ -26,8 +36,10 @@ class FutexLock {
     }
   }
 
-  void unlock() noexcept {
-    if (state.exchange(kFree, std::memory_order_release) == kHeldWithSleepers) {
+  void unlock() noexcept VELTA_RELEASE() {
+    const std::uint32_t was = state.exchange(kFree, std::memory_order_release);
+    VELTA_ASSERT(was != kFree);
+    if (was == kHeldWithSleepers) {
       FutexWake(&state, 1);
     }
   }
@@ -39,7 +51,21 @@ class FutexLock {
 
   void LockContended() noexcept;
 
-  std::atomic<std::uint32_t> state{kFree};
+  Atomic<std::uint32_t> state{kFree};
+};
+
+/// Holds a `FutexLock` until its scope ends.
+class VELTA_SCOPED_CAPABILITY FutexGuard {
+ public:
+  explicit FutexGuard(FutexLock& guarded) noexcept VELTA_ACQUIRE(guarded) : futexLock(guarded) {
+    futexLock.lock();
+  }
+  FutexGuard(const FutexGuard&) = delete;
+  FutexGuard& operator=(const FutexGuard&) = delete;
+  ~FutexGuard() VELTA_RELEASE() { futexLock.unlock(); }
+
+ private:
+  FutexLock& futexLock;
 };
 
 }  // namespace Velta::Posix

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/posix/ObjectTable.h"
 
-#include "velta/platform/posix/FutexLock.h"
+#include "velta/platform/internal/Assert.h"
 
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 
 namespace Velta::Posix {
 
 constinit WaitableObject firstChunk[kObjectsPerChunk];
-constinit std::atomic<WaitableObject*> furtherChunks[kChunks];
+constinit Atomic<WaitableObject*> furtherChunks[kChunks];
 
 namespace {
 
@@ -18,8 +17,11 @@ static_assert(sizeof(WaitableObject) == 64, "one cache line each");
 static_assert(sizeof(void*) == 8, "a handle holds an index and a generation");
 
 /// Free slots as a stack. Several, so that threads that create and close all the time do not meet.
+///
+/// The count of pops makes a pop fail when its top was popped and pushed back meanwhile, perhaps
+/// with another slot below it.
 struct alignas(64) FreeList {
-  std::atomic<std::uint64_t> head{0};  // 1 + index of the top, above it the number of pops
+  Atomic<std::uint64_t> head{0};  // 1 + index of the top, above it the number of pops
 };
 
 constexpr std::uint32_t kFreeLists = 8;
@@ -27,7 +29,7 @@ constexpr std::uint32_t kMaxObjects = kObjectsPerChunk * kChunks;
 constexpr std::uint64_t kHandleGenerations = std::uint64_t{1} << (64 - kHandleGenerationShift);
 
 constinit FreeList freeLists[kFreeLists];
-constinit std::atomic<std::uint32_t> usedSlots{0};
+constinit Atomic<std::uint32_t> usedSlots{0};
 constinit FutexLock growthLock;
 
 WaitableObject* ObjectAt(std::uint32_t index) noexcept {
@@ -66,7 +68,7 @@ bool EnsureChunk(std::uint32_t chunk) noexcept {
   if (chunk == 0 || furtherChunks[chunk].load(std::memory_order_acquire) != nullptr) {
     return true;
   }
-  const std::lock_guard lock(growthLock);
+  const FutexGuard lock(growthLock);
   if (furtherChunks[chunk].load(std::memory_order_relaxed) != nullptr) {
     return true;
   }
@@ -107,8 +109,9 @@ WaitableObject* TakeObject() noexcept {
 }
 
 HANDLE Publish(WaitableObject* object, std::uint64_t flags) noexcept {
-  const std::uint64_t last = object->word.load(std::memory_order_relaxed) >> kGenerationShift;
-  std::uint64_t generation = (last + 1) % kHandleGenerations;
+  const std::uint64_t was = object->word.load(std::memory_order_relaxed);
+  VELTA_ASSERT((was & (kOpen | kHasWaiters)) == 0);
+  std::uint64_t generation = ((was >> kGenerationShift) + 1) % kHandleGenerations;
   if (generation == 0) {
     generation = 1;
   }
@@ -119,6 +122,7 @@ HANDLE Publish(WaitableObject* object, std::uint64_t flags) noexcept {
 }
 
 void RecycleObject(WaitableObject* object) noexcept {
+  VELTA_ASSERT((object->word.load(std::memory_order_relaxed) & (kOpen | kHasWaiters)) == 0);
   Push(freeLists[::GetCurrentThreadId() % kFreeLists], object);
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/platform/ThreadSafety.h"
+#include "velta/platform/posix/Atomic.h"
+#include "velta/platform/posix/FutexLock.h"
 #include "velta/platform/posix/Win32Subset.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -11,7 +13,11 @@ namespace Velta::Posix {
 
 struct WaitNode;
 
-// What an object's word holds: flags, and above them the generation of its slot.
+/// Guards every list of waiters. Under it nothing allocates, logs, or calls out.
+VELTA_POSIX_HIDDEN extern constinit FutexLock dispatcherLock;
+
+// What an object's word holds: flags, and above them the generation of its slot. Dispatcher.h has
+// its states.
 inline constexpr std::uint64_t kOpen = 1;         // its handle is valid
 inline constexpr std::uint64_t kThread = 2;       // a thread, else an event
 inline constexpr std::uint64_t kManualReset = 4;  // a wait leaves it signalled; threads too
@@ -22,19 +28,18 @@ inline constexpr std::uint64_t kGenerationMask = ~std::uint64_t{0} << kGeneratio
 
 /// What a handle refers to: an event or a thread, in a slot whose memory is never given back.
 ///
-/// The whole state is one word, changed by compare-and-exchange only. Each change carries the
-/// generation along, so a change through a handle that was closed meanwhile fails instead of
-/// reaching the slot's next object.
+/// A change of its word through a handle carries the generation along, so it fails when the handle
+/// was closed meanwhile, instead of reaching the slot's next object.
 struct alignas(64) WaitableObject {
-  std::atomic<std::uint64_t> word{0};
-  WaitNode* firstNode = nullptr;  // both under the dispatcher's lock; set while kHasWaiters is
-  WaitNode* lastNode = nullptr;
+  Atomic<std::uint64_t> word{0};
+  WaitNode* firstNode VELTA_GUARDED_BY(dispatcherLock) = nullptr;
+  WaitNode* lastNode VELTA_GUARDED_BY(dispatcherLock) = nullptr;
   unsigned (*entry)(void*) = nullptr;  // this and the next three: threads only
   void* argument = nullptr;
-  std::atomic<std::uint32_t> threadId{0};
-  std::atomic<std::uint32_t> exitCode{0};
-  std::uint32_t index = 0;                 // of this slot, for good
-  std::atomic<std::uint32_t> nextFree{0};  // 1 + index, while in a free list
+  Atomic<std::uint32_t> threadId{0};
+  Atomic<std::uint32_t> exitCode{0};
+  std::uint32_t index = 0;            // of this slot, for good
+  Atomic<std::uint32_t> nextFree{0};  // 1 + index, while in a free list
 };
 
 /// An object together with what its word must hold for the handle to be valid.
@@ -42,7 +47,7 @@ struct ObjectReference {
   WaitableObject* object;  // null when the handle cannot belong to any object
   std::uint64_t open;      // the generation and kOpen
 
-  [[nodiscard]] bool Admits(std::uint64_t word) const noexcept {
+  [[nodiscard]] bool Matches(std::uint64_t word) const noexcept {
     return (word & (kGenerationMask | kOpen)) == open;
   }
 };
@@ -66,7 +71,7 @@ inline constexpr std::uint32_t kChunks = 1U << (kHandleIndexBits - kChunkBits);
 
 // The first chunk is part of the library: most processes never need another.
 VELTA_POSIX_HIDDEN extern constinit WaitableObject firstChunk[kObjectsPerChunk];
-VELTA_POSIX_HIDDEN extern constinit std::atomic<WaitableObject*> furtherChunks[kChunks];
+VELTA_POSIX_HIDDEN extern constinit Atomic<WaitableObject*> furtherChunks[kChunks];
 
 /// Looks a handle up: any value may be asked for, nothing is read through it.
 inline ObjectReference FindObject(HANDLE handle) noexcept {

@@ -116,7 +116,7 @@ std::int64_t Frequency() noexcept {
 
 }  // namespace
 
-std::int64_t ReadCounterSlowly() noexcept {
+std::int64_t ReadCounterSlowPath() noexcept {
   if (counterSource.load(std::memory_order_relaxed) == CounterSource::kUndecided) {
     Frequency();
   }

@@ -10,8 +10,6 @@ namespace Velta::Posix {
 /// processor, so a thread for which it does not pay stops, and tries again ever more rarely.
 class SpinBudget {
  public:
-  static constexpr int kPauses = 1000;
-
   [[nodiscard]] bool MaySpin() noexcept {
     if (waitsToSkip == 0) {
       return true;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// How a thread's handle works, with events and waits: Dispatcher.h.
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
@@ -7,7 +8,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <mutex>
 
 #include <limits.h>
 #include <pthread.h>
@@ -42,7 +42,7 @@ void SignalThreadEnd(WaitableObject* thread) noexcept {
   std::uint64_t word = thread->word.load(std::memory_order_relaxed);
   for (;;) {
     if ((word & kHasWaiters) != 0) {
-      const std::lock_guard lock(dispatcherLock);
+      const FutexGuard lock(dispatcherLock);
       word = thread->word.fetch_or(kSignalled, std::memory_order_acq_rel);
       while (SatisfyFirst(thread, &wakes)) {
       }
@@ -148,7 +148,7 @@ BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode) noexcept {
   const ObjectReference thread = FindObject(handle);
   if (thread.object != nullptr) {
     const std::uint64_t word = thread.object->word.load(std::memory_order_acquire);
-    if (thread.Admits(word) && (word & kThread) != 0) {
+    if (thread.Matches(word) && (word & kThread) != 0) {
       *exitCode = (word & kSignalled) != 0 ? thread.object->exitCode.load(std::memory_order_relaxed)
                                            : STILL_ACTIVE;
       return TRUE;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
+// How waits work, with events and threads: Dispatcher.h.
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/SpinBudget.h"
+#include "velta/platform/posix/SpinLimits.h"
 #include "velta/platform/posix/Win32Subset.h"
-
-#include <mutex>
 
 #include <time.h>
 
@@ -26,7 +26,7 @@ DWORD Fail(DWORD error) noexcept {
 /// Whether the object is signalled; takes the signal of an automatic event.
 /// @param word  its word as last seen; holds a newer one afterwards
 bool TryTake(const ObjectReference& reference, std::uint64_t* word) noexcept {
-  while (reference.Admits(*word) && (*word & kSignalled) != 0) {
+  while (reference.Matches(*word) && (*word & kSignalled) != 0) {
     if ((*word & kManualReset) != 0) {
       return true;
     }
@@ -52,7 +52,7 @@ DWORD FirstSignalled(const HANDLE* handles, DWORD end) noexcept {
   return end;
 }
 
-/// Something was signalled, but only a look under the lock tells what: an automatic event behind
+/// Something was signalled, but only a look under the lock tells what: an automatic event after
 /// others cannot be taken and compared with them in one step, and one that was just signalled may
 /// have been taken by another thread.
 constexpr DWORD kContested = WAIT_TIMEOUT + 1;
@@ -71,7 +71,7 @@ DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
       return WAIT_FAILED;
     }
     const std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
-    if (!reference.Admits(word)) {
+    if (!reference.Matches(word)) {
       return WAIT_FAILED;
     }
     if (found == count && (word & kSignalled) != 0) {
@@ -89,7 +89,8 @@ DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
   if ((foundWord & kManualReset) == 0) {
     return kContested;
   }
-  // One before it may have been set first, after its turn in the loop above: look again.
+  // One before it may have been set first, after its turn in the loop above: look again. What is
+  // not signalled now was not when this one was, unless another thread has taken or reset it since.
   return FirstSignalled(handles, found) == found ? found : kContested;
 }
 
@@ -97,7 +98,8 @@ DWORD TakeUnlocked(DWORD count, const HANDLE* handles) noexcept {
 ///
 /// What has the waiter in its list cannot become signalled before the lock is released, so the
 /// first index found is the lowest there is.
-DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept {
+DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept
+    VELTA_REQUIRES(dispatcherLock) {
   for (DWORD i = 0; i < count; ++i) {
     const ObjectReference reference = FindObject(handles[i]);
     if (reference.object == nullptr) {
@@ -108,7 +110,7 @@ DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept 
       if (TryTake(reference, &word)) {
         return i;
       }
-      if (!reference.Admits(word)) {
+      if (!reference.Matches(word)) {
         return WAIT_FAILED;
       }
       if ((word & kHasWaiters) != 0) {
@@ -121,8 +123,6 @@ DWORD TakeOrEnlist(DWORD count, const HANDLE* handles, Waiter* waiter) noexcept 
   return WAIT_TIMEOUT;
 }
 
-bool IsSatisfied(std::uint32_t word) noexcept { return word < MAXIMUM_WAIT_OBJECTS; }
-
 /// Looks again for a while, if that has paid for this thread lately. No list knows of the waiter
 /// yet, so whoever sets an event meanwhile is done with one step.
 DWORD SpinForSignal(DWORD count, const HANDLE* handles) noexcept {
@@ -130,7 +130,7 @@ DWORD SpinForSignal(DWORD count, const HANDLE* handles) noexcept {
     return WAIT_TIMEOUT;
   }
   DWORD result = WAIT_TIMEOUT;
-  for (int i = 0; i < SpinBudget::kPauses && result == WAIT_TIMEOUT; ++i) {
+  for (int i = 0; i < kWaitPauses && result == WAIT_TIMEOUT; ++i) {
     SpinPause();
     result = TakeUnlocked(count, handles);
   }
@@ -145,13 +145,13 @@ bool SleepUntilSatisfied(Waiter* waiter, const timespec* deadline) noexcept {
     return true;
   }
   while (FutexWait(&waiter->word, Waiter::kAsleep, deadline)) {
-    if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
+    if (Waiter::IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
       return true;
     }
   }
   // A signal that came together with the deadline counts, or an automatic event would lose it.
-  const std::lock_guard lock(dispatcherLock);
-  if (IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
+  const FutexGuard lock(dispatcherLock);
+  if (Waiter::IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
     return true;
   }
   RemoveNodes(waiter);
@@ -175,7 +175,7 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD
   }
   Waiter waiter;
   {
-    const std::lock_guard lock(dispatcherLock);
+    const FutexGuard lock(dispatcherLock);
     const DWORD result = TakeOrEnlist(count, handles, &waiter);
     if (result != WAIT_TIMEOUT || milliseconds == 0) {
       RemoveNodes(&waiter);
@@ -204,7 +204,7 @@ DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
     return Fail(ERROR_INVALID_HANDLE);
   }
   std::uint64_t word = reference.object->word.load(std::memory_order_acquire);
-  if (!reference.Admits(word)) {
+  if (!reference.Matches(word)) {
     return Fail(ERROR_INVALID_HANDLE);
   }
   if (TryTake(reference, &word)) {

@@ -5,7 +5,7 @@
 
 namespace Velta::Posix {
 
-void WakeList::Add(const std::atomic<std::uint32_t>* word) noexcept {
+void WakeList::Add(const Atomic<std::uint32_t>* word) noexcept {
   if (count == kCapacity) {
     FutexWake(word, 1);  // hardly ever do so many sleep on one event: let these meet the lock
     return;

@@ -14,7 +14,7 @@ namespace Velta::Posix {
 /// `WakeAll`, soon: until then they sleep on.
 class WakeList {
  public:
-  void Add(const std::atomic<std::uint32_t>* word) noexcept;
+  void Add(const Atomic<std::uint32_t>* word) noexcept;
 
   /// Wakes them all and empties the list.
   void WakeAll() noexcept {
@@ -27,7 +27,7 @@ class WakeList {
   void WakeEach() noexcept;
 
   static constexpr int kCapacity = 32;
-  const std::atomic<std::uint32_t>* words[kCapacity];
+  const Atomic<std::uint32_t>* words[kCapacity];
   int count = 0;
 };
 

@@ -7,6 +7,8 @@
 /// this folder lists where behaviour differs. What is not declared here may not be used.
 
 #include "velta/platform/Types.h"
+#include "velta/platform/internal/Assert.h"
+#include "velta/platform/posix/Atomic.h"
 
 #include <atomic>
 #include <cerrno>
@@ -138,9 +140,17 @@ void Sleep(DWORD milliseconds) noexcept;
 
 // ---- critical sections --------------------------------------------------------------------------
 
-/// A recursive lock. Zero is free, else the owner's thread id, with the top bit when others sleep.
+/// A recursive lock.
+///
+/// | its word               | becomes                | by                                         |
+/// |------------------------|------------------------|--------------------------------------------|
+/// | 0: free                | an owner's id          | who comes first                            |
+/// | an owner's id          | that and kSleepersBit  | who finds it, before going to sleep        |
+/// | 0                      | own id and kSleepersBit | who has waited: others may sleep still    |
+/// | an owner's id          | 0                      | the owner                                  |
+/// | that and kSleepersBit  | 0                      | the owner, which then wakes one            |
 struct CRITICAL_SECTION {
-  std::atomic<std::uint32_t> word{0};
+  Velta::Posix::Atomic<std::uint32_t> word{0};
   std::uint32_t recursion = 0;  // the owner's further entries; only the owner looks at it
 };
 
@@ -184,6 +194,7 @@ inline void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
     return;
   }
   const std::uint32_t was = section->word.exchange(0, std::memory_order_release);
+  VELTA_ASSERT((was & ~Velta::Posix::kSleepersBit) == GetCurrentThreadId());
   if ((was & Velta::Posix::kSleepersBit) != 0) {
     Velta::Posix::LeaveContended(section);
   }
@@ -200,7 +211,7 @@ enum class CounterSource : std::uint32_t { kUndecided, kTimeStamp, kMonotonicClo
 
 VELTA_POSIX_HIDDEN extern constinit std::atomic<CounterSource> counterSource;
 
-std::int64_t ReadCounterSlowly() noexcept;
+std::int64_t ReadCounterSlowPath() noexcept;
 
 }  // namespace Velta::Posix
 
@@ -216,7 +227,7 @@ inline BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
     return TRUE;
   }
 #endif
-  counter->QuadPart = Velta::Posix::ReadCounterSlowly();
+  counter->QuadPart = Velta::Posix::ReadCounterSlowPath();
   return TRUE;
 }
 
