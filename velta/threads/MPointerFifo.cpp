@@ -4,6 +4,7 @@
 #include "velta/errors/MError.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/platform/internal/Assert.h"
 #include "velta/platform/internal/DeferredWakeUps.h"
 #include "velta/platform/internal/Win32.h"
 #include "velta/threads/internal/Events.h"
@@ -21,12 +22,15 @@ namespace {
 const wchar_t ClassName[] = L"MThreadSafeFifo";
 const ClassNameRegistration registration(ClassName);
 
+HANDLE MakeDataEvent(const MPointerFifo* queue) {
+  static MFlowPoint point(ClassName, ClassName);
+  return MakeEvent(point.At(queue), EventReset::Manual);
+}
+
 }  // namespace
 
-MPointerFifo::MPointerFifo(std::int32_t step) : growStep((std::max)(step, std::int32_t{1})) {
-  static MFlowPoint point(ClassName, ClassName);
-  dataEvent = MakeEvent(point.At(this), EventReset::Manual);
-}
+MPointerFifo::MPointerFifo(std::int32_t step)
+    : growStep((std::max)(step, std::int32_t{1})), dataEvent(MakeDataEvent(this)) {}
 
 MPointerFifo::~MPointerFifo() {
   {
@@ -65,18 +69,20 @@ void MPointerFifo::Append(void* item, DeferredWakeUps& wakeUps) {
   }
   buffer[(first + static_cast<std::uint32_t>(count)) & (storage - 1)] = item;
   ++count;
+  VELTA_ASSERT(count <= capacity && static_cast<std::uint32_t>(count) <= storage);
   if (count == 1) {
     wakeUps.SetEvent(dataEvent);  // above 1 it is set already, and only Pop and Clear reset it
   }
 }
 
 void MPointerFifo::GrowStorage() {
+  VELTA_ASSERT(static_cast<std::uint32_t>(count) == storage);
   const std::uint32_t newStorage = storage == 0 ? 1 : storage * 2;
   std::unique_ptr<void*[]> larger(new (std::nothrow) void*[newStorage]);
   if (larger == nullptr) {
     MErrorOutOfMemory::Throw();
   }
-  // The ring is full: the oldest elements stand behind the youngest.
+  // The ring is full: the oldest elements stand after the youngest.
   if (storage > 0) {
     void** const oldest = std::copy(buffer.get() + first, buffer.get() + storage, larger.get());
     std::copy(buffer.get(), buffer.get() + first, oldest);
@@ -97,6 +103,7 @@ bool MPointerFifo::Pop(void** item) {
   if (++head == capacity) {
     head = 0;
   }
+  VELTA_ASSERT(count >= 0 && head < capacity && first < storage);
   if (count == 0) {
     ::ResetEvent(dataEvent);
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/platform/Api.h"
+#include "velta/platform/ThreadSafety.h"
 #include "velta/platform/Types.h"
 #include "velta/threads/MMutex.h"
 
@@ -42,18 +43,21 @@ class VELTA_API MPointerFifo {
   HANDLE GetEvent() const noexcept { return dataEvent; }
 
  private:
-  void Append(void* item, DeferredWakeUps& wakeUps);
-  void GrowStorage();
+  void Append(void* item, DeferredWakeUps& wakeUps) VELTA_REQUIRES(mutex);
+  void GrowStorage() VELTA_REQUIRES(mutex);
 
-  std::unique_ptr<void*[]> buffer;  // null while the capacity is 0
-  std::int32_t count = 0;
-  std::int32_t capacity = 0;
-  std::int32_t growStep;
-  std::int32_t head = 0;  // the slot of the oldest element
+  // Null while the capacity is 0.
+  std::unique_ptr<void*[]> buffer VELTA_GUARDED_BY(mutex);
+  std::int32_t count VELTA_GUARDED_BY(mutex) = 0;
+  std::int32_t capacity VELTA_GUARDED_BY(mutex) = 0;
+  const std::int32_t growStep;
+  std::int32_t head VELTA_GUARDED_BY(mutex) = 0;  // the slot of the oldest element
   MMutex mutex;
-  HANDLE dataEvent = nullptr;  // signalled exactly while count is above 0
-  std::uint32_t storage = 0;   // length of the buffer: 0 or a power of two, at least the count
-  std::uint32_t first = 0;     // where the oldest element stands in the buffer
+  const HANDLE dataEvent;  // signalled exactly while count is above 0
+  // Length of the buffer: 0 or a power of two, at least the count.
+  std::uint32_t storage VELTA_GUARDED_BY(mutex) = 0;
+  // Where the oldest element stands in the buffer.
+  std::uint32_t first VELTA_GUARDED_BY(mutex) = 0;
 };
 
 VELTA_EXPORTS_END
