@@ -8,6 +8,7 @@
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/platform/internal/Assert.h"
 #include "velta/threads/MCallbackFunctor.h"
 #include "velta/threads/internal/Events.h"
 #include "velta/threads/internal/Waits.h"
@@ -215,6 +216,7 @@ void MEngineThread::Stop() {
   if (outcome.result != WAIT_OBJECT_0) {
     RaiseWaitError(point.At(this), outcome, 1, AbandonedStatus::Untold);
   }
+  VELTA_ASSERT(state.load(std::memory_order_relaxed) == State::Stopping);
   RunEndedAction();  // before "Inactive": no start may come in between
   // Under the lock again: a flush may still wait on the handle, and a start that sees "Inactive"
   // makes a new one.
@@ -323,6 +325,9 @@ void MEngineThread::AddEvent(HANDLE event, MCallbackFunctor* callback) {
   if (waitableHandles.size() >= MAXIMUM_WAIT_OBJECTS) {
     point.At(this).Raise(L"TooManyWaitableEvents");
   }
+  VELTA_ASSERT(waitableHandles.capacity() >= MAXIMUM_WAIT_OBJECTS &&
+               callbacks.capacity() >= MAXIMUM_WAIT_OBJECTS &&
+               callbacks.size() == waitableHandles.size());
   waitableHandles.push_back(event);  // both have the room
   callbacks.push_back(owned.release());
   ::SetEvent(restartEvent);
