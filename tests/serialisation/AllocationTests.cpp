@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -78,6 +79,29 @@ TEST(XmlFilers, WithoutMemoryAReadConsumesNothing) {
       const auto [succeeded, refused] = Try(granted, [&] { return attempted(filer, &read); });
       EXPECT_NE(succeeded, refused);
       EXPECT_TRUE(succeeded || attempted(filer, &read));
+      return refused;
+    });
+  }
+}
+
+TEST(MInFilerTaggedXml, WithoutMemoryForItsDocumentItSaysSo) {
+  using Kind = MInFilerTaggedXml::FaultKind;
+  const MString root(100, L'r');
+  const std::pair<MString, Kind> texts[] = {
+      {L"<" + root + L" xmlns='" + kTag + L"'><n type='int'>1</n></" + root + L">", Kind::kNone},
+      {L"<" + root + L" xmlns='" + kTag + L"x'/>", Kind::kNamespace},
+      {L"<" + kTag + L"/>", Kind::kRoot},
+      {L"<" + root + L">", Kind::kText}};
+  for (const auto& [text, kind] : texts) {
+    Allocations::WithLittle([&, &text = text, kind = kind](int granted) {
+      std::optional<MInFilerTaggedXml> reader;
+      const bool refused = IsRefused(granted, [&] { reader.emplace(text, root, kTag); });
+      const MInFilerTaggedXml::Fault& fault = reader->GetFault();
+      EXPECT_EQ(fault.kind, refused ? Kind::kMemory : kind);
+      EXPECT_EQ(reader->HasDocument(), fault.kind == Kind::kNone);
+      EXPECT_EQ(fault.message.empty(), refused || kind == Kind::kNone);
+      std::int32_t number = 0;
+      EXPECT_EQ(reader->ReadInt(L"n", &number, 5), reader->HasDocument());
       return refused;
     });
   }

@@ -5,6 +5,7 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -173,23 +174,41 @@ TEST(XmlFilers, GroupsAreFoundPastOthersAndPastValuesOfTheirName) {
 
 TEST(MInFilerTaggedXml, ADocumentThatIsNotTheExpectedOneIsDropped) {
   const MString good = L"<Root xmlns=\"urn:a\"><n type=\"int\">1</n></Root>";
+  using Kind = MInFilerTaggedXml::FaultKind;
   struct Case {
     MString text;
     const wchar_t* root;
     const wchar_t* nameSpace;
-    bool accepted;
+    Kind kind;
+    const wchar_t* message;
+    std::int32_t place[3];  // offset, line, column
   };
-  const Case cases[] = {{good, L"Root", L"", true},
-                        {good, L"Root", L"urn:a", true},
-                        {good, L"Root", L"urn:b", false},
-                        {good, L"root", L"", false},
-                        {L"<Root/>", L"Root", L"urn:a", false},
-                        {good + L"<x/>", L"Root", L"", false}};
+  const Case cases[] = {
+      {good, L"Root", L"", Kind::kNone, L"", {-1, 0, 0}},
+      {good, L"Root", L"urn:a", Kind::kNone, L"", {-1, 0, 0}},
+      {L"\n " + good, L"Root", L"urn:b", Kind::kNamespace, L"Namespace is not 'urn:b'", {2, 2, 2}},
+      {L"\n " + good, L"root", L"", Kind::kRoot, L"Root element is not 'root'", {2, 2, 2}},
+      {good, L"", L"", Kind::kRoot, L"Root element is not ''", {0, 1, 1}},
+      {L"<Root/>", L"Root", L"urn:a", Kind::kNamespace, L"Namespace is not 'urn:a'", {0, 1, 1}},
+      {good + L"<x/>", L"Root", L"", Kind::kText, L"Root element has sibling", {-1, 0, 0}},
+      {L"<Root>\n<n>",
+       L"Root",
+       L"urn:b",
+       Kind::kText,
+       L"Element 'n' at offset 7 not ended, Element 'Root' at offset 0 not ended",
+       {7, 2, 1}}};
   for (const Case& sample : cases) {
     MInFilerTaggedXml reader(sample.text, sample.root, sample.nameSpace);
+    const bool accepted = sample.kind == Kind::kNone;
+    EXPECT_EQ(reader.HasDocument(), accepted);
+    const MInFilerTaggedXml::Fault& fault = reader.GetFault();
+    EXPECT_EQ(fault.kind, sample.kind);
+    EXPECT_EQ(fault.message, sample.message);
+    EXPECT_THAT((std::array{fault.offset, fault.line, fault.column}),
+                testing::ElementsAreArray(sample.place));
     std::int32_t number = 0;
-    EXPECT_EQ(reader.ReadInt(L"n", &number, 5), sample.accepted);
-    EXPECT_EQ(number, sample.accepted ? 1 : 5);
+    EXPECT_EQ(reader.ReadInt(L"n", &number, 5), accepted);
+    EXPECT_EQ(number, accepted ? 1 : 5);
     EXPECT_FALSE(reader.BeginGroup(L"g"));
     EXPECT_FALSE(reader.EndGroup());
   }

@@ -64,11 +64,13 @@ TEST(MXmlDocument, WithoutMemoryAParseLeavesAnEmptyDocumentThatSaysSo) {
         Allocations::IsRefused(granted, [&] { EXPECT_FALSE(document.SetText(std::move(copy))); });
     EXPECT_TRUE(IndexIsThatOfItsText(document));
     const MString& errors = document.GetErrorText();
+    EXPECT_EQ(document.HasRunOutOfMemory(), refused);
     if (refused) {
       EXPECT_TRUE(document.GetText().empty());
       EXPECT_TRUE(errors.ends_with(L"Out of memory")) << errors;
       EXPECT_FALSE(document.FindElement());
       EXPECT_TRUE(document.SetText(L"<b/>"));
+      EXPECT_FALSE(document.HasRunOutOfMemory());
     } else {
       EXPECT_EQ(document.GetText(), text);
       EXPECT_TRUE(errors.starts_with(L"Element 'a' at offset 0 not ended, End tag 'otherElement'"));

@@ -8,6 +8,9 @@
 #include "velta/text/internal/IntegerScan.h"
 #include "velta/xml/MXmlDocument.h"
 
+#include <new>
+#include <utility>
+
 namespace {
 
 const wchar_t ClassName[] = L"MInFilerTaggedXml";
@@ -32,17 +35,46 @@ class ReadAttempt {
   bool succeeded = false;
 };
 
+using Fault = MInFilerTaggedXml::Fault;
+using FaultKind = MInFilerTaggedXml::FaultKind;
+
+/// Parses a document and enters its root element. @return what kept it from that
+Fault Enter(MXmlDocument& document, const MString& text, const MString& expectedRootName,
+            const MString& expectedNamespace) {
+  Fault fault;
+  if (!document.SetText(text)) {
+    if (document.HasRunOutOfMemory()) {
+      throw std::bad_alloc();
+    }
+    fault = {FaultKind::kText, document.GetErrorText(), document.GetErrorOffset()};
+  } else if (!document.FindElement() || document.GetTagName() != expectedRootName) {
+    fault = {FaultKind::kRoot, L"Root element is not '" + expectedRootName + L"'",
+             document.GetOffset()};
+  } else if (!expectedNamespace.empty() && document.GetAttribute(L"xmlns") != expectedNamespace) {
+    fault = {FaultKind::kNamespace, L"Namespace is not '" + expectedNamespace + L"'",
+             document.GetOffset()};
+  } else {
+    static_cast<void>(document.IntoElement());
+  }
+  if (fault.offset >= 0) {
+    document.GetLineAndColumn(fault.offset, &fault.line, &fault.column);
+  }
+  return fault;
+}
+
 }  // namespace
 
 MInFilerTaggedXml::MInFilerTaggedXml(const MString& text, const MString& expectedRootName,
                                      const MString& expectedNamespace)
-    : document(std::make_unique<MXmlDocument>()), numberLocale(MLocale::GetClassic()) {
-  const bool entered =
-      document->SetText(text) && document->FindElement(expectedRootName) &&
-      (expectedNamespace.empty() || document->GetAttribute(L"xmlns") == expectedNamespace) &&
-      document->IntoElement();
-  if (!entered) {
-    document.reset();
+    : numberLocale(MLocale::GetClassic()) {
+  try {
+    auto parsed = std::make_unique<MXmlDocument>();
+    fault = Enter(*parsed, text, expectedRootName, expectedNamespace);
+    if (fault.kind == FaultKind::kNone) {
+      document = std::move(parsed);
+    }
+  } catch (const std::bad_alloc&) {
+    fault.kind = FaultKind::kMemory;  // nothing has been assigned to the rest
   }
 }
 

@@ -26,18 +26,50 @@ VELTA_EXPORTS_BEGIN
 /// through the whole rest of the enclosing group. Looking for a type reads the start tag of a value
 /// from its beginning.
 ///
-/// Errors thrown: `std::bad_alloc`; nothing is then consumed.
+/// ```cpp
+/// MInFilerTaggedXml filer(text, L"Settings", L"urn:settings");
+/// if (!filer.HasDocument()) return Report(filer.GetFault());  // and leave what is stored alone
+/// settings.Read(filer);
+/// ```
+///
+/// Errors thrown: `std::bad_alloc`, from all but the constructor; nothing is then consumed.
 class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
  public:
-  /// Reads a document and stands in its root element.
+  /// What kept a reader from its document.
+  enum class FaultKind : std::uint8_t {
+    kNone,       ///< nothing: there is one
+    kMemory,     ///< there is not enough memory; the text may be good
+    kText,       ///< the text is ill formed, or too long
+    kRoot,       ///< the root element has another name
+    kNamespace,  ///< the root element has another namespace, or none
+  };
+
+  struct Fault {
+    FaultKind kind = FaultKind::kNone;
+    MString message;           ///< of a text `MXmlDocument::GetErrorText`; empty for want of memory
+    std::int32_t offset = -1;  ///< in characters: of the first fault, or the root element; -1: none
+    std::int32_t line = 0;     ///< where that is, both from 1; 0 without an offset
+    std::int32_t column = 0;
+  };
+
+  /// Parses a document and enters its root element.
   ///
-  /// A malformed text, another root element or another namespace leave the filer without a
-  /// document: every read then gives its default. Parse the text with `MXmlDocument` to learn what
-  /// is wrong.
+  /// When memory runs out, and for a malformed text, another root element or another namespace,
+  /// nothing is thrown: the filer is left without a document, and every read gives its default. A
+  /// host that saves what it has read would then put defaults in the place of what was stored: ask
+  /// `HasDocument` before.
   /// @param expectedNamespace  what the root's "xmlns" attribute must be; not looked at when empty
+  ///
+  /// Errors: only those of copying an `MLocale`.
   MInFilerTaggedXml(const MString& text, const MString& expectedRootName,
                     const MString& expectedNamespace);
   ~MInFilerTaggedXml() override;
+
+  /// Whether there is a document to read from. It stays so.
+  [[nodiscard]] bool HasDocument() const noexcept { return document != nullptr; }
+
+  /// Why there is none, as found by the constructor. Valid as long as the filer.
+  [[nodiscard]] const Fault& GetFault() const noexcept { return fault; }
 
   bool ReadString(const MString& tag, MString* value, const MString& defaultValue) override;
   bool ReadChar(const MString& tag, char* value, char defaultValue) override;
@@ -70,6 +102,7 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
   MLocale numberLocale;
   std::int32_t depth = 0;  // groups begun and not ended
   MString scratch;         // kept for its memory
+  Fault fault;
 };
 
 VELTA_EXPORTS_END

@@ -28,6 +28,7 @@ bool MXmlDocument::SetText(MString text) noexcept {
   state->saved.Clear();
   state->position = {};
   state->errors.BeginParse();
+  state->ranOutOfMemory = false;
   if (state->text.size() > Velta::Xml::kMaxTextLength) {
     state->BecomeEmpty();
     state->errors.ReplaceBy(L"Document too long");
@@ -38,6 +39,7 @@ bool MXmlDocument::SetText(MString text) noexcept {
   } catch (const std::exception&) {
     state->BecomeEmpty();
     state->errors.ReplaceBy(L"Out of memory");
+    state->ranOutOfMemory = true;
   }
   return IsWellFormed();
 }
@@ -45,6 +47,8 @@ bool MXmlDocument::SetText(MString text) noexcept {
 const MString& MXmlDocument::GetText() const noexcept { return state->text; }
 
 bool MXmlDocument::IsWellFormed() const noexcept { return Velta::Xml::IsWellFormed(state->index); }
+
+bool MXmlDocument::HasRunOutOfMemory() const noexcept { return state->ranOutOfMemory; }
 
 const MString& MXmlDocument::GetErrorText() const noexcept { return state->errors.Text(); }
 

@@ -92,8 +92,9 @@ class MXmlDocument {
   /// @return whether the document is well formed; if not, `GetErrorText` says why. An ill-formed
   ///         document can be walked as far as it was understood.
   ///
-  /// Errors: none thrown. When memory runs out the document is empty and the errors end with "Out
-  /// of memory"; a text that is too long leaves it empty with "Document too long".
+  /// Errors: none thrown, but where the text is copied for the call. When memory runs out the
+  /// document is empty, the errors end with "Out of memory", and `HasRunOutOfMemory` says so; a
+  /// text that is too long leaves it empty with "Document too long".
   [[nodiscard]] VELTA_API bool SetText(MString text) noexcept;
 
   /// The whole text, valid until the next change.
@@ -102,6 +103,10 @@ class MXmlDocument {
   /// Whether no fault was found and there is exactly one root element, in the document as it is
   /// now.
   [[nodiscard]] VELTA_API bool IsWellFormed() const noexcept;
+
+  /// Whether the last `SetText` ended for want of memory: whether its text is well formed is
+  /// unknown.
+  [[nodiscard]] VELTA_API bool HasRunOutOfMemory() const noexcept;
 
   /// The faults found by `SetText`, in the order in which they were met, joined with ", ".
   ///

@@ -37,6 +37,7 @@ struct Position {
 struct DocumentState {
   MString text;
   ErrorText errors;
+  bool ranOutOfMemory = false;  // in the last `SetText`
   Position position;
   std::uint32_t flags = 0;
   ElementIndex index;
