@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -63,8 +64,9 @@ MString ToText(const Settings& settings) {
   return settings.Write(filer) && filer.GetText(&text) ? text : MString();
 }
 
-Settings FromText(const MString& text) {
+std::optional<Settings> FromText(const MString& text) {
   MInFilerTaggedXml filer(text, L"Viewer", L"");
+  if (!filer.HasDocument()) return std::nullopt;
   Settings settings;
   settings.Read(filer);
   return settings;
@@ -83,9 +85,13 @@ Settings Load() {
   return settings;
 }
 
-void Print(const Settings& settings) {
-  std::wcout << settings.width << L' ' << settings.zoom << L' ' << settings.title;
-  for (const MString& file : settings.recent) std::wcout << L' ' << file;
+void Print(const std::optional<Settings>& settings) {
+  if (!settings) {
+    std::wcout << L"no settings\n";
+    return;
+  }
+  std::wcout << settings->width << L' ' << settings->zoom << L' ' << settings->title;
+  for (const MString& file : settings->recent) std::wcout << L' ' << file;
   std::wcout << L'\n';
 }
 

@@ -10,10 +10,9 @@
 #include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
-#include "velta/xml/MXmlDocument.h"
 
 #include <cstddef>
-#include <cstdint>
+#include <new>
 #include <system_error>
 
 namespace host {
@@ -38,19 +37,18 @@ std::string ReadBytes(const fs::path& path) {
   return bytes;
 }
 
-/// The filer drops a damaged document without a word: the document itself says what is wrong.
-void RequireWellFormed(MFlowPoint& point, const MString& text) {
-  MXmlDocument document;
-  if (document.SetText(text)) return;
-  MError error = point.MakeRootError(L"IllFormed");
-  error.AddParameter(L"messages", document.GetErrorText());
-  if (const std::int32_t offset = document.GetErrorOffset(); offset >= 0) {
-    std::int32_t line = 1;
-    std::int32_t column = 1;
-    document.GetLineAndColumn(offset, &line, &column);
-    error.AddParameter(L"offset", offset);
-    error.AddParameter(L"line", line);
-    error.AddParameter(L"column", column);
+/// A filer without a document gives defaults, which must not take the place of what is stored.
+void RequireDocument(MFlowPoint& point, const MInFilerTaggedXml& filer) {
+  using Kind = MInFilerTaggedXml::FaultKind;
+  if (filer.HasDocument()) return;
+  const MInFilerTaggedXml::Fault& fault = filer.GetFault();
+  if (fault.kind == Kind::kMemory) throw std::bad_alloc();
+  MError error = point.MakeRootError(fault.kind == Kind::kText ? L"IllFormed" : L"NotSettings");
+  error.AddParameter(L"messages", fault.message);
+  if (fault.offset >= 0) {
+    error.AddParameter(L"offset", fault.offset);
+    error.AddParameter(L"line", fault.line);
+    error.AddParameter(L"column", fault.column);
   }
   point.Throw(error);
 }
@@ -67,8 +65,8 @@ std::optional<Memory> SettingsFile::Load(std::vector<std::string>& complaints) {
 
   const DecodedText decoded = DecodeXml(ReadBytes(path));
   if (!decoded.problem.empty()) point.At(this).Raise(L"NotText", L"problem", decoded.problem);
-  RequireWellFormed(point.At(this), decoded.text);
   MInFilerTaggedXml filer(decoded.text, kRoot, kNamespace);
+  RequireDocument(point.At(this), filer);
   std::optional<Memory> memory = ReadMemory(filer, complaints);
   if (!memory) point.At(this).Raise(L"NotSettings");
   return memory;

@@ -26,7 +26,10 @@ class SettingsFile final : public SettingsStore {
   /// - NotText with "problem", which names the byte;
   /// - IllFormed with "messages", the parser's own, and "offset", "line" and "column" of the first
   ///   fault that has a place;
-  /// - NotSettings when it is some other document.
+  /// - NotSettings when it is some other document: with the same parameters, of its root element,
+  ///   or none if that is as expected.
+  ///
+  /// And `std::bad_alloc`.
   [[nodiscard]] std::optional<Memory> Load(std::vector<std::string>& complaints) override;
 
   /// Replaces the file as a whole: a save that fails leaves the old one.

@@ -5,6 +5,8 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <new>
+
 namespace host {
 namespace {
 
@@ -34,6 +36,7 @@ bool ReadChain(IInFilerTagged& filer, const MString& tag, MException& chain) {
   MString text;
   if (!filer.ReadString(tag, &text, MString())) return false;
   MInFilerTaggedXml document(text, kRoot, MString());
+  if (document.GetFault().kind == MInFilerTaggedXml::FaultKind::kMemory) throw std::bad_alloc();
   return ReadHere(document, chain);
 }
 

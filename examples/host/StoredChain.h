@@ -17,6 +17,8 @@ namespace host {
 /// Reads what `WriteChain` wrote.
 ///
 /// @return false when there is no chain of that name, or one that cannot be read
+///
+/// Errors: `std::bad_alloc`.
 [[nodiscard]] bool ReadChain(IInFilerTagged& filer, const MString& tag, MException& chain);
 
 }  // namespace host

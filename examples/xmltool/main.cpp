@@ -70,6 +70,9 @@ int Run(const std::filesystem::path& path, bool withTree) {
 
   MXmlDocument document;
   const bool wellFormed = document.SetText(std::move(decoded.text));
+  if (document.HasRunOutOfMemory()) {
+    return Complain("not enough memory for " + Utf8(path));
+  }
   if (!wellFormed) {
     std::int32_t line = 1;
     std::int32_t column = 1;

@@ -4,12 +4,14 @@
 #include "examples/host/ReplaceContent.h"
 #include "examples/host/SettingsFile.h"
 #include "examples/host/SettingsRegistry.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/RegistryKit.h"
 #include "tests/support/Watchdog.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -93,6 +95,26 @@ TEST(HostMemory, AFileGivesBackWhatItWasGiven) {
   const NoFile file;
   SettingsFile store(file.path);
   ExpectRemembers(store);
+}
+
+TEST(HostMemory, WithoutMemoryAFileIsNotTakenForAnother) {
+  const NoFile file;
+  SettingsFile store(file.path);
+  store.Save(Extremes());
+  std::vector<std::string> complaints;
+  ASSERT_TRUE(store.Load(complaints));
+  constexpr int kOnce = 1;  // so that there is memory for whatever error comes of it
+  Allocations::RefuseEverywhere(
+      [&] {
+        try {
+          ASSERT_TRUE(store.Load(complaints));
+        } catch (const std::bad_alloc&) {
+        } catch (const MException& exception) {
+          ADD_FAILURE() << Describe(exception);
+        }
+      },
+      kOnce);
+  EXPECT_THAT(complaints, ::testing::IsEmpty());
 }
 
 TEST(HostMemory, TheRegistryGivesBackWhatItWasGiven) {

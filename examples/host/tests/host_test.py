@@ -242,7 +242,11 @@ class HostTest(unittest.TestCase):
                  "IllFormed column=1 line=7 messages=\"End tag 'Set' at offset "
                  f"{written.index(b'</Settings>')} does not match start tag 'Settings' "),
                 (written + b"\xff", f'NotText problem="not UTF-8 at byte {len(written)}"'),
-                (written.replace(b"urn:velta:host", b"urn:else"), "NotSettings\n"),
+                (written.replace(b"urn:velta:host", b"urn:else"),
+                 "NotSettings column=1 line=2 messages=\"Namespace is not 'urn:velta:host'\" "),
+                (written.replace(b"HostMemory", b"Memory"),
+                 "NotSettings column=1 line=2 messages=\"Root element is not 'HostMemory'\" "),
+                (written.replace(b"Format", b"Shape"), "NotSettings\n"),
                 (written.replace(b">1</Format>", b">2</Format>"), "UnknownFormat format=2")):
             with self.subTest(error=error):
                 self.write("settings.xml", content)
