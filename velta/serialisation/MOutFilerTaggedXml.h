@@ -25,9 +25,10 @@ VELTA_EXPORTS_BEGIN
 /// ```
 ///
 /// Each value is an element with a "type" attribute, each group an element without one. Numbers are
-/// written in the "C" locale: a double with 16 significant digits, a float with 9, so a double may
-/// come back changed in its last bits, the largest ones as infinity, and a float never. Infinity is
-/// written as "inf"; what is not a number comes back as such, without its payload.
+/// written in the "C" locale: a double with 16 significant digits, a float with 9. So floats come
+/// back as they were, and so do doubles of up to 15 digits; others may come back off by a unit in
+/// the last place, by four at most, and the largest as infinity. Infinity is written as "inf"; what
+/// is not a number comes back as such, without its payload.
 ///
 /// Tags are element names: every operation returns false, and writes nothing, for a tag that is
 /// none. Every other text is written so that it is read back unchanged. What XML itself has no
