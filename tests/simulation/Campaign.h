@@ -14,6 +14,7 @@ namespace Velta::Simulation {
 struct Scenario {
   std::string name;
   std::function<void()> body;
+  std::string expected;  // the verdict that every way of exploring must come to; empty: none
 };
 
 struct Plan {

@@ -69,7 +69,7 @@ struct Error {
   std::string winErrorCode;  // the parameter, if it has one
 };
 
-/// Makes a call that may raise one of the errors `documented` ("A|B"), no other.
+/// Makes a call that may raise one of the errors `documented` ("A|B"; "*": any), no other.
 Error Call(const char* operation, std::string_view documented, const std::function<void()>& call);
 
 /// Runs a scenario's body between the begin and the end of a run of the platform.

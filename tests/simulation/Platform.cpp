@@ -153,7 +153,7 @@ Object* Find(HANDLE handle, const char* operation) noexcept {
   if (value == 0) {
     return nullptr;
   }
-  const std::uintptr_t number = (value - kHandleBase) / 4;
+  const std::size_t number = Platform::NumberOf(value);
   if (value < kHandleBase || number == 0 || number > objects.size()) {
     Scheduler::Current()->Fail("%s with a handle that never was: %#zx", operation,
                                static_cast<std::size_t>(value));
@@ -248,6 +248,13 @@ std::uint32_t OpenThreads() noexcept {
       std::count_if(objects.begin(), objects.end(),
                     [](const auto& object) { return object->isOpen && object->entry != nullptr; }));
 }
+
+std::uint32_t OpenHandles() noexcept {
+  return static_cast<std::uint32_t>(std::count_if(
+      objects.begin(), objects.end(), [](const auto& object) { return object->isOpen; }));
+}
+
+std::size_t NumberOf(std::uintptr_t handle) noexcept { return (handle - kHandleBase) / 4; }
 
 void Grant(std::int32_t count) noexcept { granted = count; }
 

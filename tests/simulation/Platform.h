@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 /// The simulated platform as scenarios see it, beside the calls themselves.
@@ -13,8 +14,13 @@ void EndRun() noexcept;
 
 /// Threads that `_beginthreadex` has made and that have not ended.
 std::uint32_t LiveThreads() noexcept;
-/// Handles of threads that have not been closed.
+/// A handle's number, the n-th of its run, which reports show. Larger values are no handles.
+inline constexpr std::uintptr_t kHandleLimit = 0x1000000;
+std::size_t NumberOf(std::uintptr_t handle) noexcept;
+
+/// Handles that have not been closed: of threads, of all.
 std::uint32_t OpenThreads() noexcept;
+std::uint32_t OpenHandles() noexcept;
 
 /// The calling thread gets so many more events or threads, then none: `kRefusal` is why.
 void Grant(std::int32_t count) noexcept;

@@ -1,45 +1,63 @@
 // SPDX-License-Identifier: MIT
-// One command processor and every pair and triple of what can be asked of it at once.
+// One command processor, and every pair and triple of what can be asked of it at once.
 #include "Kit.h"
 #include "Platform.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/errors/MError.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
+#include <iterator>
 #include <memory>
+#include <type_traits>
+#include <utility>
 
 namespace Velta::Simulation {
 
 namespace {
 
+using Action = std::function<void()>;
+
+const MException failure(MError(L"Scenario:Failure"));
+
 /// The life of one command.
 struct Ticket {
+  Action action;
   bool isFatal = false;
   bool isRefused = false;  // its caller has been told that it never runs
   std::uint32_t ran = 0;
   std::uint32_t deleted = 0;
-  std::uint32_t pushBegin = 0;         // moments of the world
-  std::uint32_t pushEnd = UINT32_MAX;  // until known
-  std::function<void()> action;
+  std::uint32_t pushBegin = 0;  // moments of the world
+  std::uint32_t pushEnd = UINT32_MAX;
   const MCommand* command = nullptr;  // while it lives
 };
 
-const MException Failure(MError(L"Scenario:Failure"));
-
-/// A processor with its state at the begin, what is asked of it, and what must hold of that.
+/// A processor in some situation, what is asked of it, and what must hold of that.
 class World final : public IThreadErrorHandler {
  public:
-  enum class Situation : std::uint8_t { Fresh, BadStart, Running, BadFlush, Busy, Dying, Stopped };
-  static constexpr const char* kSituations[] = {"fresh", "bad start", "running", "bad flush",
-                                                "busy",  "dying",     "stopped"};
+  enum class Situation : std::uint8_t {
+    Fresh,
+    Running,
+    Busy,   // in a command that goes on when the owner closes
+    Dying,  // by a command's error
+    Stopped,
+    BadStart,  // the hook throws
+    BadFlush,
+    BadExit,
+  };
+  static constexpr const char* kSituations[] = {"fresh",   "running",   "busy",      "dying",
+                                                "stopped", "bad start", "bad flush", "bad exit"};
 
   explicit World(Situation situation, std::uint32_t idleTimeoutMs = 0);
 
-  void Ask(const char* name, void (World::*operation)(), bool mustReturn);
-  /// The owner's end of it: stops the processor, destroys it at once, and looks at everything.
+  /// Has an actor do it.
+  /// @param mustReturn  before the owner stops the processor; else the stop ends it
+  void Ask(const char* name, const std::function<void(World&)>& operation, bool mustReturn);
+
+  /// The owner stops the processor, destroys it at once, and looks at what has become of all.
   void Close();
+  /// The same without a stop: for a thread that is dead.
+  void Destroy();
 
   void Start();
   void StartRefused();
@@ -47,54 +65,62 @@ class World final : public IThreadErrorHandler {
   void StopBase();
   void ForceStop();
   void Flush();
-  void Execute();
+  void Execute() { ExecuteThat({}); }
+  void ExecuteThat(Action action) {
+    ExecuteCommand("ProcessorStopped|CommandProcessingAborted", std::move(action));
+  }
   void ExecuteRefused();
-  void Push() { PushCommand(false); }
-  void PushFatal() { PushCommand(true); }
+  void Push() { PushThat({}, false); }
+  void PushFatal() { PushThat({}, true); }
   void AddEvent();
-
-  /// The dead thread's owner destroys the processor without a stop.
-  void Destroy();
-  void JoinAll() const;
 
  private:
   class Processor;
   template <class Base>
   class Tracked;
+  struct Asked {
+    std::unique_ptr<Actor> actor;
+    bool mustReturn;
+  };
 
   void OnSpontaneousError(const MException& /*exception*/) override { ++heard_; }
   void OnUnhandledException(std::uintptr_t /*argument*/) override {}
 
-  Ticket& NewTicket();
-  void PushCommand(bool isFatal);
-  void ExecuteCommand(std::string_view documented);
-  void StopBy(const char* operation, const std::function<void()>& stop);
+  Ticket& NewTicket(Action action, bool isFatal);
+  void ExecuteCommand(std::string_view documented, Action action);
+  void PushThat(Action action, bool isFatal);
+  void StopBy(const char* operation, const Action& stop);
   void CallBack();
   void OnRun(Ticket& ticket);
-  [[nodiscard]] bool IsUndisturbed() const;
+  void ThrowIf(bool condition);
+  /// Whether a thread that runs goes on: nothing has been asked that ends it.
+  [[nodiscard]] bool GoesOn() const {
+    return stops_ + fatals_ == 0 && !startThrows_ && !flushThrows_;
+  }
+  [[nodiscard]] static bool HasThread() { return Platform::LiveThreads() >= processors_; }
+  void JoinAll() const;
 
-  std::vector<std::unique_ptr<Ticket>> tickets_;
+  static inline std::uint32_t processors_ = 0;  // of all worlds
+  bool startThrows_;
+  bool flushThrows_;
+  bool exitThrows_;
+  bool wasStopped_;  // before anything was asked
+  bool hasRun_ = false;
+  bool hasEvent_ = false;
   std::uint32_t moment_ = 0;
   std::uint32_t starts_ = 0;  // begun
   std::uint32_t stops_ = 0;   // begun
+  std::uint32_t fatals_ = 0;  // commands that are to throw
   std::uint32_t thrown_ = 0;  // on the processor's thread
   std::uint32_t heard_ = 0;   // by the error handler
   std::uint32_t startHooks_ = 0;
   std::uint32_t exitHooks_ = 0;
   std::int32_t left_ = 0;  // on the queue at destruction
-  bool hasRun_ = false;
-  bool isAborted_ = false;  // from the begin
-  bool startHookThrows_ = false;
-  bool flushThrows_ = false;
-  bool hasEvent_ = false;
-  Event gate_;  // what a busy processor waits for
-  Event served_;
-  Event added_;  // for AddEvent
+  std::vector<std::unique_ptr<Ticket>> tickets_;
+  Event gate_;    // what a busy processor waits for
+  Event added_;   // by AddEvent
+  Event served_;  // what was added
   std::unique_ptr<Processor> processor_;
-  struct Asked {
-    std::unique_ptr<Actor> actor;
-    bool mustReturn;
-  };
   std::vector<Asked> asked_;
 };
 
@@ -102,13 +128,18 @@ class World::Processor final : public MCommandProcessor {
  public:
   Processor(World& world, std::uint32_t idleMs)
       : MCommandProcessor(&world, new Callback([&world] {
-          if (world.startHookThrows_) {
-            throw Failure;
-          }
+          world.ThrowIf(world.startThrows_);
           ++world.startHooks_;
         }),
-                          new Callback([&world] { ++world.exitHooks_; }), nullptr, idleMs, false),
-        world_(world) {}
+                          new Callback([&world] {
+                            ++world.exitHooks_;
+                            world.ThrowIf(world.exitThrows_);
+                          }),
+                          new Callback([] { throw failure; }),  // when idle: logged and dropped
+                          idleMs, false),
+        world_(world) {
+    ++processors_;
+  }
   ~Processor() override {
     ForceStop();
     world_.left_ = Queue().GetCount();
@@ -121,10 +152,7 @@ class World::Processor final : public MCommandProcessor {
 
  private:
   void OnFlush() override {
-    if (world_.flushThrows_) {
-      ++world_.thrown_;
-      throw Failure;
-    }
+    world_.ThrowIf(world_.flushThrows_);
     MCommandProcessor::OnFlush();
   }
 
@@ -146,11 +174,10 @@ class World::Tracked final : public Base {
   }
 
  private:
-  void Run() { world_.OnRun(ticket_); }
-  void Execute() { Run(); }
+  void Execute() { world_.OnRun(ticket_); }
   void ExecuteGenericCommand() override {
     if constexpr (std::is_same_v<Base, MCommand>) {
-      Run();
+      Execute();
     } else {
       Base::ExecuteGenericCommand();
     }
@@ -161,45 +188,37 @@ class World::Tracked final : public Base {
 };
 
 World::World(Situation situation, std::uint32_t idleTimeoutMs)
-    : processor_(std::make_unique<Processor>(*this, idleTimeoutMs)) {
-  startHookThrows_ = situation == Situation::BadStart;
-  flushThrows_ = situation == Situation::BadFlush;
+    : startThrows_(situation == Situation::BadStart),
+      flushThrows_(situation == Situation::BadFlush),
+      exitThrows_(situation == Situation::BadExit),
+      wasStopped_(situation == Situation::Stopped),
+      processor_(std::make_unique<Processor>(*this, idleTimeoutMs)) {
   if (situation == Situation::Fresh || situation == Situation::BadStart) {
     return;
   }
   Start();
-  starts_ = 0;
   if (situation == Situation::Busy) {
-    Push();
-    tickets_.back()->action = [this] { CallBack(); };
+    PushThat([this] { CallBack(); }, false);
   } else if (situation == Situation::Dying) {
     PushFatal();
   } else if (situation == Situation::Stopped) {
     Stop();
-    stops_ = 0;
-    hasRun_ = false;
-    isAborted_ = true;
   }
+  starts_ = stops_ = 0;
 }
 
-Ticket& World::NewTicket() {
-  tickets_.push_back(std::make_unique<Ticket>());
-  tickets_.back()->pushBegin = ++moment_;
-  return *tickets_.back();
+void World::Ask(const char* name, const std::function<void(World&)>& operation, bool mustReturn) {
+  asked_.push_back(
+      {std::make_unique<Actor>(name, [this, operation] { operation(*this); }), mustReturn});
 }
 
-// ---- what can be asked --------------------------------------------------------------------------
-
-void World::Ask(const char* name, void (World::*operation)(), bool mustReturn) {
-  asked_.push_back({nullptr, mustReturn});
-  asked_.back().actor = std::make_unique<Actor>(name, [this, operation] { (this->*operation)(); });
-}
+// ---- what is asked, and what must hold of each call ---------------------------------------------
 
 void World::Start() {
   ++starts_;
   const std::uint32_t hooks = startHooks_;
   const Error error =
-      Call("Start", startHookThrows_ ? "AlreadyRunning|ThreadExitedUnexpectedly" : "AlreadyRunning",
+      Call("Start", startThrows_ ? "AlreadyRunning|ThreadExitedUnexpectedly" : "AlreadyRunning",
            [this] { processor_->Start(); });
   if (error.name.empty()) {
     hasRun_ = true;
@@ -211,13 +230,13 @@ void World::StartRefused() {
   Platform::Grant(0);
   const Error error = Call("Start", "AlreadyRunning|BeginThread", [this] { processor_->Start(); });
   Platform::Grant(Platform::kUnlimited);
-  Check(!error.name.empty(), "Start of a refused thread returned");
+  Check(!error.name.empty(), "Start without a thread returned");
 }
 
-void World::StopBy(const char* operation, const std::function<void()>& stop) {
+void World::StopBy(const char* operation, const Action& stop) {
   ++stops_;
   Call(operation, "", stop);
-  Check(stops_ != 1 || starts_ != 0 || (!processor_->IsRunning() && Platform::LiveThreads() == 0),
+  Check(stops_ != 1 || starts_ != 0 || (!processor_->IsRunning() && !HasThread()),
         "%s returned before the thread had ended", operation);
 }
 
@@ -233,26 +252,32 @@ void World::ForceStop() {
   StopBy("ForceStop", [this] { processor_->ForceStop(); });
 }
 
-bool World::IsUndisturbed() const { return processor_->IsRunning() && stops_ == 0 && thrown_ == 0; }
-
 void World::Flush() {
   const bool wasRunning = processor_->IsRunning();
   const std::uint32_t begin = ++moment_;
-  const Error error =
-      Call("Flush",
-           stops_ + thrown_ != 0 || flushThrows_ || begin != 0 ? "ThreadExitedUnexpectedly" : "",
-           [this] { processor_->Flush(); });
-  if (!error.name.empty() || !wasRunning || !IsUndisturbed()) {
-    return;
-  }
-  for (const auto& ticket : tickets_) {
-    Check(ticket->pushEnd > begin || ticket->ran == 1,
-          "Flush returned before a command that was queued before it ran");
+  const Error error = Call("Flush", "ThreadExitedUnexpectedly", [this] { processor_->Flush(); });
+  Check(error.name.empty() || stops_ + thrown_ != 0,
+        "ThreadExitedUnexpectedly, and nobody ended the thread");
+  if (wasRunning && GoesOn()) {  // else the processor may be gone by now
+    for (const auto& ticket : tickets_) {
+      Check(ticket->pushEnd > begin || ticket->ran == 1,
+            "Flush returned before a command that was queued before it ran");
+    }
   }
 }
 
-void World::ExecuteCommand(std::string_view documented) {
-  Ticket& ticket = NewTicket();
+Ticket& World::NewTicket(Action action, bool isFatal) {
+  fatals_ += isFatal ? 1 : 0;
+  tickets_.push_back(std::make_unique<Ticket>());
+  Ticket& ticket = *tickets_.back();
+  ticket.action = std::move(action);
+  ticket.isFatal = isFatal;
+  ticket.pushBegin = ++moment_;
+  return ticket;
+}
+
+void World::ExecuteCommand(std::string_view documented, Action action) {
+  Ticket& ticket = NewTicket(std::move(action), false);
   const MExceptionHolder outcome = MExceptionHolder::Create();
   std::unique_ptr<MCommandSynchronous> command =
       std::make_unique<Tracked<MCommandSynchronous>>(*this, ticket, outcome);
@@ -266,25 +291,22 @@ void World::ExecuteCommand(std::string_view documented) {
   Check(ticket.ran == 0, "%s for a command that has run", error.name.c_str());
   const bool isHandedOver = error.name == "CommandProcessingAborted";
   Check(isHandedOver == (command == nullptr), "%s, and the command is %s", error.name.c_str(),
-        command == nullptr ? "gone" : "still the caller's");
+        isHandedOver ? "still the caller's" : "gone");
   Check(!isHandedOver || stops_ != 0, "CommandProcessingAborted, and nobody stopped");
-  Check(error.name != "ProcessorStopped" || stops_ != 0 || isAborted_,
+  Check(error.name != "ProcessorStopped" || stops_ != 0 || wasStopped_,
         "ProcessorStopped, and nobody stopped");
   Check(error.name != "WaitFailed" || error.winErrorCode == std::to_string(Platform::kRefusal),
         "WaitFailed with code \"%s\"", error.winErrorCode.c_str());
 }
 
-void World::Execute() { ExecuteCommand("ProcessorStopped|CommandProcessingAborted"); }
-
 void World::ExecuteRefused() {
   Platform::Grant(0);
-  ExecuteCommand("ProcessorStopped|WaitFailed");
+  ExecuteCommand("ProcessorStopped|WaitFailed", {});
   Platform::Grant(Platform::kUnlimited);
 }
 
-void World::PushCommand(bool isFatal) {
-  Ticket& ticket = NewTicket();
-  ticket.isFatal = isFatal;
+void World::PushThat(Action action, bool isFatal) {
+  Ticket& ticket = NewTicket(std::move(action), isFatal);
   processor_->Queue().Push(new Tracked<MCommand>(*this, ticket));
   ticket.pushEnd = ++moment_;
 }
@@ -297,16 +319,18 @@ void World::AddEvent() {
   hasEvent_ = true;
 }
 
-/// On the processor's thread, in a command that others wait for: refused at once or without effect.
+// ---- what the processor runs --------------------------------------------------------------------
+
+/// In a command that others wait for: no control operation may wait for them.
 void World::CallBack() {
   gate_.Wait();
   Call("Flush on the processor's thread", "CannotFlushSelf", [this] { processor_->Flush(); });
   Call("Start on the processor's thread", "AlreadyRunning", [this] { processor_->Start(); });
-  if (processor_->IsStopRequested()) {
-    Call("Stop on the processor's thread", "", [this] { processor_->Stop(); });
+  const bool isStopping = processor_->IsStopRequested();
+  Call("Stop on the processor's thread", isStopping ? "" : "CannotStopSelf",
+       [this] { processor_->Stop(); });
+  if (isStopping) {
     processor_->ForceStop();
-  } else {
-    Call("Stop on the processor's thread", "CannotStopSelf", [this] { processor_->Stop(); });
   }
 }
 
@@ -315,19 +339,23 @@ void World::OnRun(Ticket& ticket) {
   Check(ticket.ran == 1, "a command ran twice");
   Check(!ticket.isRefused, "a command runs whose caller was told that it never does");
   for (const auto& other : tickets_) {
-    Check(other->pushEnd > ticket.pushBegin || other->ran != 0 || other->deleted != 0,
+    Check(other->pushEnd > ticket.pushBegin || other->ran + other->deleted != 0,
           "a command overtook another");
   }
   if (ticket.action) {
     ticket.action();
   }
-  if (ticket.isFatal) {
+  ThrowIf(ticket.isFatal);
+}
+
+void World::ThrowIf(bool condition) {
+  if (condition) {
     ++thrown_;
-    throw Failure;
+    throw failure;
   }
 }
 
-// ---- the end ------------------------------------------------------------------------------------
+// ---- the end, and what must hold of all ---------------------------------------------------------
 
 void World::JoinAll() const {
   for (const Asked& asked : asked_) {
@@ -343,45 +371,47 @@ void World::Close() {
       asked.actor->Join();
     }
   }
-  if (hasEvent_ && IsUndisturbed()) {
+  if (hasEvent_ && processor_->IsRunning() && GoesOn()) {
     added_.Set();
     served_.Wait();
   }
-  const bool allReturned = std::all_of(asked_.begin(), asked_.end(),
+  const bool hasReturned = std::all_of(asked_.begin(), asked_.end(),
                                        [](const Asked& asked) { return asked.actor->HasEnded(); });
-  if (!allReturned && !hasRun_ && !isAborted_) {  // callers wait for a processor's start
-    startHookThrows_ = false;
+  if (!hasReturned && !hasRun_) {  // commands of a processor that is not started wait for that
+    startThrows_ = false;
     Start();
   }
-  const bool isStopped = !processor_->IsRunning();
-  const bool isUndisturbed = IsUndisturbed();
-  if (isStopped) {
-    JoinAll();  // the stop has released them
-  } else {
+  const bool mustRun = processor_->IsRunning() && GoesOn();
+  if (processor_->IsRunning()) {
     Stop();
-    if (processor_->IsRunning()) {  // another's stop is still under way
-      JoinAll();
-    }
+  } else {
+    JoinAll();  // it was stopped, and nobody may wait for it any longer
   }
-  Check(!processor_->IsRunning() && Platform::OpenThreads() == 0, "stopped, but not closed");
+  if (processor_->IsRunning()) {
+    JoinAll();  // another's stop is under way
+  }
+  Check(!processor_->IsRunning() && Platform::OpenThreads() < processors_,
+        "stopped, but not closed");
   for (const auto& ticket : tickets_) {
-    Check(!isUndisturbed || thrown_ != 0 || ticket->ran == 1 || ticket->isRefused,
+    Check(!mustRun || ticket->ran == 1 || ticket->isRefused,
           "a command that was queued before Stop has not run");
   }
   Destroy();
 }
 
 void World::Destroy() {
+  ++stops_;
   processor_.reset();
-  Check(Platform::LiveThreads() == 0, "the thread outlives its object");
+  Check(!HasThread(), "the thread outlives its object");
+  --processors_;
   JoinAll();
-  Check(startHooks_ == exitHooks_, "a start hook ran %u times, the exit hook %u times", startHooks_,
-        exitHooks_);
-  Check(heard_ <= thrown_ + starts_, "an error was reported that nobody raised");
+  Check(startHooks_ == exitHooks_, "the start hook ran %u times, the exit hook %u times",
+        startHooks_, exitHooks_);
+  Check(heard_ <= thrown_, "an error was reported that nobody raised");
   for (const auto& ticket : tickets_) {
     const bool isAsynchronous = ticket->pushEnd != UINT32_MAX;
-    if (ticket->deleted == 0 && ticket->ran == 0 && isAsynchronous && left_ > 0) {
-      --left_;  // it was on the queue, which deletes nothing
+    if (isAsynchronous && ticket->ran + ticket->deleted == 0 && left_ > 0) {
+      --left_;  // the queue deletes nothing that it still holds
       delete ticket->command;
     }
     Check(ticket->deleted == 1, "a command was %s",
@@ -394,8 +424,7 @@ void World::Destroy() {
 struct Operation {
   const char* name;
   void (World::*call)();
-  bool
-      mustReturn;  // before the processor is destroyed; else its stop need only have been asked for
+  bool mustReturn;
 };
 
 constexpr Operation kOperations[] = {
@@ -407,10 +436,10 @@ constexpr Operation kOperations[] = {
     {"AddEvent", &World::AddEvent, true},
 };
 
-Scenario Together(const std::vector<Operation>& operations) {
-  std::string name;
+/// In every situation, which the strategy chooses.
+Scenario Together(std::string name, const std::vector<Operation>& operations) {
   for (const Operation& operation : operations) {
-    name += (name.empty() ? "" : "+") + std::string(operation.name);
+    name += (name.back() == '.' ? "" : "+") + std::string(operation.name);
   }
   return InRun(name, [operations] {
     const std::uint32_t situation = Scheduler::Current()->ChooseNumber(
@@ -424,15 +453,54 @@ Scenario Together(const std::vector<Operation>& operations) {
   });
 }
 
+void IdleProcessor() {
+  World world(World::Situation::Running, 10);
+  world.Ask("Execute", &World::Execute, false);
+  world.Ask("Flush", &World::Flush, false);
+  world.Close();
+}
+
+void DeadProcessor() {
+  World world(World::Situation::Dying);
+  world.Ask("Execute", &World::Execute, false);
+  world.Ask("Execute", &World::Execute, false);
+  Scheduler::Current()->WaitForOthers("all wait", false);
+  world.Destroy();
+}
+
+/// The first executes on the second, which only notifies the first: else both could wait for ever.
+void TwoProcessors() {
+  World first(World::Situation::Running);
+  World second(World::Situation::Running);
+  first.Ask("Execute", [&](World& world) { world.ExecuteThat([&] { second.Execute(); }); }, false);
+  second.Ask("Execute", [&](World& world) { world.ExecuteThat([&] { first.Push(); }); }, false);
+  second.Ask("Stop", &World::Stop, false);
+  second.Close();
+  first.Close();
+}
+
 }  // namespace
 
 void AddProcessorScenarios(std::vector<Scenario>& scenarios) {
-  constexpr std::size_t kCount = std::size(kOperations);
-  for (std::size_t a = 0; a < kCount; ++a) {
-    for (std::size_t b = a; b < kCount; ++b) {
-      scenarios.push_back(Together({kOperations[a], kOperations[b]}));
+  const auto* const end = std::end(kOperations);
+  const auto mayFollow = [](const Operation& first, const Operation& second) {
+    return first.call != &World::AddEvent || second.call != &World::AddEvent;  // by one thread only
+  };
+  for (const auto* a = kOperations; a != end; ++a) {
+    for (const auto* b = a; b != end; ++b) {
+      if (mayFollow(*a, *b)) {
+        scenarios.push_back(Together("pair.", {*a, *b}));
+      }
+      for (const auto* c = b; c != end; ++c) {
+        if (mayFollow(*a, *b) && mayFollow(*b, *c)) {
+          scenarios.push_back(Together("triple.", {*a, *b, *c}));
+        }
+      }
     }
   }
+  scenarios.push_back(InRun("processor.idle", &IdleProcessor));
+  scenarios.push_back(InRun("processor.dead", &DeadProcessor));
+  scenarios.push_back(InRun("processor.two", &TwoProcessors));
 }
 
 }  // namespace Velta::Simulation
