@@ -141,7 +141,7 @@ class World::Processor final : public MCommandProcessor {
     ++processors_;
   }
   ~Processor() override {
-    ForceStop();
+    EndForDestruction();
     world_.left_ = Queue().GetCount();
   }
 
