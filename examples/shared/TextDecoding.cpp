@@ -3,6 +3,9 @@
 
 #include "Utf8.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 std::string ProblemAt(const std::string& what, std::size_t offset) {
@@ -62,6 +65,15 @@ void DecodeAllBytes(std::string_view bytes, unsigned char highest, DecodedText& 
   }
 }
 
+/// By its byte order mark or its "<", which in UTF-16 would be followed or led by a NUL: no XML.
+bool IsUtf32(std::string_view bytes) {
+  using namespace std::string_view_literals;
+  constexpr std::string_view kBegins[] = {"\xFF\xFE\0\0"sv, "\0\0\xFE\xFF"sv, "<\0\0\0"sv,
+                                          "\0\0\0<"sv};
+  return std::any_of(std::begin(kBegins), std::end(kBegins),
+                     [bytes](std::string_view begin) { return bytes.starts_with(begin); });
+}
+
 /// The encoding that an XML declaration at the begin names, in capital letters; empty if none does.
 std::string DeclaredEncoding(std::string_view bytes) {
   if (!bytes.starts_with("<?xml")) {
@@ -89,7 +101,9 @@ std::string DeclaredEncoding(std::string_view bytes) {
 DecodedText DecodeXml(std::string_view bytes) {
   using namespace std::string_view_literals;
   DecodedText result;
-  if (bytes.starts_with("\xEF\xBB\xBF"sv)) {
+  if (IsUtf32(bytes)) {
+    result.problem = "the encoding UTF-32 is not supported";
+  } else if (bytes.starts_with("\xEF\xBB\xBF"sv)) {
     DecodeAllUtf8(bytes.substr(3), 3, result);
   } else if (bytes.starts_with("\xFF\xFE"sv)) {
     DecodeAllUtf16(bytes.substr(2), 2, false, result);

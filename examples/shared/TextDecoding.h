@@ -14,4 +14,5 @@ struct DecodedText {
 
 /// Decodes an XML file by its byte order mark, else by the encoding that its declaration names,
 /// else as UTF-8. Strict: a sequence that the encoding does not allow is a problem, never replaced.
+/// UTF-32 is known by its mark or its first character, and refused.
 DecodedText DecodeXml(std::string_view bytes);

@@ -58,7 +58,9 @@ class XmlToolTest(unittest.TestCase):
 
     def test_what_cannot_be_read_is_refused(self):
         for content in (b"<a>\xff</a>", b"<a>\xed\xa0\x80</a>", b"\xff\xfe<\0a\0/\0>", b"<a>\xc0\xaf</a>",
-                        b"\xff\xfe\0\xd8", b'<?xml version="1.0" encoding="EBCDIC"?><a/>', None):
+                        b"\xff\xfe\0\xd8", b'<?xml version="1.0" encoding="EBCDIC"?><a/>', None,
+                        *(mark + "<a/>".encode(encoding) for encoding in ("utf-32-le", "utf-32-be")
+                          for mark in ("\ufeff".encode(encoding), b""))):
             code, printed, errors = self.run_tool(content)
             self.assertEqual((code, printed), (2, []), content)
             self.assertTrue(errors.startswith("xmltool: "), errors)
