@@ -118,7 +118,9 @@ struct Filers {
              filer.EndGroup();
     }
     std::wstring text;
-    if (!done || !filer.GetText(&text)) std::abort();
+    if (!done || !filer.GetText(&text)) {
+      std::abort();
+    }
     return text;
   }
 
@@ -130,7 +132,9 @@ struct Filers {
              filer.BeginGroup(kLayout) && ReadValues(filer, panel.layout) && filer.EndGroup() &&
              filer.EndGroup();
     }
-    if (!done) std::abort();
+    if (!done) {
+      std::abort();
+    }
   }
 };
 
@@ -181,7 +185,9 @@ struct Pugixml {
 
   static pugi::xml_text Take(pugi::xml_node group, const wchar_t* tag, std::wstring_view type) {
     const pugi::xml_node value = group.child(tag);
-    if (value.attribute(L"type").value() != type) std::abort();
+    if (value.attribute(L"type").value() != type) {
+      std::abort();
+    }
     return value.text();
   }
 
@@ -200,7 +206,9 @@ struct Pugixml {
       std::abort();
     }
     const pugi::xml_node root = document.child(L"Settings");
-    if (root.attribute(L"xmlns").value() != std::wstring_view(L"urn:settings")) std::abort();
+    if (root.attribute(L"xmlns").value() != std::wstring_view(L"urn:settings")) {
+      std::abort();
+    }
     pugi::xml_node group = root.child(L"Panel");
     for (Panel& panel : panels) {
       Take(group, panel.values);
@@ -230,7 +238,9 @@ struct Serialization {
     std::wostringstream stream;
     {
       boost::archive::xml_woarchive archive(stream);
-      for (const Panel& panel : panels) archive << boost::serialization::make_nvp("Panel", panel);
+      for (const Panel& panel : panels) {
+        archive << boost::serialization::make_nvp("Panel", panel);
+      }
     }
     return stream.str();
   }
@@ -238,7 +248,9 @@ struct Serialization {
   static void Read(const std::wstring& text, Panels& panels) {
     std::wistringstream stream(text);
     boost::archive::xml_wiarchive archive(stream);
-    for (Panel& panel : panels) archive >> boost::serialization::make_nvp("Panel", panel);
+    for (Panel& panel : panels) {
+      archive >> boost::serialization::make_nvp("Panel", panel);
+    }
   }
 };
 
@@ -298,7 +310,9 @@ void Write(benchmark::State& state) {
   if (back != panels || (std::is_same_v<Way, Pugixml> && text != Filers::Write(panels))) {
     state.SkipWithError("written otherwise");
   }
-  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(Way::Write(panels));
+  for ([[maybe_unused]] auto _ : state) {
+    benchmark::DoNotOptimize(Way::Write(panels));
+  }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
@@ -317,9 +331,15 @@ void Read(benchmark::State& state) {
 void WriteInside(benchmark::State& state) {
   MOutFilerTaggedXml filer(L"Settings", L"urn:settings");
   bool done = true;
-  for (std::int64_t i = 0; i < state.range(0); ++i) done = done && filer.BeginGroup(kPanel);
-  for ([[maybe_unused]] auto _ : state) done = done && filer.WriteInt(kOffset, 42);
-  if (!done) state.SkipWithError("not written");
+  for (std::int64_t i = 0; i < state.range(0); ++i) {
+    done = done && filer.BeginGroup(kPanel);
+  }
+  for ([[maybe_unused]] auto _ : state) {
+    done = done && filer.WriteInt(kOffset, 42);
+  }
+  if (!done) {
+    state.SkipWithError("not written");
+  }
 }
 
 constexpr std::int64_t kFew = 1000;

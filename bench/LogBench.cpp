@@ -66,12 +66,16 @@ thread_local const pid_t Floor::threadId = gettid();
 
 void WriteFloor(benchmark::State& state) {
   static Floor floor;
-  for (auto _ : state) floor.Write(-7, 0, 1, 2, 3, &state);
+  for (auto _ : state) {
+    floor.Write(-7, 0, 1, 2, 3, &state);
+  }
 }
 
 void WriteBare(benchmark::State& state) {
   static KLogger log;
-  for (auto _ : state) KLogger::Write(&log, -7, 0, 1, 2, 3, &state);
+  for (auto _ : state) {
+    KLogger::Write(&log, -7, 0, 1, 2, 3, &state);
+  }
 }
 
 void WriteThroughFlowPoint(benchmark::State& state) {
@@ -230,7 +234,9 @@ void FormatSamples(benchmark::State& state, Format format) {
   std::string text;
   for (auto _ : state) {
     text.clear();
-    for (const Sample& sample : samples) format(text, sample, tables);
+    for (const Sample& sample : samples) {
+      format(text, sample, tables);
+    }
     benchmark::DoNotOptimize(text.data());
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(samples.size()));

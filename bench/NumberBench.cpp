@@ -43,7 +43,9 @@ std::vector<std::wstring> MakeTexts(const wchar_t* format) {
 template <class Convert>
 void ConvertAll(benchmark::State& state, const auto& all, Convert convert) {
   for ([[maybe_unused]] auto _ : state) {
-    for (const auto& one : all) convert(one);
+    for (const auto& one : all) {
+      convert(one);
+    }
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(all.size()));
 }
@@ -52,7 +54,9 @@ void ParseVelta(benchmark::State& state, const wchar_t* format) {
   const MLocale& locale = MLocale::GetClassic();
   ConvertAll(state, MakeTexts(format), [&](const std::wstring& text) {
     double value = 0.0;
-    if (!ParseDouble(locale, text, &value)) state.SkipWithError("no number");
+    if (!ParseDouble(locale, text, &value)) {
+      state.SkipWithError("no number");
+    }
     benchmark::DoNotOptimize(value);
   });
 }

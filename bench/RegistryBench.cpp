@@ -22,7 +22,9 @@ class Store {
   Store() {
     const bool inMemory = std::filesystem::is_directory("/dev/shm");
     std::string pattern = inMemory ? "/dev/shm/velta-XXXXXX" : "/tmp/velta-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+      std::abort();
+    }
     place = pattern;
     ::setenv("VELTA_REGISTRY", place.c_str(), 1);
   }
@@ -41,7 +43,9 @@ const Store store;
 
 HKEY Open(HKEY parent, const wchar_t* name, REGSAM access) {
   HKEY key = nullptr;
-  if (::RegOpenKeyExW(parent, name, 0, access, &key) != ERROR_SUCCESS) std::abort();
+  if (::RegOpenKeyExW(parent, name, 0, access, &key) != ERROR_SUCCESS) {
+    std::abort();
+  }
   return key;
 }
 
@@ -66,7 +70,9 @@ class GroupKey {
   GroupKey(const GroupKey&) = delete;
   GroupKey& operator=(const GroupKey&) = delete;
   ~GroupKey() {
-    for (const HKEY key : {group, application, company, base}) ::RegCloseKey(key);
+    for (const HKEY key : {group, application, company, base}) {
+      ::RegCloseKey(key);
+    }
   }
   operator HKEY() const { return group; }
 
@@ -79,11 +85,15 @@ class GroupKey {
 
 template <class Filer>
 void Enter(Filer& filer) {
-  if (!filer.BeginGroup(L"Panel") || !filer.BeginGroup(L"Layout")) std::abort();
+  if (!filer.BeginGroup(L"Panel") || !filer.BeginGroup(L"Layout")) {
+    std::abort();
+  }
 }
 
 void Check(benchmark::State& state, bool done) {
-  if (!done) state.SkipWithError("failed");
+  if (!done) {
+    state.SkipWithError("failed");
+  }
 }
 
 void WriteByHand(benchmark::State& state, DWORD type, const void* data, DWORD size) {
@@ -102,7 +112,9 @@ void RegistryWriteIntByHand(benchmark::State& state) {
 void RegistryWriteIntVelta(benchmark::State& state) {
   IOutFilerTaggedRegistry filer(L"Bench");
   Enter(filer);
-  for (auto _ : state) Check(state, filer.WriteInt(L"Value", 42));
+  for (auto _ : state) {
+    Check(state, filer.WriteInt(L"Value", 42));
+  }
 }
 
 void RegistryWriteDoubleByHand(benchmark::State& state) {
@@ -113,7 +125,9 @@ void RegistryWriteDoubleByHand(benchmark::State& state) {
 void RegistryWriteDoubleVelta(benchmark::State& state) {
   IOutFilerTaggedRegistry filer(L"Bench");
   Enter(filer);
-  for (auto _ : state) Check(state, filer.WriteDouble(L"Value", 1.5));
+  for (auto _ : state) {
+    Check(state, filer.WriteDouble(L"Value", 1.5));
+  }
 }
 
 void RegistryReadIntByHand(benchmark::State& state) {

@@ -126,7 +126,9 @@ void ParseVelta(benchmark::State& state) {
   const std::wstring text = MakeText(state.range(0));
   for ([[maybe_unused]] auto _ : state) {
     MXmlDocument document;
-    if (!document.SetText(text)) state.SkipWithError("not well formed");
+    if (!document.SetText(text)) {
+      state.SkipWithError("not well formed");
+    }
     benchmark::DoNotOptimize(document);
   }
   CountText(state, text);
@@ -163,7 +165,9 @@ void MemoryVelta(benchmark::State& state) {
   CountMemory(state, [](const std::wstring& text) {
     const std::size_t before = MemoryInUse();
     MXmlDocument document;
-    if (!document.SetText(text)) std::abort();
+    if (!document.SetText(text)) {
+      std::abort();
+    }
     return MemoryInUse() - before;
   });
 }
@@ -183,7 +187,9 @@ void MemoryModel(benchmark::State& state) {
   CountMemory(state, [](const std::wstring& text) {
     struct Counter : pugi::xml_tree_walker {
       bool for_each(pugi::xml_node& node) override {
-        if (node.type() == pugi::node_element) ++elements;
+        if (node.type() == pugi::node_element) {
+          ++elements;
+        }
         return true;
       }
       std::size_t elements = 0;
@@ -198,7 +204,9 @@ void MemoryModel(benchmark::State& state) {
 /// A document of n elements, the position inside its root.
 void MakeSiblings(MXmlDocument& document, std::int64_t count) {
   std::wstring text = L"<r>\n";
-  for (std::int64_t i = 0; i < count; ++i) text += L"<value type=\"int\">42</value>\n";
+  for (std::int64_t i = 0; i < count; ++i) {
+    text += L"<value type=\"int\">42</value>\n";
+  }
   if (!document.SetText(text + L"</r>\n") || !document.FindElement() || !document.IntoElement()) {
     std::abort();
   }
@@ -228,7 +236,9 @@ void SetAttributeAfter(benchmark::State& state) {
     one = !one;
     done = done && document.SetAttribute(L"last", one ? L"1" : L"2");
   }
-  if (!done) state.SkipWithError("not set");
+  if (!done) {
+    state.SkipWithError("not set");
+  }
 }
 
 /// One added in front of all others and removed again.
@@ -243,7 +253,9 @@ void EditAtFront(benchmark::State& state) {
            document.AddElement(L"value", L"1", MXmlDocument::kAddAsChild) &&
            document.IntoElement() && document.RemoveElement();
   }
-  if (!done) state.SkipWithError("not edited");
+  if (!done) {
+    state.SkipWithError("not edited");
+  }
 }
 
 /// The moves of memory that this implies: the text and the records behind the place, there and
@@ -263,7 +275,9 @@ void EditAtFrontMoves(benchmark::State& state) {
       wchar_t* const from = text.data() + (distance > 0 ? 0 : kMoved);
       wchar_t* const to = text.data() + (distance > 0 ? kMoved : 0);
       std::memmove(to, from, bytes);
-      for (Record& record : records) record.fields[0] += distance;
+      for (Record& record : records) {
+        record.fields[0] += distance;
+      }
       benchmark::DoNotOptimize(records.data());
       benchmark::DoNotOptimize(text.data());
       benchmark::ClobberMemory();

@@ -19,7 +19,9 @@ using veltalog::Log;
 
 std::string Bytes(FuzzInput& input, std::size_t limit = SIZE_MAX) {
   std::string text;
-  for (; limit > 0 && !input.IsEmpty(); --limit) text += static_cast<char>(input.Byte());
+  for (; limit > 0 && !input.IsEmpty(); --limit) {
+    text += static_cast<char>(input.Byte());
+  }
   return text;
 }
 
@@ -48,7 +50,9 @@ void ReadText(FuzzInput& input) {
 std::string Name(FuzzInput& input) {
   const std::string name = Bytes(input, input.Byte() % 16);
   for (const std::string_view word : {" in_class ", " at ", " for_object ", ") in_thread ", "% "}) {
-    if ((' ' + name + ' ').find(word) != std::string::npos) return "name";
+    if ((' ' + name + ' ').find(word) != std::string::npos) {
+      return "name";
+    }
   }
   return name;
 }

@@ -29,10 +29,16 @@ void CrashReporter::OnUnhandledException(std::uintptr_t argument) {
   // no lock and no memory.
   crashPoint.At(this).LogTimingPoint(static_cast<std::uint32_t>(argument), 0);
 
-  if (std::this_thread::get_id() == thread.get_id()) return;  // the report itself fails
-  if (std::uintptr_t none = 0; code.compare_exchange_strong(none, argument)) wanted.release();
+  if (std::this_thread::get_id() == thread.get_id()) {
+    return;  // the report itself fails
+  }
+  if (std::uintptr_t none = 0; code.compare_exchange_strong(none, argument)) {
+    wanted.release();
+  }
   // Whoever returns ends the process, so all wait, and each lets the next one pass.
-  if (written.try_acquire_for(kPatience)) written.release();
+  if (written.try_acquire_for(kPatience)) {
+    written.release();
+  }
 }
 
 void CrashReporter::Report() {

@@ -41,7 +41,9 @@ void ReadNowhereTwice() {
 void DamageHeap() {
   const volatile std::size_t size = 100000;  // too large for what was freed before
   auto* const block = static_cast<volatile char*>(std::malloc(size));
-  for (std::size_t i = 0; i < 24; ++i) block[size + i] = -1;
+  for (std::size_t i = 0; i < 24; ++i) {
+    block[size + i] = -1;
+  }
   *static_cast<volatile char*>(std::malloc(size)) = 0;
 }
 
@@ -50,7 +52,9 @@ struct LeavesLate {
   LeavesLate(const LeavesLate&) = delete;
   LeavesLate& operator=(const LeavesLate&) = delete;
   ~LeavesLate() {
-    if (fails) ReadNowhere();
+    if (fails) {
+      ReadNowhere();
+    }
   }
 
   bool fails = false;
@@ -66,11 +70,21 @@ class Crash : public MCommandSynchronous {
   void Execute() override {
     static MFlowPoint point(ClassName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (wanted == "read") ReadNowhere();
-    if (wanted == "twice") ReadNowhereTwice();
-    if (wanted == "heap") DamageHeap();
-    if (wanted == "abort") std::abort();
-    if (wanted == "throw") throw std::runtime_error("nobody handles this");
+    if (wanted == "read") {
+      ReadNowhere();
+    }
+    if (wanted == "twice") {
+      ReadNowhereTwice();
+    }
+    if (wanted == "heap") {
+      DamageHeap();
+    }
+    if (wanted == "abort") {
+      std::abort();
+    }
+    if (wanted == "throw") {
+      throw std::runtime_error("nobody handles this");
+    }
     leavesLate.fails = wanted == "exit";
   }
 

@@ -25,7 +25,9 @@ class Catalogue {
 
   const std::wstring& Find(std::uint32_t number) {
     static MFlowPoint point(L"Catalogue", L"Find");
-    if (titles.count(number) == 0) point.At(this).Raise(L"NoSuchItem", L"number", number);
+    if (titles.count(number) == 0) {
+      point.At(this).Raise(L"NoSuchItem", L"number", number);
+    }
     return titles.at(number);
   }
 
@@ -62,7 +64,9 @@ void PrintTitle(MCommandProcessor& processor, Catalogue& catalogue, std::uint32_
   try {
     std::wcout << TitleOf(processor, catalogue, number) << L'\n';
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) std::wcout << error->GetCode() << L'\n';
+    if (const MError* error = exception.GetError(0)) {
+      std::wcout << error->GetCode() << L'\n';
+    }
   }
 }
 
@@ -82,8 +86,12 @@ int main() {
   for (std::wstring& title : titles) {
     callers.emplace_back([&] { title = TitleOf(processor, catalogue, 1); });
   }
-  for (std::thread& caller : callers) caller.join();
-  for (const std::wstring& title : titles) std::wcout << title << L'\n';
+  for (std::thread& caller : callers) {
+    caller.join();
+  }
+  for (const std::wstring& title : titles) {
+    std::wcout << title << L'\n';
+  }
 
   processor.Stop();
   PrintTitle(processor, catalogue, 1);

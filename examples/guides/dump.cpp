@@ -24,7 +24,9 @@ class Heat final : public MCommandSynchronous {
   void Execute() override {
     static MFlowPoint point(HeatName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (degrees > 90) point.At(this).Raise(L"TooHot", L"degrees", degrees);
+    if (degrees > 90) {
+      point.At(this).Raise(L"TooHot", L"degrees", degrees);
+    }
     point.At(this).LogTimingPoint(degrees, 0);
   }
 
@@ -46,7 +48,9 @@ void Run(MCommandProcessor& processor, std::uint32_t degrees) {
 int main() {
   MDiagnosticsRegistry* const registry = MDiagnosticsRegistry::Instance();
   MFlowLogger* const logger = MFlowLogger::Instance();
-  if (registry == nullptr || logger == nullptr) return 1;
+  if (registry == nullptr || logger == nullptr) {
+    return 1;
+  }
   registry->RegisterClassName(HeatName, HeatName);
   registry->RegisterClassName(BoilerName, BoilerName);
   registry->RegisterThreadName(L"Main thread");

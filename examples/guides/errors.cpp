@@ -82,7 +82,9 @@ class Calibration {
 void Print(const MException& exception) {
   for (std::int32_t i = 0; i < exception.GetErrorCount(); ++i) {
     const MError* const error = exception.GetError(i);
-    if (error == nullptr) continue;  // there was no memory for it
+    if (error == nullptr) {
+      continue;  // there was no memory for it
+    }
     std::wcout << L"  " << error->GetMessage();
     for (const auto& [name, value] : error->GetParameters()) {
       std::wcout << L' ' << name << L'=' << value;

@@ -44,7 +44,9 @@ int main() {
   MKLoggerAdapter second(&secondLog);
   MFlowLogger secondHandle(&second);
   MFlowLogger* const log = MFlowLogger::Instance();
-  if (log == nullptr) return 1;
+  if (log == nullptr) {
+    return 1;
+  }
 
   MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
   processor.Start();

@@ -18,7 +18,9 @@ class Measurement final : public MCommandSynchronous {
   void Execute() override {
     static MFlowPoint point(ClassName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (channel > 3) point.At(this).Raise(L"NoSuchChannel", L"channel", channel);
+    if (channel > 3) {
+      point.At(this).Raise(L"NoSuchChannel", L"channel", channel);
+    }
   }
 
   std::uint32_t channel;

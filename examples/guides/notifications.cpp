@@ -14,7 +14,9 @@ class Display {
  public:
   void ShowProgress(std::uint32_t percent) {
     static MFlowPoint point(L"Display", L"ShowProgress");
-    if (percent > 100) point.At(this).Raise(L"MoreThanAll", L"percent", percent);
+    if (percent > 100) {
+      point.At(this).Raise(L"MoreThanAll", L"percent", percent);
+    }
     std::wcout << percent << L" %\n";
   }
 };

@@ -47,7 +47,9 @@ void Settings::Read(IInFilerTagged& filer) {
     title = defaults.title;  // how format 1 wrote that there is none
   }
   recent.clear();
-  if (!filer.BeginGroup(L"Recent")) return;
+  if (!filer.BeginGroup(L"Recent")) {
+    return;
+  }
   std::uint32_t count = 0;
   static_cast<void>(filer.ReadUnsignedInt(L"Count", &count, 0));
   MString file;
@@ -66,7 +68,9 @@ MString ToText(const Settings& settings) {
 
 std::optional<Settings> FromText(const MString& text) {
   MInFilerTaggedXml filer(text, L"Viewer", L"");
-  if (!filer.HasDocument()) return std::nullopt;
+  if (!filer.HasDocument()) {
+    return std::nullopt;
+  }
   Settings settings;
   settings.Read(filer);
   return settings;
@@ -91,7 +95,9 @@ void Print(const std::optional<Settings>& settings) {
     return;
   }
   std::wcout << settings->width << L' ' << settings->zoom << L' ' << settings->title;
-  for (const MString& file : settings->recent) std::wcout << L' ' << file;
+  for (const MString& file : settings->recent) {
+    std::wcout << L' ' << file;
+  }
   std::wcout << L'\n';
 }
 
@@ -117,6 +123,8 @@ int main(int argc, char** argv) {
   Print(FromText(ToText(settings)));
   Print(FromText(kFormat1));
   Print(FromText(L"not a document"));
-  if (!Store(settings)) return 1;
+  if (!Store(settings)) {
+    return 1;
+  }
   Print(Load());
 }

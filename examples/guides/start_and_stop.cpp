@@ -15,7 +15,9 @@ namespace {
 class Reporter final : public IThreadErrorHandler {
  public:
   void OnSpontaneousError(const MException& exception) override {
-    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
+    if (const MError* error = exception.GetError(0)) {
+      std::wcout << error->GetMessage() << L'\n';
+    }
   }
   void OnUnhandledException(std::uintptr_t) override {}
 };
@@ -101,7 +103,9 @@ int main() {
     application.SaveAll();
     application.Stop();
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
+    if (const MError* error = exception.GetError(0)) {
+      std::wcout << error->GetMessage() << L'\n';
+    }
     return 1;
   }
 }

@@ -50,11 +50,15 @@ class Worker final : public MEngineThread {
   }
 
   void OnFlush() override {
-    while (const std::unique_ptr<Job> job = Next()) (*job)();
+    while (const std::unique_ptr<Job> job = Next()) {
+      (*job)();
+    }
   }
 
   void RunNext() {
-    if (const std::unique_ptr<Job> job = Next()) (*job)();
+    if (const std::unique_ptr<Job> job = Next()) {
+      (*job)();
+    }
   }
 
   std::unique_ptr<Job> Next() {
@@ -92,7 +96,9 @@ class Mailbox {
  private:
   void OnLetter() {
     const wchar_t* letter = nullptr;
-    if (!letters.Pop(letter)) return;
+    if (!letters.Pop(letter)) {
+      return;
+    }
     std::wcout << letter << L'\n';
     read.count_down();
   }

@@ -28,7 +28,9 @@ class Counter {
                                nullptr, nullptr);
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between
     static MFlowPoint point(L"Counter", L"Open");
-    if (window == nullptr) point.At(this).Raise(L"NoWindow", L"winErrorCode", lastError);
+    if (window == nullptr) {
+      point.At(this).Raise(L"NoWindow", L"winErrorCode", lastError);
+    }
     ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
   }
 
@@ -47,7 +49,9 @@ class Counter {
 
  private:
   static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
-    if (message != kCount) return ::DefWindowProcW(window, message, first, second);
+    if (message != kCount) {
+      return ::DefWindowProcW(window, message, first, second);
+    }
     auto* const counter = reinterpret_cast<Counter*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
     return ++counter->count;
   }
@@ -89,7 +93,9 @@ int main() {
     outcome.ThrowIfError();
     std::wcout << *count << L" messages\n";
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
+    if (const MError* error = exception.GetError(0)) {
+      std::wcout << error->GetMessage() << L'\n';
+    }
     return 1;
   }
 }

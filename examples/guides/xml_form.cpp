@@ -65,21 +65,29 @@ bool PrintChanges(const wchar_t* what, Next next) {
   MOutFilerTaggedXml writer(L"Settings", L"");
   for (int i = 0; i < kCount; ++i) {
     numbers.push_back(next());
-    if (!writer.WriteDouble(L"Scale", numbers.back())) return false;
+    if (!writer.WriteDouble(L"Scale", numbers.back())) {
+      return false;
+    }
   }
   MString text;
-  if (!writer.GetText(&text)) return false;
+  if (!writer.GetText(&text)) {
+    return false;
+  }
   MInFilerTaggedXml reader(text, L"Settings", L"");
   std::map<std::int64_t, int> counts;
   for (const double number : numbers) {
     double back = 0;
-    if (!reader.ReadDouble(L"Scale", &back, 0)) return false;
+    if (!reader.ReadDouble(L"Scale", &back, 0)) {
+      return false;
+    }
     // In the order of their bits, doubles of one sign are neighbours.
     const auto distance = std::bit_cast<std::int64_t>(back) - std::bit_cast<std::int64_t>(number);
     ++counts[distance < 0 ? -distance : distance];
   }
   std::wcout << what;
-  for (const auto& [distance, count] : counts) std::wcout << L"  " << distance << L": " << count;
+  for (const auto& [distance, count] : counts) {
+    std::wcout << L"  " << distance << L": " << count;
+  }
   std::wcout << L'\n';
   return true;
 }
@@ -90,7 +98,9 @@ bool PrintChangesOfDoubles() {
   const auto anyBits = [&] {
     for (;;) {
       const auto number = std::bit_cast<double>(static_cast<std::uint64_t>(random()));
-      if (std::isfinite(number)) return number;
+      if (std::isfinite(number)) {
+        return number;
+      }
     }
   };
   const auto thousandths = [&] { return static_cast<double>(random() % 1000000000000000) / 1000; };

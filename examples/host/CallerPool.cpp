@@ -56,7 +56,9 @@ void CallerPool::Start(unsigned count) {
 
 void CallerPool::Join() {
   for (Caller& caller : callers) {
-    if (caller.thread.joinable()) caller.thread.join();
+    if (caller.thread.joinable()) {
+      caller.thread.join();
+    }
   }
 }
 
@@ -66,8 +68,12 @@ void CallerPool::Run(Caller& caller, unsigned number) {
   const MFlowScope scope = point.At(this).OpenScope(number, 0);
   for (;;) {
     const std::size_t index = nextResult.fetch_add(1, std::memory_order_relaxed);
-    if (index >= results.size()) break;
-    if (!results[index].failure) CountOne(caller, results[index]);
+    if (index >= results.size()) {
+      break;
+    }
+    if (!results[index].failure) {
+      CountOne(caller, results[index]);
+    }
   }
   tools.monitor.Reach(RunMonitor::Milestone::FilesCounted);
 
@@ -125,7 +131,9 @@ unsigned CallerPool::GetRefused() const noexcept {
 Totals CallerPool::GetTotalsLeft() const noexcept {
   Totals left;
   for (const Caller& caller : callers) {
-    if (caller.refusal) left += caller.totals;
+    if (caller.refusal) {
+      left += caller.totals;
+    }
   }
   return left;
 }

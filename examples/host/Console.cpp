@@ -24,7 +24,9 @@ Console::Console() {
 
 Console::~Console() {
   static_cast<void>(Flush());
-  if (earlierCodePage != 0) ::SetConsoleOutputCP(earlierCodePage);
+  if (earlierCodePage != 0) {
+    ::SetConsoleOutputCP(earlierCodePage);
+  }
 }
 
 #else

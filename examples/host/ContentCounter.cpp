@@ -29,9 +29,13 @@ void ContentCounter::Add(const unsigned char* data, std::size_t length) noexcept
   totals.bytes += length;
   for (const unsigned char* const end = data + length; data != end; ++data) {
     remainder = remainder >> 8 ^ kRemainders[(remainder ^ *data) & 0xFF];
-    if (*data == '\n') ++totals.lines;
+    if (*data == '\n') {
+      ++totals.lines;
+    }
     const bool space = IsSpace(*data);
-    if (!space && !inWord) ++totals.words;
+    if (!space && !inWord) {
+      ++totals.words;
+    }
     inWord = !space;
   }
 }

@@ -30,7 +30,9 @@ InputFile::InputFile(const std::filesystem::path& path) : file(Open(path)) {
   const int error = errno;  // first: nothing may run in between
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
-  if (file == nullptr) RaiseErrno(point.At(this), L"OpenFailed", error);
+  if (file == nullptr) {
+    RaiseErrno(point.At(this), L"OpenFailed", error);
+  }
   std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the blocks are large enough
 }
 

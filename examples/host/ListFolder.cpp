@@ -73,13 +73,19 @@ void ListFolder::Read() {
   // The folder was there when it was found; it may be gone now, or go while it is read.
   std::error_code error;
   const fs::path place = fs::canonical(folder, error);
-  if (error) RaiseErrorCode(point.At(this), L"ReadFailed", error);
+  if (error) {
+    RaiseErrorCode(point.At(this), L"ReadFailed", error);
+  }
   for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator();
        next.increment(error)) {
     const Kind kind = KindOf(place, *next);
-    if (kind != Kind::LeftOut) entries->push_back({next->path(), kind == Kind::Folder});
+    if (kind != Kind::LeftOut) {
+      entries->push_back({next->path(), kind == Kind::Folder});
+    }
   }
-  if (error) RaiseErrorCode(point.At(this), L"ReadFailed", error);
+  if (error) {
+    RaiseErrorCode(point.At(this), L"ReadFailed", error);
+  }
   std::sort(entries->begin(), entries->end(),
             [](const FolderEntry& left, const FolderEntry& right) {
               return left.path.native() < right.path.native();
@@ -99,7 +105,9 @@ void FindFiles(MCommandProcessor& processor, Workbench& bench, const std::vector
     pending.pop_back();
     FileResult& result = results.emplace_back();
     result.path = std::move(entry.path);
-    if (!entry.isFolder) continue;
+    if (!entry.isFolder) {
+      continue;
+    }
 
     const auto entries = std::make_shared<std::vector<FolderEntry>>();
     try {

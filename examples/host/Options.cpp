@@ -40,7 +40,9 @@ Options ParseOptions(const std::vector<std::filesystem::path>& arguments) {
       return arguments[++i];
     };
     if (onlyPathsFollow || !IsOption(argument)) {
-      if (argument.empty()) throw UsageError("a path is empty");
+      if (argument.empty()) {
+        throw UsageError("a path is empty");
+      }
       options.paths.push_back(argument);
     } else if (argument == "--") {
       onlyPathsFollow = true;
@@ -66,7 +68,9 @@ Options ParseOptions(const std::vector<std::filesystem::path>& arguments) {
   if (options.registry && !options.settingsFile.empty()) {
     throw UsageError("--settings and --registry exclude each other");
   }
-  if (options.paths.empty()) throw UsageError("no files or folders are named");
+  if (options.paths.empty()) {
+    throw UsageError("no files or folders are named");
+  }
   return options;
 }
 

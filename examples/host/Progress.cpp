@@ -24,9 +24,13 @@ constexpr std::chrono::milliseconds kBetweenDraws{50};
 void ProgressLine::Advance(std::uint64_t moreFiles, std::uint64_t moreBytes) {
   files += moreFiles;
   bytes += moreBytes;
-  if (!write) return;
+  if (!write) {
+    return;
+  }
   const auto now = std::chrono::steady_clock::now();
-  if (now < nextDraw) return;
+  if (now < nextDraw) {
+    return;
+  }
   nextDraw = now + kBetweenDraws;
   Draw();
 }
@@ -38,13 +42,17 @@ void ProgressLine::Draw() {
       static_cast<unsigned long long>(expectedFiles), static_cast<unsigned long long>(bytes));
   std::string text = ToUtf8(wide);
   const std::size_t length = text.size();
-  if (length < drawnLength) text.append(drawnLength - length, ' ');
+  if (length < drawnLength) {
+    text.append(drawnLength - length, ' ');
+  }
   drawnLength = length;
   write('\r' + text);
 }
 
 void ProgressLine::Erase() {
-  if (drawnLength == 0) return;
+  if (drawnLength == 0) {
+    return;
+  }
   write('\r' + std::string(drawnLength, ' ') + '\r');
   drawnLength = 0;
 }

@@ -31,7 +31,9 @@ fs::path BehindLinks(MFlowPoint& point, const fs::path& path) {
   fs::path target = path;
   std::error_code error;  // creating the new file tells what is wrong
   for (int links = 0; fs::is_symlink(fs::symlink_status(target, error)); ++links) {
-    if (links == kMostLinks) RaiseErrno(point, L"CreateFailed", ELOOP);
+    if (links == kMostLinks) {
+      RaiseErrno(point, L"CreateFailed", ELOOP);
+    }
     target = target.parent_path() / fs::read_symlink(target, error);
   }
   return target;
@@ -58,7 +60,9 @@ std::FILE* Create(const fs::path& path) noexcept {
 }
 
 bool FlushToDisk(std::FILE* file) noexcept {
-  if (std::fflush(file) != 0) return false;
+  if (std::fflush(file) != 0) {
+    return false;
+  }
 #if defined(_WIN32)
   return ::_commit(::_fileno(file)) == 0;
 #else
@@ -98,7 +102,9 @@ void ReplaceContent(const fs::path& path, std::string_view content) {
   const fs::path created = NameBeside(target);
   std::FILE* const file = Create(created);
   const int createError = errno;  // first: nothing may run in between
-  if (file == nullptr) RaiseErrno(point.At(nullptr), L"CreateFailed", createError);
+  if (file == nullptr) {
+    RaiseErrno(point.At(nullptr), L"CreateFailed", createError);
+  }
   const RemovedFile removed(created);
   std::error_code error;
   if (const fs::file_status old = fs::status(target, error); fs::exists(old)) {
@@ -108,7 +114,9 @@ void ReplaceContent(const fs::path& path, std::string_view content) {
     RaiseErrno(point.At(nullptr), L"WriteFailed", writeError);
   }
   fs::rename(created, target, error);
-  if (error) RaiseErrorCode(point.At(nullptr), L"ReplaceFailed", error);
+  if (error) {
+    RaiseErrorCode(point.At(nullptr), L"ReplaceFailed", error);
+  }
 }
 
 }  // namespace host

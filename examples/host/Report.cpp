@@ -111,8 +111,12 @@ std::string ResultTable(const JobReport& report, const MLocale& locale) {
              PaddedLeft(wordText, words) + "  " + rest + '\n';
   };
   for (const FileResult& file : report.files) {
-    if (file.failure) continue;
-    if (table.empty()) row("bytes", "lines", "words", "crc-32    file");
+    if (file.failure) {
+      continue;
+    }
+    if (table.empty()) {
+      row("bytes", "lines", "words", "crc-32    file");
+    }
     row(Number(locale, file.totals.bytes), Number(locale, file.totals.lines),
         Number(locale, file.totals.words),
         Checksum(locale, file.checksum) + "  " + DisplayName(file.path));
@@ -123,9 +127,13 @@ std::string ResultTable(const JobReport& report, const MLocale& locale) {
 std::string Failures(const JobReport& report) {
   std::string text;
   for (const FileResult& file : report.files) {
-    if (file.failure) text += DisplayName(file.path) + " failed:\n" + Describe(*file.failure);
+    if (file.failure) {
+      text += DisplayName(file.path) + " failed:\n" + Describe(*file.failure);
+    }
   }
-  if (report.failure) text += "a thread of the framework failed:\n" + Describe(*report.failure);
+  if (report.failure) {
+    text += "a thread of the framework failed:\n" + Describe(*report.failure);
+  }
   return text;
 }
 
@@ -138,7 +146,9 @@ RunResults ResultsOf(const JobReport& report) {
       results.lastFailure = *file.failure;
     }
   }
-  if (report.failure) results.lastFailure = *report.failure;
+  if (report.failure) {
+    results.lastFailure = *report.failure;
+  }
   results.counted = report.files.size() - results.failed;
   results.bytes = report.totals.bytes;
   results.lines = report.totals.lines;
@@ -161,10 +171,14 @@ std::string Summary(const JobReport& report, const RunResults& results, const Lo
                            Number(locale, report.refused) + " refused");
   text += Line("after the stop",
                report.lateRefusal ? "refused, " + LastCode(*report.lateRefusal) : "not refused");
-  if (!log.file.empty()) text += Line("event log", log.file);
+  if (!log.file.empty()) {
+    text += Line("event log", log.file);
+  }
   text +=
       Line("debug dump", (log.debugDump ? "" : "cannot be written to ") + std::string(kDebugDump));
-  if (!settingsPlace.empty()) text += Line("settings", settingsPlace);
+  if (!settingsPlace.empty()) {
+    text += Line("settings", settingsPlace);
+  }
   return text;
 }
 

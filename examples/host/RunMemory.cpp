@@ -17,8 +17,12 @@ const RegisteredName registeredName(ClassName);
 const wchar_t kApplicationKey[] = L"ExampleHost";
 
 std::unique_ptr<SettingsStore> MakeStore(const Options& options) {
-  if (options.registry) return std::make_unique<SettingsRegistry>(kApplicationKey);
-  if (options.settingsFile.empty()) return nullptr;
+  if (options.registry) {
+    return std::make_unique<SettingsRegistry>(kApplicationKey);
+  }
+  if (options.settingsFile.empty()) {
+    return nullptr;
+  }
   return std::make_unique<SettingsFile>(options.settingsFile);
 }
 
@@ -28,7 +32,9 @@ RunMemory::RunMemory(const Options& options, Console& standardStreams)
     : console(standardStreams), store(MakeStore(options)) {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
-  if (store) Load();
+  if (store) {
+    Load();
+  }
   memory.settings.threads = options.threads.value_or(memory.settings.threads);
   memory.settings.quiet = options.quiet.value_or(memory.settings.quiet);
 }
@@ -59,7 +65,9 @@ void RunMemory::Load() {
 
 bool RunMemory::Keep(const RunResults& results) {
   static MFlowPoint point(ClassName, L"Keep");
-  if (!store || !usable) return usable;
+  if (!store || !usable) {
+    return usable;
+  }
   try {
     ThrowingFrameworkErrors(point.At(this), [&] { store->Save({memory.settings, results}); });
     return true;

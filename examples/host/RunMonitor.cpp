@@ -31,7 +31,9 @@ std::optional<MException> RunMonitor::GetFailure() {
 
 void RunMonitor::OnSpontaneousError(const MException& exception) {
   const std::lock_guard<std::mutex> lock(mutex);
-  if (!failure.has_value()) failure.emplace(exception);
+  if (!failure.has_value()) {
+    failure.emplace(exception);
+  }
   changed.notify_all();
 }
 

@@ -34,7 +34,9 @@ constexpr Count kCounts[] = {{L"Counted", &RunResults::counted},
 
 bool ReadCount(IInFilerTagged& filer, const MString& tag, std::uint64_t* count) {
   MString wide;
-  if (!filer.ReadString(tag, &wide, MString())) return false;
+  if (!filer.ReadString(tag, &wide, MString())) {
+    return false;
+  }
   const std::string text = ToUtf8(wide);
   const char* const end = text.data() + text.size();
   const auto [stopped, error] = std::from_chars(text.data(), end, *count);
@@ -77,7 +79,9 @@ void ReadSettings(IInFilerTagged& filer, Settings& settings, std::vector<std::st
   if (!begun || !filer.ReadBool(L"Quiet", &settings.quiet, kDefaults.quiet)) {
     complaints.emplace_back("Settings/Quiet is missing or neither yes nor no: no is used");
   }
-  if (begun) static_cast<void>(filer.EndGroup());
+  if (begun) {
+    static_cast<void>(filer.EndGroup());
+  }
 }
 
 }  // namespace
@@ -91,8 +95,12 @@ std::optional<Memory> ReadMemory(IInFilerTagged& filer, std::vector<std::string>
   static MFlowPoint point(ClassName, L"ReadMemory");
   const MFlowScope scope = point.At(nullptr).OpenScope();
   std::uint32_t format = 0;
-  if (!filer.ReadUnsignedInt(L"Format", &format, 0)) return std::nullopt;
-  if (format != kFormat) point.At(nullptr).Raise(L"UnknownFormat", L"format", format);
+  if (!filer.ReadUnsignedInt(L"Format", &format, 0)) {
+    return std::nullopt;
+  }
+  if (format != kFormat) {
+    point.At(nullptr).Raise(L"UnknownFormat", L"format", format);
+  }
 
   Memory memory;
   ReadSettings(filer, memory.settings, complaints);

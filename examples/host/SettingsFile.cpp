@@ -40,9 +40,13 @@ std::string ReadBytes(const fs::path& path) {
 /// A filer without a document gives defaults, which must not take the place of what is stored.
 void RequireDocument(MFlowPoint& point, const MInFilerTaggedXml& filer) {
   using Kind = MInFilerTaggedXml::FaultKind;
-  if (filer.HasDocument()) return;
+  if (filer.HasDocument()) {
+    return;
+  }
   const MInFilerTaggedXml::Fault& fault = filer.GetFault();
-  if (fault.kind == Kind::kMemory) throw std::bad_alloc();
+  if (fault.kind == Kind::kMemory) {
+    throw std::bad_alloc();
+  }
   MError error = point.MakeRootError(fault.kind == Kind::kText ? L"IllFormed" : L"NotSettings");
   error.AddParameter(L"messages", fault.message);
   if (fault.offset >= 0) {
@@ -61,14 +65,20 @@ std::optional<Memory> SettingsFile::Load(std::vector<std::string>& complaints) {
   static MFlowPoint point(ClassName, L"Load");
   const MFlowScope scope = point.At(this).OpenScope();
   std::error_code ignored;  // told when the file is opened
-  if (fs::status(path, ignored).type() == fs::file_type::not_found) return std::nullopt;
+  if (fs::status(path, ignored).type() == fs::file_type::not_found) {
+    return std::nullopt;
+  }
 
   const DecodedText decoded = DecodeXml(ReadBytes(path));
-  if (!decoded.problem.empty()) point.At(this).Raise(L"NotText", L"problem", decoded.problem);
+  if (!decoded.problem.empty()) {
+    point.At(this).Raise(L"NotText", L"problem", decoded.problem);
+  }
   MInFilerTaggedXml filer(decoded.text, kRoot, kNamespace);
   RequireDocument(point.At(this), filer);
   std::optional<Memory> memory = ReadMemory(filer, complaints);
-  if (!memory) point.At(this).Raise(L"NotSettings");
+  if (!memory) {
+    point.At(this).Raise(L"NotSettings");
+  }
   return memory;
 }
 
@@ -77,7 +87,9 @@ void SettingsFile::Save(const Memory& memory) {
   const MFlowScope scope = point.At(this).OpenScope();
   MOutFilerTaggedXml filer(kRoot, kNamespace);
   MString text;
-  if (!WriteMemory(filer, memory) || !filer.GetText(&text)) point.At(this).Raise(L"NotWritten");
+  if (!WriteMemory(filer, memory) || !filer.GetText(&text)) {
+    point.At(this).Raise(L"NotWritten");
+  }
   ReplaceContent(path, ToUtf8(text));
 }
 

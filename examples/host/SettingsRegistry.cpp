@@ -29,7 +29,9 @@ void SettingsRegistry::Save(const Memory& memory) {
   static MFlowPoint point(ClassName, L"Save");
   const MFlowScope scope = point.At(this).OpenScope();
   IOutFilerTaggedRegistry filer(applicationKey);
-  if (!WriteMemory(filer, memory)) point.At(this).Raise(L"WriteFailed");
+  if (!WriteMemory(filer, memory)) {
+    point.At(this).Raise(L"WriteFailed");
+  }
 }
 
 }  // namespace host

@@ -23,7 +23,9 @@ bool ReadHere(IInFilerTagged& filer, MException& chain) {
 bool WriteChain(IOutFilerTagged& filer, const MString& tag, const MException& chain) {
   MOutFilerTaggedXml document(kRoot, MString());
   MString text;
-  if (!chain.Write(document, kChain) || !document.GetText(&text)) return false;
+  if (!chain.Write(document, kChain) || !document.GetText(&text)) {
+    return false;
+  }
   // A filer that can nest documents can also tell groups of one name apart; others refuse it.
   return filer.WriteEmbeddedDocument(tag, text) || filer.WriteString(tag, text);
 }
@@ -34,9 +36,13 @@ bool ReadChain(IInFilerTagged& filer, const MString& tag, MException& chain) {
            filer.EndGroup() && filer.EndGroup();
   }
   MString text;
-  if (!filer.ReadString(tag, &text, MString())) return false;
+  if (!filer.ReadString(tag, &text, MString())) {
+    return false;
+  }
   MInFilerTaggedXml document(text, kRoot, MString());
-  if (document.GetFault().kind == MInFilerTaggedXml::FaultKind::kMemory) throw std::bad_alloc();
+  if (document.GetFault().kind == MInFilerTaggedXml::FaultKind::kMemory) {
+    throw std::bad_alloc();
+  }
   return ReadHere(document, chain);
 }
 

@@ -39,10 +39,14 @@ void Workbench::OnIdle() {
   monitor.Reach(RunMonitor::Milestone::Idle);
 
   const MCommandProcessor* const processor = held.load();
-  if (processor == nullptr) return;
+  if (processor == nullptr) {
+    return;
+  }
   monitor.Reach(RunMonitor::Milestone::Holding);
   // Asked again and again because the stop request itself is the only sign of it.
-  while (!processor->IsStopRequested()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  while (!processor->IsStopRequested()) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 
 }  // namespace host

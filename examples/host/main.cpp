@@ -37,7 +37,9 @@ RunMonitor& Monitor() {
 bool OpenLog(std::ofstream& log, const std::filesystem::path& path, Console& console) {
   errno = 0;
   log.open(path, std::ios::out | std::ios::trunc);
-  if (log.is_open()) return true;
+  if (log.is_open()) {
+    return true;
+  }
   const int error = errno;
   console.WriteError("host: cannot write the event log to " + DisplayName(path) + ": " +
                      std::generic_category().message(error) + '\n');
@@ -47,7 +49,9 @@ bool OpenLog(std::ofstream& log, const std::filesystem::path& path, Console& con
 int Count(const Options& options, Console& console) {
   // Asked for before the work is done, so that a bad name does not waste it.
   std::ofstream log;
-  if (!options.logFile.empty() && !OpenLog(log, options.logFile, console)) return kBadArguments;
+  if (!options.logFile.empty() && !OpenLog(log, options.logFile, console)) {
+    return kBadArguments;
+  }
 
   RunMemory memory(options, console);
   const Settings& settings = memory.GetSettings();
@@ -78,9 +82,13 @@ int Count(const Options& options, Console& console) {
   }
 
   const MLocale locale = UserLocale();
-  if (!settings.quiet) console.Write(ResultTable(report, locale));
+  if (!settings.quiet) {
+    console.Write(ResultTable(report, locale));
+  }
   console.WriteError(Failures(report));
-  if (!complete) console.WriteError("host: the event log could not be written completely\n");
+  if (!complete) {
+    console.WriteError("host: the event log could not be written completely\n");
+  }
   if (!settings.quiet) {
     console.Write('\n' + Summary(report, results, logReport, memory.GetPlace(), locale));
     if (const std::optional<RunResults>& lastRun = memory.GetLastRun()) {

@@ -18,7 +18,9 @@ class Divide : public MCommandSynchronous {
   void Execute() override {  // on the processor's thread
     static MFlowPoint point(L"Divide", L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (b == 0) point.At(this).Raise(L"DivisorIsZero", L"number", a);
+    if (b == 0) {
+      point.At(this).Raise(L"DivisorIsZero", L"number", a);
+    }
     *quotient = a / b;
   }
 

@@ -49,7 +49,9 @@ bool ReadAll(const std::filesystem::path& path, std::string& bytes) {
   std::FILE* const opened = std::fopen(path.c_str(), "rbe");
 #endif
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(opened, &std::fclose);
-  if (file == nullptr) return false;
+  if (file == nullptr) {
+    return false;
+  }
   std::array<char, 65536> block;
   while (std::feof(file.get()) == 0 && std::ferror(file.get()) == 0) {
     bytes.append(block.data(), std::fread(block.data(), 1, block.size(), file.get()));

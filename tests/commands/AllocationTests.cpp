@@ -57,7 +57,9 @@ class Engine final : public MEngineThread {
   void ThreadFunction() override {
     stopSeen = false;
     SignalThreadStarted();
-    while (!stopSeen) static_cast<void>(WaitForEvents(INFINITE));
+    while (!stopSeen) {
+      static_cast<void>(WaitForEvents(INFINITE));
+    }
   }
   void OnStop() override { stopSeen = true; }
 
@@ -149,7 +151,9 @@ TEST_F(Allocation, RefusedWhileEventsAreAddedLeavesEachItsCallback) {
     Engine engine;
     int calls = 0;
     try {
-      for (int i = 3; i < 63; ++i) engine.AddEvent(unset.Handle(), new Callback([] {}));
+      for (int i = 3; i < 63; ++i) {
+        engine.AddEvent(unset.Handle(), new Callback([] {}));
+      }
     } catch (...) {
       Allocations::Allow(Allocations::kUnlimited);
       engine.AddEvent(set.Handle(), new Callback([&] { ++calls; }));
@@ -168,13 +172,17 @@ TEST_F(Allocation, RefusedWhileAQueueGrowsLeavesItsContent) {
     MThreadSafeFifo<int*, int*> queue;
     std::size_t pushed = 0;
     try {
-      for (; pushed < items.size(); ++pushed) queue.Push(&items[pushed]);
+      for (; pushed < items.size(); ++pushed) {
+        queue.Push(&items[pushed]);
+      }
     } catch (...) {
       EXPECT_EQ(static_cast<std::size_t>(queue.GetCount()), pushed);
       EXPECT_EQ(static_cast<std::size_t>(queue.GetCapacity()), pushed);
       EXPECT_EQ(queue.IsEmpty(), pushed == 0);
       int* out = nullptr;
-      for (std::size_t i = 0; i < pushed; ++i) EXPECT_TRUE(queue.Pop(out) && out == &items[i]);
+      for (std::size_t i = 0; i < pushed; ++i) {
+        EXPECT_TRUE(queue.Pop(out) && out == &items[i]);
+      }
       throw;
     }
   });
@@ -185,7 +193,9 @@ TEST_F(Allocation, RefusedToTheCallerOfACommand) {
   const MException failure = ExceptionOf(L"a command's failure, too long for a short string");
   for (const bool fails : {false, true}) {
     const std::function<void()> work = [&] {
-      if (fails) throw MException(failure);
+      if (fails) {
+        throw MException(failure);
+      }
     };
     SurvivesRefusals([&] {
       const MExceptionHolder holder = MExceptionHolder::Create();
@@ -232,7 +242,9 @@ TEST_F(Allocation, RefusedWhileNotificationsAreScheduled) {
       EXPECT_EQ(fired, scheduled);
     };
     try {
-      for (; scheduled < 20; ++scheduled) scheduler.ScheduleDesyncEvent(new Notification(fired));
+      for (; scheduled < 20; ++scheduled) {
+        scheduler.ScheduleDesyncEvent(new Notification(fired));
+      }
     } catch (...) {
       drain();
       throw;
@@ -315,7 +327,9 @@ TEST_F(Allocation, RefusedToAFailingCommandStillLeavesItFailed) {
 TEST_F(Allocation, IsNotNeededPerPushCommandOrNotification) {
   MThreadSafeFifo<int*, int*> queue;
   Allocations::Reset();
-  for (int i = 0; i < 1000; ++i) queue.Push(nullptr);
+  for (int i = 0; i < 1000; ++i) {
+    queue.Push(nullptr);
+  }
   EXPECT_LE(Allocations::Count(), 12);
 
   processor.Start();

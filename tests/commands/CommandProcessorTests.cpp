@@ -171,7 +171,9 @@ TEST_F(CommandProcessor, RefusesWorkForGoodOnceStopped) {
   processor.Stop();
   auto command = Make();
   for (const bool restarted : {false, true}) {
-    if (restarted) processor.Start();
+    if (restarted) {
+      processor.Start();
+    }
     EXPECT_TRUE(processor.IsAborted());
     EXPECT_THAT([&] { processor.ExecuteSynchronously(command); }, Raises(kStopped));
     EXPECT_NE(command, nullptr);
@@ -344,7 +346,9 @@ TEST_F(CommandProcessor, CallsTheIdleHookAtEachTimeOutAndForWindowInputWhateverI
     const TestEvent third;
     int calls = 0;
     const auto idle = [&] {
-      if (++calls == 3) third.Set();
+      if (++calls == 3) {
+        third.Set();
+      }
       throw ExceptionOf(L"idle");
     };
     const std::vector<LoggedEvent> events = LogDuring([&] {
@@ -441,7 +445,9 @@ TEST_F(CommandProcessor, AStopThatRacesCallersRunsOrDeletesEveryCommandOnce) {
     MCommandProcessor racing(&recorder, nullptr, nullptr, nullptr, 0, false);
     const auto work = [&] {
       EXPECT_EQ(inside.fetch_add(1), 0);
-      if (counts.run == round % 50 + 1) enough.Set();
+      if (counts.run == round % 50 + 1) {
+        enough.Set();
+      }
       inside.fetch_sub(1);
       throw ExceptionOf(L"work");
     };
@@ -464,9 +470,13 @@ TEST_F(CommandProcessor, AStopThatRacesCallersRunsOrDeletesEveryCommandOnce) {
       });
     }
     enough.Wait();
-    if (round % 2 == 0) racing.Flush();
+    if (round % 2 == 0) {
+      racing.Flush();
+    }
     racing.Stop();
-    for (std::thread& caller : callers) caller.join();
+    for (std::thread& caller : callers) {
+      caller.join();
+    }
     EXPECT_EQ(counts.deleted, counts.made);
     EXPECT_EQ(counts.run, returned);
   }

@@ -172,14 +172,18 @@ TEST_F(DesyncEventScheduler, DeliversOnceAndInOrderWhatManyThreadsSchedule) {
       for (int number = 1; number <= each; ++number) {
         scheduler.ScheduleDesyncEvent(Make([&, producer, number] {
           EXPECT_EQ(last[producer]++, number - 1);
-          if (++fired == each * kProducers) done.Set();
+          if (++fired == each * kProducers) {
+            done.Set();
+          }
         }));
       }
     });
   }
   scheduler.Enable();
   done.Wait();
-  for (std::thread& producer : producers) producer.join();
+  for (std::thread& producer : producers) {
+    producer.join();
+  }
   scheduler.Disable();
   EXPECT_EQ(fired, each * kProducers);
   EXPECT_EQ(deleted, each * kProducers);

@@ -51,9 +51,15 @@ void LeaveThreadsRunning() {
 
 int main(int argc, char** argv) {
   const std::string_view way = argc == 2 ? argv[1] : "";
-  if (way != "return" && way != "exit" && way != "quick") return 2;
+  if (way != "return" && way != "exit" && way != "quick") {
+    return 2;
+  }
   LeaveThreadsRunning();
-  if (way == "exit") std::exit(0);
-  if (way == "quick") std::_Exit(0);
+  if (way == "exit") {
+    std::exit(0);
+  }
+  if (way == "quick") {
+    std::_Exit(0);
+  }
   return 0;
 }

@@ -7,6 +7,8 @@
 
 int main() {
   const std::locale& locale = MLocale::GetClassic().GetStreamLocale();
-  if (!std::isdigit(L'5', locale)) return 1;
+  if (!std::isdigit(L'5', locale)) {
+    return 1;
+  }
   return std::use_facet<std::numpunct<wchar_t>>(locale).decimal_point() == L'.' ? 0 : 2;
 }

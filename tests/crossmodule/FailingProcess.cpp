@@ -6,7 +6,9 @@
 #include <ios>
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc != 2) {
+    return 2;
+  }
   const MString text = FailureAsText();
   std::ofstream file(argv[1], std::ios::binary | std::ios::trunc);
   file.write(reinterpret_cast<const char*>(text.data()),

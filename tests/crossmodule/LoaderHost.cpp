@@ -10,7 +10,9 @@
 #include <thread>
 
 int main(int argc, char** argv) {
-  if (argc != 4) return 2;
+  if (argc != 4) {
+    return 2;
+  }
   const char* const path = argv[1];
   const char* const library = argv[2];
   const int rounds = std::atoi(argv[3]);
@@ -31,7 +33,9 @@ int main(int argc, char** argv) {
     }
     // A thread that has ended for its owner may still be on its very last instructions, and Linux
     // keeps their code until it is through.
-    while (Module::IsLoaded(library)) std::this_thread::yield();
+    while (Module::IsLoaded(library)) {
+      std::this_thread::yield();
+    }
   }
   std::printf("%d rounds\n", rounds);
   return 0;

@@ -25,7 +25,9 @@ class Module {
   Module& operator=(const Module&) = delete;
 
   ~Module() {
-    if (handle == nullptr) return;
+    if (handle == nullptr) {
+      return;
+    }
 #if defined(_WIN32)
     ::FreeLibrary(handle);
 #else
@@ -51,7 +53,9 @@ class Module {
     return ::GetModuleHandleA(fileName) != nullptr;
 #else
     void* found = ::dlopen(fileName, RTLD_NOW | RTLD_NOLOAD);
-    if (found != nullptr) ::dlclose(found);
+    if (found != nullptr) {
+      ::dlclose(found);
+    }
     return found != nullptr;
 #endif
   }

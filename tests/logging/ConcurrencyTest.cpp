@@ -49,10 +49,14 @@ TEST(KLoggerConcurrency, NoEventIsTornLostOrDuplicated) {
   threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&log, t] {
-      for (std::int32_t i = 0; i < kEvents; ++i) WriteChecked(log, t, i);
+      for (std::int32_t i = 0; i < kEvents; ++i) {
+        WriteChecked(log, t, i);
+      }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 
   const std::vector<LoggedEvent> events = DumpEvents(log);
 
@@ -76,7 +80,9 @@ class Writers {
   }
   ~Writers() {
     stop.store(true);
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
   }
 
   void StartRound() { round.fetch_add(1); }
@@ -84,9 +90,13 @@ class Writers {
   // Returns once every thread has finished what it was doing when this was called.
   void AwaitAll() const {
     std::array<std::uint64_t, kThreads> before{};
-    for (std::size_t t = 0; t < kThreads; ++t) before[t] = laps[t].load();
     for (std::size_t t = 0; t < kThreads; ++t) {
-      while (laps[t].load() == before[t]) std::this_thread::yield();
+      before[t] = laps[t].load();
+    }
+    for (std::size_t t = 0; t < kThreads; ++t) {
+      while (laps[t].load() == before[t]) {
+        std::this_thread::yield();
+      }
     }
   }
 
@@ -105,7 +115,9 @@ class Writers {
       if (left > 0) {
         --left;
         WriteChecked(log, t, number++);
-        if (number % 64 == 0) RegisterNames(log, number);
+        if (number % 64 == 0) {
+          RegisterNames(log, number);
+        }
       } else {
         std::this_thread::yield();
       }
@@ -126,7 +138,9 @@ class AwaitingBuffer : public std::stringbuf {
 
  protected:
   std::streamsize xsputn(const char* text, std::streamsize length) override {
-    if (!begun) writers.AwaitAll();
+    if (!begun) {
+      writers.AwaitAll();
+    }
     begun = true;
     return std::stringbuf::xsputn(text, length);
   }

@@ -30,7 +30,9 @@ namespace {
 using testing::MatchesRegex;
 
 void WriteNumbered(KLogger& log, std::int32_t first, std::int32_t count) {
-  for (std::int32_t i = 0; i < count; ++i) KLogger::Write(&log, -7, first + i, 0, 0, 0, nullptr);
+  for (std::int32_t i = 0; i < count; ++i) {
+    KLogger::Write(&log, -7, first + i, 0, 0, 0, nullptr);
+  }
 }
 
 // Takes `room` bytes, then throws or, as a full disk does, refuses.
@@ -43,13 +45,17 @@ class NarrowBuffer : public std::streambuf {
  protected:
   std::streamsize xsputn(const char* text, std::streamsize length) override {
     for (std::streamsize i = 0; i < length; ++i) {
-      if (overflow(static_cast<unsigned char>(text[i])) == traits_type::eof()) return i;
+      if (overflow(static_cast<unsigned char>(text[i])) == traits_type::eof()) {
+        return i;
+      }
     }
     return length;
   }
   int_type overflow(int_type byte) override {
     if (room == 0) {
-      if (full == Full::kThrows) throw std::runtime_error("no room");
+      if (full == Full::kThrows) {
+        throw std::runtime_error("no room");
+      }
       return traits_type::eof();
     }
     --room;
@@ -174,8 +180,12 @@ TEST(KLoggerDump, AStreamThatFailsToFlushFreezesTheLogAsWell) {
       Unsynchronised buffer;
       buffer.throws = throws;
       std::ostream stream(&buffer);
-      if (eachPiece) stream << std::unitbuf;
-      if (!throws) stream.exceptions(std::ios_base::badbit);
+      if (eachPiece) {
+        stream << std::unitbuf;
+      }
+      if (!throws) {
+        stream.exceptions(std::ios_base::badbit);
+      }
 
       KLogger::Dump(&log, stream);
 
@@ -211,7 +221,9 @@ class DebugDumpFile : public testing::Test {
   void SetUp() override { std::filesystem::remove(file); }
   void TearDown() override {
     std::filesystem::remove(file);
-    if (!folderWasThere) std::filesystem::remove(folder);
+    if (!folderWasThere) {
+      std::filesystem::remove(folder);
+    }
   }
 };
 
@@ -233,7 +245,9 @@ TEST_F(DebugDumpFile, IsReplacedByTheDumpEvenWhileAnotherReadsIt) {
 
 TEST_F(DebugDumpFile, ThatCannotBeOpenedLeavesTheLogUntouched) {
   // A folder in the file's place, or no folder for the file at all.
-  if (folderWasThere) std::filesystem::create_directory(file);
+  if (folderWasThere) {
+    std::filesystem::create_directory(file);
+  }
   KLogger log;
   WriteNumbered(log, 1, 3);
   MKLoggerAdapter adapter(&log);

@@ -93,7 +93,9 @@ TEST(KLoggerText, EveryEventHasItsNameAndShowsWhatItsFirstValueMeans) {
                {-1, 3, "Timing_point"},
                {0, 3, "Timing_point (3, 0)"},
                {42, 3, "unknown event"}};
-  for (const auto& row : table) KLogger::Write(&log, row.code, row.value, 0, 0, -80, nullptr);
+  for (const auto& row : table) {
+    KLogger::Write(&log, row.code, row.value, 0, 0, -80, nullptr);
+  }
 
   const std::vector<LoggedEvent> events = DumpEvents(log);
 

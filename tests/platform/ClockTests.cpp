@@ -29,7 +29,9 @@ std::pair<std::int64_t, Clock::time_point> ReadBothClocks() {
   for (;;) {
     const Clock::time_point before = Clock::now();
     const std::int64_t counter = Counter();
-    if (Clock::now() - before < std::chrono::microseconds(50)) return {counter, before};
+    if (Clock::now() - before < std::chrono::microseconds(50)) {
+      return {counter, before};
+    }
   }
 }
 

@@ -30,7 +30,9 @@ bool CanAnotherThreadEnter(Section& section) {
   bool entered = false;
   std::thread([&] {
     entered = section.TryEnter();
-    if (entered) section.Leave();
+    if (entered) {
+      section.Leave();
+    }
   }).join();
   return entered;
 }
@@ -58,14 +60,20 @@ TEST(CriticalSection, OneThreadAtATimeUnderContention) {
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < rounds; ++round) {
-        if (i == 0 && !section.TryEnter()) section.Enter();
-        if (i != 0) section.Enter();
+        if (i == 0 && !section.TryEnter()) {
+          section.Enter();
+        }
+        if (i != 0) {
+          section.Enter();
+        }
         ++counter;
         section.Leave();
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   EXPECT_EQ(counter, static_cast<long long>(kThreads) * rounds);
 }
 

@@ -63,8 +63,12 @@ TEST_F(Registry, AnyNameIsANameOfItsOwn) {
   std::vector<std::wstring> names = {
       L".",   L"..", L"../..", L"/",       L"a/b",    L"a%2fb",      L"a.value", L"@",     L".name",
       L"nul", L" ",  L"a ",    L"*?\"<>|", L"\u4E2D", L"\u0001\n\t", L"@.value", L"a.new0"};
-  for (const wchar_t* end : {L"1", L"2"}) names.push_back(std::wstring(254, L'x') + end);
-  for (const wchar_t* start : {L"1", L"2"}) names.push_back(start + std::wstring(254, L'\u00DF'));
+  for (const wchar_t* end : {L"1", L"2"}) {
+    names.push_back(std::wstring(254, L'x') + end);
+  }
+  for (const wchar_t* start : {L"1", L"2"}) {
+    names.push_back(start + std::wstring(254, L'\u00DF'));
+  }
   for (std::size_t i = 0; i < names.size(); ++i) {
     ASSERT_EQ(Store(key, names[i].c_str(), REG_DWORD, BytesOf(i)), ERROR_SUCCESS) << i;
     const TestKey below(key, names[i]);
@@ -163,9 +167,13 @@ TEST_F(Registry, ConcurrentWritersLeaveAWholeValue) {
     DWORD size = sizeof data;
     ASSERT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_SUCCESS);
     ASSERT_TRUE(size == 1 || size == 7 || size == sizeof data) << size;
-    for (DWORD i = 1; i < size; ++i) ASSERT_EQ(data[i], data[0]);
+    for (DWORD i = 1; i < size; ++i) {
+      ASSERT_EQ(data[i], data[0]);
+    }
   }
-  for (std::thread& writer : writers) writer.join();
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
 }
 
 }  // namespace

@@ -31,9 +31,13 @@ struct ModelEvent {
 /// The index that a wait for any returns, with its effect.
 DWORD ModelWait(std::vector<ModelEvent*>& events) {
   const bool allOpen = std::all_of(events.begin(), events.end(), [](auto* e) { return e->open; });
-  if (!allOpen) return WAIT_FAILED;
+  if (!allOpen) {
+    return WAIT_FAILED;
+  }
   for (std::size_t i = 0; i < events.size(); ++i) {
-    if (!events[i]->signalled) continue;
+    if (!events[i]->signalled) {
+      continue;
+    }
     events[i]->signalled = events[i]->manual;
     return static_cast<DWORD>(i);
   }
@@ -59,7 +63,9 @@ TEST(WaitStress, AnySequenceOfCallsBehavesAsTheModel) {
         ASSERT_NE(event.handle, nullptr) << "step " << step;
         // The platform may give a closed handle out again.
         for (ModelEvent& other : events) {
-          if (&other != &event && other.handle == event.handle) other = {};
+          if (&other != &event && other.handle == event.handle) {
+            other = {};
+          }
         }
         break;
       case 1:
@@ -79,12 +85,18 @@ TEST(WaitStress, AnySequenceOfCallsBehavesAsTheModel) {
       default: {
         std::vector<ModelEvent*> some;
         for (ModelEvent& candidate : events) {
-          if (below(8) < (candidate.open ? 4U : 1U)) some.push_back(&candidate);
+          if (below(8) < (candidate.open ? 4U : 1U)) {
+            some.push_back(&candidate);
+          }
         }
-        if (some.empty()) some.push_back(&event);
+        if (some.empty()) {
+          some.push_back(&event);
+        }
         std::shuffle(some.begin(), some.end(), random);
         std::vector<HANDLE> handles;
-        for (const ModelEvent* chosen : some) handles.push_back(chosen->handle);
+        for (const ModelEvent* chosen : some) {
+          handles.push_back(chosen->handle);
+        }
         ASSERT_EQ(
             ::WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, 0),
             ModelWait(some))
@@ -93,7 +105,9 @@ TEST(WaitStress, AnySequenceOfCallsBehavesAsTheModel) {
     }
   }
   for (const ModelEvent& event : events) {
-    if (event.open) ::CloseHandle(event.handle);
+    if (event.open) {
+      ::CloseHandle(event.handle);
+    }
   }
 }
 
@@ -105,7 +119,9 @@ TEST(WaitStress, AutomaticSignalsAreNeitherLostNorDoubled) {
   constexpr std::size_t kTokens = 3;
   constexpr int kThreads = 4;
   std::array<HANDLE, kTokens> tokens;
-  for (HANDLE& token : tokens) token = ::CreateEventW(nullptr, FALSE, TRUE, nullptr);
+  for (HANDLE& token : tokens) {
+    token = ::CreateEventW(nullptr, FALSE, TRUE, nullptr);
+  }
   std::array<std::atomic<bool>, kTokens> held{};
   std::atomic<int> remaining{StressRounds(1'000'000)};
   const auto pass = [&](unsigned seed) {
@@ -114,24 +130,34 @@ TEST(WaitStress, AutomaticSignalsAreNeitherLostNorDoubled) {
     while (remaining.fetch_sub(1) > 0) {
       std::shuffle(order.begin(), order.end(), random);
       std::array<HANDLE, kTokens> shuffled;
-      for (std::size_t i = 0; i < kTokens; ++i) shuffled[i] = tokens[order[i]];
+      for (std::size_t i = 0; i < kTokens; ++i) {
+        shuffled[i] = tokens[order[i]];
+      }
       const auto count = static_cast<DWORD>(1 + random() % kTokens);
       const DWORD milliseconds = std::array<DWORD, 3>{0, 1, INFINITE}[random() % 3];
       const DWORD result =
           count == 1 ? ::WaitForSingleObject(shuffled[0], milliseconds)
                      : ::WaitForMultipleObjects(count, shuffled.data(), FALSE, milliseconds);
-      if (result == WAIT_TIMEOUT && milliseconds != INFINITE) continue;
+      if (result == WAIT_TIMEOUT && milliseconds != INFINITE) {
+        continue;
+      }
       ASSERT_LT(result, count);
       const DWORD token = order[result];
       ASSERT_FALSE(held[token].exchange(true, std::memory_order_relaxed));
-      if (random() % 16 == 0) std::this_thread::yield();  // lets the others run into the gap
+      if (random() % 16 == 0) {
+        std::this_thread::yield();  // lets the others run into the gap
+      }
       held[token].store(false, std::memory_order_relaxed);
       ASSERT_EQ(::SetEvent(tokens[token]), TRUE);
     }
   };
   std::vector<std::thread> threads;
-  for (unsigned i = 0; i < kThreads; ++i) threads.emplace_back(pass, Seed() + i);
-  for (std::thread& thread : threads) thread.join();
+  for (unsigned i = 0; i < kThreads; ++i) {
+    threads.emplace_back(pass, Seed() + i);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   for (const HANDLE token : tokens) {
     EXPECT_TRUE(IsSignalled(token));
     EXPECT_FALSE(IsSignalled(token));

@@ -19,7 +19,9 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 /// So many unsignalled events, and their handles in a row.
 struct ManyEvents {
   ManyEvents(std::size_t count, Event::Reset reset) {
-    for (std::size_t i = 0; i < count; ++i) handles.push_back(events.emplace_back(reset));
+    for (std::size_t i = 0; i < count; ++i) {
+      handles.push_back(events.emplace_back(reset));
+    }
   }
   std::deque<Event> events;
   std::vector<HANDLE> handles;
@@ -138,7 +140,9 @@ TEST(Waits, AManualEventReleasesAllAnAutomaticOneExactlyOne) {
     ::SetEvent(automatic);
     ::WaitForSingleObject(reached, INFINITE);
   }
-  for (std::thread& waiter : waiters) waiter.join();
+  for (std::thread& waiter : waiters) {
+    waiter.join();
+  }
   EXPECT_EQ(taken.load(), kWaiters);
 }
 

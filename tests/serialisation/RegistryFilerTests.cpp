@@ -39,7 +39,9 @@ class RegistryFilers : public testing::Test {
     HKEY key = nullptr;
     const std::wstring path = KeyName() + L"\\" + groups;
     const LSTATUS status = ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &key);
-    if (status != ERROR_SUCCESS) return {status, 0, {}};
+    if (status != ERROR_SUCCESS) {
+      return {status, 0, {}};
+    }
     const StoredValue value = Stored(key, name);
     ::RegCloseKey(key);
     return value;

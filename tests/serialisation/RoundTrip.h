@@ -43,14 +43,18 @@ class RoundTrip {
   }
 
   void ExpectBack(IInFilerTagged& reader) const {
-    for (const auto& read : reads) read(reader);
+    for (const auto& read : reads) {
+      read(reader);
+    }
   }
 
  private:
   template <class T>
   static bool Same(const T& left, const T& right) {
     if constexpr (std::is_floating_point_v<T>) {
-      if (std::isnan(left)) return std::isnan(right);
+      if (std::isnan(left)) {
+        return std::isnan(right);
+      }
       return std::memcmp(&left, &right, sizeof left) == 0;  // zeros have signs
     } else {
       return left == right;
@@ -71,7 +75,9 @@ class RoundTrip {
 
   template <class T, class Writing, class Reading>
   void WriteAll(Writing write, Reading read, const std::vector<T>& values) {
-    for (const T& value : values) Write(write, read, value, value);
+    for (const T& value : values) {
+      Write(write, read, value, value);
+    }
   }
 
   /// Those at the edges and around zero.

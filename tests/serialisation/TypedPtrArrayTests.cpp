@@ -60,7 +60,9 @@ TEST(MTypedPtrArray, OwnsItsElements) {
   const auto element = std::make_shared<int>(0);
   {
     MTypedPtrArray<std::shared_ptr<int>, const std::shared_ptr<int>&> array(1, 1.0F);
-    for (int i = 0; i < 10; ++i) array.Add(element);
+    for (int i = 0; i < 10; ++i) {
+      array.Add(element);
+    }
     EXPECT_EQ(element.use_count(), 11);
     array.RemoveLast();
     EXPECT_EQ(element.use_count(), 10);

@@ -77,22 +77,30 @@ TEST(XmlFilers, WhatAnInputCostsGrowsWithItsSize) {
   constexpr auto many = static_cast<std::size_t>(StressRounds(500000));
   const auto repeat = [](std::wstring_view text) {
     MString repeated;
-    for (std::size_t i = 0; i < many; ++i) repeated += text;
+    for (std::size_t i = 0; i < many; ++i) {
+      repeated += text;
+    }
     return repeated;
   };
   std::int32_t value = 0;
   MInFilerTaggedXml deepThenWide = ReaderOf(
       L"<Root>" + repeat(L"<g>") + repeat(L"<v type='int'>1</v>") + repeat(L"</g>") + L"</Root>");
-  for (std::size_t i = 0; i < many; ++i) ASSERT_TRUE(deepThenWide.BeginGroup(L"g"));
+  for (std::size_t i = 0; i < many; ++i) {
+    ASSERT_TRUE(deepThenWide.BeginGroup(L"g"));
+  }
   for (std::size_t i = 0; i < many; ++i) {
     ASSERT_FALSE(deepThenWide.ReadInt(L"w", &value, 0));
     ASSERT_TRUE(deepThenWide.ReadInt(L"v", &value, 0));
   }
-  for (std::size_t i = 0; i < many; ++i) ASSERT_TRUE(deepThenWide.EndGroup());
+  for (std::size_t i = 0; i < many; ++i) {
+    ASSERT_TRUE(deepThenWide.EndGroup());
+  }
 
   // Each group stands behind the one read before.
   MInFilerTaggedXml groups = ReaderOf(L"<Root>" + repeat(L"<v/><g/>") + L"</Root>");
-  for (std::size_t i = 0; i < many; ++i) ASSERT_TRUE(groups.BeginGroup(L"g") && groups.EndGroup());
+  for (std::size_t i = 0; i < many; ++i) {
+    ASSERT_TRUE(groups.BeginGroup(L"g") && groups.EndGroup());
+  }
 }
 
 TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {

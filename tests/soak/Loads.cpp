@@ -58,9 +58,12 @@ void SubmitOne(Tally& tally, MCommandProcessor& processor, std::uint32_t number)
   std::unique_ptr<MCommandSynchronous> command = std::make_unique<Count>(outcome, tally, number);
   processor.ExecuteSynchronously(command);
   ++tally.submitted;
-  if (outcome.HasError() != (number % kFailsOneIn == 0))
+  if (outcome.HasError() != (number % kFailsOneIn == 0)) {
     tally.Fail("an outcome is not its command's");
-  if (!outcome.HasError()) return;
+  }
+  if (!outcome.HasError()) {
+    return;
+  }
   const MError* const error = outcome.GetException()->GetError(0);
   if (error == nullptr || error->GetCode() != L"Count.Execute:Asked" ||
       error->GetParameters().at(L"number") != std::to_wstring(number)) {
@@ -101,14 +104,18 @@ bool ReadsBack(IInFilerTagged& filer, std::int32_t number, const MString& text) 
 bool StoreInXml(std::int32_t number, const MString& text) {
   MOutFilerTaggedXml writer(L"Soak", L"urn:soak");
   MString document;
-  if (!WriteSettings(writer, number, text) || !writer.GetText(&document)) return false;
+  if (!WriteSettings(writer, number, text) || !writer.GetText(&document)) {
+    return false;
+  }
   MInFilerTaggedXml reader(document, L"Soak", L"urn:soak");
   return ReadsBack(reader, number, text);
 }
 
 bool StoreInRegistry(std::int32_t number, const MString& text) {
   IOutFilerTaggedRegistry writer(L"Soak");
-  if (!WriteSettings(writer, number, text)) return false;
+  if (!WriteSettings(writer, number, text)) {
+    return false;
+  }
   IInFilerTaggedRegistry reader(L"Soak", true);
   return ReadsBack(reader, number, text);
 }
@@ -128,10 +135,14 @@ class DumpReader final : public std::streambuf {
 
   std::streamsize xsputn(const char* text, std::streamsize length) override {
     for (std::string_view rest(text, static_cast<std::size_t>(length)); !rest.empty();) {
-      if (atLineStart) sound = sound && rest.front() == (line < 2 || line % 2 == 0 ? '%' : ' ');
+      if (atLineStart) {
+        sound = sound && rest.front() == (line < 2 || line % 2 == 0 ? '%' : ' ');
+      }
       const std::size_t end = rest.find('\n');
       atLineStart = end != std::string_view::npos;
-      if (atLineStart) ++line;
+      if (atLineStart) {
+        ++line;
+      }
       rest.remove_prefix(atLineStart ? end + 1 : rest.size());
     }
     return length;
@@ -146,7 +157,9 @@ class DumpReader final : public std::streambuf {
 }  // namespace
 
 void Tally::Fail(const std::string& text) {
-  if (!faulty.exchange(true)) fault = text;
+  if (!faulty.exchange(true)) {
+    fault = text;
+  }
   ending = true;
 }
 
@@ -154,7 +167,9 @@ void SubmitCommands(Tally& tally) {
   MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
   processor.Start();
   OnTwoThreads([&] {
-    for (std::uint32_t number = 1; !tally.ending; ++number) SubmitOne(tally, processor, number);
+    for (std::uint32_t number = 1; !tally.ending; ++number) {
+      SubmitOne(tally, processor, number);
+    }
   });
   processor.Stop();
 }
@@ -196,7 +211,9 @@ void DumpLog(Tally& tally) {
     DumpReader reader;
     std::ostream stream(&reader);
     MFlowLogger::Instance()->Dump(stream);
-    if (!reader.IsSound()) tally.Fail("a dump is not what it should be");
+    if (!reader.IsSound()) {
+      tally.Fail("a dump is not what it should be");
+    }
     tally.records += reader.CountRecords();
     ++tally.dumps;
     std::this_thread::sleep_for(kBetweenDumps);

@@ -54,7 +54,9 @@ MemoryCurve RunLoads(Tally& tally, std::chrono::seconds length) {
     memory.Look();
   }
   tally.ending = true;
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   return memory;
 }
 
@@ -92,9 +94,13 @@ int main(int count, char** arguments) {
   if (tally.submitted != tally.executed || tally.failed != tally.reported) {
     tally.Fail("a command or its error has been lost");
   }
-  if (tally.scheduled != tally.delivered) tally.Fail("a notification has been lost");
+  if (tally.scheduled != tally.delivered) {
+    tally.Fail("a notification has been lost");
+  }
 #if !defined(VELTA_TEST_SANITIZED)
-  if (memory.Last() > memory.First() + kMostGrowth) tally.Fail("memory grows");
+  if (memory.Last() > memory.First() + kMostGrowth) {
+    tally.Fail("memory grows");
+  }
 #endif
   std::puts(tally.HasFailed() ? tally.GetFault().c_str() : "nothing lost, nothing changed");
   return tally.HasFailed() ? 1 : 0;

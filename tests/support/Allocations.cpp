@@ -15,17 +15,25 @@ std::atomic<int> live{0};
 void* Allocate(std::size_t size) noexcept {
   ++requests;
   if (granted == 0 && refusals != 0) {
-    if (refusals > 0) --refusals;
+    if (refusals > 0) {
+      --refusals;
+    }
     return nullptr;
   }
-  if (granted > 0) --granted;
+  if (granted > 0) {
+    --granted;
+  }
   void* const memory = std::malloc(size != 0 ? size : 1);
-  if (memory != nullptr) live.fetch_add(1, std::memory_order_relaxed);
+  if (memory != nullptr) {
+    live.fetch_add(1, std::memory_order_relaxed);
+  }
   return memory;
 }
 
 void Free(void* memory) noexcept {
-  if (memory != nullptr) live.fetch_sub(1, std::memory_order_relaxed);
+  if (memory != nullptr) {
+    live.fetch_sub(1, std::memory_order_relaxed);
+  }
   std::free(memory);
 }
 
@@ -41,7 +49,9 @@ void Allocations::Allow(int count, int refused) noexcept {
 }
 
 void* operator new(std::size_t size) {
-  if (void* const memory = Allocate(size)) return memory;
+  if (void* const memory = Allocate(size)) {
+    return memory;
+  }
   throw std::bad_alloc();
 }
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {

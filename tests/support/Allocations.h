@@ -37,7 +37,9 @@ bool IsRefused(int granted, Action action, int refused = kUnlimited) {
 template <typename Action>
 int RefuseEverywhere(Action action, int refused = kUnlimited) {
   int granted = 0;
-  while (IsRefused(granted, action, refused)) ++granted;
+  while (IsRefused(granted, action, refused)) {
+    ++granted;
+  }
   return granted;
 }
 

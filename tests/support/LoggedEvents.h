@@ -50,7 +50,9 @@ class LogReader {
  public:
   explicit LogReader(std::string_view dump) : rest(dump) {
     header = Line();
-    if (Line() != "%%") throw std::runtime_error("the dump's header does not end with %%");
+    if (Line() != "%%") {
+      throw std::runtime_error("the dump's header does not end with %%");
+    }
     while (!rest.empty()) {
       const std::string_view names = Line();
       events.push_back(Event(names, Line()));
@@ -93,7 +95,9 @@ class LogReader {
     std::string_view what = CutAt(names, " in_class ");
     const std::size_t space = what.find(' ');
     event.event = what.substr(0, space);
-    if (space != std::string_view::npos) event.subject = what.substr(space + 1);
+    if (space != std::string_view::npos) {
+      event.subject = what.substr(space + 1);
+    }
     event.className = CutAt(names, " at");
     const bool numbered = names.starts_with("_point ");
     CutAt(names, " ");
@@ -158,9 +162,13 @@ inline testing::Matcher<const std::vector<LoggedEvent>&> Logged(
 MATCHER_P(ContainsTextsInOrder, texts, "contains in this order: " + testing::PrintToString(texts)) {
   std::size_t next = 0;
   for (const LoggedEvent& event : arg) {
-    if (next < texts.size() && event.Text() == texts[next]) ++next;
+    if (next < texts.size() && event.Text() == texts[next]) {
+      ++next;
+    }
   }
-  if (next == texts.size()) return true;
+  if (next == texts.size()) {
+    return true;
+  }
   *result_listener << "where \"" << texts[next] << "\" is missing";
   return false;
 }

@@ -13,7 +13,9 @@ class OrdinaryUser {
   OrdinaryUser& operator=(const OrdinaryUser&) = delete;
   ~OrdinaryUser() {
     // Failing, it would only leave fewer rights.
-    if (wasSuperuser) static_cast<void>(::seteuid(0) == 0);
+    if (wasSuperuser) {
+      static_cast<void>(::seteuid(0) == 0);
+    }
   }
 
  private:

@@ -84,7 +84,9 @@ class TestKey {
   ~TestKey() {
     ::RegCloseKey(key);
 #if defined(_WIN32)
-    if (isRemoved) ::RegDeleteTreeW(above, path.c_str());  // elsewhere the store itself goes
+    if (isRemoved) {
+      ::RegDeleteTreeW(above, path.c_str());  // elsewhere the store itself goes
+    }
 #endif
   }
 
@@ -114,7 +116,9 @@ inline StoredValue Stored(HKEY key, const wchar_t* name) {
   StoredValue value;
   DWORD size = 0;
   value.status = ::RegQueryValueExW(key, name, nullptr, &value.type, nullptr, &size);
-  if (value.status != ERROR_SUCCESS) return {value.status, 0, {}};
+  if (value.status != ERROR_SUCCESS) {
+    return {value.status, 0, {}};
+  }
   value.data.resize(size + 1);  // so that there is a pointer for no data
   value.status = ::RegQueryValueExW(key, name, nullptr, &value.type, value.data.data(), &size);
   value.data.resize(size);
@@ -141,7 +145,9 @@ inline LSTATUS Opened(HKEY parent, const wchar_t* name, REGSAM access = KEY_READ
   HKEY key = nullptr;
   const LSTATUS status = ::RegOpenKeyExW(parent, name, 0, access, &key);
   EXPECT_EQ(status == ERROR_SUCCESS, key != nullptr);
-  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+  if (status == ERROR_SUCCESS) {
+    ::RegCloseKey(key);
+  }
   return status;
 }
 
@@ -149,6 +155,8 @@ inline LSTATUS Created(HKEY parent, const wchar_t* name, DWORD* disposition = nu
   HKEY key = nullptr;
   const LSTATUS status = ::RegCreateKeyExW(parent, name, 0, nullptr, REG_OPTION_NON_VOLATILE,
                                            KEY_READ, nullptr, &key, disposition);
-  if (status == ERROR_SUCCESS) ::RegCloseKey(key);
+  if (status == ERROR_SUCCESS) {
+    ::RegCloseKey(key);
+  }
   return status;
 }

@@ -59,10 +59,18 @@ class ScriptedWaits {
   template <class Wait>
   static DWORD Follow(WaitScript& next, HANDLE first, Wait wait) {
     const WaitScript script = std::exchange(next, WaitScript());
-    if (script.watched != nullptr) *script.watched = first;
-    if (script.begun != nullptr) ::SetEvent(script.begun);
-    if (!script.endsByScript) return wait();
-    if (script.waitsBefore) wait();
+    if (script.watched != nullptr) {
+      *script.watched = first;
+    }
+    if (script.begun != nullptr) {
+      ::SetEvent(script.begun);
+    }
+    if (!script.endsByScript) {
+      return wait();
+    }
+    if (script.waitsBefore) {
+      wait();
+    }
     ::SetLastError(script.lastError);
     return script.result;
   }

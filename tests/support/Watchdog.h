@@ -20,7 +20,9 @@ class Watchdog {
           std::unique_lock lock(mutex);
           started = true;
           done.notify_one();
-          if (done.wait_for(lock, limit, [this] { return finished; })) return;
+          if (done.wait_for(lock, limit, [this] { return finished; })) {
+            return;
+          }
           std::fprintf(stderr, "Watchdog: no end of \"%s\" within %lld s\n", what,
                        static_cast<long long>(limit.count()));
           std::fflush(stderr);

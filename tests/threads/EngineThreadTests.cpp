@@ -46,7 +46,9 @@ class Engine : public MEngineThread {
   void Loop() {
     stopSeen = false;
     SignalThreadStarted();
-    while (!stopSeen) static_cast<void>(WaitForEvents(INFINITE));
+    while (!stopSeen) {
+      static_cast<void>(WaitForEvents(INFINITE));
+    }
   }
 
   std::function<void()> body = [this] { Loop(); };
@@ -243,7 +245,9 @@ TEST_F(EngineThread, TheSixtyFifthEventIsRefusedAndTheOthersStay) {
       }
       return calls;
     };
-    for (int i = 3; i < 62; ++i) engine.On(release, [] { ADD_FAILURE(); });
+    for (int i = 3; i < 62; ++i) {
+      engine.On(release, [] { ADD_FAILURE(); });
+    }
     engine.On(request, [&] { ++calls; });
     EXPECT_EQ(callsOfLast(), 1);  // 63 events, either way
 
@@ -302,11 +306,15 @@ TEST_F(EngineThread, ItsOwnControlIsRefusedWhileAnotherThreadFlushes) {
     request.Set();
     arrived.Wait();
     std::thread stopper;
-    if (stopping) stopper = ScriptedWaits::UntilItWaitsForOne([&] { engine.Stop(); });
+    if (stopping) {
+      stopper = ScriptedWaits::UntilItWaitsForOne([&] { engine.Stop(); });
+    }
     std::thread flusher = ScriptedWaits::UntilItWaitsForAny([&] { engine.Flush(); });
     release.Set();
     flusher.join();
-    if (stopping) stopper.join();
+    if (stopping) {
+      stopper.join();
+    }
     EXPECT_EQ(flushes, 1);
     EXPECT_EQ(engine.IsRunning(), !stopping);
   }
@@ -326,7 +334,9 @@ TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsToldOnItOrDropped) {
       };
       if (where != Where::kInAFlush) {
         engine.body = [&] {
-          if (where == Where::kInItsBody) engine.SignalThreadStarted();
+          if (where == Where::kInItsBody) {
+            engine.SignalThreadStarted();
+          }
           engine.flush();
         };
       }
@@ -400,7 +410,9 @@ TEST_F(EngineThread, ItsDestructorStopsWhatADerivedOneLeftRunning) {
    private:
     void ThreadFunction() override {  // uses nothing of this class once it has begun
       SignalThreadStarted();
-      while (!IsStopRequested()) static_cast<void>(WaitForEvents(INFINITE));
+      while (!IsStopRequested()) {
+        static_cast<void>(WaitForEvents(INFINITE));
+      }
     }
   };
   std::optional<Forgetful> engine;
@@ -452,7 +464,9 @@ TEST_F(EngineThread, SurvivesAStormOfControlOperations) {
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   engine.Stop();
   engine.Start();
   const int before = flushes.load();

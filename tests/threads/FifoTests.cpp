@@ -23,7 +23,9 @@ class SlotModel {
   void Push(int* item) {
     if (count == slots.size()) {
       std::vector<int*> larger(slots.size() + step);
-      for (std::size_t i = 0; i < count; ++i) larger[i] = slots[(head + i) % slots.size()];
+      for (std::size_t i = 0; i < count; ++i) {
+        larger[i] = slots[(head + i) % slots.size()];
+      }
       slots = larger;
       head = 0;
     }
@@ -93,7 +95,9 @@ TEST(MMutexWinImp, IsTheThreadsThatHoldsItAsOftenAsItTookIt) {
     bool taken = false;
     std::thread other([&] {
       taken = mutex.TryLock();
-      if (taken) mutex.Unlock();
+      if (taken) {
+        mutex.Unlock();
+      }
     });
     other.join();
     return taken;
@@ -117,21 +121,33 @@ TEST(MThreadSafeFifo, LosesAndDoublesNothingBetweenManyThreads) {
   std::vector<std::thread> consumers;
   for (std::size_t side = 0; side < kSides; ++side) {
     producers.emplace_back([&, side] {
-      for (std::size_t i = 0; i < each; ++i) queue.Push(&items[side * each + i]);
+      for (std::size_t i = 0; i < each; ++i) {
+        queue.Push(&items[side * each + i]);
+      }
     });
     consumers.emplace_back([&] {
       for (;;) {
         int* item = nullptr;
         queue.WaitForData(INFINITE);
-        if (!queue.Pop(item)) continue;  // another was faster
-        if (item == nullptr) return;
+        if (!queue.Pop(item)) {
+          continue;  // another was faster
+        }
+        if (item == nullptr) {
+          return;
+        }
         ++*item;
       }
     });
   }
-  for (std::thread& producer : producers) producer.join();
-  for (std::size_t side = 0; side < kSides; ++side) queue.Push(nullptr);
-  for (std::thread& consumer : consumers) consumer.join();
+  for (std::thread& producer : producers) {
+    producer.join();
+  }
+  for (std::size_t side = 0; side < kSides; ++side) {
+    queue.Push(nullptr);
+  }
+  for (std::thread& consumer : consumers) {
+    consumer.join();
+  }
 
   EXPECT_THAT(items, testing::Each(1));
   EXPECT_FALSE(queue.WaitForData(1));

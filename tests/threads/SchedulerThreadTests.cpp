@@ -25,7 +25,9 @@ TEST_F(SchedulerThread, ServesWhatWasRegisteredFirstOneEventARound) {
   std::string order;
   scheduler.RegisterSchedulerEvent(first.Handle(), new Callback([&] {
                                      order += " first";
-                                     if (order == " first") first.Set();  // before the second again
+                                     if (order == " first") {
+                                       first.Set();  // before the second again
+                                     }
                                    }));
   scheduler.RegisterSchedulerEvent(second.Handle(), new Callback([&] {
                                      order += " second";

@@ -54,7 +54,9 @@ void EditWithoutMemory(const std::wstring& text, const std::function<bool(MXmlDo
 
 TEST(MXmlDocument, WithoutMemoryAParseLeavesAnEmptyDocumentThatSaysSo) {
   std::wstring text = kFaultyText;
-  for (int i = 0; i < 300; ++i) text += L"<a></b>";
+  for (int i = 0; i < 300; ++i) {
+    text += L"<a></b>";
+  }
   Allocations::WithLittle([&](int granted) {
     MXmlDocument document;
     EXPECT_FALSE(document.SetText(L"<a>"));

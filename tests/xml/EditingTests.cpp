@@ -17,10 +17,14 @@ struct At {
     static_cast<void>(document.SetText(text));
     for (;;) {
       while (document.FindElement()) {
-        if (document.GetTagName() == name) return;
+        if (document.GetTagName() == name) {
+          return;
+        }
         static_cast<void>(document.IntoElement());
       }
-      if (!document.OutOfElement()) return;
+      if (!document.OutOfElement()) {
+        return;
+      }
     }
   }
 };

@@ -57,7 +57,9 @@ TEST(MXmlDocument, WhatIsEscapedIsReadBackWhateverItIs) {
   const std::wstring characters = L"&<>'\";#x1almpt";
   for (std::size_t number = 0; number < 14 * 14 * 14 * 14; ++number) {
     std::wstring text;
-    for (std::size_t rest = number; rest != 0; rest /= 14) text += characters[rest % 14];
+    for (std::size_t rest = number; rest != 0; rest /= 14) {
+      text += characters[rest % 14];
+    }
     ASSERT_EQ(MXmlDocument::Unescape(MXmlDocument::Escape(text)), text);
     ASSERT_EQ(MXmlDocument::Unescape(MXmlDocument::Escape(text, kQuotes)), text);
   }

@@ -42,7 +42,9 @@ void ReadAndWalk(const std::wstring& text) {
     for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &name, &data);) {
       ASSERT_TRUE(document.GetAttribute(name, nullptr));
     }
-    if (document.IntoElement()) ++depth;
+    if (document.IntoElement()) {
+      ++depth;
+    }
   }
 }
 
@@ -58,8 +60,12 @@ TEST(MXmlDocument, EveryPartAndEveryChangeOfOneCharacterIsReadToItsEnd) {
     const std::wstring back = whole.substr(at);
     ReadAndWalk(front);
     ReadAndWalk(back);
-    for (const wchar_t c : inserted) ReadAndWalk(front + c + back);
-    if (!back.empty()) ReadAndWalk(front + back.substr(1));
+    for (const wchar_t c : inserted) {
+      ReadAndWalk(front + c + back);
+    }
+    if (!back.empty()) {
+      ReadAndWalk(front + back.substr(1));
+    }
   }
 }
 

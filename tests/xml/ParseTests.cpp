@@ -121,7 +121,9 @@ TEST(MXmlDocument, ALaterParseKeepsTheEarlierErrorsInFront) {
 
 TEST(MXmlDocument, TheTextOfErrorsIsBoundedAndSaysThatItIsCut) {
   std::wstring text;
-  for (int i = 0; i < 100000; ++i) text += L"<a>";
+  for (int i = 0; i < 100000; ++i) {
+    text += L"<a>";
+  }
   MXmlDocument document;
   EXPECT_FALSE(document.SetText(text));
   const MString& first = document.GetErrorText();
@@ -174,7 +176,9 @@ TEST(MXmlDocument, AFaultEndsAtTheNextMarkupAndFlagsSayHowElementsEnd) {
     static_cast<void>(document.SetText(c.text));
     EXPECT_EQ(Outline(document), c.outline);
     std::vector<std::int64_t> flags;
-    for (const auto& record : RecordsInOrder(document)) flags.push_back(record[4]);
+    for (const auto& record : RecordsInOrder(document)) {
+      flags.push_back(record[4]);
+    }
     EXPECT_EQ(flags, c.flags);
   }
 }

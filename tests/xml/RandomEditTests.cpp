@@ -19,26 +19,54 @@ class RandomEditor {
 
   void Step() {
     const int action = Below(16);
-    if (action < 2) static_cast<void>(document.IntoElement());
-    if (action == 2) static_cast<void>(document.OutOfElement());
-    if (action == 3) static_cast<void>(document.FindElement());
-    if (action == 4) static_cast<void>(document.FindChildElement());
-    if (action == 5) static_cast<void>(document.FindNode(MXmlNodeType::kText));
-    if (action == 6) document.ResetPosition();
-    if (action == 7) Save();
-    if (action == 8) static_cast<void>(document.RestorePosition(SomePosition()));
-    if (action == 9) AddNode();
-    if (action == 10) static_cast<void>(document.SetAttribute(AnyOf({L"a", L"b"}), Content()));
-    if (action == 11 && Below(3) == 0) AddDocument();
-    if (action == 12 && Below(2) == 0) static_cast<void>(document.RemoveElement());
-    if (action > 12) AddElement();
+    if (action < 2) {
+      static_cast<void>(document.IntoElement());
+    }
+    if (action == 2) {
+      static_cast<void>(document.OutOfElement());
+    }
+    if (action == 3) {
+      static_cast<void>(document.FindElement());
+    }
+    if (action == 4) {
+      static_cast<void>(document.FindChildElement());
+    }
+    if (action == 5) {
+      static_cast<void>(document.FindNode(MXmlNodeType::kText));
+    }
+    if (action == 6) {
+      document.ResetPosition();
+    }
+    if (action == 7) {
+      Save();
+    }
+    if (action == 8) {
+      static_cast<void>(document.RestorePosition(SomePosition()));
+    }
+    if (action == 9) {
+      AddNode();
+    }
+    if (action == 10) {
+      static_cast<void>(document.SetAttribute(AnyOf({L"a", L"b"}), Content()));
+    }
+    if (action == 11 && Below(3) == 0) {
+      AddDocument();
+    }
+    if (action == 12 && Below(2) == 0) {
+      static_cast<void>(document.RemoveElement());
+    }
+    if (action > 12) {
+      AddElement();
+    }
   }
 
   void ExpectAllHolds() {
     ASSERT_TRUE(IndexIsThatOfItsText(document));
     // A position on another node cannot be saved, so there would be no way back to it.
     const MXmlNodeType type = document.GetNodeType();
-    if (withFaults || (type != MXmlNodeType::kNone && type != MXmlNodeType::kElement)) return;
+    if (withFaults || (type != MXmlNodeType::kNone && type != MXmlNodeType::kElement)) {
+      return;
+    }
     document.SavePosition(L"back here");
     for (const auto& [name, expected] : saved) {
       if (document.RestorePosition(name)) {
@@ -77,7 +105,9 @@ class RandomEditor {
   void AddElement() {
     std::uint32_t flags = AnyOf({0u, MXmlDocument::kAddCData, MXmlDocument::kAddAsChild,
                                  MXmlDocument::kAddSpaceBeforeSlash});
-    if (withFaults && Below(20) == 0) flags |= MXmlDocument::kAddStartTagOnly;
+    if (withFaults && Below(20) == 0) {
+      flags |= MXmlDocument::kAddStartTagOnly;
+    }
     const std::wstring name = NewName();
     if (document.AddElement(name, Content(), flags)) {
       EXPECT_EQ(Named(), name);
@@ -98,7 +128,9 @@ class RandomEditor {
   }
 
   void Save() {
-    if (!Named().starts_with(L'e')) return;  // no element of ours
+    if (!Named().starts_with(L'e')) {
+      return;  // no element of ours
+    }
     const std::wstring name = SomePosition();
     document.SavePosition(name);
     saved[name] = Named();
@@ -124,7 +156,9 @@ TEST(MXmlDocument, AfterAnyEditsTheIndexIsThatOfTheText) {
     for (int step = 0; step < 400; ++step) {
       editor.Step();
       // Not after every one: asking for lengths settles what edits have left to be added.
-      if (step % (seed % 13 + 1) != 0) continue;
+      if (step % (seed % 13 + 1) != 0) {
+        continue;
+      }
       editor.ExpectAllHolds();
       ASSERT_FALSE(testing::Test::HasFatalFailure()) << "step " << step;
     }

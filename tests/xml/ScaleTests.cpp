@@ -20,7 +20,9 @@ constexpr std::size_t kManyFaults = kMany / 10;
 std::wstring Repeat(std::wstring_view text, std::size_t count) {
   std::wstring repeated;
   repeated.reserve(text.size() * count);
-  for (std::size_t i = 0; i < count; ++i) repeated += text;
+  for (std::size_t i = 0; i < count; ++i) {
+    repeated += text;
+  }
   return repeated;
 }
 
@@ -31,11 +33,15 @@ TEST(MXmlDocument, DepthCostsNoStackAndNoTime) {
   MXmlDocument document;
   ASSERT_TRUE(document.SetText(Repeat(L"<a>", kMany) + Repeat(L"</a>", kMany)));
   std::size_t depth = 0;
-  while (document.FindElement() && document.IntoElement()) ++depth;
+  while (document.FindElement() && document.IntoElement()) {
+    ++depth;
+  }
   EXPECT_EQ(depth, kMany);
   ASSERT_TRUE(document.AddElement(L"b", L"deepest"));
   EXPECT_EQ(document.GetOffset(), static_cast<std::int32_t>(3 * kMany + 1));
-  while (document.OutOfElement()) --depth;
+  while (document.OutOfElement()) {
+    --depth;
+  }
   EXPECT_EQ(depth, 0u);
   ASSERT_TRUE(document.RemoveElement());
   EXPECT_EQ(document.GetText(), L"");
@@ -71,7 +77,9 @@ TEST(MXmlDocument, AMillionAttributesAreReadOneAfterTheOther) {
   MString attribute;
   MString value;
   std::size_t count = 0;
-  for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &attribute, &value);) ++count;
+  for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &attribute, &value);) {
+    ++count;
+  }
   EXPECT_EQ(count, kMany + 1);
   EXPECT_EQ(document.GetAttribute(L"last"), L"2");
 }

@@ -49,10 +49,14 @@ inline std::vector<std::vector<std::int64_t>> RecordsInOrder(const MXmlDocument&
 inline testing::AssertionResult IndexIsThatOfItsText(const MXmlDocument& document) {
   MXmlDocument fresh;
   fresh.SetFlags(document.GetFlags());
-  if (!document.GetText().empty()) static_cast<void>(fresh.SetText(document.GetText()));
+  if (!document.GetText().empty()) {
+    static_cast<void>(fresh.SetText(document.GetText()));
+  }
   const auto expected = RecordsInOrder(fresh);
   const auto actual = RecordsInOrder(document);
-  if (expected == actual) return testing::AssertionSuccess();
+  if (expected == actual) {
+    return testing::AssertionSuccess();
+  }
   testing::StringMatchResultListener difference;
   testing::ExplainMatchResult(testing::ElementsAreArray(expected), actual, &difference);
   return testing::AssertionFailure() << difference.str() << " in: " << document.GetText();
@@ -66,7 +70,9 @@ inline std::wstring Outline(MXmlDocument& document) {
   for (int depth = 0;;) {
     if (document.FindElement()) {
       outline.append(document.GetTagName()).append(1, L'(');
-      if (document.IntoElement()) ++depth;
+      if (document.IntoElement()) {
+        ++depth;
+      }
     } else if (depth-- == 0 || !document.OutOfElement()) {
       return outline;
     } else {

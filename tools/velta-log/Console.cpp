@@ -29,7 +29,9 @@ Utf8Console::Utf8Console() {
 
 Utf8Console::~Utf8Console() {
   std::fflush(stdout);
-  if (earlierCodePage != 0) ::SetConsoleOutputCP(earlierCodePage);
+  if (earlierCodePage != 0) {
+    ::SetConsoleOutputCP(earlierCodePage);
+  }
 }
 
 #else

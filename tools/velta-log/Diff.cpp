@@ -29,7 +29,9 @@ struct Run {
 
 /// Keys differ from run to run, so an unnamed point cannot be told from another of its class.
 std::string FullName(const Log& log, std::uint32_t operation) {
-  if (!log.operations[operation].isUnnamed) return log.FullName(operation);
+  if (!log.operations[operation].isUnnamed) {
+    return log.FullName(operation);
+  }
   std::string name(log.ClassName(operation));
   name += '.';
   name += kUnnamed;
@@ -64,17 +66,25 @@ Run Observe(const Log& log) {
   std::map<std::tuple<std::int32_t, std::uint32_t, NameId>, std::pair<const Record*, std::uint64_t>>
       kinds;
   for (const Record& record : log.records) {
-    if (record.code == kScopePop) continue;  // said by its push
+    if (record.code == kScopePop) {
+      continue;  // said by its push
+    }
     auto& [first, count] = kinds[{record.code, record.operation, record.subject}];
-    if (first == nullptr) first = &record;
+    if (first == nullptr) {
+      first = &record;
+    }
     ++count;
   }
-  for (const auto& [kind, seen] : kinds) run.events[Describe(log, *seen.first)] += seen.second;
+  for (const auto& [kind, seen] : kinds) {
+    run.events[Describe(log, *seen.first)] += seen.second;
+  }
 
   std::map<std::pair<std::uint32_t, std::uint32_t>, std::uint64_t> pairs;
   const Scopes scopes = FindScopes(log);
   for (const Scope& scope : scopes.all) {
-    if (scope.parent == kNone) continue;
+    if (scope.parent == kNone) {
+      continue;
+    }
     ++pairs[{log.records[scope.Teller()].operation,
              log.records[scopes.all[scope.parent].Teller()].operation}];
   }
@@ -88,9 +98,13 @@ void WriteOnly(std::string_view title, const Behaviours& of, const Behaviours& n
                Output& output) {
   Table table({">count", "what"});
   for (const auto& [what, count] : of) {
-    if (notOf.find(what) == notOf.end()) table.Add({std::to_string(count), what});
+    if (notOf.find(what) == notOf.end()) {
+      table.Add({std::to_string(count), what});
+    }
   }
-  if (table.IsEmpty()) return;
+  if (table.IsEmpty()) {
+    return;
+  }
   output.Write(title);
   output.Write("\n");
   table.Print(output, kAll);
@@ -98,7 +112,9 @@ void WriteOnly(std::string_view title, const Behaviours& of, const Behaviours& n
 
 Behaviours AsBehaviours(const std::set<std::string>& names) {
   Behaviours behaviours;
-  for (const std::string& name : names) behaviours[name] = 1;
+  for (const std::string& name : names) {
+    behaviours[name] = 1;
+  }
   return behaviours;
 }
 
@@ -110,16 +126,22 @@ void WriteChanged(const Behaviours& first, const Behaviours& second, Output& out
   std::vector<Change> changes;
   for (const auto& [what, before] : first) {
     const auto found = second.find(what);
-    if (found == second.end() || found->second == before) continue;
+    if (found == second.end() || found->second == before) {
+      continue;
+    }
     const std::uint64_t after = found->second;
     const double factor = static_cast<double>(after) / static_cast<double>(before);
     changes.push_back({std::max(factor, 1 / factor),
                        {std::to_string(before), std::to_string(after), FactorText(factor), what}});
   }
-  if (changes.empty()) return;
+  if (changes.empty()) {
+    return;
+  }
   std::ranges::stable_sort(changes, std::ranges::greater(), &Change::factor);
   Table table({">first", ">second", ">times", "what"});
-  for (Change& change : changes) table.Add(std::move(change.cells));
+  for (Change& change : changes) {
+    table.Add(std::move(change.cells));
+  }
   output.Write("More or less often\n");
   table.Print(output, kAll);
 }

@@ -28,7 +28,9 @@ class Cursor {
   explicit Cursor(std::string_view text) noexcept : rest(text) {}
 
   bool Skip(std::string_view prefix) noexcept {
-    if (!rest.starts_with(prefix)) return false;
+    if (!rest.starts_with(prefix)) {
+      return false;
+    }
     rest.remove_prefix(prefix.size());
     return true;
   }
@@ -36,7 +38,9 @@ class Cursor {
   template <typename Number>
   bool Read(Number& number) noexcept {
     const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
-    if (error != std::errc()) return false;
+    if (error != std::errc()) {
+      return false;
+    }
     rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
     return true;
   }
@@ -50,9 +54,13 @@ class Cursor {
     }
     const std::size_t before = rest.size();
     std::uint32_t micros = 0;
-    if (!Read(micros) || before - rest.size() != 6) return false;
+    if (!Read(micros) || before - rest.size() != 6) {
+      return false;
+    }
     time = seconds * 1'000'000 + micros;
-    if (negative) time = -time;
+    if (negative) {
+      time = -time;
+    }
     return true;
   }
 
@@ -66,7 +74,9 @@ class Cursor {
 /// Cuts `text` at the first `separator` and returns what stands before; nothing without one.
 std::optional<std::string_view> CutAt(std::string_view& text, std::string_view separator) noexcept {
   const std::size_t found = text.find(separator);
-  if (found == std::string_view::npos) return std::nullopt;
+  if (found == std::string_view::npos) {
+    return std::nullopt;
+  }
   const std::string_view before = text.substr(0, found);
   text.remove_prefix(found + separator.size());
   return before;
@@ -102,11 +112,15 @@ struct Texts {
   /// the words between the others are taken where they first stand.
   bool Read(std::string_view text, const Numbers& numbers) noexcept {
     Cursor cursor(text);
-    if (!cursor.Skip(EventName(numbers.code))) return false;
+    if (!cursor.Skip(EventName(numbers.code))) {
+      return false;
+    }
     std::string_view rest = cursor.Rest();
     const auto before = CutAt(rest, " in_class ");
     const auto place = CutAt(rest, ObjectAnchor(numbers.object));
-    if (!before || !place) return false;
+    if (!before || !place) {
+      return false;
+    }
     subject = SubjectName(*before, numbers);
 
     std::string_view points = *place;
@@ -115,18 +129,24 @@ struct Texts {
       name = CutAt(points, " at_point ");
       points = kUnnamed;
     }
-    if (!name) return false;
+    if (!name) {
+      return false;
+    }
     className = *name;
     point = points;
 
-    if (!rest.ends_with(')')) return false;
+    if (!rest.ends_with(')')) {
+      return false;
+    }
     rest.remove_suffix(1);
     if (numbers.threadId == 0) {
       objectName = rest;
       return true;
     }
     const auto object = CutAt(rest, ThreadAnchor(numbers.threadId));
-    if (!object) return false;
+    if (!object) {
+      return false;
+    }
     objectName = *object;
     threadName = rest;
     return true;
@@ -134,9 +154,13 @@ struct Texts {
 
  private:
   static std::string_view SubjectName(std::string_view text, const Numbers& numbers) noexcept {
-    if (numbers.code == kTimingPoint) return {};  // the two values, which the numbers repeat
+    if (numbers.code == kTimingPoint) {
+      return {};  // the two values, which the numbers repeat
+    }
     Cursor cursor(text);
-    if (numbers.code == kStateChange) cursor.Skip(" to");
+    if (numbers.code == kStateChange) {
+      cursor.Skip(" to");
+    }
     cursor.Skip(" ");
     return cursor.Rest();
   }
@@ -174,11 +198,15 @@ std::string_view WithoutReturn(std::string_view line) noexcept {
 /// A dump's own lines end with a bracket: one with a carriage return after it went through text
 /// mode, which put one before each line break, also before those of names.
 void DropReturns(std::string& text) {
-  if (!text.ends_with('\r')) return;
+  if (!text.ends_with('\r')) {
+    return;
+  }
   text += '\n';
   std::size_t kept = 0;
   for (std::size_t i = 0; i + 1 < text.size(); ++i) {
-    if (text[i] != '\r' || text[i + 1] != '\n') text[kept++] = text[i];
+    if (text[i] != '\r' || text[i + 1] != '\n') {
+      text[kept++] = text[i];
+    }
   }
   text.resize(kept);
 }
@@ -212,7 +240,9 @@ void DumpReader::Take(std::string_view bytes) {
       partialLine.clear();
     }
     if (!isWhole) {
-      if (!skipsLine) partialLine += piece;
+      if (!skipsLine) {
+        partialLine += piece;
+      }
     } else if (skipsLine) {
       skipsLine = false;
       inRecord = false;
@@ -228,11 +258,17 @@ void DumpReader::Take(std::string_view bytes) {
 }
 
 void DumpReader::Finish() {
-  if (skipsLine || !partialLine.empty()) Take("\n");
-  if (inRecord) Report(lineNumber, "the text ends within a record");
+  if (skipsLine || !partialLine.empty()) {
+    Take("\n");
+  }
+  if (inRecord) {
+    Report(lineNumber, "the text ends within a record");
+  }
   inRecord = false;
   builder.FindNamesakes();
-  if (!hasHeader && damage.count == 0) Report(1, "no dump: the reference time is missing");
+  if (!hasHeader && damage.count == 0) {
+    Report(1, "no dump: the reference time is missing");
+  }
 }
 
 void DumpReader::TakeLine(std::string_view line) {
@@ -256,7 +292,9 @@ void DumpReader::TakeLine(std::string_view line) {
 }
 
 void DumpReader::TakeHeader(std::string_view line) {
-  if (line == "%%") return;  // the second line
+  if (line == "%%") {
+    return;  // the second line
+  }
   hasHeader = true;
   Cursor cursor(line);
   Micros start = 0;
@@ -264,7 +302,9 @@ void DumpReader::TakeHeader(std::string_view line) {
     Report(lineNumber, "a header line that tells no reference time");
     return;
   }
-  if (cursor.Rest() == " is wrong.") return;
+  if (cursor.Rest() == " is wrong.") {
+    return;
+  }
   unsigned milliseconds = 0;
   if (!cursor.Skip(" is approximately ") || !cursor.Read(milliseconds) ||
       !cursor.Skip("ms past ")) {
@@ -279,12 +319,16 @@ void DumpReader::TakeHeader(std::string_view line) {
   // In an empty log's header the seconds count from the zero of the machine's counter, which may be
   // days ago. Its time 0 is the making of the log, unless a later dump has records.
   const Micros offset = *wall + Micros{milliseconds} * 1000 - std::min<Micros>(start, 0);
-  if (!log.wallClock || log.records.empty()) log.wallClock = offset;
+  if (!log.wallClock || log.records.empty()) {
+    log.wallClock = offset;
+  }
   shift = offset - *log.wallClock;
 }
 
 void DumpReader::BeginRecord(std::string_view line) {
-  if (!hasHeader) Report(lineNumber, "records without a reference time before them");
+  if (!hasHeader) {
+    Report(lineNumber, "records without a reference time before them");
+  }
   hasHeader = true;  // told once
   recordText = line.substr(kRecord.size());
   recordLine = lineNumber;
@@ -295,7 +339,9 @@ void DumpReader::ContinueRecord(std::string_view line) {
   Numbers numbers;
   if (!numbers.Read(WithoutReturn(line))) {  // then a name has a line break here
     inRecord = recordText.size() + line.size() < kLongestLine;
-    if (!inRecord) Report(recordLine, "a record of more than a megabyte");
+    if (!inRecord) {
+      Report(recordLine, "a record of more than a megabyte");
+    }
     recordText += '\n';
     recordText += line;
     return;
@@ -320,7 +366,9 @@ void DumpReader::ContinueRecord(std::string_view line) {
 
 void DumpReader::Report(std::uint64_t line, std::string_view problem) {
   ++damage.count;
-  if (damage.places.size() < kReportedPlaces) damage.places.push_back({line, problem});
+  if (damage.places.size() < kReportedPlaces) {
+    damage.places.push_back({line, problem});
+  }
 }
 
 }  // namespace veltalog

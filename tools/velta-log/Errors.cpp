@@ -34,7 +34,9 @@ class ScopePaths {
   [[nodiscard]] Path To(std::uint32_t record) const {
     Path path;
     const std::uint32_t innermost = scopes.around[record];
-    if (innermost == kNone) return path;
+    if (innermost == kNone) {
+      return path;
+    }
     const std::size_t depth = std::size_t{all[innermost].depth} + 1;
     if (depth <= 2 * kEnd) {
       Climb(innermost, depth, path.names);
@@ -80,7 +82,9 @@ void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
     text += before + path.names[i];
     before = " > ";
   }
-  if (!text.ends_with('\n')) text += '\n';
+  if (!text.ends_with('\n')) {
+    text += '\n';
+  }
   output.Write(text);
 }
 
@@ -91,8 +95,12 @@ void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
       .Member("event", EventName(record.code))
       .Member("class", log.ClassName(record.operation))
       .Member("operation", log.OperationName(record.operation));
-  if (record.code != kDismissedError) json.Member("error", log.Name(record.subject));
-  if (error.cause != kNone) json.Member("after", log.ErrorCode(log.records[error.cause]));
+  if (record.code != kDismissedError) {
+    json.Member("error", log.Name(record.subject));
+  }
+  if (error.cause != kNone) {
+    json.Member("after", log.ErrorCode(log.records[error.cause]));
+  }
   json.Member("line", record.value2).Key("object");
   json.Address(record.object)
       .Member("thread", log.threads[record.thread].id)
@@ -100,9 +108,13 @@ void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
       .Key("scopes");
   json.BeginArray();
   const ScopePaths::Path path = paths.To(error.record);
-  for (const std::string& scope : path.names) json.String(scope);
+  for (const std::string& scope : path.names) {
+    json.String(scope);
+  }
   json.EndArray();
-  if (path.leftOut > 0) json.Member("scopesLeftOut", path.leftOut);
+  if (path.leftOut > 0) {
+    json.Member("scopesLeftOut", path.leftOut);
+  }
   json.EndObject();
   json.EndLine();
 }

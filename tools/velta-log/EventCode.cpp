@@ -34,7 +34,9 @@ constexpr std::pair<std::int32_t, std::string_view> kNames[] = {
 
 std::string_view EventName(std::int32_t code) noexcept {
   for (const auto& [known, name] : kNames) {
-    if (known == code) return name;
+    if (known == code) {
+      return name;
+    }
   }
   return kUnknownEvent;
 }

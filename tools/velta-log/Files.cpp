@@ -34,7 +34,9 @@ FileHandle Open(const std::string& name, bool forWriting) {
 #else
   std::FILE* const file = std::fopen(path.c_str(), forWriting ? "wb" : "rb");
 #endif
-  if (file == nullptr) Fail(forWriting ? "cannot write" : "cannot read", name, errno);
+  if (file == nullptr) {
+    Fail(forWriting ? "cannot write" : "cannot read", name, errno);
+  }
   return FileHandle(file, [](std::FILE* stream) { std::fclose(stream); });
 }
 
@@ -54,7 +56,9 @@ Log ReadDump(const std::string& name, Damage& damage) {
   std::vector<char> block(kBlock);
   while (std::feof(file.get()) == 0) {
     const std::size_t count = std::fread(block.data(), 1, block.size(), file.get());
-    if (std::ferror(file.get()) != 0) Fail("cannot read", name, errno);
+    if (std::ferror(file.get()) != 0) {
+      Fail("cannot read", name, errno);
+    }
     reader.Take({block.data(), count});
     progress.Advance(count);
   }
@@ -67,13 +71,17 @@ Output::Output(const std::string& name) : fileName(name), file(Open(name, true))
 }
 
 void Output::Write(std::string_view text) {
-  if (buffer.size() + text.size() > kBlock) Flush();
+  if (buffer.size() + text.size() > kBlock) {
+    Flush();
+  }
   buffer += text;
 }
 
 void Output::Close() {
   Flush();
-  if (std::fflush(file.get()) != 0) Fail("cannot write", fileName, errno);
+  if (std::fflush(file.get()) != 0) {
+    Fail("cannot write", fileName, errno);
+  }
 }
 
 void Output::Flush() {

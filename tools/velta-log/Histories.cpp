@@ -14,7 +14,9 @@ std::vector<StateHistory> FindStateHistories(const Log& log) {
   std::map<std::pair<std::uint64_t, NameId>, std::size_t> current;
   for (std::uint32_t i = 0; i < log.records.size(); ++i) {
     const Record& record = log.records[i];
-    if (record.code != kStateChange && record.code != kDestruction) continue;
+    if (record.code != kStateChange && record.code != kDestruction) {
+      continue;
+    }
     const std::pair owner(record.object, log.operations[record.operation].className);
     const auto found = current.find(owner);
     if (found != current.end()) {
@@ -22,7 +24,9 @@ std::vector<StateHistory> FindStateHistories(const Log& log) {
       last.end = std::max(last.begin, record.time);
     }
     if (record.code == kDestruction) {
-      if (found == current.end()) continue;
+      if (found == current.end()) {
+        continue;
+      }
       histories[found->second].destroyed = true;
       current.erase(found);
       continue;
@@ -35,7 +39,9 @@ std::vector<StateHistory> FindStateHistories(const Log& log) {
     history.spans.push_back({record.time, record.time, record.subject, i});
   }
   const Micros end = log.End();
-  for (const auto& [owner, index] : current) histories[index].spans.back().end = end;
+  for (const auto& [owner, index] : current) {
+    histories[index].spans.back().end = end;
+  }
   return histories;
 }
 
@@ -44,10 +50,14 @@ std::vector<ErrorEvent> FindErrors(const Log& log) {
   std::vector<std::uint32_t> lastOfThread(log.threads.size(), kNone);
   for (std::uint32_t i = 0; i < log.records.size(); ++i) {
     const Record& record = log.records[i];
-    if (!NamesAnError(record.code)) continue;
+    if (!NamesAnError(record.code)) {
+      continue;
+    }
     std::uint32_t& last = lastOfThread[record.thread];
     errors.push_back({i, record.code == kDismissedError ? last : kNone});
-    if (IsError(record.code)) last = i;
+    if (IsError(record.code)) {
+      last = i;
+    }
   }
   return errors;
 }

@@ -10,16 +10,26 @@ namespace {
 
 /// As log viewers rank lines.
 std::string_view Level(std::int32_t code) {
-  if (IsError(code)) return "error";
-  if (NamesAnError(code)) return "warning";
+  if (IsError(code)) {
+    return "error";
+  }
+  if (NamesAnError(code)) {
+    return "warning";
+  }
   return code == kScopePush || code == kScopePop || code == kTimingPoint ? "debug" : "info";
 }
 
 /// The key under which the event's subject stands; empty when it has none.
 std::string_view SubjectKey(std::int32_t code) {
-  if (code == kDismissedError) return {};  // the log is never told which one
-  if (NamesAnError(code)) return "error";
-  if (code == kStateChange) return "state";
+  if (code == kDismissedError) {
+    return {};  // the log is never told which one
+  }
+  if (NamesAnError(code)) {
+    return "error";
+  }
+  if (code == kStateChange) {
+    return "state";
+  }
   return code == kMessageSend ? "message" : std::string_view();
 }
 
@@ -53,7 +63,9 @@ void WriteRecord(JsonWriter& json, const Log& log, const Record& record) {
 
 void WriteJsonLines(const Log& log, Output& output) {
   JsonWriter json(output);
-  for (const Record& record : log.records) WriteRecord(json, log, record);
+  for (const Record& record : log.records) {
+    WriteRecord(json, log, record);
+  }
 }
 
 }  // namespace veltalog

@@ -47,7 +47,9 @@ JsonWriter& JsonWriter::Raw(std::string_view text) {
 }
 
 void JsonWriter::Separate() {
-  if (needsComma) output.Write(",");
+  if (needsComma) {
+    output.Write(",");
+  }
   needsComma = true;
 }
 
@@ -55,7 +57,9 @@ void JsonWriter::Escape(std::string_view utf8) {
   std::size_t written = 0;
   for (std::size_t i = 0; i < utf8.size(); ++i) {
     const auto byte = static_cast<unsigned char>(utf8[i]);
-    if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '<') continue;
+    if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '<') {
+      continue;
+    }
     output.Write(utf8.substr(written, i - written));
     written = i + 1;
     const char escape[] = {

@@ -30,20 +30,26 @@ std::string Log::ErrorCode(const Record& record) const {
 }
 
 std::string Log::ThreadName(std::uint32_t thread) const {
-  if (threads[thread].id == 0) return "no thread";
+  if (threads[thread].id == 0) {
+    return "no thread";
+  }
   const std::string_view name = Name(threads[thread].name);
   return name == kUnknown ? "thread " + std::to_string(threads[thread].id) : std::string(name);
 }
 
 std::string Log::ThreadLabel(std::uint32_t thread) const {
   std::string label = ThreadName(thread);
-  if (threads[thread].hasNamesake) label += " (" + std::to_string(threads[thread].id) + ')';
+  if (threads[thread].hasNamesake) {
+    label += " (" + std::to_string(threads[thread].id) + ')';
+  }
   return label;
 }
 
 std::vector<std::vector<std::uint32_t>> Log::RecordsByThread() const {
   std::vector<std::vector<std::uint32_t>> byThread(threads.size());
-  for (std::uint32_t i = 0; i < records.size(); ++i) byThread[records[i].thread].push_back(i);
+  for (std::uint32_t i = 0; i < records.size(); ++i) {
+    byThread[records[i].thread].push_back(i);
+  }
   return byThread;
 }
 
@@ -53,7 +59,9 @@ std::uint32_t LogBuilder::FindOperation(std::string_view className, std::string_
   const auto [found, isNew] =
       operationNumbers.try_emplace(std::uint64_t{operation.className} << 32 | operation.name,
                                    static_cast<std::uint32_t>(log.operations.size()));
-  if (isNew) log.operations.push_back(operation);
+  if (isNew) {
+    log.operations.push_back(operation);
+  }
   return found->second;
 }
 
@@ -71,7 +79,9 @@ std::uint32_t LogBuilder::FindThread(std::int32_t id, std::string_view name) {
 void LogBuilder::FindNamesakes() {
   const NameId unknown = log.names.Intern(kUnknown);
   std::unordered_map<NameId, std::uint32_t> counts;
-  for (const Thread& thread : log.threads) ++counts[thread.name];
+  for (const Thread& thread : log.threads) {
+    ++counts[thread.name];
+  }
   for (Thread& thread : log.threads) {
     thread.hasNamesake = thread.name != unknown && counts[thread.name] > 1;
   }

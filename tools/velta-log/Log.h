@@ -22,7 +22,9 @@ using Micros = std::int64_t;
 /// The sum, or what 64 bits hold of it: a damaged dump's times may be anything.
 [[nodiscard]] constexpr Micros AddSaturated(Micros a, Micros b) noexcept {
   using Limits = std::numeric_limits<Micros>;
-  if (b > 0) return a > (Limits::max)() - b ? (Limits::max)() : a + b;
+  if (b > 0) {
+    return a > (Limits::max)() - b ? (Limits::max)() : a + b;
+  }
   return a < (Limits::min)() - b ? (Limits::min)() : a + b;
 }
 

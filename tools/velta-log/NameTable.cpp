@@ -24,7 +24,9 @@ std::string Utf8(std::string_view latin1) {
 }  // namespace
 
 NameId NameTable::Intern(std::string_view latin1) {
-  if (const auto found = numbers.find(latin1); found != numbers.end()) return found->second;
+  if (const auto found = numbers.find(latin1); found != numbers.end()) {
+    return found->second;
+  }
   const auto number = static_cast<NameId>(shown.size());
   shown.push_back(Utf8(latin1));
   numbers.emplace(raw.emplace_back(latin1), number);

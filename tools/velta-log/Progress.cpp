@@ -17,14 +17,20 @@ Progress::Progress(std::uint64_t expected)
     : total(expected), watched(ErrorStreamIsTerminal()), nextDraw(Clock::now() + kPatience) {}
 
 Progress::~Progress() {
-  if (drawnLength != 0) Draw("");
+  if (drawnLength != 0) {
+    Draw("");
+  }
 }
 
 void Progress::Advance(std::uint64_t bytes) {
   done += bytes;
-  if (!watched) return;
+  if (!watched) {
+    return;
+  }
   const auto now = Clock::now();
-  if (now < nextDraw) return;
+  if (now < nextDraw) {
+    return;
+  }
   nextDraw = now + kBetweenDraws;
   std::string text = "reading: " + std::to_string(done >> 20U) + " MB";
   if (total != 0) {

@@ -53,8 +53,9 @@ class ThreadScopes {
         Leave(record, scopes.strayExits);
       }
     }
-    while (!open.empty())
+    while (!open.empty()) {
       CloseInnermost(end, kNone, static_cast<std::uint32_t>(log.records.size()));
+    }
 
     // The last of those without an entry is around all the others.
     const auto first = static_cast<std::uint32_t>(scopes.all.size());
@@ -109,7 +110,9 @@ class ThreadScopes {
     std::uint32_t next = first;
     std::uint32_t innermost = kNone;
     const auto isNext = [&](std::uint32_t record) {
-      if (next == scopes.all.size()) return false;
+      if (next == scopes.all.size()) {
+        return false;
+      }
       const std::uint32_t entry = scopes.all[next].entry;
       return entry == kNone || entry == record;
     };

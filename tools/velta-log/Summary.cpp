@@ -22,9 +22,15 @@ class OutermostFilter {
 
 void CountRecord(Activity& activity, const Record& record) {
   ++activity.records;
-  if (IsError(record.code)) ++activity.errors;
-  if (record.code == kConstruction) ++activity.constructions;
-  if (record.code == kDestruction) ++activity.destructions;
+  if (IsError(record.code)) {
+    ++activity.errors;
+  }
+  if (record.code == kConstruction) {
+    ++activity.constructions;
+  }
+  if (record.code == kDestruction) {
+    ++activity.destructions;
+  }
 }
 
 void CountRecords(const Log& log, Summary& summary) {
@@ -33,16 +39,24 @@ void CountRecords(const Log& log, Summary& summary) {
     const Record& record = log.records[i];
     ++codes[record.code];
     ThreadActivity& thread = summary.threads[record.thread];
-    if (thread.records++ == 0) thread.begin = record.time;
+    if (thread.records++ == 0) {
+      thread.begin = record.time;
+    }
     thread.end = record.time;
-    if (IsError(record.code)) ++thread.errors;
+    if (IsError(record.code)) {
+      ++thread.errors;
+    }
     CountRecord(summary.operations[record.operation], record);
     if (NamesAnError(record.code)) {
       ErrorCount& error = summary.errors[{record.code, log.ErrorCode(record)}];
-      if (error.count++ == 0) error.firstRecord = i;
+      if (error.count++ == 0) {
+        error.firstRecord = i;
+      }
     }
   }
-  for (const auto& [code, count] : codes) summary.events[std::string(EventName(code))] += count;
+  for (const auto& [code, count] : codes) {
+    summary.events[std::string(EventName(code))] += count;
+  }
   for (std::size_t i = 0; i < log.operations.size(); ++i) {
     Activity& ofClass = summary.classes[log.operations[i].className];
     const Activity& operation = summary.operations[i];
@@ -74,17 +88,27 @@ void CountScopes(const Log& log, const Scopes& scopes, Summary& summary) {
     const NameId className = log.operations[teller.operation].className;
     Activity& operation = summary.operations[teller.operation];
     Activity& ofClass = summary.classes[className];
-    if (operations.Enter(teller.operation)) Add(operation.total, scope.Duration());
-    if (classes.Enter(className)) Add(ofClass.total, scope.Duration());
+    if (operations.Enter(teller.operation)) {
+      Add(operation.total, scope.Duration());
+    }
+    if (classes.Enter(className)) {
+      Add(ofClass.total, scope.Duration());
+    }
     for (Activity* const activity : {&operation, &ofClass}) {
       ++activity->scopes;
       Add(activity->self, scope.self);
     }
     ThreadActivity& thread = summary.threads[teller.thread];
     ++thread.scopes;
-    if (scope.depth == 0) Add(thread.inScopes, scope.Duration());
-    if (scope.exit == kNone) summary.neverClosed.push_back(i);
-    if (scope.entry == kNone) ++summary.neverOpened;
+    if (scope.depth == 0) {
+      Add(thread.inScopes, scope.Duration());
+    }
+    if (scope.exit == kNone) {
+      summary.neverClosed.push_back(i);
+    }
+    if (scope.entry == kNone) {
+      ++summary.neverOpened;
+    }
   }
 }
 
@@ -98,7 +122,9 @@ std::vector<Percentiles> MeasureScopes(const Log& log, const Scopes& scopes) {
   std::vector<Percentiles> measured(durations.size());
   for (std::size_t i = 0; i < durations.size(); ++i) {
     std::vector<Micros>& sorted = durations[i];
-    if (sorted.empty()) continue;
+    if (sorted.empty()) {
+      continue;
+    }
     std::ranges::sort(sorted);
     const auto rank = [&](std::size_t percent) {
       return sorted[(sorted.size() * percent + 99) / 100 - 1];

@@ -70,7 +70,9 @@ void WriteFailuresJson(JsonWriter& json, const Log& log, const Summary& summary)
         .Member("event", EventName(key.first))
         .Member("class", log.ClassName(first.operation))
         .Member("operation", log.OperationName(first.operation));
-    if (key.first != kDismissedError) json.Member("error", log.Name(first.subject));
+    if (key.first != kDismissedError) {
+      json.Member("error", log.Name(first.subject));
+    }
     json.Member("count", error.count).Member("firstUs", first.time).EndObject();
   }
   json.EndArray();
@@ -120,9 +122,13 @@ void WriteSummaryJson(const Log& log, const Scopes& scopes, const Summary& summa
       .Member("records", log.records.size())
       .Member("beginUs", log.Begin())
       .Member("endUs", log.End());
-  if (log.wallClock) json.Member("wall", FormatWallClock(*log.wallClock + log.Begin()));
+  if (log.wallClock) {
+    json.Member("wall", FormatWallClock(*log.wallClock + log.Begin()));
+  }
   json.Key("events").BeginObject();
-  for (const auto& [name, count] : summary.events) json.Member(name, count);
+  for (const auto& [name, count] : summary.events) {
+    json.Member(name, count);
+  }
   json.EndObject();
   WriteThreadsJson(json, log, summary);
   WriteOperationsJson(json, log, summary);

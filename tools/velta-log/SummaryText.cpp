@@ -42,7 +42,9 @@ class TextReport {
 
  private:
   void Section(std::string_view title, const Table& table) {
-    if (table.IsEmpty()) return;
+    if (table.IsEmpty()) {
+      return;
+    }
     output.Write("\n");
     output.Write(title);
     output.Write("\n");
@@ -64,7 +66,9 @@ class TextReport {
       output.Write(separator + name + ' ' + std::to_string(count));
       separator = ", ";
     }
-    if (!summary.events.empty()) output.Write("\n");
+    if (!summary.events.empty()) {
+      output.Write("\n");
+    }
   }
 
   void WriteThreads() {
@@ -159,10 +163,14 @@ class TextReport {
           break;
         }
         const StateSpan& span = history.spans[i];
-        if (i > 0) states += " -> ";
+        if (i > 0) {
+          states += " -> ";
+        }
         states += std::string(log.Name(span.state)) + ' ' + DurationText(span.end - span.begin);
       }
-      if (history.destroyed) states += " -> destroyed";
+      if (history.destroyed) {
+        states += " -> destroyed";
+      }
       const std::string_view name = log.Name(history.objectName);
       table.Add({std::string(log.Name(history.className)),
                  name == kUnknown ? AddressText(history.object) : std::string(name), states});

@@ -21,7 +21,9 @@ std::size_t Width(std::string_view utf8) {
 
 std::string AddressText(std::uint64_t object) {
   std::string text(16, '0');
-  for (std::size_t i = 16; i-- > 0; object >>= 4) text[i] = "0123456789ABCDEF"[object & 0xF];
+  for (std::size_t i = 16; i-- > 0; object >>= 4) {
+    text[i] = "0123456789ABCDEF"[object & 0xF];
+  }
   return text;
 }
 
@@ -55,7 +57,9 @@ std::string FactorText(double factor) {
 std::string CountText(std::uint64_t count, std::string_view noun) {
   std::string text = std::to_string(count) + ' ';
   text += noun;
-  if (count != 1) text += noun.ends_with('s') ? "es" : "s";
+  if (count != 1) {
+    text += noun.ends_with('s') ? "es" : "s";
+  }
   return text;
 }
 
@@ -71,7 +75,9 @@ void Table::Print(Output& output, std::size_t most) const {
   std::vector<std::size_t> widths;
   for (std::size_t column = 0; column < headings.size(); ++column) {
     std::size_t width = Width(headings[column]);
-    for (std::size_t row = 0; row < shown; ++row) width = std::max(width, Width(rows[row][column]));
+    for (std::size_t row = 0; row < shown; ++row) {
+      width = std::max(width, Width(rows[row][column]));
+    }
     widths.push_back(width);
   }
   const auto print = [&](const std::vector<std::string>& cells) {
@@ -85,7 +91,9 @@ void Table::Print(Output& output, std::size_t most) const {
     output.Write(line + '\n');
   };
   print(headings);
-  for (std::size_t row = 0; row < shown; ++row) print(rows[row]);
+  for (std::size_t row = 0; row < shown; ++row) {
+    print(rows[row]);
+  }
   if (shown < rows.size()) {
     output.Write("  ... and " + std::to_string(rows.size() - shown) + " more\n");
   }

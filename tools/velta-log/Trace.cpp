@@ -79,10 +79,16 @@ class TraceWriter {
         open.push_back(next);
       }
       const std::int32_t code = log.records[record].code;
-      if (code != kScopePush && code != kScopePop) WriteInstant(log.records[record]);
-      while (!open.empty() && scopes.all[open.back()].lastRecord == record) close();
+      if (code != kScopePush && code != kScopePop) {
+        WriteInstant(log.records[record]);
+      }
+      while (!open.empty() && scopes.all[open.back()].lastRecord == record) {
+        close();
+      }
     }
-    while (!open.empty()) close();
+    while (!open.empty()) {
+      close();
+    }
   }
 
   [[nodiscard]] std::string ScopeName(const Scope& scope) const {
@@ -109,15 +115,23 @@ class TraceWriter {
           record.time, record.thread);
     json.Member("s", "t").Key("args").BeginObject().Member("event", EventName(record.code));
     WriteObject(record);
-    if (!log.Name(record.subject).empty()) json.Member("subject", log.Name(record.subject));
+    if (!log.Name(record.subject).empty()) {
+      json.Member("subject", log.Name(record.subject));
+    }
     json.Member("value1", record.value1).Member("value2", record.value2);
     json.EndObject().EndObject();
   }
 
   static std::string_view Category(std::int32_t code) {
-    if (NamesAnError(code)) return "error";
-    if (code == kTimingPoint) return "timing";
-    if (code == kStateChange) return "state";
+    if (NamesAnError(code)) {
+      return "error";
+    }
+    if (code == kTimingPoint) {
+      return "timing";
+    }
+    if (code == kStateChange) {
+      return "state";
+    }
     return code == kConstruction || code == kDestruction ? "life" : "event";
   }
 

@@ -50,7 +50,9 @@ class ViewData {
     json.EndArray();
     WriteObjects();
     json.Key("subjects").BeginArray();
-    for (const NameId subject : subjects) json.String(log.Name(subject));
+    for (const NameId subject : subjects) {
+      json.String(log.Name(subject));
+    }
     json.EndArray();
     WriteErrorPlaces();
     json.EndObject();
@@ -61,7 +63,9 @@ class ViewData {
   template <typename Read>
   void Column(std::string_view name, std::uint32_t first, std::uint32_t last, Read read) {
     json.Key(name).BeginArray();
-    for (std::uint32_t i = first; i < last; ++i) json.Number(read(i));
+    for (std::uint32_t i = first; i < last; ++i) {
+      json.Number(read(i));
+    }
     json.EndArray();
   }
 
@@ -91,8 +95,12 @@ class ViewData {
     std::vector<std::int64_t> around;  // the thread's scope in which a mark is, or -1
     for (const std::uint32_t record : records) {
       const std::int32_t code = log.records[record].code;
-      if (code == kScopePush || code == kScopePop) continue;
-      if (NamesAnError(code)) markOfRecord.emplace(record, marks.size());
+      if (code == kScopePush || code == kScopePop) {
+        continue;
+      }
+      if (NamesAnError(code)) {
+        markOfRecord.emplace(record, marks.size());
+      }
       marks.push_back(&log.records[record]);
       const std::uint32_t scope = scopes.around[record];
       around.push_back(scope == kNone ? -1 : std::int64_t{scope} - firstScope);
@@ -114,12 +122,16 @@ class ViewData {
 
   void WriteObjects() {
     json.Key("objects").BeginArray();
-    for (const std::uint64_t object : objects) json.Address(object);
+    for (const std::uint64_t object : objects) {
+      json.Address(object);
+    }
     json.EndArray();
     json.Key("objectNames").BeginObject();
     for (std::size_t i = 0; i < objects.size(); ++i) {
       const std::string_view name = log.Name(objectNames[i]);
-      if (name != kUnknown) json.Member(std::to_string(i), name);
+      if (name != kUnknown) {
+        json.Member(std::to_string(i), name);
+      }
     }
     json.EndObject();
   }
@@ -149,7 +161,9 @@ class ViewData {
 
   std::uint32_t ObjectNumber(const Record& record) {
     const std::uint32_t number = Number(objectNumbers, objects, record.object);
-    if (number == objectNames.size()) objectNames.push_back(record.objectName);
+    if (number == objectNames.size()) {
+      objectNames.push_back(record.objectName);
+    }
     return number;
   }
 
@@ -158,7 +172,9 @@ class ViewData {
   static std::uint32_t Number(std::unordered_map<Value, std::uint32_t>& numbers,
                               std::vector<Value>& list, Value value) {
     const auto [found, isNew] = numbers.try_emplace(value, static_cast<std::uint32_t>(list.size()));
-    if (isNew) list.push_back(value);
+    if (isNew) {
+      list.push_back(value);
+    }
     return found->second;
   }
 

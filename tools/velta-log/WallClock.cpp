@@ -30,7 +30,9 @@ int Number(std::string_view word) {
 
 void AppendPadded(std::string& text, std::int64_t number, std::size_t width) {
   const std::string digits = std::to_string(number);
-  if (digits.size() < width) text.append(width - digits.size(), '0');
+  if (digits.size() < width) {
+    text.append(width - digits.size(), '0');
+  }
   text += digits;
 }
 
@@ -52,7 +54,9 @@ std::optional<Micros> ParseWallClock(std::string_view text) {
   const auto monthNumber = static_cast<unsigned>(std::distance(kMonths.begin(), monthName)) + 1;
   const year_month_day date(year(yearNumber), month(monthNumber),
                             day(static_cast<unsigned>(dayNumber)));
-  if (!date.ok() || !text.empty()) return std::nullopt;
+  if (!date.ok() || !text.empty()) {
+    return std::nullopt;
+  }
   return duration_cast<microseconds>(sys_days(date).time_since_epoch() + hours(hour) +
                                      minutes(minute) + seconds(second))
       .count();

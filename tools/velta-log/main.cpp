@@ -108,7 +108,9 @@ class Tool {
   }
 
   [[nodiscard]] std::string Title() const {
-    if (input == "-") return "event log";
+    if (input == "-") {
+      return "event log";
+    }
     const std::size_t slash = input.find_last_of("/\\");
     return slash == std::string::npos ? input : input.substr(slash + 1);
   }

@@ -31,9 +31,13 @@ KGuardedLock::~KGuardedLock() {
 }
 
 void KGuardedLock::Enter() noexcept {
-  if (initialised) ::EnterCriticalSection(In(section));
+  if (initialised) {
+    ::EnterCriticalSection(In(section));
+  }
 }
 
 void KGuardedLock::Leave() noexcept {
-  if (initialised) ::LeaveCriticalSection(In(section));
+  if (initialised) {
+    ::LeaveCriticalSection(In(section));
+  }
 }

@@ -75,10 +75,14 @@ KLogger::~KLogger() { std::free(records); }
 
 void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::int32_t value2,
                     std::int32_t classKey, std::int32_t pointKey, const void* object) noexcept {
-  if (core == nullptr || core->records == nullptr) return;
+  if (core == nullptr || core->records == nullptr) {
+    return;
+  }
   // Acquire: after a dump the new record must not be overtaken by the dump's clearing of its slot.
   const std::uint32_t before = core->counter.fetch_add(2, std::memory_order_acq_rel);
-  if ((before & 1U) == 0) return;
+  if ((before & 1U) == 0) {
+    return;
+  }
   const std::uint32_t slot = before >> 1U;
   std::uint64_t* const words = core->records + KLogWords::Offset(slot & (kCapacity - 1));
   KLogWords::FetchForWriting(core->records +
@@ -94,7 +98,9 @@ void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::
 }
 
 void KLogger::RegisterName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
-  if (core != nullptr) Insert(core->names, core->namesLock, key, name);
+  if (core != nullptr) {
+    Insert(core->names, core->namesLock, key, name);
+  }
 }
 
 void KLogger::RegisterStateName(KLogger* core, std::int32_t classKey, std::int32_t state,
@@ -105,7 +111,9 @@ void KLogger::RegisterStateName(KLogger* core, std::int32_t classKey, std::int32
 }
 
 void KLogger::RegisterMessageName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
-  if (core != nullptr) Insert(core->stateNames, core->stateNamesLock, key, name);
+  if (core != nullptr) {
+    Insert(core->stateNames, core->stateNamesLock, key, name);
+  }
 }
 
 void KLogger::RegisterObjectName(KLogger* core, const void* object,
@@ -124,7 +132,9 @@ void KLogger::RegisterThreadName(KLogger* core, std::uint32_t threadId,
 }
 
 void KLogger::MergeNamesInto(KLogger* other) noexcept {
-  if (other == nullptr) return;
+  if (other == nullptr) {
+    return;
+  }
   Merge(threadNames, threadNamesLock, other->threadNames, other->threadNamesLock);
   Merge(names, namesLock, other->names, other->namesLock);
   Merge(stateNames, stateNamesLock, other->stateNames, other->stateNamesLock);

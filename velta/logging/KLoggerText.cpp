@@ -26,7 +26,9 @@ void AppendNumber(std::string& text, std::integral auto number) {
 
 void AppendPointer(std::string& text, std::uint64_t address) {
   char digits[16];
-  for (unsigned i = 0; i < 16; ++i) digits[i] = "0123456789ABCDEF"[(address >> (60 - 4 * i)) & 0xF];
+  for (unsigned i = 0; i < 16; ++i) {
+    digits[i] = "0123456789ABCDEF"[(address >> (60 - 4 * i)) & 0xF];
+  }
   text.append(digits, sizeof digits);
 }
 
@@ -43,7 +45,9 @@ void AppendRelativeTime(std::string& text, std::int64_t t, std::int64_t referenc
   const std::uint64_t ticks = Magnitude(difference);
   const auto perSecond = static_cast<std::uint64_t>(frequency);
   const std::uint64_t micros = ticks % perSecond * 1000000 / perSecond;
-  if (difference < 0) text += '-';
+  if (difference < 0) {
+    text += '-';
+  }
   AppendNumber(text, ticks / perSecond);
   char digits[24];
   const auto length = std::to_chars(digits, digits + sizeof digits, micros).ptr - digits;
@@ -56,7 +60,9 @@ void AppendRelativeTime(std::string& text, std::int64_t t, std::int64_t referenc
 void Fail(std::ostream& stream) { stream.setstate(std::ios_base::badbit | std::ios_base::failbit); }
 
 void Flush(std::ostream& stream) {
-  if (!stream.good() || stream.rdbuf()->pubsync() == -1) Fail(stream);
+  if (!stream.good() || stream.rdbuf()->pubsync() == -1) {
+    Fail(stream);
+  }
 }
 
 // Past the stream's own formatting: `ostream::write` hides what its buffer throws, and a sentry
@@ -66,10 +72,16 @@ void Put(std::ostream& stream, std::string_view text) {
     Fail(stream);
     return;
   }
-  if (std::ostream* const before = stream.tie()) before->flush();
+  if (std::ostream* const before = stream.tie()) {
+    before->flush();
+  }
   const auto length = static_cast<std::streamsize>(text.size());
-  if (stream.rdbuf()->sputn(text.data(), length) != length) Fail(stream);
-  if ((stream.flags() & std::ios_base::unitbuf) != 0) Flush(stream);
+  if (stream.rdbuf()->sputn(text.data(), length) != length) {
+    Fail(stream);
+  }
+  if ((stream.flags() & std::ios_base::unitbuf) != 0) {
+    Flush(stream);
+  }
 }
 
 // Names found so far. A name never changes nor goes once registered, so what was found needs no
@@ -81,10 +93,14 @@ class NameCache {
     // Fibonacci hashing: keys are addresses, alike in their low bits.
     constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
     Entry& entry = entries[static_cast<std::uint64_t>(key) * kMultiplier >> (64 - kBits)];
-    if (entry.name != nullptr && entry.key == key) return entry.name;
+    if (entry.name != nullptr && entry.key == key) {
+      return entry.name;
+    }
     const KLockHolder holder(lock);
     const auto found = table.find(key);
-    if (found == table.end()) return nullptr;
+    if (found == table.end()) {
+      return nullptr;
+    }
     entry = {key, &found->second};
     return entry.name;
   }
@@ -208,10 +224,14 @@ class KLogger::Formatter {
 };
 
 std::string KLogger::FormatRecord(std::uint32_t index, std::int64_t reference) const {
-  if (index >= capacity) return "*OUT OF BOUNDS*";
+  if (index >= capacity) {
+    return "*OUT OF BOUNDS*";
+  }
   std::string text;
   const KLogRecord record = ReadRecord(index);
-  if (!IsEmpty(record)) Formatter(*this).Append(text, record, reference);
+  if (!IsEmpty(record)) {
+    Formatter(*this).Append(text, record, reference);
+  }
   return text;
 }
 
@@ -223,7 +243,9 @@ std::string KLogger::FormatRelativeTime(std::int64_t t, std::int64_t reference,
 }
 
 void KLogger::Dump(KLogger* core, std::ostream& stream) noexcept {
-  if (core == nullptr) return;
+  if (core == nullptr) {
+    return;
+  }
   try {
     core->DumpAndClear(stream);
   } catch (...) {
@@ -237,7 +259,9 @@ void KLogger::Dump(KLogger* core, std::ostream& stream) noexcept {
 
 bool KLogger::DumpToFile() {
   const std::unique_ptr<std::ostream> file = OpenDebugDumpFile();
-  if (file == nullptr) return false;
+  if (file == nullptr) {
+    return false;
+  }
   file->exceptions(std::ios_base::badbit);  // a full disk must not cost the records
   Dump(this, *file);
   return true;
@@ -269,7 +293,9 @@ std::uint32_t KLogger::Disable() noexcept {
 void KLogger::DumpAndClear(std::ostream& stream) {
   const std::uint32_t mask = capacity - 1;
   std::uint32_t slot = (Disable() >> 1U) & mask;
-  if (IsEmpty(ReadRecord(slot))) slot = 0;  // the ring has not wrapped
+  if (IsEmpty(ReadRecord(slot))) {
+    slot = 0;  // the ring has not wrapped
+  }
   const std::int64_t reference = ReadRecord(slot).time;
   DumpHeader(stream, reference);
 
@@ -278,9 +304,13 @@ void KLogger::DumpAndClear(std::ostream& stream) {
   for (std::uint32_t i = 0; i < capacity; ++i) {
     // The first pause lets writers that claimed a slot before the log was disabled finish; the
     // others spread a long dump out.
-    if (i % kRecordsPerPause == 0) ::Sleep(kPauseMs);
+    if (i % kRecordsPerPause == 0) {
+      ::Sleep(kPauseMs);
+    }
     const KLogRecord record = ReadRecord(slot);
-    if (IsEmpty(record)) break;
+    if (IsEmpty(record)) {
+      break;
+    }
     text.clear();
     formatter.Append(text, record, reference);
     text += '\n';
@@ -312,7 +342,9 @@ void KLogger::ClearAndEnable() noexcept {
   if (records != nullptr) {
     for (std::size_t i = 0; i < KLogWords::Offset(capacity); ++i) {
       // Pages that no record ever reached stay untouched.
-      if (KLogWords::Load(records[i]) != 0) KLogWords::Store(records[i], 0);
+      if (KLogWords::Load(records[i]) != 0) {
+        KLogWords::Store(records[i], 0);
+      }
     }
   }
   counter.store(1, std::memory_order_release);

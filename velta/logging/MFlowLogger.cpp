@@ -18,12 +18,16 @@ MFlowLoggerImplementation::~MFlowLoggerImplementation() = default;
 void MFlowLogger::LogEvent(std::uint32_t kind, std::uint32_t value1, std::uint32_t value2,
                            std::uint32_t classKey, std::uint32_t pointKey,
                            const void* object) noexcept {
-  if (implementation == nullptr) return;
+  if (implementation == nullptr) {
+    return;
+  }
   implementation->LogEvent(kind, value1, value2, classKey, pointKey, object);
 }
 
 void MFlowLogger::Dump(std::ostream& stream) noexcept {
-  if (implementation != nullptr) implementation->Dump(stream);
+  if (implementation != nullptr) {
+    implementation->Dump(stream);
+  }
 }
 
 bool MFlowLogger::DumpToFile() noexcept {
@@ -31,6 +35,8 @@ bool MFlowLogger::DumpToFile() noexcept {
 }
 
 void MFlowLogger::Attach(MFlowLogger* other) noexcept {
-  if (implementation == nullptr) return;
+  if (implementation == nullptr) {
+    return;
+  }
   implementation->Attach(other != nullptr ? other->implementation : nullptr);
 }

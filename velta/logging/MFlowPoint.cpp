@@ -76,7 +76,9 @@ std::uint32_t MFlowPoint::LineValue() const noexcept {
 }
 
 void MFlowScope::Close() noexcept {
-  if (!active) return;
+  if (!active) {
+    return;
+  }
   active = false;
   LogNamed(MFlowEventKind::ScopePop, value1, value2, className, operationName, object);
 }

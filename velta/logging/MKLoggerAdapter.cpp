@@ -38,7 +38,9 @@ constexpr KindCode kCodes[] = {
 constexpr bool EachStandsAtItsKind() {
   std::uint32_t place = 0;
   for (const KindCode& entry : kCodes) {
-    if (static_cast<std::uint32_t>(entry.kind) != place++) return false;
+    if (static_cast<std::uint32_t>(entry.kind) != place++) {
+      return false;
+    }
   }
   return true;
 }
@@ -48,7 +50,9 @@ std::int32_t Key(const void* key) noexcept { return static_cast<std::int32_t>(Na
 
 std::string Narrow(const wchar_t* name) {
   std::string narrow;
-  for (; *name != L'\0'; ++name) narrow += static_cast<char>(*name & 0xFF);
+  for (; *name != L'\0'; ++name) {
+    narrow += static_cast<char>(*name & 0xFF);
+  }
   return narrow;
 }
 
@@ -70,7 +74,9 @@ void MKLoggerAdapter::LogEvent(std::uint32_t kind, std::uint32_t value1, std::ui
                    static_cast<std::int32_t>(pointKey), object);
   };
   write(core);
-  if (KLogger* const second = attached.load(std::memory_order_acquire)) write(second);
+  if (KLogger* const second = attached.load(std::memory_order_acquire)) {
+    write(second);
+  }
 }
 
 void MKLoggerAdapter::Dump(std::ostream& stream) noexcept { KLogger::Dump(core, stream); }
@@ -89,7 +95,9 @@ void MKLoggerAdapter::Attach(MFlowLoggerImplementation* other) noexcept {
     KLogger::Write(core, kModuleAdded, 0, 0, 0, 0, added);
     attached.store(added, std::memory_order_release);
     KLogger::Write(added, kModuleAdded, 0, 0, 0, 0, core);
-    if (core != nullptr) core->MergeNamesInto(added);
+    if (core != nullptr) {
+      core->MergeNamesInto(added);
+    }
   } else if (KLogger* const removed = attached.load(std::memory_order_acquire)) {
     KLogger::Write(core, kModuleRemoved, 0, 0, 0, 0, removed);
     attached.store(nullptr, std::memory_order_release);
@@ -100,11 +108,15 @@ void MKLoggerAdapter::Attach(MFlowLoggerImplementation* other) noexcept {
 // Hands the 8-bit name to `enter` for each log; without memory for it the name is skipped.
 template <typename Enter>
 void MKLoggerAdapter::Register(const wchar_t* name, Enter enter) noexcept {
-  if (name == nullptr) return;
+  if (name == nullptr) {
+    return;
+  }
   try {
     const std::string narrow = Narrow(name);
     enter(core, narrow);
-    if (KLogger* const second = attached.load(std::memory_order_acquire)) enter(second, narrow);
+    if (KLogger* const second = attached.load(std::memory_order_acquire)) {
+      enter(second, narrow);
+    }
   } catch (...) {
   }
 }

@@ -27,7 +27,9 @@ T* GetOrMake(std::atomic<T*>& place, Make make) noexcept {
       present = make();
     } catch (...) {  // out of memory: the next request tries again
     }
-    if (present != nullptr) place.store(present, std::memory_order_release);
+    if (present != nullptr) {
+      place.store(present, std::memory_order_release);
+    }
   }
   return present;
 }

@@ -13,8 +13,12 @@ namespace {
 
 std::wstring_view NodeText(const DocumentState& state) noexcept {
   const Position& position = state.position;
-  if (position.IsOnNode()) return state.Part(position.nodeOffset, position.NodeEnd());
-  if (position.current == 0) return {};
+  if (position.IsOnNode()) {
+    return state.Part(position.nodeOffset, position.NodeEnd());
+  }
+  if (position.current == 0) {
+    return {};
+  }
   return state.Part(state.index.At(position.current).start, state.index.EndOf(position.current));
 }
 
@@ -22,7 +26,9 @@ std::wstring_view NodeText(const DocumentState& state) noexcept {
 std::wstring_view DocumentTypeName(std::wstring_view node) noexcept {
   const wchar_t* at = node.data() + 2;
   at += NameAt(at).size();
-  while (IsSpace(*at)) ++at;
+  while (IsSpace(*at)) {
+    ++at;
+  }
   const std::wstring_view name = NameAt(at);
   return name.substr(0, name.find(L'['));
 }
@@ -30,7 +36,9 @@ std::wstring_view DocumentTypeName(std::wstring_view node) noexcept {
 bool ReadAttribute(const DocumentState& state, TagInside tag, std::wstring_view name,
                    MString* value) {
   Attribute attribute;
-  if (!tag.Exists() || !FindAttribute(state, tag, name, attribute)) return false;
+  if (!tag.Exists() || !FindAttribute(state, tag, name, attribute)) {
+    return false;
+  }
   if (value != nullptr) {
     value->clear();
     AppendUnescaped(*value, attribute.value);
@@ -66,15 +74,21 @@ std::wstring_view ElementData(const DocumentState& state, std::int32_t element, 
   const std::wstring_view content =
       state.Part(state.ContentBegin(element), state.ContentEnd(element));
   const wchar_t* const end = content.data() + content.size();
-  if (FindMarkup(content.data(), end) == end) return content;
+  if (FindMarkup(content.data(), end) == end) {
+    return content;
+  }
   buffer.clear();
   AppendElementData(state, element, buffer);
   return buffer;
 }
 
 bool ReadElementData(const DocumentState& state, std::int32_t element, MString* data) {
-  if (element == 0) return false;
-  if (data != nullptr) data->assign(ElementData(state, element, *data));
+  if (element == 0) {
+    return false;
+  }
+  if (data != nullptr) {
+    data->assign(ElementData(state, element, *data));
+  }
   return true;
 }
 
@@ -85,7 +99,9 @@ MXmlNodeType MXmlDocument::GetNodeType() const noexcept {
 }
 
 std::int32_t MXmlDocument::GetOffset() const noexcept {
-  if (GetNodeType() == MXmlNodeType::kNone) return -1;
+  if (GetNodeType() == MXmlNodeType::kNone) {
+    return -1;
+  }
   return static_cast<std::int32_t>(NodeText(*state).data() - state->text.data());
 }
 
@@ -137,14 +153,18 @@ MString MXmlDocument::GetAttribute(std::wstring_view name) const {
 
 bool MXmlDocument::GetNextAttribute(std::int32_t* cursor, MString* name, MString* value) const {
   const TagInside tag = InsideOfCurrentTag(*state);
-  if (!tag.Exists() || *cursor < 0 || *cursor > tag.end - tag.begin) return false;
+  if (!tag.Exists() || *cursor < 0 || *cursor > tag.end - tag.begin) {
+    return false;
+  }
   const wchar_t* const begin = state->text.data() + tag.begin;
   AttributeReader reader = *cursor == 0
                                ? AttributesOf(*state, tag)
                                : AttributeReader(begin + *cursor, state->text.data() + tag.end);
   Attribute attribute;
   do {
-    if (!reader.Next(attribute)) return false;
+    if (!reader.Next(attribute)) {
+      return false;
+    }
   } while (attribute.name.empty());
   name->assign(attribute.name);
   value->clear();
@@ -155,8 +175,12 @@ bool MXmlDocument::GetNextAttribute(std::int32_t* cursor, MString* name, MString
 
 bool MXmlDocument::GetData(MString* data) const {
   const Position& position = state->position;
-  if (!position.IsOnNode()) return ReadElementData(*state, position.current, data);
-  if (data == nullptr) return true;
+  if (!position.IsOnNode()) {
+    return ReadElementData(*state, position.current, data);
+  }
+  if (data == nullptr) {
+    return true;
+  }
   const std::wstring_view inner = InnerText(position.nodeType, NodeText(*state));
   data->clear();
   if (position.nodeType == MXmlNodeType::kText || position.nodeType == MXmlNodeType::kWhitespace) {

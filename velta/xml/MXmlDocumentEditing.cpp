@@ -21,7 +21,9 @@ namespace {
 /// A line break is what follows each element added: it belongs to the line that ends there.
 std::int32_t BehindLineBreak(const DocumentState& state, std::int32_t offset) noexcept {
   const wchar_t* const at = state.text.c_str() + offset;
-  if (at[0] == L'\r' && at[1] == L'\n') return offset + 2;
+  if (at[0] == L'\r' && at[1] == L'\n') {
+    return offset + 2;
+  }
   return at[0] == L'\n' || at[0] == L'\r' ? offset + 1 : offset;
 }
 
@@ -39,12 +41,18 @@ Place BehindElement(const DocumentState& state, std::int32_t element) noexcept {
 
 Place BehindContent(const DocumentState& state, std::int32_t parent) noexcept {
   const ElementRecord& record = state.index.At(parent);
-  if (!record.Has(kEmptyTag)) return {parent, record.lastChild, state.ContentEnd(parent)};
+  if (!record.Has(kEmptyTag)) {
+    return {parent, record.lastChild, state.ContentEnd(parent)};
+  }
   // In front of the "/>" and of the spaces before it, unless that laid bare another slash.
   const wchar_t* const slash = state.text.data() + state.index.EndOf(parent) - 2;
   const wchar_t* at = slash;
-  while (IsSpace(at[-1])) --at;
-  if (at[-1] == L'/') at = slash;
+  while (IsSpace(at[-1])) {
+    --at;
+  }
+  if (at[-1] == L'/') {
+    at = slash;
+  }
   return {parent, 0, static_cast<std::int32_t>(at - state.text.data())};
 }
 
@@ -78,10 +86,14 @@ class Insertion {
                                    : state.index.Following(place.parent)) {
     MString& text = state.scratch;
     text.clear();
-    if (opensParent) text += L'>';
+    if (opensParent) {
+      text += L'>';
+    }
     const bool isFirst =
         place.parent != 0 && state.ContentBegin(place.parent) == state.ContentEnd(place.parent);
-    if (isBlock && isFirst) text += L'\n';
+    if (isBlock && isFirst) {
+      text += L'\n';
+    }
     begin = text.size();
   }
 
@@ -89,8 +101,12 @@ class Insertion {
   [[nodiscard]] bool Prepare() {
     MString& text = state.scratch;
     length = text.size() - begin;
-    if (isBlock) text += L'\n';
-    if (opensParent) text.append(L"</").append(state.NameOf(place.parent)).append(1, L'>');
+    if (isBlock) {
+      text += L'\n';
+    }
+    if (opensParent) {
+      text.append(L"</").append(state.NameOf(place.parent)).append(1, L'>');
+    }
     return change.Prepare();
   }
 
@@ -121,13 +137,17 @@ class Insertion {
       try {
         state.index.SetTagLengths(place.parent, {place.offset - parent.start + 1, nameLength + 3});
       } catch (...) {
-        if (element != 0) state.index.ReleaseTree(element);
+        if (element != 0) {
+          state.index.ReleaseTree(element);
+        }
         throw;
       }
       parent.flags &= ~kEmptyTag;
     }
     change.Apply();
-    if (element != 0) state.index.Link(element, place.parent, place.previous);
+    if (element != 0) {
+      state.index.Link(element, place.parent, place.previous);
+    }
   }
 
  private:
@@ -146,7 +166,9 @@ void MoveToNew(DocumentState& state, std::int32_t element, bool asChild) noexcep
   held = element;
   const std::int32_t above = state.index.At(element).parent;
   state.position.parent = asChild ? state.index.At(above).parent : above;
-  if (asChild) state.position.current = above;
+  if (asChild) {
+    state.position.current = above;
+  }
 }
 
 /// In the index of a document just parsed: which element a node is in, and behind which one there.
@@ -189,7 +211,9 @@ void AppendParts(MString& text, Parts... parts) {
 
 /// The text escaped, in `room` if that makes a difference.
 std::wstring_view Escaped(std::wstring_view text, bool quotes, MString& room) {
-  if (!NeedsEscape(text, quotes)) return text;
+  if (!NeedsEscape(text, quotes)) {
+    return text;
+  }
   AppendEscaped(room, text, quotes, false);
   return room;
 }
@@ -208,7 +232,9 @@ bool ComposeNode(MXmlNodeType type, std::wstring_view content, MString& node) {
       const MString text(content);
       const std::wstring_view target = NameAt(text.c_str());
       const wchar_t behind = text.c_str()[target.size()];
-      if (!IsName(target) || (target.size() != text.size() && !IsSpace(behind))) return false;
+      if (!IsName(target) || (target.size() != text.size() && !IsSpace(behind))) {
+        return false;
+      }
       node.append(L"<?").append(text).append(L"?>");
       return true;
     }
@@ -226,7 +252,9 @@ bool ComposeNode(MXmlNodeType type, std::wstring_view content, MString& node) {
 /// Where the last of the CDATA sections begins that have been written for a content.
 std::size_t LastSection(std::wstring_view content, std::size_t written) noexcept {
   const std::size_t split = content.rfind(L"]]>");
-  if (split == std::wstring_view::npos) return 0;
+  if (split == std::wstring_view::npos) {
+    return 0;
+  }
   return written - (content.size() - split - 2) - std::wstring_view(L"<![CDATA[]]>").size();
 }
 
@@ -239,11 +267,15 @@ bool IsOneToken(const MString& text, MXmlNodeType type) {
 /// @param element  whose tag it is, 0 for the current processing instruction
 bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
                     std::wstring_view name, std::wstring_view value) {
-  if (!tag.Exists() || !IsName(name)) return false;
+  if (!tag.Exists() || !IsName(name)) {
+    return false;
+  }
   const wchar_t* const text = state.text.data();
   Attribute attribute;
   const bool isThere = FindAttribute(state, tag, name, attribute);
-  if (!attribute.isComplete && (!isThere || attribute.isQuoted)) return false;
+  if (!attribute.isComplete && (!isThere || attribute.isQuoted)) {
+    return false;
+  }
 
   MString& scratch = state.scratch;
   MString room;
@@ -259,7 +291,9 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
       begin = static_cast<std::int32_t>(attribute.name.data() + attribute.name.size() - text);
       end = static_cast<std::int32_t>(attribute.end - text);
       // A quote in front of this slash would make the tag an empty one.
-      if (element != 0 && end == tag.end - 1 && text[end] == L'/') return false;
+      if (element != 0 && end == tag.end - 1 && text[end] == L'/') {
+        return false;
+      }
     } else {
       AppendParts(scratch, L" "sv, name);
     }
@@ -272,14 +306,18 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
                                        ? state.index.Behind(position.precedingElement)
                                        : state.index.Following(parent);
   const Change change(state, begin, end, parent, firstBehind);
-  if (!change.Prepare()) return false;
+  if (!change.Prepare()) {
+    return false;
+  }
   const std::int32_t distance = change.Distance();
   if (state.IsIllFormed()) {
     const bool isParsed =
         element != 0
             ? change.ApplyAndParse(MXmlNodeType::kElement, state.index.At(element).start)
             : change.ApplyAndParse(MXmlNodeType::kProcessingInstruction, position.nodeOffset);
-    if (!isParsed) return false;
+    if (!isParsed) {
+      return false;
+    }
   } else {
     if (element != 0) {
       const TagLengths tags = state.index.GetTagLengths(element);
@@ -287,7 +325,9 @@ bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
     }
     change.Apply();
   }
-  if (element == 0) state.position.nodeLength += distance;
+  if (element == 0) {
+    state.position.nodeLength += distance;
+  }
   return true;
 }
 
@@ -296,7 +336,9 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
                   std::wstring_view value, std::wstring_view data, std::uint32_t flags) {
   const bool asChild = (flags & MXmlDocument::kAddAsChild) != 0;
   const bool hasEndTag = (flags & MXmlDocument::kAddStartTagOnly) == 0;
-  if (!IsName(name) || (asChild && state.position.current == 0)) return false;
+  if (!IsName(name) || (asChild && state.position.current == 0)) {
+    return false;
+  }
 
   Insertion insertion(state, asChild ? InsideCurrent(state) : BehindCurrent(state), true);
   MString& text = state.scratch;
@@ -316,7 +358,9 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
   } else {
     room.clear();
     const bool isCData = (flags & MXmlDocument::kAddCData) != 0 && !data.empty();
-    if (isCData) AppendCData(room, data);
+    if (isCData) {
+      AppendCData(room, data);
+    }
     const std::wstring_view content = isCData ? room : Escaped(data, false, room);
     if (hasEndTag) {
       AppendParts(text, L">"sv, content, L"</"sv, name, L">"sv);
@@ -324,12 +368,16 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_vie
       AppendParts(text, L">"sv, content);
     }
   }
-  if (!insertion.Prepare()) return false;
+  if (!insertion.Prepare()) {
+    return false;
+  }
 
   std::int32_t element = 0;
   if (state.IsIllFormed() || !hasEndTag) {
     element = insertion.PutElementAndParse();
-    if (element == 0) return false;
+    if (element == 0) {
+      return false;
+    }
   } else {
     const TagLengths tags = isEmpty ? TagLengths{insertion.Length(), 0}
                                     : TagLengths{static_cast<std::int32_t>(startTagLength),
@@ -359,13 +407,17 @@ void Surround(ElementIndex& index, TagLengths tags) {
 
 /// @param name  of the element to be added around its root, empty for none: it is then a child
 bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_view xml) {
-  if (xml.size() > kMaxTextLength) return false;
+  if (xml.size() > kMaxTextLength) {
+    return false;
+  }
   const bool asChild = name.empty();
   const MString source(xml);
   ElementIndex index;
   ErrorText errors;
   Parse(source, state.IgnoresCase(), index, errors);
-  if (!IsWellFormed(index)) return false;
+  if (!IsWellFormed(index)) {
+    return false;
+  }
   const ElementRecord& root = index.At(index.At(0).firstChild);
   const std::wstring_view content(source.data() + root.start,
                                   static_cast<std::size_t>(root.length));
@@ -376,15 +428,21 @@ bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_vi
   } else {
     AppendParts(state.scratch, L"<"sv, name, L">\n"sv, content, L"\n</"sv, name, L">"sv);
   }
-  if (!insertion.Prepare()) return false;
+  if (!insertion.Prepare()) {
+    return false;
+  }
 
   std::int32_t element = 0;
   if (state.IsIllFormed()) {
     element = insertion.PutElementAndParse();
-    if (element == 0) return false;
+    if (element == 0) {
+      return false;
+    }
   } else {
     const auto nameLength = static_cast<std::int32_t>(name.size());
-    if (!asChild) Surround(index, {nameLength + 2, nameLength + 3});
+    if (!asChild) {
+      Surround(index, {nameLength + 2, nameLength + 3});
+    }
     element = state.index.TakeTree(index, insertion.Offset());
     insertion.Put(element);
   }
@@ -405,16 +463,22 @@ bool MXmlDocument::AddElementWithAttribute(std::wstring_view name, std::wstring_
 
 bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
   MString node;
-  if (!ComposeNode(type, content, node)) return false;
+  if (!ComposeNode(type, content, node)) {
+    return false;
+  }
   const std::size_t last = type == MXmlNodeType::kCData ? LastSection(content, node.size()) : 0;
-  if (last == 0 && !IsOneToken(node, type)) return false;
+  if (last == 0 && !IsOneToken(node, type)) {
+    return false;
+  }
 
   const bool isBlock = type == MXmlNodeType::kProcessingInstruction ||
                        type == MXmlNodeType::kComment || type == MXmlNodeType::kDocumentType;
   const Place place = BehindCurrent(*state);
   Insertion insertion(*state, place, isBlock);
   state->scratch.append(node);
-  if (!insertion.Prepare()) return false;
+  if (!insertion.Prepare()) {
+    return false;
+  }
 
   Position position;
   position.parent = place.parent;
@@ -423,7 +487,9 @@ bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
   position.nodeLength = insertion.Length() - static_cast<std::int32_t>(last);
   position.precedingElement = place.previous;
   if (state->IsIllFormed()) {
-    if (!insertion.PutAndParse(type)) return false;
+    if (!insertion.PutAndParse(type)) {
+      return false;
+    }
     FindAround(state->index, position);
   } else {
     insertion.Put(0);
@@ -451,7 +517,9 @@ bool MXmlDocument::AddElementWithDocument(std::wstring_view name, std::wstring_v
 
 bool MXmlDocument::RemoveElement() {
   const std::int32_t element = state->position.current;
-  if (element == 0) return false;
+  if (element == 0) {
+    return false;
+  }
   ElementIndex& index = state->index;
   const ElementRecord record = index.At(element);
   const Change change(*state, record.start, BehindLineBreak(*state, index.EndOf(element)),

@@ -31,13 +31,17 @@ std::int32_t FirstNamed(const DocumentState& state, std::int32_t element,
 }
 
 bool MoveToElement(DocumentState& state, std::int32_t element) noexcept {
-  if (element == 0) return false;
+  if (element == 0) {
+    return false;
+  }
   MoveTo(state, state.position.parent, element, 0);
   return true;
 }
 
 bool MoveToChild(DocumentState& state, std::int32_t element) noexcept {
-  if (element == 0) return false;
+  if (element == 0) {
+    return false;
+  }
   state.position.child = element;
   return true;
 }
@@ -111,14 +115,18 @@ bool MXmlDocument::FindChildElement(std::wstring_view name) noexcept {
 }
 
 bool MXmlDocument::IntoElement() noexcept {
-  if (state->position.current == 0) return false;
+  if (state->position.current == 0) {
+    return false;
+  }
   MoveTo(*state, state->position.current, state->position.child, 0);
   return true;
 }
 
 bool MXmlDocument::OutOfElement() noexcept {
   const std::int32_t element = state->position.parent;
-  if (element == 0) return false;
+  if (element == 0) {
+    return false;
+  }
   MoveTo(*state, state->index.At(element).parent, element, 0);
   return true;
 }
@@ -136,7 +144,9 @@ void MXmlDocument::SavePosition(std::wstring_view name) {
 
 bool MXmlDocument::RestorePosition(std::wstring_view name) noexcept {
   const Velta::Xml::SavedPosition* const saved = state->saved.Find(name);
-  if (saved == nullptr) return false;
+  if (saved == nullptr) {
+    return false;
+  }
   const std::int32_t element = saved->element;
   if (saved->level == SavedLevel::kParent) {
     MoveTo(*state, element, 0, 0);

@@ -22,7 +22,9 @@ class Sum : public MCommandSynchronous {
   void Execute() override {
     static MFlowPoint point(L"Sum", L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (limit > 65535) point.At(this).Raise(L"LimitTooHigh", L"limit", limit);
+    if (limit > 65535) {
+      point.At(this).Raise(L"LimitTooHigh", L"limit", limit);
+    }
     *total = limit % 2 == 0 ? limit / 2 * (limit + 1) : (limit + 1) / 2 * limit;
   }
 
@@ -48,7 +50,9 @@ int main(int argc, char** argv) {
     AddUp(processor, 100);
     AddUp(processor, 1000000);
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) std::wcout << error->GetMessage() << L'\n';
+    if (const MError* error = exception.GetError(0)) {
+      std::wcout << error->GetMessage() << L'\n';
+    }
   }
   processor.ForceStop();
 

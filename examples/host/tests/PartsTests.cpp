@@ -89,7 +89,9 @@ class HostParts : public ::testing::Test {
 
   // A scheduler forgets what is still queued.
   void TearDown() override {
-    if (monitor.GetFailure()) return;
+    if (monitor.GetFailure()) {
+      return;
+    }
     scheduler.ScheduleDesyncEvent(new LastNotification(progress, monitor));
     EXPECT_TRUE(monitor.WaitFor(RunMonitor::Milestone::AllNotified, 1));
   }
@@ -144,7 +146,9 @@ TEST_F(HostParts, AFileThatVanishedAfterItWasFoundIsAChainOfErrors) {
 TEST_F(HostParts, AStoppedProcessorRefusesEveryFileAndTheTotals) {
   const Folder folder;
   std::vector<FileResult> files(5);
-  for (FileResult& file : files) file.path = folder.Write("file", "");
+  for (FileResult& file : files) {
+    file.path = folder.Write("file", "");
+  }
   processor.Stop();
   monitor.Reach(RunMonitor::Milestone::Closing);
 

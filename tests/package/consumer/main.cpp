@@ -38,11 +38,15 @@ MException FailAndStore() {
   try {
     outcome.ThrowIfError();
   } catch (const MException& failure) {
-    if (!failure.Write(writer, L"Failure") || !writer.GetText(&text)) text.clear();
+    if (!failure.Write(writer, L"Failure") || !writer.GetText(&text)) {
+      text.clear();
+    }
   }
   MInFilerTaggedXml reader(text, L"Stored", L"");
   MException read;
-  if (!reader.BeginGroup(L"Failure") || !read.Read(reader, L"Failure")) read.Clear();
+  if (!reader.BeginGroup(L"Failure") || !read.Read(reader, L"Failure")) {
+    read.Clear();
+  }
   return read;
 }
 
@@ -54,7 +58,9 @@ int main() {
   MFlowLogger::Instance()->Dump(dump);
   const bool logged = dump.str().find("Root_error Asked in_class") != std::string::npos;
   const MError* const error = failure.GetError(0);
-  if (error == nullptr || error->GetCode() != L"Fail.Execute:Asked" || !logged) return 1;
+  if (error == nullptr || error->GetCode() != L"Fail.Execute:Asked" || !logged) {
+    return 1;
+  }
   std::printf("%ls answer=%ls\n", error->GetCode().c_str(),
               error->GetParameters().at(L"answer").c_str());
 }

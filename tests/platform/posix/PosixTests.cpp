@@ -28,7 +28,9 @@ TEST(PosixHandles, ThousandsAreOpenAtOnceAndLookLikeHandles) {
     EXPECT_EQ(IsSignalled(handle), i % 2 == 0);
     EXPECT_TRUE(handles.insert(handle).second);
   }
-  for (const HANDLE handle : handles) EXPECT_EQ(::CloseHandle(handle), TRUE);
+  for (const HANDLE handle : handles) {
+    EXPECT_EQ(::CloseHandle(handle), TRUE);
+  }
   for (const HANDLE handle : handles) {
     ASSERT_EQ(OutcomeOf([&] { return ::SetEvent(handle); }),
               (Outcome{FALSE, ERROR_INVALID_HANDLE}));
@@ -113,7 +115,9 @@ TEST(PosixWakes, ASetInsideASectionWakesAtOnceADeferredOneWhenItsScopeEnds) {
       });
     }
     for (std::atomic<DWORD>& id : ids) {
-      while (id == 0) std::this_thread::yield();
+      while (id == 0) {
+        std::this_thread::yield();
+      }
       AwaitSleep(id);
     }
     ::EnterCriticalSection(&section);
@@ -122,7 +126,9 @@ TEST(PosixWakes, ASetInsideASectionWakesAtOnceADeferredOneWhenItsScopeEnds) {
     } else {
       ::SetEvent(go);
     }
-    for (std::thread& sleeper : sleepers) sleeper.join();
+    for (std::thread& sleeper : sleepers) {
+      sleeper.join();
+    }
     ::LeaveCriticalSection(&section);
   }
   ::DeleteCriticalSection(&section);
@@ -144,7 +150,9 @@ TEST(PosixWakes, ASignalDoesNotEndAWait) {
   std::thread waiting([&] { result = ::WaitForSingleObject(release, INFINITE); });
   for (int sent = 1; sent <= 20; ++sent) {
     ASSERT_EQ(::pthread_kill(waiting.native_handle(), SIGUSR1), 0);
-    while (handled < sent) std::this_thread::yield();
+    while (handled < sent) {
+      std::this_thread::yield();
+    }
   }
   ::SetEvent(release);
   waiting.join();

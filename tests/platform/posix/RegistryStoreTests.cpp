@@ -21,7 +21,9 @@ namespace fs = std::filesystem;
 class Variable {
  public:
   Variable(const char* variableName, const char* value) : name(variableName) {
-    if (const char* const before = std::getenv(name)) previous = before;
+    if (const char* const before = std::getenv(name)) {
+      previous = before;
+    }
     Set(value);
   }
   Variable(const Variable&) = delete;

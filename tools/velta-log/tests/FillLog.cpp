@@ -41,14 +41,18 @@ class Part {
     static MFlowPoint point(PartClassName, L"Measure");
     const MFlowScope scope = point.At(this).OpenScope(number, 0);
     point.At(this).LogTimingPoint(number, Checksum());
-    if (number % 50 == 49) point.At(this).Raise(L"TooLarge");
+    if (number % 50 == 49) {
+      point.At(this).Raise(L"TooLarge");
+    }
   }
 
  private:
   /// Something to do, for some parts more than for others: a log has durations to show.
   [[nodiscard]] std::uint32_t Checksum() const {
     std::uint32_t sum = number;
-    for (std::uint32_t i = 0; i < number % 40 * 1000; ++i) sum = sum * 1664525 + 1013904223;
+    for (std::uint32_t i = 0; i < number % 40 * 1000; ++i) {
+      sum = sum * 1664525 + 1013904223;
+    }
     return sum;
   }
 
@@ -62,7 +66,9 @@ class Station {
     static MFlowPoint point(StationClassName, L"Run");
     const MFlowScope scope = point.At(this).OpenScope();
     ChangeState(1);
-    for (std::uint32_t number = 0; number < parts; ++number) Work(number);
+    for (std::uint32_t number = 0; number < parts; ++number) {
+      Work(number);
+    }
     ChangeState(2);
   }
 
@@ -103,10 +109,14 @@ constexpr std::uint32_t kRecordsPerPart = 7;
 }  // namespace
 
 int main(int count, char** values) {
-  if (count != 4) return 2;
+  if (count != 4) {
+    return 2;
+  }
   const auto records = static_cast<std::uint32_t>(std::strtoul(values[2], nullptr, 10));
   const auto threadCount = static_cast<std::uint32_t>(std::strtoul(values[3], nullptr, 10));
-  if (threadCount == 0) return 2;
+  if (threadCount == 0) {
+    return 2;
+  }
   RegisterNames();
   static_cast<void>(MFlowLogger::Instance());  // threads that race for it may make it twice
   const std::uint32_t parts = records / threadCount / kRecordsPerPart;
@@ -124,7 +134,9 @@ int main(int count, char** values) {
       station.Run(parts);
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 
   std::ofstream file(std::filesystem::path(values[1]), std::ios::binary);
   MFlowLogger::Instance()->Dump(file);

@@ -6,6 +6,8 @@
 std::unique_ptr<std::ostream> OpenDebugDumpFile() {
   auto file =
       std::make_unique<std::ofstream>(kDebugDumpPath, std::ios_base::out | std::ios_base::trunc);
-  if (!file->is_open()) return nullptr;
+  if (!file->is_open()) {
+    return nullptr;
+  }
   return file;
 }

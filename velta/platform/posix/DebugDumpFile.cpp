@@ -18,7 +18,9 @@ class FileBuffer final : public std::streambuf {
   FileBuffer(const FileBuffer&) = delete;
   FileBuffer& operator=(const FileBuffer&) = delete;
   ~FileBuffer() override {
-    if (file != -1) ::close(file);
+    if (file != -1) {
+      ::close(file);
+    }
   }
 
   bool Open() noexcept {
@@ -33,7 +35,9 @@ class FileBuffer final : public std::streambuf {
 
  protected:
   int_type overflow(int_type byte) override {
-    if (sync() != 0) return traits_type::eof();
+    if (sync() != 0) {
+      return traits_type::eof();
+    }
     if (!traits_type::eq_int_type(byte, traits_type::eof())) {
       sputc(traits_type::to_char_type(byte));
     }
@@ -43,8 +47,12 @@ class FileBuffer final : public std::streambuf {
   int sync() override {
     for (const char* rest = pbase(); rest != pptr();) {
       const ssize_t written = ::write(file, rest, static_cast<std::size_t>(pptr() - rest));
-      if (written < 0 && errno != EINTR) return -1;
-      if (written > 0) rest += written;
+      if (written < 0 && errno != EINTR) {
+        return -1;
+      }
+      if (written > 0) {
+        rest += written;
+      }
     }
     Empty();
     return 0;
@@ -71,6 +79,8 @@ class FileStream final : public std::ostream {
 
 std::unique_ptr<std::ostream> OpenDebugDumpFile() {
   auto stream = std::make_unique<FileStream>();
-  if (!stream->Open()) return nullptr;
+  if (!stream->Open()) {
+    return nullptr;
+  }
   return stream;
 }

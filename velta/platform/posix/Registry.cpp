@@ -23,9 +23,13 @@ LSTATUS OpenBelowHive(HKEY hive, std::wstring_view path, bool* created,
                       FileDescriptor& folder) noexcept {
   FileDescriptor top;
   LSTATUS status = OpenHive(hive, top);
-  if (status != ERROR_SUCCESS) return status;
+  if (status != ERROR_SUCCESS) {
+    return status;
+  }
   status = OpenFolder(top.Get(), path, created, folder);
-  if (status != ERROR_FILE_NOT_FOUND || FillHive(hive, top.Get()) != ERROR_SUCCESS) return status;
+  if (status != ERROR_FILE_NOT_FOUND || FillHive(hive, top.Get()) != ERROR_SUCCESS) {
+    return status;
+  }
   return OpenFolder(top.Get(), path, created, folder);
 }
 
@@ -37,12 +41,18 @@ LSTATUS OpenKey(HKEY key, std::wstring_view path, bool* created, REGSAM access,
     status = OpenBelowHive(key, path, created, folder);
   } else {
     const KeyUse parent(key);
-    if (!parent.IsValid()) return ERROR_INVALID_HANDLE;
+    if (!parent.IsValid()) {
+      return ERROR_INVALID_HANDLE;
+    }
     // What the handle was opened for does not matter here: the parent's permissions do.
     status = OpenFolder(parent.Folder(), path, created, folder);
   }
-  if (status == ERROR_SUCCESS) status = CheckAccess(folder.Get(), access);
-  if (status != ERROR_SUCCESS) return status;
+  if (status == ERROR_SUCCESS) {
+    status = CheckAccess(folder.Get(), access);
+  }
+  if (status != ERROR_SUCCESS) {
+    return status;
+  }
   *result = AddKey(std::move(folder), access);
   return *result != nullptr ? ERROR_SUCCESS : ERROR_NOT_ENOUGH_MEMORY;
 }
@@ -56,7 +66,9 @@ LSTATUS WithFolder(HKEY key, REGSAM access, Action action) noexcept {
     return status == ERROR_SUCCESS ? action(folder.Get()) : status;
   }
   const KeyUse use(key);
-  if (!use.IsValid()) return ERROR_INVALID_HANDLE;
+  if (!use.IsValid()) {
+    return ERROR_INVALID_HANDLE;
+  }
   return use.Admits(access) ? action(use.Folder()) : ERROR_ACCESS_DENIED;
 }
 
@@ -64,7 +76,9 @@ LSTATUS WithFolder(HKEY key, REGSAM access, Action action) noexcept {
 
 LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD /*options*/, REGSAM access,
                       HKEY* result) noexcept {
-  if (result == nullptr) return ERROR_INVALID_PARAMETER;
+  if (result == nullptr) {
+    return ERROR_INVALID_PARAMETER;
+  }
   *result = nullptr;
   return OpenKey(key, TextOf(subKey), nullptr, access, result);
 }
@@ -97,7 +111,9 @@ LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const
 
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data,
                          DWORD* size) noexcept {
-  if (reserved != nullptr || (data != nullptr && size == nullptr)) return ERROR_INVALID_PARAMETER;
+  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
+    return ERROR_INVALID_PARAMETER;
+  }
   return WithFolder(key, KEY_QUERY_VALUE, [&](int folder) noexcept {
     return ReadValue(folder, TextOf(name), type, data, size);
   });

@@ -97,11 +97,15 @@ bool WriteAll(int file, iovec* parts, int count) noexcept {
   while (count > 0) {
     const ssize_t result = ::writev(file, parts, count);
     if (result < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR) {
+        continue;
+      }
       return false;
     }
     auto written = static_cast<std::size_t>(result);
-    for (; count > 0 && written >= parts->iov_len; ++parts, --count) written -= parts->iov_len;
+    for (; count > 0 && written >= parts->iov_len; ++parts, --count) {
+      written -= parts->iov_len;
+    }
     if (count > 0) {
       parts->iov_base = static_cast<char*>(parts->iov_base) + written;
       parts->iov_len -= written;
@@ -116,8 +120,12 @@ bool ReadAll(int file, void* data, std::size_t size, off_t offset) noexcept {
   auto* next = static_cast<char*>(data);
   while (size > 0) {
     const ssize_t result = ::pread(file, next, size, offset);
-    if (result < 0 && errno == EINTR) continue;
-    if (result <= 0) return false;
+    if (result < 0 && errno == EINTR) {
+      continue;
+    }
+    if (result <= 0) {
+      return false;
+    }
     next += result;
     offset += result;
     size -= static_cast<std::size_t>(result);
@@ -132,7 +140,9 @@ bool ReadAll(int file, void* data, std::size_t size, off_t offset) noexcept {
 /// @return not open, with the reason in `errno`; `EWOULDBLOCK` when somebody else has this draft
 FileDescriptor OpenDraft(int folder, const char* name) noexcept {
   FileDescriptor file(::openat(folder, name, O_WRONLY | O_CREAT | O_CLOEXEC, kFileMode));
-  if (!file.IsOpen() || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) return FileDescriptor();
+  if (!file.IsOpen() || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+    return FileDescriptor();
+  }
   struct stat opened{};
   struct stat named{};
   const bool same = ::fstat(file.Get(), &opened) == 0 &&
@@ -142,16 +152,22 @@ FileDescriptor OpenDraft(int folder, const char* name) noexcept {
     errno = EWOULDBLOCK;
     return FileDescriptor();
   }
-  if (opened.st_size != 0 && ::ftruncate(file.Get(), 0) != 0) return FileDescriptor();
+  if (opened.st_size != 0 && ::ftruncate(file.Get(), 0) != 0) {
+    return FileDescriptor();
+  }
   return file;
 }
 
 /// Creates the folder of a key. @return false, with `errno`, also when it is there already
 bool MakeFolder(int parent, const char* folderName, std::wstring_view name) noexcept {
-  if (::mkdirat(parent, folderName, kFolderMode) != 0) return false;
+  if (::mkdirat(parent, folderName, kFolderMode) != 0) {
+    return false;
+  }
   // For whoever looks into the store; the registry itself does without.
   const EncodedName spelling(name, EncodedName::Case::kKept);
-  if (std::strcmp(spelling.Text(), folderName) == 0) return true;
+  if (std::strcmp(spelling.Text(), folderName) == 0) {
+    return true;
+  }
   const FileDescriptor folder(::openat(parent, folderName, kFolderFlags));
   const FileDescriptor file(
       ::openat(folder.Get(), ".name", O_WRONLY | O_CREAT | O_CLOEXEC, kFileMode));
@@ -162,18 +178,24 @@ bool MakeFolder(int parent, const char* folderName, std::wstring_view name) noex
 
 LSTATUS OpenChild(int parent, std::wstring_view name, bool* created,
                   FileDescriptor& folder) noexcept {
-  if (name.size() > kMaxKeyName) return ERROR_INVALID_PARAMETER;
+  if (name.size() > kMaxKeyName) {
+    return ERROR_INVALID_PARAMETER;
+  }
   const EncodedName encoded(name, EncodedName::Case::kFolded);
   FileDescriptor child(::openat(parent, encoded.Text(), kFolderFlags));
   if (created != nullptr) {
     *created = false;
     if (!child.IsOpen() && errno == ENOENT) {
       *created = MakeFolder(parent, encoded.Text(), name);
-      if (!*created && errno != EEXIST) return FromErrno();
+      if (!*created && errno != EEXIST) {
+        return FromErrno();
+      }
       child = FileDescriptor(::openat(parent, encoded.Text(), kFolderFlags));
     }
   }
-  if (!child.IsOpen()) return FromErrno();
+  if (!child.IsOpen()) {
+    return FromErrno();
+  }
   folder = std::move(child);
   return ERROR_SUCCESS;
 }
@@ -184,7 +206,9 @@ bool FindHive(HKEY hive, char (&path)[PATH_MAX]) noexcept {
   const char* const name = hive == HKEY_CURRENT_USER ? "HKEY_CURRENT_USER" : "HKEY_LOCAL_MACHINE";
   const auto compose = [&](const char* variable, const char* below) {
     const char* const place = std::getenv(variable);
-    if (place == nullptr || *place == '\0') return false;
+    if (place == nullptr || *place == '\0') {
+      return false;
+    }
     const int length = std::snprintf(path, sizeof path, "%s%s/%s", place, below, name);
     return length > 0 && static_cast<std::size_t>(length) < sizeof path;
   };
@@ -199,7 +223,9 @@ bool MakeFolders(char* path) noexcept {
     *slash = '\0';
     const bool made = ::mkdir(path, kFolderMode) == 0 || errno == EEXIST;
     *slash = '/';
-    if (!made) return false;
+    if (!made) {
+      return false;
+    }
   }
   return ::mkdir(path, kFolderMode) == 0 || errno == EEXIST;
 }
@@ -208,13 +234,19 @@ bool MakeFolders(char* path) noexcept {
 
 LSTATUS OpenHive(HKEY hive, FileDescriptor& folder) noexcept {
   char path[PATH_MAX];
-  if (!FindHive(hive, path)) return ERROR_FILE_NOT_FOUND;
+  if (!FindHive(hive, path)) {
+    return ERROR_FILE_NOT_FOUND;
+  }
   FileDescriptor opened(::open(path, kFolderFlags));
   if (!opened.IsOpen() && errno == ENOENT) {
-    if (!MakeFolders(path)) return FromErrno();
+    if (!MakeFolders(path)) {
+      return FromErrno();
+    }
     opened = FileDescriptor(::open(path, kFolderFlags));
   }
-  if (!opened.IsOpen()) return FromErrno();
+  if (!opened.IsOpen()) {
+    return FromErrno();
+  }
   folder = std::move(opened);
   return ERROR_SUCCESS;
 }
@@ -228,20 +260,28 @@ LSTATUS FillHive(HKEY hive, int folder) noexcept {
 
 LSTATUS OpenFolder(int start, std::wstring_view path, bool* created,
                    FileDescriptor& folder) noexcept {
-  if (!path.empty() && path.front() == L'\\') return ERROR_BAD_PATHNAME;
+  if (!path.empty() && path.front() == L'\\') {
+    return ERROR_BAD_PATHNAME;
+  }
   FileDescriptor current;
   while (!path.empty()) {
     const std::size_t end = (std::min)(path.find(L'\\'), path.size());
     const int parent = current.IsOpen() ? current.Get() : start;
     const LSTATUS status = OpenChild(parent, path.substr(0, end), created, current);
-    if (status != ERROR_SUCCESS) return status;
+    if (status != ERROR_SUCCESS) {
+      return status;
+    }
     path.remove_prefix(end);
     path.remove_prefix((std::min)(path.find_first_not_of(L'\\'), path.size()));
   }
   if (!current.IsOpen()) {
-    if (created != nullptr) *created = false;
+    if (created != nullptr) {
+      *created = false;
+    }
     current = FileDescriptor(::openat(start, ".", kFolderFlags));
-    if (!current.IsOpen()) return FromErrno();
+    if (!current.IsOpen()) {
+      return FromErrno();
+    }
   }
   folder = std::move(current);
   return ERROR_SUCCESS;
@@ -261,11 +301,17 @@ LSTATUS WriteValue(int folder, std::wstring_view name, DWORD type, const BYTE* d
   FileDescriptor file;
   FileName draft{};
   for (int number = 0;; ++number) {
-    if (number == kMostWriters) return ERROR_BUSY;
+    if (number == kMostWriters) {
+      return ERROR_BUSY;
+    }
     draft = files.Draft(number);
     file = OpenDraft(folder, draft.text);
-    if (file.IsOpen()) break;
-    if (errno != EWOULDBLOCK) return FromErrno();
+    if (file.IsOpen()) {
+      break;
+    }
+    if (errno != EWOULDBLOCK) {
+      return FromErrno();
+    }
   }
   const EncodedName spelling(name, EncodedName::Case::kKept);
   ValueHeader header{{}, type, size, static_cast<std::uint32_t>(spelling.Length())};
@@ -284,13 +330,17 @@ LSTATUS WriteValue(int folder, std::wstring_view name, DWORD type, const BYTE* d
 LSTATUS ReadValue(int folder, std::wstring_view name, DWORD* type, BYTE* data,
                   DWORD* size) noexcept {
   const FileDescriptor file(::openat(folder, ValueFiles(name).Value().text, O_RDONLY | O_CLOEXEC));
-  if (!file.IsOpen()) return FromErrno();
+  if (!file.IsOpen()) {
+    return FromErrno();
+  }
   ValueHeader header{};
   if (!ReadAll(file.Get(), &header, sizeof header, 0) ||
       !std::equal(std::begin(kMagic), std::end(kMagic), header.magic)) {
     return ERROR_REGISTRY_CORRUPT;
   }
-  if (type != nullptr) *type = header.type;
+  if (type != nullptr) {
+    *type = header.type;
+  }
   LSTATUS status = ERROR_SUCCESS;
   if (data != nullptr) {
     if (*size < header.size) {
@@ -299,7 +349,9 @@ LSTATUS ReadValue(int folder, std::wstring_view name, DWORD* type, BYTE* data,
       return ERROR_REGISTRY_CORRUPT;
     }
   }
-  if (size != nullptr) *size = header.size;
+  if (size != nullptr) {
+    *size = header.size;
+  }
   return status;
 }
 

@@ -45,10 +45,14 @@ KeySlot* TakeSlot() noexcept {
     return slot;
   }
   const std::uint32_t chunk = usedSlots / kSlotsPerChunk;
-  if (chunk == kChunks) return nullptr;
+  if (chunk == kChunks) {
+    return nullptr;
+  }
   if (chunks[chunk] == nullptr) {
     chunks[chunk] = new (std::nothrow) KeySlot[kSlotsPerChunk];
-    if (chunks[chunk] == nullptr) return nullptr;
+    if (chunks[chunk] == nullptr) {
+      return nullptr;
+    }
   }
   KeySlot* const slot = &chunks[chunk][usedSlots % kSlotsPerChunk];
   slot->index = usedSlots++;
@@ -58,14 +62,18 @@ KeySlot* TakeSlot() noexcept {
 KeySlot* FindOpen(HKEY key) noexcept {
   const auto value = reinterpret_cast<std::uintptr_t>(key);
   const auto index = static_cast<std::uint32_t>(value >> kIndexShift) & ((1U << kIndexBits) - 1);
-  if ((value & kTag) != kTag || index >= usedSlots) return nullptr;
+  if ((value & kTag) != kTag || index >= usedSlots) {
+    return nullptr;
+  }
   KeySlot* const slot = &chunks[index / kSlotsPerChunk][index % kSlotsPerChunk];
   return slot->open && slot->generation == value >> kGenerationShift ? slot : nullptr;
 }
 
 /// @return the folder to close, if this was the last use
 int DropUse(KeySlot* slot) noexcept {
-  if (--slot->users != 0) return -1;
+  if (--slot->users != 0) {
+    return -1;
+  }
   slot->nextFree = firstFree;
   firstFree = slot;
   return slot->folder;
@@ -82,18 +90,24 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
 }
 
 FileDescriptor::~FileDescriptor() {
-  if (number >= 0) ::close(number);
+  if (number >= 0) {
+    ::close(number);
+  }
 }
 
 HKEY AddKey(FileDescriptor folder, REGSAM access) noexcept {
   const std::lock_guard lock(keysLock);
   KeySlot* const slot = TakeSlot();
-  if (slot == nullptr) return nullptr;
+  if (slot == nullptr) {
+    return nullptr;
+  }
   slot->folder = folder.Release();
   slot->access = access;
   slot->users = 1;
   slot->open = true;
-  if (++slot->generation == 0) slot->generation = 1;
+  if (++slot->generation == 0) {
+    slot->generation = 1;
+  }
   return reinterpret_cast<HKEY>(std::uintptr_t{slot->generation} << kGenerationShift |
                                 std::uintptr_t{slot->index} << kIndexShift | kTag);
 }
@@ -102,7 +116,9 @@ bool RemoveKey(HKEY key) noexcept {
   FileDescriptor unused;
   const std::lock_guard lock(keysLock);
   KeySlot* const slot = FindOpen(key);
-  if (slot == nullptr) return false;
+  if (slot == nullptr) {
+    return false;
+  }
   slot->open = false;
   unused = FileDescriptor(DropUse(slot));
   return true;
@@ -111,11 +127,15 @@ bool RemoveKey(HKEY key) noexcept {
 KeyUse::KeyUse(HKEY key) noexcept {
   const std::lock_guard lock(keysLock);
   slot = FindOpen(key);
-  if (slot != nullptr) ++slot->users;
+  if (slot != nullptr) {
+    ++slot->users;
+  }
 }
 
 KeyUse::~KeyUse() {
-  if (slot == nullptr) return;
+  if (slot == nullptr) {
+    return;
+  }
   FileDescriptor unused;
   const std::lock_guard lock(keysLock);
   unused = FileDescriptor(DropUse(slot));

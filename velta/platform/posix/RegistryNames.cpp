@@ -18,7 +18,9 @@ wchar_t ToLower(wchar_t character) noexcept {
   if (character >= 0 && character < 0x80) {
     return character >= L'A' && character <= L'Z' ? character - L'A' + L'a' : character;
   }
-  if (locale == nullptr) return character;
+  if (locale == nullptr) {
+    return character;
+  }
   return static_cast<wchar_t>(::towlower_l(static_cast<wint_t>(character), locale));
 }
 
@@ -53,7 +55,9 @@ EncodedName::EncodedName(std::wstring_view name, Case spelling) noexcept {
     const auto code = static_cast<std::uint32_t>(character);
     first.Add(code);
     second.Add(~code);
-    if (length > kMaxPlain) continue;
+    if (length > kMaxPlain) {
+      continue;
+    }
     if (IsPlain(character)) {
       text[length++] = static_cast<char>(character);
     } else {

@@ -28,10 +28,16 @@ class AttributeReader {
 
   /// The next attribute. What is no attribute is passed over, or has an empty name.
   [[nodiscard]] bool Next(Attribute& attribute) noexcept {
-    while (next != end && *next != L'=' && IsNameEnd(*next)) ++next;
-    if (next == end) return false;
+    while (next != end && *next != L'=' && IsNameEnd(*next)) {
+      ++next;
+    }
+    if (next == end) {
+      return false;
+    }
     const wchar_t* const name = next;
-    while (next != end && !IsNameEnd(*next)) ++next;
+    while (next != end && !IsNameEnd(*next)) {
+      ++next;
+    }
     attribute.name = View(name, next);
     attribute.value = View(next, next);
     attribute.isQuoted = false;
@@ -45,10 +51,14 @@ class AttributeReader {
         attribute.value = View(at + 1, next);
         attribute.isQuoted = true;
         attribute.isComplete = next != end;
-        if (next != end) ++next;
+        if (next != end) {
+          ++next;
+        }
       } else {
         next = at;
-        while (next != end && *next != L'=' && !IsSpace(*next)) ++next;
+        while (next != end && *next != L'=' && !IsSpace(*next)) {
+          ++next;
+        }
         attribute.value = View(at, next);
         attribute.isComplete = next != at;
       }
@@ -65,7 +75,9 @@ class AttributeReader {
   }
 
   [[nodiscard]] const wchar_t* SkipSpaces(const wchar_t* at) const noexcept {
-    while (at != end && IsSpace(*at)) ++at;
+    while (at != end && IsSpace(*at)) {
+      ++at;
+    }
     return at;
   }
 

@@ -19,19 +19,29 @@ bool IsText(MXmlNodeType type) noexcept {
 /// Whether a node of that type begins at an offset of a text that has just been parsed.
 bool HasNode(const MString& text, const ElementIndex& index, MXmlNodeType type,
              std::int32_t offset) {
-  if (type == MXmlNodeType::kNone) return true;
-  if (type == MXmlNodeType::kElement) return index.FindStart(offset) != 0;
+  if (type == MXmlNodeType::kNone) {
+    return true;
+  }
+  if (type == MXmlNodeType::kElement) {
+    return index.FindStart(offset) != 0;
+  }
   const std::int32_t before = index.LastBefore(offset);
   const wchar_t* const place = text.data() + offset;
   Tokenizer tokenizer(text, nullptr);
   tokenizer.MoveTo(before != 0 ? index.At(before).start + index.GetTagLengths(before).start : 0);
   for (;;) {
     const Token token = tokenizer.Next();
-    if (token.type == TokenType::kEndOfText || token.begin > place) return false;
+    if (token.type == TokenType::kEndOfText || token.begin > place) {
+      return false;
+    }
     const auto found = static_cast<MXmlNodeType>(token.type);
-    if (token.begin == place && found == type) return true;
+    if (token.begin == place && found == type) {
+      return true;
+    }
     // A text is one with what stands before it.
-    if (token.end > place) return IsText(found) && IsText(type);
+    if (token.end > place) {
+      return IsText(found) && IsText(type);
+    }
   }
 }
 
@@ -40,7 +50,9 @@ bool HasNode(const MString& text, const ElementIndex& index, MXmlNodeType type,
 bool Change::Prepare() const {
   const std::size_t length =
       state.text.size() - static_cast<std::size_t>(end - begin) + state.scratch.size();
-  if (length > kMaxTextLength) return false;
+  if (length > kMaxTextLength) {
+    return false;
+  }
   if (length > state.text.capacity()) {
     MString larger;
     larger.reserve(length + length / 2 + 128);
@@ -53,7 +65,9 @@ bool Change::Prepare() const {
 void Change::Apply() const noexcept {
   ReplaceText();
   const std::int32_t distance = Distance();
-  if (distance == 0) return;
+  if (distance == 0) {
+    return;
+  }
   state.index.MoveStarts(firstBehind, distance);
   state.index.Grow(parent, distance);
 }
@@ -86,7 +100,9 @@ bool Change::ApplyAndParse(MXmlNodeType type, std::int32_t offset) const {
     *element = moved(*element);
   }
   state.saved.ForEach([&](SavedPosition& entry) {
-    if (entry.element == 0) return;
+    if (entry.element == 0) {
+      return;
+    }
     const std::int32_t element = moved(entry.element);
     entry.element = element != 0 ? element : kNowhere;
   });
@@ -107,7 +123,9 @@ void Change::RestoreText(const MString& replaced) const noexcept {
 
 std::int32_t Change::NewStartOf(std::int32_t element) const noexcept {
   const std::int32_t start = state.index.At(element).start;
-  if (start >= end) return start + Distance();
+  if (start >= end) {
+    return start + Distance();
+  }
   return start < begin ? start : kNowhere;
 }
 

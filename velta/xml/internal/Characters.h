@@ -12,7 +12,9 @@ using LowSet = std::uint64_t;
 
 constexpr LowSet SetOf(std::wstring_view characters) noexcept {
   LowSet set = 0;
-  for (const wchar_t c : characters) set |= LowSet{1} << static_cast<std::uint32_t>(c);
+  for (const wchar_t c : characters) {
+    set |= LowSet{1} << static_cast<std::uint32_t>(c);
+  }
   return set;
 }
 
@@ -36,7 +38,9 @@ constexpr bool IsTagStart(wchar_t c) noexcept {
   constexpr LowSet refusedFrom64 =  // "@[\\]^`"
       LowSet{1} | LowSet{0xF} << ('[' - 64) | LowSet{1} << ('`' - 64);
   const auto code = static_cast<std::uint32_t>(c);
-  if (code < 64) return c == L':';
+  if (code < 64) {
+    return c == L':';
+  }
   return code >= 128 || (refusedFrom64 >> (code - 64) & 1) == 0;
 }
 
@@ -60,9 +64,13 @@ constexpr wchar_t Fold(wchar_t c) noexcept {
 /// Names are short: comparing them here costs less than a call does.
 [[nodiscard]] constexpr bool SameName(std::wstring_view left, std::wstring_view right,
                                       bool ignoreCase) noexcept {
-  if (left.size() != right.size()) return false;
+  if (left.size() != right.size()) {
+    return false;
+  }
   for (std::size_t at = 0; at < left.size(); ++at) {
-    if (left[at] != right[at] && (!ignoreCase || Fold(left[at]) != Fold(right[at]))) return false;
+    if (left[at] != right[at] && (!ignoreCase || Fold(left[at]) != Fold(right[at]))) {
+      return false;
+    }
   }
   return true;
 }
@@ -70,7 +78,9 @@ constexpr wchar_t Fold(wchar_t c) noexcept {
 /// The name that begins at `begin`, in a string that ends with NUL.
 inline std::wstring_view NameAt(const wchar_t* begin) noexcept {
   const wchar_t* end = begin;
-  while (!IsNameEnd(*end)) ++end;
+  while (!IsNameEnd(*end)) {
+    ++end;
+  }
   return {begin, static_cast<std::size_t>(end - begin)};
 }
 

@@ -71,11 +71,15 @@ struct DocumentState {
   }
 
   [[nodiscard]] bool IsNamed(std::int32_t element, std::wstring_view name) const noexcept {
-    if (IgnoresCase()) return SameName(NameOf(element), name, true);
+    if (IgnoresCase()) {
+      return SameName(NameOf(element), name, true);
+    }
     const wchar_t* at = text.data() + index.At(element).start + 1;
     for (const wchar_t c : name) {
       // A name that runs on into the markup, or past the end of the text, is none.
-      if (*at++ != c || IsNameEnd(c)) return false;
+      if (*at++ != c || IsNameEnd(c)) {
+        return false;
+      }
     }
     return IsNameEnd(*at);
   }

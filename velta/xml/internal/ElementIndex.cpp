@@ -46,7 +46,9 @@ void ElementIndex::Extend(std::size_t count) {
     const std::size_t more = (std::min)(missing, kPageSize - lastPage);
     ResizeLastPage(lastPage + more);
     capacity += more;
-    if (more >= count) return;
+    if (more >= count) {
+      return;
+    }
     missing = count - more;
   }
   AddPages(missing);
@@ -73,13 +75,17 @@ void ElementIndex::ResizeLastPage(std::size_t records) {
 
 void ElementIndex::Reserve(std::size_t count) {
   const std::size_t available = deletedCount + Room();
-  if (available >= count) return;
+  if (available >= count) {
+    return;
+  }
   // Where some are added, more will be: twice as many, as long as the records have to be copied.
   Extend((std::max)(count - available, (std::min)(capacity, kPageSize)));
 }
 
 std::int32_t ElementIndex::Take() noexcept {
-  if (firstDeleted == 0) return Append();
+  if (firstDeleted == 0) {
+    return Append();
+  }
   const std::int32_t index = firstDeleted;
   firstDeleted = At(index).nextSibling;
   --deletedCount;
@@ -125,11 +131,15 @@ std::int32_t ElementIndex::TakeTree(ElementIndex& other, std::int32_t offset) {
     ElementRecord& record = At(takenFor(index));
     for (std::int32_t* const link : {&record.parent, &record.firstChild, &record.nextSibling,
                                      &record.previousSibling, &record.lastChild}) {
-      if (*link != 0) *link = takenFor(*link);
+      if (*link != 0) {
+        *link = takenFor(*link);
+      }
     }
   }
   try {
-    for (const auto& [index, lengths] : other.longTags) longTags.emplace(takenFor(index), lengths);
+    for (const auto& [index, lengths] : other.longTags) {
+      longTags.emplace(takenFor(index), lengths);
+    }
   } catch (...) {
     ReleaseTree(takenFor(root));
     throw;
@@ -175,7 +185,9 @@ void ElementIndex::Link(std::int32_t index, std::int32_t parent, std::int32_t pr
   record.nextSibling = next;
   (previous != 0 ? At(previous).nextSibling : above.firstChild) = index;
   (next != 0 ? At(next).previousSibling : above.lastChild) = index;
-  if (last == 0 || At(last).start < record.start) last = LastLeaf(index);
+  if (last == 0 || At(last).start < record.start) {
+    last = LastLeaf(index);
+  }
 }
 
 void ElementIndex::Unlink(std::int32_t index) noexcept {
@@ -192,7 +204,9 @@ void ElementIndex::Unlink(std::int32_t index) noexcept {
 
 void ElementIndex::Grow(std::int32_t index, std::int32_t distance) noexcept {
   At(0).length += distance;
-  if (index == 0) return;
+  if (index == 0) {
+    return;
+  }
   if (growth != 0 && grown != index) {
     ElementRecord& record = At(index);
     MoveGrowthUp(record.start);
@@ -204,7 +218,9 @@ void ElementIndex::Grow(std::int32_t index, std::int32_t distance) noexcept {
   }
   grown = index;
   growth += distance;
-  if (growth == 0) grown = 0;
+  if (growth == 0) {
+    grown = 0;
+  }
 }
 
 void ElementIndex::MoveGrowthUp(std::int32_t start) const noexcept {
@@ -213,7 +229,9 @@ void ElementIndex::MoveGrowthUp(std::int32_t start) const noexcept {
     record.length += growth;
     grown = record.parent;
   }
-  if (grown == 0) growth = 0;
+  if (grown == 0) {
+    growth = 0;
+  }
 }
 
 void ElementIndex::MoveStarts(std::int32_t first, std::int32_t distance) noexcept {

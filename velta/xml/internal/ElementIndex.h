@@ -107,7 +107,9 @@ class ElementIndex {
     const std::uint32_t packed = At(index).tagLengths;
     const TagLengths lengths{static_cast<std::int32_t>(packed & kMaxStart),
                              static_cast<std::int32_t>(packed >> kStartBits)};
-    if (lengths.start != kMaxStart && lengths.end != kMaxEnd) return lengths;
+    if (lengths.start != kMaxStart && lengths.end != kMaxEnd) {
+      return lengths;
+    }
     return longTags.find(index)->second;
   }
 
@@ -143,8 +145,12 @@ class ElementIndex {
   /// From the start tag to the end tag, of an element.
   [[nodiscard]] std::int32_t LengthOf(std::int32_t index) const noexcept {
     const ElementRecord& record = At(index);
-    if (growth == 0) return record.length;
-    if (At(grown).start > record.start) MoveGrowthUp(record.start);
+    if (growth == 0) {
+      return record.length;
+    }
+    if (At(grown).start > record.start) {
+      MoveGrowthUp(record.start);
+    }
     return record.length + (index == grown ? growth : 0);
   }
   [[nodiscard]] std::int32_t EndOf(std::int32_t index) const noexcept {
@@ -179,18 +185,24 @@ class ElementIndex {
 
   /// As `Following`, while some starts have been moved and others not.
   [[nodiscard]] std::int32_t Following(const ElementRecord& record) const noexcept {
-    if (record.firstChild != 0) return record.firstChild;
+    if (record.firstChild != 0) {
+      return record.firstChild;
+    }
     return record.nextSibling != 0 ? record.nextSibling : NextAbove(record.parent);
   }
 
   /// The next sibling of a record or of the innermost one around it that has any, or 0.
   [[nodiscard]] std::int32_t NextAbove(std::int32_t index) const noexcept {
-    while (index != 0 && At(index).nextSibling == 0) index = At(index).parent;
+    while (index != 0 && At(index).nextSibling == 0) {
+      index = At(index).parent;
+    }
     return index != 0 ? At(index).nextSibling : 0;
   }
 
   [[nodiscard]] std::int32_t LastLeaf(std::int32_t index) const noexcept {
-    while (At(index).lastChild != 0) index = At(index).lastChild;
+    while (At(index).lastChild != 0) {
+      index = At(index).lastChild;
+    }
     return index;
   }
 

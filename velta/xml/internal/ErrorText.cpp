@@ -29,8 +29,12 @@ void ErrorText::Clear() noexcept {
 }
 
 void ErrorText::Add(std::initializer_list<Piece> message) {
-  if (cut) return;
-  if (!text.empty()) Append(L", ");
+  if (cut) {
+    return;
+  }
+  if (!text.empty()) {
+    Append(L", ");
+  }
   for (const Piece& piece : message) {
     if (!piece.isNumber) {
       Append(piece.text);
@@ -45,7 +49,9 @@ void ErrorText::Add(std::initializer_list<Piece> message) {
 }
 
 void ErrorText::AddAt(std::int32_t offset, std::initializer_list<Piece> message) {
-  if (firstOffset < 0) firstOffset = offset;
+  if (firstOffset < 0) {
+    firstOffset = offset;
+  }
   Add(message);
 }
 
@@ -66,7 +72,9 @@ void ErrorText::DropParse() noexcept {
 }
 
 void ErrorText::Append(std::wstring_view part) {
-  if (cut) return;
+  if (cut) {
+    return;
+  }
   // A message that must not fail may have gone past the limit.
   const std::size_t room = kLimit - (std::min)(text.size(), kLimit);
   if (part.size() > room) {

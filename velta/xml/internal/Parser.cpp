@@ -15,7 +15,9 @@ struct NameOrder {
   bool ignoreCase;
 
   bool operator()(std::wstring_view left, std::wstring_view right) const noexcept {
-    if (!ignoreCase) return left < right;
+    if (!ignoreCase) {
+      return left < right;
+    }
     return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
                                         [](wchar_t a, wchar_t b) { return Fold(a) < Fold(b); });
   }
@@ -79,7 +81,9 @@ class Parser {
   }
 
   void Open(const Token& token) {
-    if (index.Room() == 0) index.Extend(ExpectedMore(token));
+    if (index.Room() == 0) {
+      index.Extend(ExpectedMore(token));
+    }
     const std::int32_t element = index.Append();
     const auto length = static_cast<std::int32_t>(token.end - token.begin);
     ElementRecord& above = index.At(parent);
@@ -98,7 +102,9 @@ class Parser {
     index.SetTagLengths(element, {length, 0});
     if (!token.isEmptyTag) {
       parent = element;
-      if (namesAreCounted) ++openNames[NameOf(element)];
+      if (namesAreCounted) {
+        ++openNames[NameOf(element)];
+      }
     }
   }
 
@@ -118,7 +124,9 @@ class Parser {
       index.At(0).flags |= kIllFormed;
       return;
     }
-    if (!IsExpected(token) && !LeaveUpTo(NameAt(name), offset)) return;
+    if (!IsExpected(token) && !LeaveUpTo(NameAt(name), offset)) {
+      return;
+    }
     const auto endTagLength = static_cast<std::int32_t>(token.end - token.begin);
     index.SetEndTagLength(parent, endTagLength);
     Leave(offset + endTagLength);
@@ -155,7 +163,9 @@ class Parser {
     record.length = end - record.start;
     if (namesAreCounted) {
       const auto entry = openNames.find(NameOf(parent));
-      if (--entry->second == 0) openNames.erase(entry);
+      if (--entry->second == 0) {
+        openNames.erase(entry);
+      }
     }
     parent = record.parent;
   }

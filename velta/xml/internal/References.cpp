@@ -28,13 +28,17 @@ constexpr LowSet EscapedSet(bool quotes) noexcept { return quotes ? kMarkup | kQ
 
 /// Whether the text behind an ampersand makes it a reference, known or not.
 bool IsReference(std::wstring_view behind) noexcept {
-  if (behind.empty() || (behind.front() != L'#' && !IsNameStart(behind.front()))) return false;
+  if (behind.empty() || (behind.front() != L'#' && !IsNameStart(behind.front()))) {
+    return false;
+  }
   const auto end = std::find_if_not(behind.begin() + 1, behind.end(), IsNameCharacter);
   return end != behind.end() && *end == L';';
 }
 
 int DigitValue(wchar_t c) noexcept {
-  if (c >= L'0' && c <= L'9') return c - L'0';
+  if (c >= L'0' && c <= L'9') {
+    return c - L'0';
+  }
   const wchar_t lower = Fold(c);
   return lower >= L'a' && lower <= L'f' ? lower - L'a' + 10 : 16;
 }
@@ -59,11 +63,17 @@ std::size_t ReadNumber(std::wstring_view text, std::uint32_t& code) noexcept {
   const std::uint32_t base = isHex ? 16 : 10;
   code = 0;
   for (std::size_t at = firstDigit; at < text.size(); ++at) {
-    if (text[at] == L';') return at != firstDigit ? at + 1 : 0;
+    if (text[at] == L';') {
+      return at != firstDigit ? at + 1 : 0;
+    }
     const auto digit = static_cast<std::uint32_t>(DigitValue(text[at]));
-    if (digit >= base) return 0;
+    if (digit >= base) {
+      return 0;
+    }
     code = code * base + digit;
-    if (code > kLastCodePoint) return 0;
+    if (code > kLastCodePoint) {
+      return 0;
+    }
   }
   return 0;
 }
@@ -75,7 +85,9 @@ std::size_t AppendReferenced(std::wstring& out, std::wstring_view behind) {
   if (!behind.empty() && behind.front() == L'#') {
     std::uint32_t code = 0;
     const std::size_t length = ReadNumber(behind.substr(1), code);
-    if (length == 0) return 0;
+    if (length == 0) {
+      return 0;
+    }
     AppendCodePoint(out, code);
     return length + 1;
   }
@@ -98,11 +110,17 @@ bool NeedsEscape(std::wstring_view text, bool quotes) noexcept {
 void AppendEscaped(std::wstring& out, std::wstring_view text, bool quotes, bool keepReferences) {
   const LowSet escaped = EscapedSet(quotes);
   const std::size_t wanted = out.size() + text.size() + text.size() / 10 + 7;
-  if (wanted > out.capacity()) out.reserve(wanted);
+  if (wanted > out.capacity()) {
+    out.reserve(wanted);
+  }
   std::size_t copied = 0;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (!IsIn(escaped, text[at])) continue;
-    if (keepReferences && text[at] == L'&' && IsReference(text.substr(at + 1))) continue;
+    if (!IsIn(escaped, text[at])) {
+      continue;
+    }
+    if (keepReferences && text[at] == L'&' && IsReference(text.substr(at + 1))) {
+      continue;
+    }
     const auto* const named = std::find_if(
         std::begin(kNamed), std::end(kNamed),
         [&](const NamedReference& reference) { return reference.character == text[at]; });
@@ -116,7 +134,9 @@ void AppendCData(std::wstring& out, std::wstring_view text) {
   out.append(kCDataBegin);
   for (;;) {
     const std::size_t end = text.find(kCDataEnd);
-    if (end == std::wstring_view::npos) break;
+    if (end == std::wstring_view::npos) {
+      break;
+    }
     // The section ends between the brackets and the greater-than sign, and another begins.
     out.append(text, 0, end + 2).append(kCDataEnd).append(kCDataBegin);
     text.remove_prefix(end + 2);
@@ -130,10 +150,14 @@ void AppendUnescaped(std::wstring& out, std::wstring_view text) {
   for (;;) {
     const wchar_t* const ampersand = FindCharacter(at, end, L'&');
     out.append(at, ampersand);
-    if (ampersand == end) return;
+    if (ampersand == end) {
+      return;
+    }
     at = ampersand + 1;
     const std::size_t taken = AppendReferenced(out, {at, static_cast<std::size_t>(end - at)});
-    if (taken == 0) out += L'&';
+    if (taken == 0) {
+      out += L'&';
+    }
     at += taken;
   }
 }

@@ -36,25 +36,33 @@ class SavedPositions {
 
   [[nodiscard]] const SavedPosition* Find(std::wstring_view name) noexcept {
     for (const SavedPosition& entry : BucketOf(name)) {
-      if (entry.name == name) return &entry;
+      if (entry.name == name) {
+        return &entry;
+      }
     }
     return nullptr;
   }
 
   void Clear() noexcept {
-    for (Bucket& bucket : buckets) bucket.clear();
+    for (Bucket& bucket : buckets) {
+      bucket.clear();
+    }
   }
 
   template <typename Action>
   void ForEach(Action action) noexcept {
     for (Bucket& bucket : buckets) {
-      for (SavedPosition& entry : bucket) action(entry);
+      for (SavedPosition& entry : bucket) {
+        action(entry);
+      }
     }
   }
 
   template <typename Predicate>
   void DropIf(Predicate predicate) noexcept {
-    for (Bucket& bucket : buckets) std::erase_if(bucket, predicate);
+    for (Bucket& bucket : buckets) {
+      std::erase_if(bucket, predicate);
+    }
   }
 
  private:
@@ -62,7 +70,9 @@ class SavedPositions {
 
   [[nodiscard]] Bucket& BucketOf(std::wstring_view name) noexcept {
     std::uint32_t sum = 0;
-    for (const wchar_t unit : name) sum += static_cast<std::uint32_t>(unit);
+    for (const wchar_t unit : name) {
+      sum += static_cast<std::uint32_t>(unit);
+    }
     return buckets[sum % kBuckets];
   }
 

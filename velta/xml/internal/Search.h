@@ -68,14 +68,20 @@ inline unsigned HalfBlockMatch(const wchar_t* left, const wchar_t* right) noexce
 inline const wchar_t* FindCharacter(const wchar_t* begin, const wchar_t* end, wchar_t c) noexcept {
   // Most runs end before the runtime's search, which is the faster one for long runs, is set up.
   if (end - begin < kHalfBlock) {
-    while (begin != end && *begin != c) ++begin;
+    while (begin != end && *begin != c) {
+      ++begin;
+    }
     return begin;
   }
 #if defined(VELTA_XML_SSE2)
   const unsigned mask = MaskOf(EqualBytes(HalfBlockBytes(begin), static_cast<char>(c)));
-  if (mask != 0) return begin + std::countr_zero(mask);
+  if (mask != 0) {
+    return begin + std::countr_zero(mask);
+  }
   begin += kHalfBlock;
-  if (begin == end) return end;
+  if (begin == end) {
+    return end;
+  }
 #endif
   const wchar_t* const found =
       std::char_traits<wchar_t>::find(begin, static_cast<std::size_t>(end - begin), c);
@@ -88,10 +94,14 @@ inline const wchar_t* FindMarkup(const wchar_t* begin, const wchar_t* end) noexc
   for (; end - begin >= kHalfBlock; begin += kHalfBlock) {
     const __m128i bytes = HalfBlockBytes(begin);
     const unsigned mask = MaskOf(_mm_or_si128(EqualBytes(bytes, '<'), EqualBytes(bytes, '&')));
-    if (mask != 0) return begin + std::countr_zero(mask);
+    if (mask != 0) {
+      return begin + std::countr_zero(mask);
+    }
   }
 #endif
-  while (begin != end && *begin != L'<' && *begin != L'&') ++begin;
+  while (begin != end && *begin != L'<' && *begin != L'&') {
+    ++begin;
+  }
   return begin;
 }
 
@@ -113,9 +123,15 @@ inline BlockMarks FindMarks(const wchar_t* begin, const wchar_t* end) noexcept {
 #endif
   BlockMarks marks{};
   for (unsigned bit = 1; begin != end && bit != 0; ++begin, bit <<= 1) {
-    if (*begin == L'<') marks.less |= bit;
-    if (*begin == L'>') marks.greater |= bit;
-    if (*begin == L'>' || *begin == L'"' || *begin == L'\'') marks.closing |= bit;
+    if (*begin == L'<') {
+      marks.less |= bit;
+    }
+    if (*begin == L'>') {
+      marks.greater |= bit;
+    }
+    if (*begin == L'>' || *begin == L'"' || *begin == L'\'') {
+      marks.closing |= bit;
+    }
   }
   return marks;
 }
@@ -131,7 +147,9 @@ inline std::ptrdiff_t CommonPrefix(const wchar_t* left, const wchar_t* right,
   }
 #endif
   std::ptrdiff_t length = 0;
-  while (length != kHalfBlock && right + length != end && left[length] == right[length]) ++length;
+  while (length != kHalfBlock && right + length != end && left[length] == right[length]) {
+    ++length;
+  }
   return length;
 }
 

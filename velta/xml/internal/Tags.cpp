@@ -13,15 +13,25 @@ namespace {
 bool BeginsPlainly(std::wstring_view text, std::wstring_view name,
                    std::wstring_view value) noexcept {
   constexpr std::size_t kAround = 4;  // the space, the equals sign, the quotes
-  if (text.size() < name.size() + value.size() + kAround || name.empty()) return false;
-  const wchar_t* at = text.data();
-  if (*at++ != L' ') return false;
-  for (const wchar_t c : name) {
-    if (*at++ != c || IsNameEnd(c)) return false;
+  if (text.size() < name.size() + value.size() + kAround || name.empty()) {
+    return false;
   }
-  if (*at++ != L'=' || *at++ != L'"') return false;
+  const wchar_t* at = text.data();
+  if (*at++ != L' ') {
+    return false;
+  }
+  for (const wchar_t c : name) {
+    if (*at++ != c || IsNameEnd(c)) {
+      return false;
+    }
+  }
+  if (*at++ != L'=' || *at++ != L'"') {
+    return false;
+  }
   for (const wchar_t c : value) {
-    if (*at++ != c || c == L'&' || c == L'"') return false;
+    if (*at++ != c || c == L'&' || c == L'"') {
+      return false;
+    }
   }
   return *at == L'"';
 }
@@ -29,7 +39,9 @@ bool BeginsPlainly(std::wstring_view text, std::wstring_view name,
 }  // namespace
 
 TagInside InsideOfTag(const DocumentState& state, std::int32_t element) noexcept {
-  if (element == 0) return {};
+  if (element == 0) {
+    return {};
+  }
   const ElementRecord& record = state.index.At(element);
   const std::int32_t closing = record.Has(kEmptyTag) ? 2 : 1;
   return {record.start + 1, record.start + state.index.GetTagLengths(element).start - closing};
@@ -52,7 +64,9 @@ bool FindAttribute(const DocumentState& state, TagInside tag, std::wstring_view 
                    Attribute& attribute) noexcept {
   AttributeReader reader = AttributesOf(state, tag);
   while (reader.Next(attribute)) {
-    if (!name.empty() && SameName(attribute.name, name, state.IgnoresCase())) return true;
+    if (!name.empty() && SameName(attribute.name, name, state.IgnoresCase())) {
+      return true;
+    }
   }
   return false;
 }
@@ -61,9 +75,13 @@ bool HasAttribute(const DocumentState& state, TagInside tag, std::size_t nameLen
                   std::wstring_view attribute, std::wstring_view value) {
   const std::wstring_view behindName =
       state.Part(tag.begin + static_cast<std::int32_t>(nameLength), tag.end);
-  if (BeginsPlainly(behindName, attribute, value)) return true;
+  if (BeginsPlainly(behindName, attribute, value)) {
+    return true;
+  }
   Attribute found;
-  if (!FindAttribute(state, tag, attribute, found)) return false;
+  if (!FindAttribute(state, tag, attribute, found)) {
+    return false;
+  }
   MString decoded;
   AppendUnescaped(decoded, found.value);
   return decoded == value;

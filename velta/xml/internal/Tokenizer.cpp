@@ -16,22 +16,34 @@ Token Tokenizer::ReadOtherMarkup(const wchar_t* begin) {
     case L'!':
       return ReadDeclaration(begin);
     default:
-      if (begin + 1 == end) return UnterminatedUnknown(begin);
+      if (begin + 1 == end) {
+        return UnterminatedUnknown(begin);
+      }
       return Incorrect(L"tag name character", begin, begin + 1);
   }
 }
 
 Token Tokenizer::ReadDeclaration(const wchar_t* begin) {
   const wchar_t* const kind = begin + 2;
-  if (kind == end) return UnterminatedUnknown(begin);
+  if (kind == end) {
+    return UnterminatedUnknown(begin);
+  }
   switch (*kind) {
     case L'-':
-      if (kind + 1 == end) return UnterminatedUnknown(begin);
-      if (kind[1] != L'-') return Incorrect(L"comment tag", begin, kind + 1);
+      if (kind + 1 == end) {
+        return UnterminatedUnknown(begin);
+      }
+      if (kind[1] != L'-') {
+        return Incorrect(L"comment tag", begin, kind + 1);
+      }
       return ReadUntil(TokenType::kComment, begin, kind + 2, L"-->");
     case L'[':
-      if (kind + 1 == end) return UnterminatedUnknown(begin);
-      if (kind[1] != L'C') return Incorrect(L"tag", begin, kind + 1);
+      if (kind + 1 == end) {
+        return UnterminatedUnknown(begin);
+      }
+      if (kind[1] != L'C') {
+        return Incorrect(L"tag", begin, kind + 1);
+      }
       return ReadUntil(TokenType::kCData, begin, kind + 2, L"]]>");
     case L'D':
       return ReadDocumentType(begin);
@@ -43,19 +55,27 @@ Token Tokenizer::ReadDeclaration(const wchar_t* begin) {
 Token Tokenizer::ReadDocumentType(const wchar_t* begin) {
   constexpr LowSet stops = kNul | kQuotes | SetOf(L"<>");
   for (const wchar_t* at = begin + 3;;) {
-    while (!IsIn(stops, *at)) ++at;
+    while (!IsIn(stops, *at)) {
+      ++at;
+    }
     if (*at == L'>') {
       next = at + 1;
       return {TokenType::kDocumentType, begin, next, false};
     }
     if (*at == L'<') {
       const Token nested = ReadNested(at);
-      if (nested.type == TokenType::kMalformed) return {nested.type, begin, nested.end, false};
+      if (nested.type == TokenType::kMalformed) {
+        return {nested.type, begin, nested.end, false};
+      }
       at = nested.end;
       continue;
     }
-    if (IsQuote(*at)) at = FindCharacter(at + 1, end, *at);
-    if (at == end) return Unterminated(TokenType::kDocumentType, begin);
+    if (IsQuote(*at)) {
+      at = FindCharacter(at + 1, end, *at);
+    }
+    if (at == end) {
+      return Unterminated(TokenType::kDocumentType, begin);
+    }
     ++at;  // a closing quote, or a NUL in the text
   }
 }
@@ -72,13 +92,19 @@ Token Tokenizer::ReadNested(const wchar_t* begin) {
 Token Tokenizer::ReadMarkupDeclaration(const wchar_t* begin) {
   constexpr LowSet stops = kNul | kQuotes | SetOf(L">");
   for (const wchar_t* at = begin + 3;; ++at) {
-    while (!IsIn(stops, *at)) ++at;
+    while (!IsIn(stops, *at)) {
+      ++at;
+    }
     if (*at == L'>') {
       next = at + 1;
       return {TokenType::kDocumentType, begin, next, false};
     }
-    if (IsQuote(*at)) at = FindCharacter(at + 1, end, *at);
-    if (at == end) return Unterminated(TokenType::kDocumentType, begin);
+    if (IsQuote(*at)) {
+      at = FindCharacter(at + 1, end, *at);
+    }
+    if (at == end) {
+      return Unterminated(TokenType::kDocumentType, begin);
+    }
   }
 }
 
@@ -89,7 +115,9 @@ Token Tokenizer::Incorrect(const wchar_t* what, const wchar_t* begin, const wcha
   }
   next = fault;
   while (next != end && *next != L'<') {
-    if (*next++ == L'>') break;
+    if (*next++ == L'>') {
+      break;
+    }
   }
   return {TokenType::kMalformed, begin, next, false};
 }

@@ -62,7 +62,9 @@ class Tokenizer {
       return more ? ReadMarkup() : Token{TokenType::kEndOfText, end, end, false};
     }
     Token token{TokenType::kText, begin, next, false};
-    if (IsAllSpaces(token.Text())) token.type = TokenType::kWhitespace;
+    if (IsAllSpaces(token.Text())) {
+      token.type = TokenType::kWhitespace;
+    }
     return token;
   }
 
@@ -79,8 +81,12 @@ class Tokenizer {
   /// The token that begins with the "<" at hand.
   [[nodiscard]] Token ReadMarkup() {
     const wchar_t* const begin = next;
-    if (IsTagStart(begin[1])) return ReadElementTag(begin);
-    if (begin[1] == L'/') return ReadEndTag(begin);
+    if (IsTagStart(begin[1])) {
+      return ReadElementTag(begin);
+    }
+    if (begin[1] == L'/') {
+      return ReadEndTag(begin);
+    }
     const Token token = ReadOtherMarkup(begin);
     nextMarkup = nullptr;  // a tag inside of it may have found one that is inside too
     return token;
@@ -94,7 +100,9 @@ class Tokenizer {
       for (unsigned mask = marks.closing; mask != 0; mask &= mask - 1) {
         const wchar_t* const at = block + std::countr_zero(mask);
         if (quote != L'\0') {
-          if (*at == quote) quote = L'\0';
+          if (*at == quote) {
+            quote = L'\0';
+          }
         } else if (*at == L'>') {
           next = at + 1;
           nextMarkup = FirstBehind(block, marks.less, mask);
@@ -103,9 +111,13 @@ class Tokenizer {
           quote = *at;
         }
       }
-      if (end - block <= kBlock) break;
+      if (end - block <= kBlock) {
+        break;
+      }
       block += kBlock;
-      if (quote != L'\0' && marks.closing == 0) block = FindCharacter(block, end, quote);
+      if (quote != L'\0' && marks.closing == 0) {
+        block = FindCharacter(block, end, quote);
+      }
     }
     return Unterminated(TokenType::kElement, begin);
   }
@@ -125,7 +137,9 @@ class Tokenizer {
   }
 
   static bool IsEmptyTag(const wchar_t* begin, const wchar_t* slash) noexcept {
-    if (IsIn(kSpaces | kQuotes, slash[-1])) return true;
+    if (IsIn(kSpaces | kQuotes, slash[-1])) {
+      return true;
+    }
     const std::wstring_view name = NameAt(begin + 1);
     return name.data() + name.size() == slash;
   }
@@ -138,7 +152,9 @@ class Tokenizer {
       at += std::countr_zero(marks.greater);
     } else {
       at = FindCharacter(at, end, L'>');
-      if (at == end) return Unterminated(TokenType::kEndTag, begin);
+      if (at == end) {
+        return Unterminated(TokenType::kEndTag, begin);
+      }
     }
     next = at + 1;
     return {TokenType::kEndTag, begin, next, false};
@@ -149,7 +165,9 @@ class Tokenizer {
                   std::wstring_view mark) {
     for (const wchar_t* at = from;; ++at) {
       at = FindCharacter(at, end, L'>');
-      if (at == end) return Unterminated(type, begin);
+      if (at == end) {
+        return Unterminated(type, begin);
+      }
       const auto behind = static_cast<std::size_t>(at + 1 - from);
       if (behind >= mark.size() && std::wstring_view(at + 1 - mark.size(), mark.size()) == mark) {
         next = at + 1;
