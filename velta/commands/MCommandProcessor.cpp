@@ -13,6 +13,8 @@
 #include <new>
 #include <utility>
 
+using namespace Velta::Threads;
+
 namespace {
 
 const wchar_t ClassName[] = L"MCommandProcessor";
@@ -30,65 +32,66 @@ void RunHook(const std::unique_ptr<MCallbackFunctor>& hook) {
 // released, it touches nothing of the processor, which may be gone.
 class MCommandProcessor::CommandQueue {
  public:
-  explicit CommandQueue(MFlowPoint& point) : abortEvent(MakeEvent(point, EventReset::Manual)) {}
+  explicit CommandQueue(MFlowPoint& point) : abortEvent_(MakeEvent(point, EventReset::kManual)) {}
   CommandQueue(const CommandQueue&) = delete;
   CommandQueue& operator=(const CommandQueue&) = delete;
-  ~CommandQueue() { ::CloseHandle(abortEvent); }
+  ~CommandQueue() { ::CloseHandle(abortEvent_); }
 
-  HANDLE GetAbortEvent() const noexcept { return abortEvent; }
-  bool IsClosed() const noexcept { return closed.load(std::memory_order_relaxed); }
+  HANDLE GetAbortEvent() const noexcept { return abortEvent_; }
+  bool IsClosed() const noexcept { return closed_.load(std::memory_order_relaxed); }
 
   // Takes a caller's command, unless the queue is closed. @return whether it was taken
-  [[nodiscard]] bool Offer(MCommand* command) { return commands.PushUnless(closed, command); }
+  [[nodiscard]] bool Offer(MCommand* command) { return commands.PushUnless(closed_, command); }
 
   // Refuses callers from now on, and then releases those who wait. Whoever empties the queue after
   // this finds every command whose caller was told that it never runs: no other follows.
   void Close() noexcept {
-    closed.store(true, std::memory_order_relaxed);  // the queue's lock orders it
-    ::SetEvent(abortEvent);
+    closed_.store(true, std::memory_order_relaxed);  // the queue's lock orders it
+    ::SetEvent(abortEvent_);
   }
 
   MThreadSafeFifo<MCommand*, MCommand*> commands;
 
  private:
-  std::atomic<bool> closed{false};
-  HANDLE abortEvent;
+  std::atomic<bool> closed_{false};
+  HANDLE abortEvent_;
 };
 
 // The hooks are owned before anything can fail.
-MCommandProcessor::MCommandProcessor(IThreadErrorHandler* errorHandler, MCallbackFunctor* startHook,
-                                     MCallbackFunctor* exitHook, MCallbackFunctor* whenIdle,
-                                     std::uint32_t idleTimeout, bool withWindowMessages)
-    : MCommandProcessor(errorHandler, std::unique_ptr<MCallbackFunctor>(startHook),
-                        std::unique_ptr<MCallbackFunctor>(exitHook),
-                        std::unique_ptr<MCallbackFunctor>(whenIdle), idleTimeout,
-                        withWindowMessages) {}
+MCommandProcessor::MCommandProcessor(IThreadErrorHandler* errorHandler,
+                                     MCallbackFunctor* threadStartHook,
+                                     MCallbackFunctor* threadExitHook, MCallbackFunctor* idleHook,
+                                     std::uint32_t idleTimeoutMs, bool processWindowMessages)
+    : MCommandProcessor(errorHandler, std::unique_ptr<MCallbackFunctor>(threadStartHook),
+                        std::unique_ptr<MCallbackFunctor>(threadExitHook),
+                        std::unique_ptr<MCallbackFunctor>(idleHook), idleTimeoutMs,
+                        processWindowMessages) {}
 
 MCommandProcessor::MCommandProcessor(IThreadErrorHandler* errorHandler,
-                                     std::unique_ptr<MCallbackFunctor> startHook,
-                                     std::unique_ptr<MCallbackFunctor> exitHook,
-                                     std::unique_ptr<MCallbackFunctor> whenIdle,
-                                     std::uint32_t idleTimeout, bool withWindowMessages)
-    : MEngineThread(errorHandler, withWindowMessages),
-      threadStartHook(std::move(startHook)),
-      threadExitHook(std::move(exitHook)),
-      idleHook(std::move(whenIdle)),
-      idleTimeoutMs(idleTimeout != 0 ? idleTimeout : INFINITE) {
+                                     std::unique_ptr<MCallbackFunctor> threadStartHook,
+                                     std::unique_ptr<MCallbackFunctor> threadExitHook,
+                                     std::unique_ptr<MCallbackFunctor> idleHook,
+                                     std::uint32_t idleTimeoutMs, bool processWindowMessages)
+    : MEngineThread(errorHandler, processWindowMessages),
+      threadStartHook_(std::move(threadStartHook)),
+      threadExitHook_(std::move(threadExitHook)),
+      idleHook_(std::move(idleHook)),
+      idleTimeoutMs_(idleTimeoutMs != 0 ? idleTimeoutMs : INFINITE) {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
 
   try {
-    commandQueue = std::make_shared<CommandQueue>(point.At(this));
+    commandQueue_ = std::make_shared<CommandQueue>(point.At(this));
   } catch (const std::bad_alloc&) {
     MErrorOutOfMemory::Throw();
   }
-  abortEvent = commandQueue->GetAbortEvent();
+  abortEvent_ = commandQueue_->GetAbortEvent();
   auto* const callback = new (std::nothrow)
       MCallbackFunctorImp<MCommandProcessor>(this, &MCommandProcessor::OnCommandQueued);
   if (callback == nullptr) {
     MErrorOutOfMemory::Throw();
   }
-  AddEvent(commandQueue->commands.GetEvent(), callback);
+  AddEvent(commandQueue_->commands.GetEvent(), callback);
   SetEndedAction(&MCommandProcessor::AbortUnlessAborted);
 }
 
@@ -97,12 +100,12 @@ MCommandProcessor::~MCommandProcessor() {
   point.At(this).LogDestruction();
   EndForDestruction();  // first: the thread uses what goes now
   SetEndedAction(nullptr);
-  commandQueue->Close();  // a processor that never ran may still have callers
+  commandQueue_->Close();  // a processor that never ran may still have callers
 }
 
 void MCommandProcessor::AbortUnlessAborted(MEngineThread& engine) {
   auto& self = static_cast<MCommandProcessor&>(engine);
-  if (!self.commandQueue->IsClosed()) {
+  if (!self.commandQueue_->IsClosed()) {
     self.Abort();
   }
 }
@@ -111,7 +114,7 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
   static MFlowPoint point(ClassName, L"ExecuteSynchronously");
   const MFlowScope scope = point.At(this).OpenScope();
 
-  const std::shared_ptr<CommandQueue> queue = commandQueue;
+  const std::shared_ptr<CommandQueue> queue = commandQueue_;
   if (IsAborted()) {
     point.At(this).Raise(L"ProcessorStopped");
   }
@@ -124,9 +127,9 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between
     point.At(this).Raise(L"WaitFailed", L"winErrorCode", lastError);
   }
-  command->completionEvent = completionEvent;
+  command->completionEvent_ = completionEvent;
   const auto takeBack = [&command, completionEvent] {
-    command->completionEvent = nullptr;
+    command->completionEvent_ = nullptr;
     ::CloseHandle(completionEvent);
   };
   bool taken = false;
@@ -160,7 +163,7 @@ void MCommandProcessor::ExecuteSynchronously(std::unique_ptr<MCommandSynchronous
 
 bool MCommandProcessor::IsAborted() const {
   static MFlowPoint point(ClassName, L"IsAborted");
-  const WaitOutcome outcome = WaitForOne(abortEvent, 0);
+  const WaitOutcome outcome = WaitForOne(abortEvent_, 0);
   if (outcome.result != WAIT_OBJECT_0 && outcome.result != WAIT_TIMEOUT) {
     point.At(this).Raise(L"ErrorAccessingEvent", L"winErrorCode", outcome.lastError);
   }
@@ -170,18 +173,18 @@ bool MCommandProcessor::IsAborted() const {
 void MCommandProcessor::Abort() {
   static MFlowPoint point(ClassName, L"Abort");
   point.At(this).LogTimingPoint(0, 0);
-  commandQueue->Close();
+  commandQueue_->Close();
   while (PopCommand() != nullptr) {
   }
 }
 
 MThreadSafeFifoInput<MCommand*, MCommand*>& MCommandProcessor::GetCommandInput() noexcept {
-  return commandQueue->commands;
+  return commandQueue_->commands;
 }
 
 std::unique_ptr<MCommand> MCommandProcessor::PopCommand() {
   MCommand* command = nullptr;
-  static_cast<void>(commandQueue->commands.Pop(command));
+  static_cast<void>(commandQueue_->commands.Pop(command));
   return std::unique_ptr<MCommand>(command);
 }
 
@@ -194,7 +197,7 @@ void MCommandProcessor::OnCommandQueued() {
 void MCommandProcessor::OnFlush() {
   static MFlowPoint point(ClassName, L"OnFlush");
   const MFlowScope scope = point.At(this).OpenScope();
-  while (!commandQueue->commands.IsEmpty()) {
+  while (!commandQueue_->commands.IsEmpty()) {
     OnCommandQueued();
   }
 }
@@ -202,7 +205,7 @@ void MCommandProcessor::OnFlush() {
 void MCommandProcessor::OnStop() {
   static MFlowPoint point(ClassName, L"OnStop");
   const MFlowScope scope = point.At(this).OpenScope();
-  stopServed = true;
+  stopServed_ = true;
   try {
     OnFlush();
   } catch (const MException& exception) {
@@ -218,20 +221,20 @@ void MCommandProcessor::ThreadFunction() {
     registry->RegisterThreadName(L"Command processor thread");
   }
 
-  stopServed = false;
-  Velta::Libraries::GenericGuard hooks([this] { RunHook(threadStartHook); },
-                                       [this] { RunHook(threadExitHook); });
+  stopServed_ = false;
+  Velta::Libraries::GenericGuard hooks([this] { RunHook(threadStartHook_); },
+                                       [this] { RunHook(threadExitHook_); });
   SignalThreadStarted();
   do {
-    if (!WaitForEvents(idleTimeoutMs)) {
+    if (!WaitForEvents(idleTimeoutMs_)) {
       try {
-        RunHook(idleHook);
+        RunHook(idleHook_);
       } catch (const MException& exception) {
         point.At(this).LogDismissedError(exception);
       }
     }
   } while (!IsStopRequested());
-  if (!stopServed) {
+  if (!stopServed_) {
     OnStopWrapper();  // the request came while something else ran: no wait has seen it
   }
   hooks.Run();

@@ -105,9 +105,10 @@ class VELTA_API MCommandProcessor : public MEngineThread {
  private:
   class CommandQueue;
 
-  MCommandProcessor(IThreadErrorHandler* errorHandler, std::unique_ptr<MCallbackFunctor> startHook,
-                    std::unique_ptr<MCallbackFunctor> exitHook,
-                    std::unique_ptr<MCallbackFunctor> idleHook, std::uint32_t idleTimeoutMs,
+  MCommandProcessor(IThreadErrorHandler* errorHandler,
+                    std::unique_ptr<MCallbackFunctor> threadStartHook,
+                    std::unique_ptr<MCallbackFunctor> threadExitHook,
+                    std::unique_ptr<MCallbackFunctor> idleHook, std::uint32_t idleTimeoutMs_,
                     bool processWindowMessages);
 
   static void AbortUnlessAborted(MEngineThread& engine);
@@ -115,13 +116,14 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   std::unique_ptr<MCommand> PopCommand();
   void OnCommandQueued();
 
-  std::unique_ptr<MCallbackFunctor> threadStartHook;
-  std::unique_ptr<MCallbackFunctor> threadExitHook;
-  std::unique_ptr<MCallbackFunctor> idleHook;
-  std::uint32_t idleTimeoutMs;
-  std::shared_ptr<CommandQueue> commandQueue;  // shared with callers, who may outlast the processor
-  HANDLE abortEvent = nullptr;                 // the queue's; once set it stays set
-  bool stopServed = false;                     // in this run; the processor's thread alone uses it
+  std::unique_ptr<MCallbackFunctor> threadStartHook_;
+  std::unique_ptr<MCallbackFunctor> threadExitHook_;
+  std::unique_ptr<MCallbackFunctor> idleHook_;
+  std::uint32_t idleTimeoutMs_;
+  std::shared_ptr<CommandQueue>
+      commandQueue_;             // shared with callers, who may outlast the processor
+  HANDLE abortEvent_ = nullptr;  // the queue's; once set it stays set
+  bool stopServed_ = false;      // in this run; the processor's thread alone uses it
 };
 
 VELTA_EXPORTS_END

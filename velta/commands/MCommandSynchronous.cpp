@@ -5,17 +5,17 @@
 
 #include <utility>
 
-MCommandSynchronous::MCommandSynchronous(MExceptionHolder holder) noexcept
-    : resultHolder(std::move(holder)) {}
+MCommandSynchronous::MCommandSynchronous(MExceptionHolder resultHolder) noexcept
+    : resultHolder_(std::move(resultHolder)) {}
 
 MCommandSynchronous::~MCommandSynchronous() = default;
 
 void MCommandSynchronous::ExecuteGenericCommand() {
-  resultHolder.Reset();  // what an earlier command left is not this one's outcome
+  resultHolder_.Reset();  // what an earlier command left is not this one's outcome
   try {
     Execute();
   } catch (MException& exception) {
-    resultHolder.Store(exception);
+    resultHolder_.Store(exception);
   }
-  ::SetEvent(completionEvent);
+  ::SetEvent(completionEvent_);
 }

@@ -29,8 +29,8 @@ class VELTA_API MCommandSynchronous : public MCommand {
  private:
   friend class MCommandProcessor;
 
-  MExceptionHolder resultHolder;
-  HANDLE completionEvent = nullptr;  // made and closed by the processor's waiting caller
+  MExceptionHolder resultHolder_;
+  HANDLE completionEvent_ = nullptr;  // made and closed by the processor's waiting caller
 };
 
 VELTA_EXPORTS_END

@@ -15,7 +15,7 @@ class MDesyncEvent {
   /// other exception ends the process.
   virtual void Fire() = 0;
 
-  // Behind Fire, which is the first slot of the binary interface.
+  // After Fire, which is the first slot of the binary interface.
   virtual ~MDesyncEvent() = default;
 
  protected:

@@ -17,14 +17,14 @@ const ClassNameRegistration registration(ClassName);
 }  // namespace
 
 MDesyncEventScheduler::MDesyncEventScheduler(IThreadErrorHandler* errorHandler)
-    : schedulerThread(errorHandler) {
+    : schedulerThread_(errorHandler) {
   static MFlowPoint point(ClassName, ClassName);
   auto* const callback = new (std::nothrow)
       MCallbackFunctorImp<MDesyncEventScheduler>(this, &MDesyncEventScheduler::OnSchedulerEvent);
   if (callback == nullptr) {
     MErrorOutOfMemory::Throw();
   }
-  schedulerThread.RegisterSchedulerEvent(eventQueue.GetEvent(), callback);
+  schedulerThread_.RegisterSchedulerEvent(eventQueue_.GetEvent(), callback);
   point.At(this).LogConstruction();
 }
 
@@ -35,24 +35,24 @@ MDesyncEventScheduler::~MDesyncEventScheduler() {
     Disable();
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);
-    schedulerThread.ForceStop();     // it uses the queue, which goes first
+    schedulerThread_.ForceStop();    // it uses the queue, which goes first
   } catch (const std::bad_alloc&) {  // no memory for that error
     point.At(this).LogDismissedError(MErrorOutOfMemory());
-    schedulerThread.ForceStop();
+    schedulerThread_.ForceStop();
   }
 }
 
 void MDesyncEventScheduler::Enable() {
   static MFlowPoint point(ClassName, L"Enable");
   const MFlowScope scope = point.At(this).OpenScope();
-  schedulerThread.Start();
+  schedulerThread_.Start();
 }
 
 void MDesyncEventScheduler::Disable() {
   static MFlowPoint point(ClassName, L"Disable");
   const MFlowScope scope = point.At(this).OpenScope();
-  schedulerThread.Flush();
-  schedulerThread.Stop();
+  schedulerThread_.Flush();
+  schedulerThread_.Stop();
 }
 
 void MDesyncEventScheduler::ScheduleDesyncEvent(MDesyncEvent* event) {
@@ -62,7 +62,7 @@ void MDesyncEventScheduler::ScheduleDesyncEvent(MDesyncEvent* event) {
     return;
   }
   std::unique_ptr<MDesyncEvent> owned(event);
-  eventQueue.Push(event);
+  eventQueue_.Push(event);
   static_cast<void>(owned.release());
 }
 
@@ -79,6 +79,6 @@ void MDesyncEventScheduler::OnSchedulerEvent() {
 
 std::unique_ptr<MDesyncEvent> MDesyncEventScheduler::PopEvent() {
   MDesyncEvent* event = nullptr;
-  static_cast<void>(eventQueue.Pop(event));
+  static_cast<void>(eventQueue_.Pop(event));
   return std::unique_ptr<MDesyncEvent>(event);
 }

@@ -61,8 +61,8 @@ class VELTA_API MDesyncEventScheduler : private Velta::Libraries::NonCopyable {
  private:
   std::unique_ptr<MDesyncEvent> PopEvent();
 
-  MSchedulerThread schedulerThread;
-  MThreadSafeFifo<MDesyncEvent*, MDesyncEvent*> eventQueue;
+  MSchedulerThread schedulerThread_;
+  MThreadSafeFifo<MDesyncEvent*, MDesyncEvent*> eventQueue_;
 };
 
 VELTA_EXPORTS_END

@@ -18,53 +18,54 @@ MExceptionHolder MExceptionHolder::Create() {
   return MExceptionHolder(record);
 }
 
-MExceptionHolder::MExceptionHolder(const MExceptionHolder& other) noexcept : record(other.record) {
-  if (record != nullptr) {
-    record->referenceCount.fetch_add(1, std::memory_order_relaxed);
+MExceptionHolder::MExceptionHolder(const MExceptionHolder& other) noexcept
+    : record_(other.record_) {
+  if (record_ != nullptr) {
+    record_->referenceCount.fetch_add(1, std::memory_order_relaxed);
   }
 }
 
 MExceptionHolder::MExceptionHolder(MExceptionHolder&& other) noexcept
-    : record(std::exchange(other.record, nullptr)) {}
+    : record_(std::exchange(other.record_, nullptr)) {}
 
 MExceptionHolder& MExceptionHolder::operator=(MExceptionHolder other) noexcept {
-  std::swap(record, other.record);
+  std::swap(record_, other.record_);
   return *this;
 }
 
 MExceptionHolder::~MExceptionHolder() {
   // Releases what this reference saw, and sees what all others released, before it deletes.
-  if (record != nullptr && record->referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-    delete record;
+  if (record_ != nullptr && record_->referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    delete record_;
   }
 }
 
 const MException* MExceptionHolder::GetException() const noexcept {
-  return record != nullptr ? record->exception.get() : nullptr;
+  return record_ != nullptr ? record_->exception.get() : nullptr;
 }
 
 bool MExceptionHolder::HasError() const noexcept {
-  return record != nullptr && record->exception->GetErrorCount() > 0;
+  return record_ != nullptr && record_->exception->GetErrorCount() > 0;
 }
 
 void MExceptionHolder::ThrowIfError() const {
   if (HasError()) {
-    throw MException(*record->exception);
+    throw MException(*record_->exception);
   }
 }
 
 void MExceptionHolder::Reset() const noexcept {
-  if (record != nullptr) {
-    record->exception->Clear();
+  if (record_ != nullptr) {
+    record_->exception->Clear();
   }
 }
 
 void MExceptionHolder::Store(MException& exception) const noexcept {
-  if (record == nullptr) {
+  if (record_ == nullptr) {
     return;
   }
   // A copy leaves out what could not be cloned: an empty one would tell of success.
-  MException& stored = *record->exception;
+  MException& stored = *record_->exception;
   try {
     MException copy(exception);
     stored.Swap(copy.GetErrorCount() == exception.GetErrorCount() ? copy : exception);

@@ -32,7 +32,7 @@ class VELTA_API MExceptionHolder {
   ~MExceptionHolder();
 
   /// Whether this refers to a holder.
-  explicit operator bool() const noexcept { return record != nullptr; }
+  explicit operator bool() const noexcept { return record_ != nullptr; }
 
   /// The outcome; null when this refers to nothing.
   const MException* GetException() const noexcept;
@@ -56,7 +56,7 @@ class VELTA_API MExceptionHolder {
     std::atomic<std::int32_t> referenceCount;
   };
 
-  explicit MExceptionHolder(Record* adopted) noexcept : record(adopted) {}
+  explicit MExceptionHolder(Record* record) noexcept : record_(record) {}
 
-  Record* record = nullptr;
+  Record* record_ = nullptr;
 };

@@ -11,7 +11,7 @@ class MCallbackFunctor {
 
   virtual void operator()() = 0;
 
-  // Behind the call operator, which is the first slot of the binary interface.
+  // After the call operator, which is the first slot of the binary interface.
   virtual ~MCallbackFunctor() = default;
 
  protected:
@@ -27,12 +27,12 @@ class MCallbackFunctorImp final : public MCallbackFunctor {
   using Operation = void (T::*)();
 
   /// A virtual operation is dispatched when it is called.
-  MCallbackFunctorImp(T* target, Operation targetOperation) noexcept
-      : object(target), operation(targetOperation) {}
+  MCallbackFunctorImp(T* object, Operation operation) noexcept
+      : object_(object), operation_(operation) {}
 
-  void operator()() override { (object->*operation)(); }
+  void operator()() override { (object_->*operation_)(); }
 
  private:
-  T* object;
-  Operation operation;
+  T* object_;
+  Operation operation_;
 };

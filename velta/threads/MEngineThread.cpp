@@ -18,6 +18,7 @@
 #include <new>
 
 using Velta::Libraries::GenericGuard;
+using namespace Velta::Threads;
 
 namespace {
 
@@ -39,19 +40,19 @@ void RegisterStateNames() noexcept {
 // destroys the object waits for it.
 class MEngineThread::ControlCall {
  public:
-  explicit ControlCall(MEngineThread& engine) noexcept : calls(engine.controlCalls) {
-    calls.fetch_add(1, std::memory_order_relaxed);
+  explicit ControlCall(MEngineThread& engine) noexcept : calls_(engine.controlCalls_) {
+    calls_.fetch_add(1, std::memory_order_relaxed);
   }
   ControlCall(const ControlCall&) = delete;
   ControlCall& operator=(const ControlCall&) = delete;
-  ~ControlCall() { calls.fetch_sub(1, std::memory_order_release); }
+  ~ControlCall() { calls_.fetch_sub(1, std::memory_order_release); }
 
  private:
-  std::atomic<std::uint32_t>& calls;
+  std::atomic<std::uint32_t>& calls_;
 };
 
-MEngineThread::MEngineThread(IThreadErrorHandler* errorHandler, bool withWindowMessages)
-    : threadErrorHandler(errorHandler), processWindowMessages(withWindowMessages) {
+MEngineThread::MEngineThread(IThreadErrorHandler* errorHandler, bool processWindowMessages)
+    : threadErrorHandler_(errorHandler), processWindowMessages_(processWindowMessages) {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
   try {
@@ -65,25 +66,25 @@ MEngineThread::MEngineThread(IThreadErrorHandler* errorHandler, bool withWindowM
 
 void MEngineThread::RegisterBuiltInEvents(MFlowPoint& point) {
   try {
-    waitableHandles.reserve(MAXIMUM_WAIT_OBJECTS);
-    callbacks.reserve(MAXIMUM_WAIT_OBJECTS);
+    waitableHandles_.reserve(MAXIMUM_WAIT_OBJECTS);
+    callbacks_.reserve(MAXIMUM_WAIT_OBJECTS);
   } catch (const std::bad_alloc&) {
     MErrorOutOfMemory::Throw();
   }
-  flushRequestEvent = MakeEvent(point.At(this), EventReset::Automatic);
-  stopEvent = MakeEvent(point.At(this), EventReset::Manual);
-  threadStartedEvent = MakeEvent(point.At(this), EventReset::Automatic);
-  flushDoneEvent = MakeEvent(point.At(this), EventReset::Automatic);
-  restartEvent = MakeEvent(point.At(this), EventReset::Automatic);
+  flushRequestEvent_ = MakeEvent(point.At(this), EventReset::kAutomatic);
+  stopEvent_ = MakeEvent(point.At(this), EventReset::kManual);
+  threadStartedEvent_ = MakeEvent(point.At(this), EventReset::kAutomatic);
+  flushDoneEvent_ = MakeEvent(point.At(this), EventReset::kAutomatic);
+  restartEvent_ = MakeEvent(point.At(this), EventReset::kAutomatic);
 
   // The order gives the indices 0 to 2, and so the priority of flush over stop over restart.
   struct BuiltIn {
     HANDLE event;
     void (MEngineThread::*operation)();
   };
-  const BuiltIn builtIns[] = {{flushRequestEvent, &MEngineThread::OnFlushWrapper},
-                              {stopEvent, &MEngineThread::OnStopWrapper},
-                              {restartEvent, &MEngineThread::OnRestartEventLoop}};
+  const BuiltIn builtIns[] = {{flushRequestEvent_, &MEngineThread::OnFlushWrapper},
+                              {stopEvent_, &MEngineThread::OnStopWrapper},
+                              {restartEvent_, &MEngineThread::OnRestartEventLoop}};
   for (const BuiltIn& builtIn : builtIns) {
     auto* callback = new (std::nothrow) MCallbackFunctorImp<MEngineThread>(this, builtIn.operation);
     if (callback == nullptr) {
@@ -104,17 +105,17 @@ MEngineThread::~MEngineThread() {
 void MEngineThread::EndForDestruction() noexcept {
   ForceStop();
   // Hardly ever: the others are on their way out, or one of them is stopping the thread.
-  while (controlCalls.load(std::memory_order_acquire) != 0) {
+  while (controlCalls_.load(std::memory_order_acquire) != 0) {
     ::Sleep(1);
   }
 }
 
 void MEngineThread::DestroyEvents() noexcept {
-  for (const MCallbackFunctor* callback : callbacks) {
+  for (const MCallbackFunctor* callback : callbacks_) {
     delete callback;
   }
   for (const HANDLE event :
-       {flushDoneEvent, threadStartedEvent, stopEvent, flushRequestEvent, restartEvent}) {
+       {flushDoneEvent_, threadStartedEvent_, stopEvent_, flushRequestEvent_, restartEvent_}) {
     if (event != nullptr) {
       ::CloseHandle(event);
     }
@@ -128,23 +129,23 @@ void MEngineThread::Start() {
   if (IsOnEngineThread()) {
     point.At(this).Raise(L"AlreadyRunning");  // without the lock, as in Stop
   }
-  const MMutexGuard lock(controlMutex);
+  const MMutexGuard lock(controlMutex_);
 
   if (IsRunning()) {
     point.At(this).Raise(L"AlreadyRunning");
   }
-  ::ResetEvent(restartEvent);
-  ::ResetEvent(stopEvent);
+  ::ResetEvent(restartEvent_);
+  ::ResetEvent(stopEvent_);
   // What an earlier thread left unanswered must not answer this one's start or flush.
-  ::ResetEvent(threadStartedEvent);
-  ::ResetEvent(flushRequestEvent);
-  ::ResetEvent(flushDoneEvent);
+  ::ResetEvent(threadStartedEvent_);
+  ::ResetEvent(flushRequestEvent_);
+  ::ResetEvent(flushDoneEvent_);
 
   CreateThread(point);
   ChangeState(State::Starting);
   GenericGuard backToInactive([this] { ForceStop(); });
 
-  const WaitOutcome outcome = WaitForAny({threadStartedEvent, threadHandle});
+  const WaitOutcome outcome = WaitForAny({threadStartedEvent_, threadHandle_});
   if (outcome.result == WAIT_OBJECT_0) {
     backToInactive.Dismiss();
     ChangeState(State::Running);
@@ -153,7 +154,7 @@ void MEngineThread::Start() {
   if (outcome.result == WAIT_OBJECT_0 + 1) {
     point.At(this).Raise(L"ThreadExitedUnexpectedly");
   }
-  RaiseWaitError(point.At(this), outcome, 2, AbandonedStatus::Told);
+  RaiseWaitError(point.At(this), outcome, 2, AbandonedError::kWithStatus);
 }
 
 void MEngineThread::CreateThread(MFlowPoint& point) {
@@ -165,8 +166,8 @@ void MEngineThread::CreateThread(MFlowPoint& point) {
     beginThread.AddParameter(L"errno", static_cast<std::int32_t>(error));
     point.Throw(beginThread);
   }
-  threadHandle = reinterpret_cast<HANDLE>(created);
-  ++startCount;
+  threadHandle_ = reinterpret_cast<HANDLE>(created);
+  ++startCount_;
 }
 
 unsigned MEngineThread::RunThread(void* argument) {
@@ -174,12 +175,12 @@ unsigned MEngineThread::RunThread(void* argument) {
   // Stored and cleared by the thread itself, which alone needs to be told from others: the starter
   // might store it after the body has ended, and the system gives a dead thread's id to a new one.
   const std::uint32_t id = ::GetCurrentThreadId();
-  self->threadId.store(id, std::memory_order_relaxed);
+  self->threadId_.store(id, std::memory_order_relaxed);
   try {
     self->ThreadFunction();
   } catch (const MException& exception) {
-    if (self->threadErrorHandler != nullptr) {
-      self->threadErrorHandler->OnSpontaneousError(exception);
+    if (self->threadErrorHandler_ != nullptr) {
+      self->threadErrorHandler_->OnSpontaneousError(exception);
     } else {
       static MFlowPoint point(ClassName, L"ThreadFunction");
       point.At(self).LogDismissedError(exception);
@@ -187,7 +188,7 @@ unsigned MEngineThread::RunThread(void* argument) {
   }
   // Only its own: when a stop failed, a later thread may run by now.
   std::uint32_t own = id;
-  self->threadId.compare_exchange_strong(own, 0, std::memory_order_relaxed);
+  self->threadId_.compare_exchange_strong(own, 0, std::memory_order_relaxed);
   return 0;
 }
 
@@ -202,25 +203,25 @@ void MEngineThread::Stop() {
     }
     point.At(this).Raise(L"CannotStopSelf");
   }
-  MMutexGuard lock(controlMutex);
+  MMutexGuard lock(controlMutex_);
 
   if (!IsRunning() || IsStopRequested()) {
     return;
   }
   ChangeState(State::Stopping);
-  ::SetEvent(stopEvent);
-  const HANDLE thread = threadHandle;
+  ::SetEvent(stopEvent_);
+  const HANDLE thread = threadHandle_;
   lock.Unlock();  // the thread may still be flushed or asked meanwhile
 
   const WaitOutcome outcome = WaitForOne(thread, INFINITE);
   if (outcome.result != WAIT_OBJECT_0) {
-    RaiseWaitError(point.At(this), outcome, 1, AbandonedStatus::Untold);
+    RaiseWaitError(point.At(this), outcome, 1, AbandonedError::kWithoutStatus);
   }
-  VELTA_ASSERT(state.load(std::memory_order_relaxed) == State::Stopping);
+  VELTA_ASSERT(state_.load(std::memory_order_relaxed) == State::Stopping);
   RunEndedAction();  // before "Inactive": no start may come in between
   // Under the lock again: a flush may still wait on the handle, and a start that sees "Inactive"
   // makes a new one.
-  const MMutexGuard closing(controlMutex);
+  const MMutexGuard closing(controlMutex_);
   ChangeState(State::Inactive);
   CloseThread();
 }
@@ -232,21 +233,21 @@ void MEngineThread::Flush() {
   if (IsOnEngineThread()) {
     point.At(this).Raise(L"CannotFlushSelf");  // without the lock, as in Stop
   }
-  const MMutexGuard lock(controlMutex);
+  const MMutexGuard lock(controlMutex_);
 
   if (!IsRunning()) {
     return;
   }
-  ::SetEvent(flushRequestEvent);
+  ::SetEvent(flushRequestEvent_);
 
-  const WaitOutcome outcome = WaitForAny({flushDoneEvent, threadHandle});
+  const WaitOutcome outcome = WaitForAny({flushDoneEvent_, threadHandle_});
   if (outcome.result == WAIT_OBJECT_0) {
     return;
   }
   if (outcome.result == WAIT_OBJECT_0 + 1) {
     point.At(this).Raise(L"ThreadExitedUnexpectedly");
   }
-  RaiseWaitError(point.At(this), outcome, 2, AbandonedStatus::Told);
+  RaiseWaitError(point.At(this), outcome, 2, AbandonedError::kWithStatus);
 }
 
 void MEngineThread::ForceStop() {
@@ -260,13 +261,13 @@ void MEngineThread::ForceStop() {
   }
 
   // The lock makes this wait for a start in progress; a start that fails holds it itself.
-  MMutexGuard lock(controlMutex);
+  MMutexGuard lock(controlMutex_);
   if (!IsRunning() || IsStopRequested()) {
     return;
   }
-  const std::uint32_t run = startCount;
+  const std::uint32_t run = startCount_;
   bool stopFailed = false;
-  if (state.load(std::memory_order_relaxed) == State::Running) {
+  if (state_.load(std::memory_order_relaxed) == State::Running) {
     lock.Unlock();
     try {
       Stop();
@@ -278,13 +279,13 @@ void MEngineThread::ForceStop() {
       stopFailed = true;
     }
   }
-  const MMutexGuard closing(controlMutex);
+  const MMutexGuard closing(controlMutex_);
   const bool stoppedElsewhere =
-      state.load(std::memory_order_relaxed) == State::Stopping && !stopFailed;
-  if (run != startCount || stoppedElsewhere) {
+      state_.load(std::memory_order_relaxed) == State::Stopping && !stopFailed;
+  if (run != startCount_ || stoppedElsewhere) {
     return;  // another thread has started it again, or is waiting for its end: not ours to close
   }
-  if (stopFailed && WaitForOne(threadHandle, 0).result == WAIT_OBJECT_0) {
+  if (stopFailed && WaitForOne(threadHandle_, 0).result == WAIT_OBJECT_0) {
     RunEndedAction();
   }
   ChangeState(State::Inactive);
@@ -292,29 +293,29 @@ void MEngineThread::ForceStop() {
 }
 
 void MEngineThread::RunEndedAction() {
-  if (endedAction != nullptr) {
-    endedAction(*this);
+  if (endedAction_ != nullptr) {
+    endedAction_(*this);
   }
 }
 
 void MEngineThread::CloseThread() noexcept {
-  if (threadHandle != nullptr) {
-    ::CloseHandle(threadHandle);
-    threadHandle = nullptr;
+  if (threadHandle_ != nullptr) {
+    ::CloseHandle(threadHandle_);
+    threadHandle_ = nullptr;
   }
-  threadId.store(0, std::memory_order_relaxed);
+  threadId_.store(0, std::memory_order_relaxed);
 }
 
 bool MEngineThread::IsOnEngineThread() const noexcept {
-  return ::GetCurrentThreadId() == threadId.load(std::memory_order_relaxed);
+  return ::GetCurrentThreadId() == threadId_.load(std::memory_order_relaxed);
 }
 
 bool MEngineThread::IsRunning() const noexcept {
-  return state.load(std::memory_order_relaxed) != State::Inactive;
+  return state_.load(std::memory_order_relaxed) != State::Inactive;
 }
 
 bool MEngineThread::IsStopRequested() const noexcept {
-  return ::WaitForSingleObject(stopEvent, 0) == WAIT_OBJECT_0;
+  return ::WaitForSingleObject(stopEvent_, 0) == WAIT_OBJECT_0;
 }
 
 void MEngineThread::AddEvent(HANDLE event, MCallbackFunctor* callback) {
@@ -322,47 +323,47 @@ void MEngineThread::AddEvent(HANDLE event, MCallbackFunctor* callback) {
   point.At(this).LogTimingPoint(0, 0);
 
   std::unique_ptr<MCallbackFunctor> owned(callback);
-  if (waitableHandles.size() >= MAXIMUM_WAIT_OBJECTS) {
+  if (waitableHandles_.size() >= MAXIMUM_WAIT_OBJECTS) {
     point.At(this).Raise(L"TooManyWaitableEvents");
   }
-  VELTA_ASSERT(waitableHandles.capacity() >= MAXIMUM_WAIT_OBJECTS &&
-               callbacks.capacity() >= MAXIMUM_WAIT_OBJECTS &&
-               callbacks.size() == waitableHandles.size());
-  waitableHandles.push_back(event);  // both have the room
-  callbacks.push_back(owned.release());
-  ::SetEvent(restartEvent);
+  VELTA_ASSERT(waitableHandles_.capacity() >= MAXIMUM_WAIT_OBJECTS &&
+               callbacks_.capacity() >= MAXIMUM_WAIT_OBJECTS &&
+               callbacks_.size() == waitableHandles_.size());
+  waitableHandles_.push_back(event);  // both have the room
+  callbacks_.push_back(owned.release());
+  ::SetEvent(restartEvent_);
 }
 
 bool MEngineThread::WaitForEvents(std::uint32_t timeoutMs) {
   static MFlowPoint point(ClassName, L"WaitForEvents");
   point.At(this).LogTimingPoint(0, 0);
 
-  const auto count = static_cast<DWORD>(waitableHandles.size());
+  const auto count = static_cast<DWORD>(waitableHandles_.size());
   const SystemCalls::WaitForMultiple wait =
-      (processWindowMessages ? systemCalls.waitForAnyOrInput : systemCalls.waitForAny)
+      (processWindowMessages_ ? systemCalls.waitForAnyOrInput : systemCalls.waitForAny)
           .load(std::memory_order_relaxed);
 
-  const WaitOutcome outcome = ObserveWait(wait(count, waitableHandles.data(), timeoutMs));
+  const WaitOutcome outcome = ObserveWait(wait(count, waitableHandles_.data(), timeoutMs));
   if (outcome.result < WAIT_OBJECT_0 + count) {
-    (*callbacks[outcome.result - WAIT_OBJECT_0])();
+    (*callbacks_[outcome.result - WAIT_OBJECT_0])();
     return true;
   }
-  const bool inputWaits = processWindowMessages && outcome.result == WAIT_OBJECT_0 + count;
+  const bool inputWaits = processWindowMessages_ && outcome.result == WAIT_OBJECT_0 + count;
   if (outcome.result == WAIT_TIMEOUT || inputWaits) {
     return false;
   }
-  RaiseWaitError(point.At(this), outcome, count, AbandonedStatus::Told);
+  RaiseWaitError(point.At(this), outcome, count, AbandonedError::kWithStatus);
 }
 
 void MEngineThread::SignalThreadStarted() {
   static MFlowPoint point(ClassName, L"SignalThreadStarted");
   point.At(this).LogTimingPoint(0, 0);
-  ::SetEvent(threadStartedEvent);
+  ::SetEvent(threadStartedEvent_);
 }
 
 void MEngineThread::ChangeState(State newState) noexcept {
   static MFlowPoint point(ClassName, L"ChangeState");
-  state.store(newState, std::memory_order_relaxed);
+  state_.store(newState, std::memory_order_relaxed);
   point.At(this).LogStateChange(static_cast<std::uint32_t>(newState), 0);
 }
 
@@ -374,7 +375,7 @@ void MEngineThread::OnFlushWrapper() {
   static MFlowPoint point(ClassName, L"OnFlushWrapper");
   const MFlowScope scope = point.At(this).OpenScope();
   OnFlush();
-  ::SetEvent(flushDoneEvent);
+  ::SetEvent(flushDoneEvent_);
 }
 
 void MEngineThread::OnStopWrapper() {

@@ -140,7 +140,7 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// Sets that action; null for none. For a derived class's constructor.
   ///
   /// A thread that died runs no `OnStop`: this is where those are released who wait for its work.
-  void SetEndedAction(EndedAction action) noexcept { endedAction = action; }
+  void SetEndedAction(EndedAction action) noexcept { endedAction_ = action; }
 
   /// Stores and logs a new state.
   void ChangeState(State newState) noexcept;
@@ -156,27 +156,27 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
 
   bool IsOnEngineThread() const noexcept;
   void RegisterBuiltInEvents(MFlowPoint& point);
-  void CreateThread(MFlowPoint& point) VELTA_REQUIRES(controlMutex);
+  void CreateThread(MFlowPoint& point) VELTA_REQUIRES(controlMutex_);
   void RunEndedAction();
-  void CloseThread() noexcept VELTA_REQUIRES(controlMutex);
+  void CloseThread() noexcept VELTA_REQUIRES(controlMutex_);
   void DestroyEvents() noexcept;
 
-  std::atomic<State> state{State::Inactive};
-  MMutex controlMutex;
-  std::atomic<std::uint32_t> threadId{0};  // 0 unless the thread is inside its body
-  HANDLE threadHandle VELTA_GUARDED_BY(controlMutex) = nullptr;  // owned
-  HANDLE flushRequestEvent = nullptr;
-  HANDLE stopEvent = nullptr;
-  HANDLE threadStartedEvent = nullptr;
-  HANDLE flushDoneEvent = nullptr;
-  HANDLE restartEvent = nullptr;
-  std::vector<HANDLE> waitableHandles;       // with room for all: a wait in progress reads them
-  std::vector<MCallbackFunctor*> callbacks;  // owned, parallel to the handles
-  IThreadErrorHandler* threadErrorHandler;
-  bool processWindowMessages;
-  std::uint32_t startCount VELTA_GUARDED_BY(controlMutex) = 0;  // tells one run from the next
-  EndedAction endedAction = nullptr;
-  std::atomic<std::uint32_t> controlCalls{0};  // under way, on all threads
+  std::atomic<State> state_{State::Inactive};
+  MMutex controlMutex_;
+  std::atomic<std::uint32_t> threadId_{0};  // 0 unless the thread is inside its body
+  HANDLE threadHandle_ VELTA_GUARDED_BY(controlMutex_) = nullptr;  // owned
+  HANDLE flushRequestEvent_ = nullptr;
+  HANDLE stopEvent_ = nullptr;
+  HANDLE threadStartedEvent_ = nullptr;
+  HANDLE flushDoneEvent_ = nullptr;
+  HANDLE restartEvent_ = nullptr;
+  std::vector<HANDLE> waitableHandles_;       // with room for all: a wait in progress reads them
+  std::vector<MCallbackFunctor*> callbacks_;  // owned, parallel to the handles
+  IThreadErrorHandler* threadErrorHandler_;
+  bool processWindowMessages_;
+  std::uint32_t startCount_ VELTA_GUARDED_BY(controlMutex_) = 0;  // tells one run from the next
+  EndedAction endedAction_ = nullptr;
+  std::atomic<std::uint32_t> controlCalls_{0};  // under way, on all threads
 };
 
 VELTA_EXPORTS_END

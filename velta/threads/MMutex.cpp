@@ -15,31 +15,31 @@ CRITICAL_SECTION* Section(std::byte* storage) noexcept {
 }  // namespace
 
 MMutexWinImp::MMutexWinImp() {
-  static_assert(sizeof(CRITICAL_SECTION) <= sizeof(criticalSection));
+  static_assert(sizeof(CRITICAL_SECTION) <= sizeof(criticalSection_));
   static_assert(alignof(CRITICAL_SECTION) <= alignof(std::max_align_t));
-  ::InitializeCriticalSection(new (criticalSection) CRITICAL_SECTION);
+  ::InitializeCriticalSection(new (criticalSection_) CRITICAL_SECTION);
 }
 
-MMutexWinImp::~MMutexWinImp() { ::DeleteCriticalSection(Section(criticalSection)); }
+MMutexWinImp::~MMutexWinImp() { ::DeleteCriticalSection(Section(criticalSection_)); }
 
 bool MMutexWinImp::Lock() {
-  ::EnterCriticalSection(Section(criticalSection));
+  ::EnterCriticalSection(Section(criticalSection_));
   return true;
 }
 
 bool MMutexWinImp::TryLock() {
-  return ::TryEnterCriticalSection(Section(criticalSection)) != FALSE;
+  return ::TryEnterCriticalSection(Section(criticalSection_)) != FALSE;
 }
 
-void MMutexWinImp::Unlock() { ::LeaveCriticalSection(Section(criticalSection)); }
+void MMutexWinImp::Unlock() { ::LeaveCriticalSection(Section(criticalSection_)); }
 
-MMutex::MMutex() : implementation(new(std::nothrow) MMutexWinImp) {
-  if (implementation == nullptr) {
+MMutex::MMutex() : implementation_(new(std::nothrow) MMutexWinImp) {
+  if (implementation_ == nullptr) {
     MErrorOutOfMemory::Throw();
   }
 }
 
 MMutex::~MMutex() {
-  delete implementation;
-  implementation = nullptr;
+  delete implementation_;
+  implementation_ = nullptr;
 }

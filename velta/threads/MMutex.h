@@ -38,7 +38,7 @@ class VELTA_API MMutexWinImp final : public MMutexImp {
 
  private:
   // The critical section itself, whose type only windows.h knows.
-  alignas(std::max_align_t) std::byte criticalSection[48];
+  alignas(std::max_align_t) std::byte criticalSection_[48];
 };
 
 /// Holds the lock that guards a framework object. Clang checks what is declared as guarded by it.
@@ -52,23 +52,23 @@ class VELTA_API VELTA_CAPABILITY("mutex") MMutex {
 
   /// Waits until the lock is the caller's; recursive. @return false when there is no lock any more
   bool Lock() VELTA_TRY_ACQUIRE(true) {
-    if (implementation == nullptr || !implementation->Lock()) {
+    if (implementation_ == nullptr || !implementation_->Lock()) {
       return false;
     }
-    ++lockCount;
+    ++lockCount_;
     return true;
   }
 
   void Unlock() VELTA_RELEASE() {
-    if (implementation != nullptr) {
-      lockCount = lockCount > 0 ? lockCount - 1 : 0;
-      implementation->Unlock();
+    if (implementation_ != nullptr) {
+      lockCount_ = lockCount_ > 0 ? lockCount_ - 1 : 0;
+      implementation_->Unlock();
     }
   }
 
  private:
-  MMutexImp* implementation;  // owned
-  std::int32_t lockCount = 0;
+  MMutexImp* implementation_;  // owned
+  std::int32_t lockCount_ = 0;
 };
 
 VELTA_EXPORTS_END
@@ -76,20 +76,19 @@ VELTA_EXPORTS_END
 /// Holds an `MMutex` until its scope ends or `Unlock` is called.
 class VELTA_SCOPED_CAPABILITY MMutexGuard {
  public:
-  explicit MMutexGuard(MMutex& guarded) VELTA_ACQUIRE(guarded)
-      : mutex(guarded), locked(guarded.Lock()) {}
+  explicit MMutexGuard(MMutex& mutex) VELTA_ACQUIRE(mutex) : mutex_(mutex), locked_(mutex.Lock()) {}
   MMutexGuard(const MMutexGuard&) = delete;
   MMutexGuard& operator=(const MMutexGuard&) = delete;
   ~MMutexGuard() VELTA_RELEASE() { Unlock(); }
 
   void Unlock() VELTA_RELEASE() {
-    if (locked) {
-      locked = false;
-      mutex.Unlock();
+    if (locked_) {
+      locked_ = false;
+      mutex_.Unlock();
     }
   }
 
  private:
-  MMutex& mutex;
-  bool locked;
+  MMutex& mutex_;
+  bool locked_;
 };

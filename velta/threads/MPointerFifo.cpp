@@ -16,6 +16,8 @@
 #include <new>
 #include <utility>
 
+using namespace Velta::Threads;
+
 namespace {
 
 // What a host knows the queue as.
@@ -24,31 +26,31 @@ const ClassNameRegistration registration(ClassName);
 
 HANDLE MakeDataEvent(const MPointerFifo* queue) {
   static MFlowPoint point(ClassName, ClassName);
-  return MakeEvent(point.At(queue), EventReset::Manual);
+  return MakeEvent(point.At(queue), EventReset::kManual);
 }
 
 }  // namespace
 
-MPointerFifo::MPointerFifo(std::int32_t step)
-    : growStep((std::max)(step, std::int32_t{1})), dataEvent(MakeDataEvent(this)) {}
+MPointerFifo::MPointerFifo(std::int32_t growStep)
+    : growStep_((std::max)(growStep, std::int32_t{1})), dataEvent_(MakeDataEvent(this)) {}
 
 MPointerFifo::~MPointerFifo() {
   {
     // Whoever pushed what was popped last may still be about to release the lock.
-    const MMutexGuard lastOneOut(mutex);
+    const MMutexGuard lastOneOut(mutex_);
   }
-  ::CloseHandle(dataEvent);
+  ::CloseHandle(dataEvent_);
 }
 
 void MPointerFifo::Push(void* item) {
   DeferredWakeUps wakeUps;
-  const MMutexGuard lock(mutex);
+  const MMutexGuard lock(mutex_);
   Append(item, wakeUps);
 }
 
 bool MPointerFifo::PushUnless(const std::atomic<bool>& refused, void* item) {
   DeferredWakeUps wakeUps;
-  const MMutexGuard lock(mutex);
+  const MMutexGuard lock(mutex_);
   if (refused.load(std::memory_order_relaxed)) {
     return false;
   }
@@ -57,94 +59,94 @@ bool MPointerFifo::PushUnless(const std::atomic<bool>& refused, void* item) {
 }
 
 void MPointerFifo::Append(void* item, DeferredWakeUps& wakeUps) {
-  if (count == capacity && capacity > (std::numeric_limits<std::int32_t>::max)() - growStep) {
+  if (count_ == capacity_ && capacity_ > (std::numeric_limits<std::int32_t>::max)() - growStep_) {
     MErrorOutOfMemory::Throw();
   }
-  if (static_cast<std::uint32_t>(count) == storage) {
+  if (static_cast<std::uint32_t>(count_) == storage_) {
     GrowStorage();
   }
-  if (count == capacity) {
-    capacity += growStep;
-    head = 0;
+  if (count_ == capacity_) {
+    capacity_ += growStep_;
+    head_ = 0;
   }
-  buffer[(first + static_cast<std::uint32_t>(count)) & (storage - 1)] = item;
-  ++count;
-  VELTA_ASSERT(count <= capacity && static_cast<std::uint32_t>(count) <= storage);
-  if (count == 1) {
-    wakeUps.SetEvent(dataEvent);  // above 1 it is set already, and only Pop and Clear reset it
+  buffer_[(first_ + static_cast<std::uint32_t>(count_)) & (storage_ - 1)] = item;
+  ++count_;
+  VELTA_ASSERT(count_ <= capacity_ && static_cast<std::uint32_t>(count_) <= storage_);
+  if (count_ == 1) {
+    wakeUps.SetEvent(dataEvent_);  // above 1 it is set already, and only Pop and Clear reset it
   }
 }
 
 void MPointerFifo::GrowStorage() {
-  VELTA_ASSERT(static_cast<std::uint32_t>(count) == storage);
-  const std::uint32_t newStorage = storage == 0 ? 1 : storage * 2;
+  VELTA_ASSERT(static_cast<std::uint32_t>(count_) == storage_);
+  const std::uint32_t newStorage = storage_ == 0 ? 1 : storage_ * 2;
   std::unique_ptr<void*[]> larger(new (std::nothrow) void*[newStorage]);
   if (larger == nullptr) {
     MErrorOutOfMemory::Throw();
   }
   // The ring is full: the oldest elements stand after the youngest.
-  if (storage > 0) {
-    void** const oldest = std::copy(buffer.get() + first, buffer.get() + storage, larger.get());
-    std::copy(buffer.get(), buffer.get() + first, oldest);
+  if (storage_ > 0) {
+    void** const oldest = std::copy(buffer_.get() + first_, buffer_.get() + storage_, larger.get());
+    std::copy(buffer_.get(), buffer_.get() + first_, oldest);
   }
-  buffer = std::move(larger);
-  storage = newStorage;
-  first = 0;
+  buffer_ = std::move(larger);
+  storage_ = newStorage;
+  first_ = 0;
 }
 
 bool MPointerFifo::Pop(void** item) {
-  const MMutexGuard lock(mutex);
-  if (count == 0) {
+  const MMutexGuard lock(mutex_);
+  if (count_ == 0) {
     return false;
   }
-  *item = buffer[first];
-  first = (first + 1) & (storage - 1);
-  --count;
-  if (++head == capacity) {
-    head = 0;
+  *item = buffer_[first_];
+  first_ = (first_ + 1) & (storage_ - 1);
+  --count_;
+  if (++head_ == capacity_) {
+    head_ = 0;
   }
-  VELTA_ASSERT(count >= 0 && head < capacity && first < storage);
-  if (count == 0) {
-    ::ResetEvent(dataEvent);
+  VELTA_ASSERT(count_ >= 0 && head_ < capacity_ && first_ < storage_);
+  if (count_ == 0) {
+    ::ResetEvent(dataEvent_);
   }
   return true;
 }
 
 bool MPointerFifo::Peek(void** item) {
-  const MMutexGuard lock(mutex);
-  if (count == 0) {
+  const MMutexGuard lock(mutex_);
+  if (count_ == 0) {
     return false;
   }
-  *item = buffer[first];
+  *item = buffer_[first_];
   return true;
 }
 
 void MPointerFifo::Clear() {
-  const MMutexGuard lock(mutex);
-  buffer.reset();
-  count = 0;
-  capacity = 0;
-  head = 0;
-  storage = 0;
-  first = 0;
-  ::ResetEvent(dataEvent);
+  const MMutexGuard lock(mutex_);
+  buffer_.reset();
+  count_ = 0;
+  capacity_ = 0;
+  head_ = 0;
+  storage_ = 0;
+  first_ = 0;
+  ::ResetEvent(dataEvent_);
 }
 
 std::int32_t MPointerFifo::GetCount() {
-  const MMutexGuard lock(mutex);
-  return count;
+  const MMutexGuard lock(mutex_);
+  return count_;
 }
 
 std::int32_t MPointerFifo::GetCapacity() {
-  const MMutexGuard lock(mutex);
-  return capacity;
+  const MMutexGuard lock(mutex_);
+  return capacity_;
 }
 
 std::int32_t MPointerFifo::GetHead() {
-  const MMutexGuard lock(mutex);
-  return head;
+  const MMutexGuard lock(mutex_);
+  return head_;
 }
 
 bool MPointerFifo::WaitForData(std::uint32_t timeoutMs) const noexcept {
-  return ::WaitForSingleObject(dataEvent, timeoutMs) == WAIT_OBJECT_0;
+  return ::WaitForSingleObject(dataEvent_, timeoutMs) == WAIT_OBJECT_0;
 }

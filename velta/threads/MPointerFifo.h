@@ -40,24 +40,24 @@ class VELTA_API MPointerFifo {
   std::int32_t GetCapacity();
   std::int32_t GetHead();
   bool WaitForData(std::uint32_t timeoutMs) const noexcept;
-  HANDLE GetEvent() const noexcept { return dataEvent; }
+  HANDLE GetEvent() const noexcept { return dataEvent_; }
 
  private:
-  void Append(void* item, DeferredWakeUps& wakeUps) VELTA_REQUIRES(mutex);
-  void GrowStorage() VELTA_REQUIRES(mutex);
+  void Append(void* item, DeferredWakeUps& wakeUps) VELTA_REQUIRES(mutex_);
+  void GrowStorage() VELTA_REQUIRES(mutex_);
 
   // Null while the capacity is 0.
-  std::unique_ptr<void*[]> buffer VELTA_GUARDED_BY(mutex);
-  std::int32_t count VELTA_GUARDED_BY(mutex) = 0;
-  std::int32_t capacity VELTA_GUARDED_BY(mutex) = 0;
-  const std::int32_t growStep;
-  std::int32_t head VELTA_GUARDED_BY(mutex) = 0;  // the slot of the oldest element
-  MMutex mutex;
-  const HANDLE dataEvent;  // signalled exactly while count is above 0
+  std::unique_ptr<void*[]> buffer_ VELTA_GUARDED_BY(mutex_);
+  std::int32_t count_ VELTA_GUARDED_BY(mutex_) = 0;
+  std::int32_t capacity_ VELTA_GUARDED_BY(mutex_) = 0;
+  const std::int32_t growStep_;
+  std::int32_t head_ VELTA_GUARDED_BY(mutex_) = 0;  // the slot of the oldest element
+  MMutex mutex_;
+  const HANDLE dataEvent_;  // signalled exactly while count is above 0
   // Length of the buffer: 0 or a power of two, at least the count.
-  std::uint32_t storage VELTA_GUARDED_BY(mutex) = 0;
+  std::uint32_t storage_ VELTA_GUARDED_BY(mutex_) = 0;
   // Where the oldest element stands in the buffer.
-  std::uint32_t first VELTA_GUARDED_BY(mutex) = 0;
+  std::uint32_t first_ VELTA_GUARDED_BY(mutex_) = 0;
 };
 
 VELTA_EXPORTS_END

@@ -77,41 +77,41 @@ class MThreadSafeFifo final : public MThreadSafeFifoOutput<T, U>,
   ///
   /// Errors: MThreadSafeFifo.MThreadSafeFifo:CreateEvent with "winErrorCode" when the system has no
   /// event to give; an `MErrorOutOfMemory`.
-  explicit MThreadSafeFifo(std::int32_t growStep = 1) : queue(growStep) {}
+  explicit MThreadSafeFifo(std::int32_t growStep = 1) : queue_(growStep) {}
 
   bool Peek(T& out) override {
     void* item = nullptr;
-    const bool found = queue.Peek(&item);
+    const bool found = queue_.Peek(&item);
     return Deliver(found, item, out);
   }
 
   bool Pop(T& out) override {
     void* item = nullptr;
-    const bool found = queue.Pop(&item);
+    const bool found = queue_.Pop(&item);
     return Deliver(found, item, out);
   }
 
-  bool IsEmpty() override { return !queue.WaitForData(0); }
-  std::int32_t GetCount() override { return queue.GetCount(); }
-  bool WaitForData(std::uint32_t timeoutMs) override { return queue.WaitForData(timeoutMs); }
-  HANDLE GetEvent() override { return queue.GetEvent(); }
+  bool IsEmpty() override { return !queue_.WaitForData(0); }
+  std::int32_t GetCount() override { return queue_.GetCount(); }
+  bool WaitForData(std::uint32_t timeoutMs) override { return queue_.WaitForData(timeoutMs); }
+  HANDLE GetEvent() override { return queue_.GetEvent(); }
 
-  void Push(U item) override { queue.Push(Untyped(item)); }
-  void Clear() override { queue.Clear(); }
+  void Push(U item) override { queue_.Push(Untyped(item)); }
+  void Clear() override { queue_.Clear(); }
 
   /// As `Push`, unless `refused` is set once the queue's lock is held.
   ///
   /// Whoever sets it and then empties the queue has every element that was pushed this way.
   /// @return whether the element was appended
   [[nodiscard]] bool PushUnless(const std::atomic<bool>& refused, U item) {
-    return queue.PushUnless(refused, Untyped(item));
+    return queue_.PushUnless(refused, Untyped(item));
   }
 
   /// The number of slots, taken or free: n after n pushes without a pop and with a grow step of 1.
-  std::int32_t GetCapacity() { return queue.GetCapacity(); }
+  std::int32_t GetCapacity() { return queue_.GetCapacity(); }
 
   /// The slot of the oldest element: 0 after a push that added slots, one further after each pop.
-  std::int32_t GetHead() { return queue.GetHead(); }
+  std::int32_t GetHead() { return queue_.GetHead(); }
 
  private:
   static void* Untyped(U item) {
@@ -125,5 +125,5 @@ class MThreadSafeFifo final : public MThreadSafeFifoOutput<T, U>,
     return found;
   }
 
-  MPointerFifo queue;
+  MPointerFifo queue_;
 };

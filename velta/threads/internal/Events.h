@@ -8,18 +8,22 @@
 #include <atomic>
 #include <cstdint>
 
+namespace Velta::Threads {
+
 /// Whether a wait that an event ends leaves it signalled.
-enum class EventReset : std::uint8_t { Automatic, Manual };
+enum class EventReset : std::uint8_t { kAutomatic, kManual };
 
 /// Makes an unnamed event, not signalled; the caller closes it.
 ///
 /// Errors: "CreateEvent" with "winErrorCode" when the system has none to give.
 inline HANDLE MakeEvent(MFlowPoint& point, EventReset reset) {
   const HANDLE event = systemCalls.createEvent.load(std::memory_order_relaxed)(
-      reset == EventReset::Manual ? TRUE : FALSE, FALSE);
+      reset == EventReset::kManual ? TRUE : FALSE, FALSE);
   if (event == nullptr) {
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between
     point.Raise(L"CreateEvent", L"winErrorCode", lastError);
   }
   return event;
 }
+
+}  // namespace Velta::Threads

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <initializer_list>
 
+namespace Velta::Threads {
+
 /// How a wait ended. The last error is read at once: logging or unlocking could replace it.
 struct WaitOutcome {
   DWORD result;
@@ -26,15 +28,15 @@ inline WaitOutcome WaitForOne(HANDLE handle, DWORD timeoutMs) noexcept {
   return ObserveWait(systemCalls.waitForSingle.load(std::memory_order_relaxed)(handle, timeoutMs));
 }
 
-/// Whether an "Abandoned" error tells the wait's result.
-enum class AbandonedStatus : std::uint8_t { Told, Untold };
+/// Whether an "Abandoned" error carries the wait's result.
+enum class AbandonedError : std::uint8_t { kWithStatus, kWithoutStatus };
 
 /// Raises the error for a wait whose result is none of the expected ones: "Abandoned" for one of
 /// the `handleCount` handles, "WaitFailed" with "winErrorCode", else "Unexpected" with "status".
 [[noreturn]] inline void RaiseWaitError(MFlowPoint& point, const WaitOutcome& outcome,
-                                        DWORD handleCount, AbandonedStatus abandonedStatus) {
+                                        DWORD handleCount, AbandonedError abandonedError) {
   if (outcome.result >= WAIT_ABANDONED_0 && outcome.result < WAIT_ABANDONED_0 + handleCount) {
-    if (abandonedStatus == AbandonedStatus::Untold) {
+    if (abandonedError == AbandonedError::kWithoutStatus) {
       point.Raise(L"Abandoned");
     }
     point.Raise(L"Abandoned", L"status", outcome.result);
@@ -44,3 +46,5 @@ enum class AbandonedStatus : std::uint8_t { Told, Untold };
   }
   point.Raise(L"Unexpected", L"status", outcome.result);
 }
+
+}  // namespace Velta::Threads
