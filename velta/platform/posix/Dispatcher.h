@@ -87,6 +87,17 @@ struct Waiter {
     return word < MAXIMUM_WAIT_OBJECTS;
   }
 
+  /// Whether an object's list has a node of it. For its own thread, when the wait has ended: then
+  /// nobody else touches it, and there is no need of the lock.
+  [[nodiscard]] bool IsListed() const noexcept VELTA_NO_THREAD_SAFETY_ANALYSIS {
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (nodes[i].object != nullptr) {
+        return true;
+      }
+    }
+    return false;
+  }
+
   Atomic<std::uint32_t> word{kWaiting};
   std::uint32_t count VELTA_GUARDED_BY(dispatcherLock) = 0;  // how many nodes are in use
   // Node i belongs to handle i.

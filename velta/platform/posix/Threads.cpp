@@ -2,17 +2,15 @@
 // How a thread's handle works, with events and waits: Dispatcher.h.
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
+#include "velta/platform/posix/KernelThread.h"
 #include "velta/platform/posix/MonotonicTime.h"
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/Win32Subset.h"
 
 #include <cerrno>
-#include <cstddef>
 
-#include <limits.h>
 #include <pthread.h>
 #include <sched.h>
-#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -27,7 +25,7 @@ DWORD FetchThreadId() noexcept {
   // A forked child continues on a copy of this thread, under another id.
   [[maybe_unused]] static const int registered =
       ::pthread_atfork(nullptr, nullptr, [] { cachedThreadId = 0; });
-  cachedThreadId = static_cast<DWORD>(::syscall(SYS_gettid));
+  cachedThreadId = KernelThreadId();
   return cachedThreadId;
 }
 
@@ -87,27 +85,6 @@ void* RunThread(void* argument) noexcept {
   return nullptr;
 }
 
-int CreateDetached(WaitableObject* thread, std::size_t stackSize) noexcept {
-  pthread_attr_t attributes;
-  int error = ::pthread_attr_init(&attributes);
-  if (error != 0) {
-    return error;
-  }
-  ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-  if (stackSize != 0) {
-    const auto least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
-    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    const std::size_t wanted = stackSize > least ? stackSize : least;
-    error = ::pthread_attr_setstacksize(&attributes, (wanted + page - 1) / page * page);
-  }
-  pthread_t id;
-  if (error == 0) {
-    error = ::pthread_create(&id, &attributes, &RunThread, thread);
-  }
-  ::pthread_attr_destroy(&attributes);
-  return error;
-}
-
 }  // namespace
 
 std::uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, unsigned (*entry)(void*),
@@ -126,7 +103,7 @@ std::uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, unsigned (
   thread->threadId.store(0, std::memory_order_relaxed);
   thread->exitCode.store(0, std::memory_order_relaxed);
   const HANDLE handle = Publish(thread, kThread | kManualReset);
-  const int error = CreateDetached(thread, stackSize);
+  const int error = StartKernelThread(&RunThread, thread, stackSize);
   if (error != 0) {
     thread->word.fetch_and(~kOpen, std::memory_order_relaxed);
     RecycleObject(thread);

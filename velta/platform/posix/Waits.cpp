@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How waits work, with events and threads: Dispatcher.h.
+#include "velta/platform/internal/Assert.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/MonotonicTime.h"
@@ -182,7 +183,10 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD
       return result;
     }
   }
-  if (!SleepUntilSatisfied(&waiter, milliseconds != INFINITE ? &deadline : nullptr)) {
+  const bool satisfied =
+      SleepUntilSatisfied(&waiter, milliseconds != INFINITE ? &deadline : nullptr);
+  VELTA_ASSERT(!waiter.IsListed());
+  if (!satisfied) {
     return WAIT_TIMEOUT;
   }
   return WAIT_OBJECT_0 + waiter.word.load(std::memory_order_acquire);
