@@ -92,10 +92,11 @@ TEST(MInFilerTaggedXml, WithoutMemoryForItsDocumentItSaysSo) {
       {L"<" + root + L" xmlns='" + kTag + L"x'/>", Kind::kNamespace},
       {L"<" + kTag + L"/>", Kind::kRoot},
       {L"<" + root + L">", Kind::kText}};
-  for (const auto& [text, kind] : texts) {
-    Allocations::WithLittle([&, &text = text, kind = kind](int granted) {
+  for (const auto& sample : texts) {
+    const auto kind = sample.second;
+    Allocations::WithLittle([&](int granted) {
       std::optional<MInFilerTaggedXml> reader;
-      const bool refused = IsRefused(granted, [&] { reader.emplace(text, root, kTag); });
+      const bool refused = IsRefused(granted, [&] { reader.emplace(sample.first, root, kTag); });
       const MInFilerTaggedXml::Fault& fault = reader->GetFault();
       EXPECT_EQ(fault.kind, refused ? Kind::kMemory : kind);
       EXPECT_EQ(reader->HasDocument(), fault.kind == Kind::kNone);
