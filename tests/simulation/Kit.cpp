@@ -5,6 +5,7 @@
 #include "velta/errors/MError.h"
 #include "velta/logging/KLogger.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -30,20 +31,20 @@ std::string Narrow(const MString& text) { return {text.begin(), text.end()}; }
 /// The scopes that the thread has open, by the log. For a process that has run one schedule: the
 /// log has its records only.
 std::string OpenScopes(const Thread& thread) {
-  std::map<unsigned, std::vector<std::string>> scopes;
+  std::map<unsigned long, std::vector<std::string>> scopes;
   const KLogger* const log = KLogger::Instance();
   std::string record;
   for (std::uint32_t i = 0; log != nullptr && !(record = log->FormatRecord(i, 0)).empty(); ++i) {
     char kind[32];
     char owner[64];
     char operation[64];
-    unsigned id = 0;
-    const std::size_t threadAt = record.find(" in_thread ");
+    constexpr std::string_view kThread = " in_thread ";
+    const std::size_t threadAt = record.find(kThread);
     if (threadAt == std::string::npos ||
-        std::sscanf(record.c_str(), "%% %31s in_class %63s at %63s", kind, owner, operation) != 3 ||
-        std::sscanf(record.c_str() + threadAt, " in_thread %u", &id) != 1) {
+        std::sscanf(record.c_str(), "%% %31s in_class %63s at %63s", kind, owner, operation) != 3) {
       continue;
     }
+    const unsigned long id = std::stoul(record.substr(threadAt + kThread.size()));
     if (kind == std::string_view("Scope_push")) {
       scopes[id].push_back(std::string(owner) + "." + operation);
     } else if (kind == std::string_view("Scope_pop") && !scopes[id].empty()) {
@@ -77,6 +78,17 @@ std::string OpenScopes(const Thread& thread) {
 }
 
 }  // namespace
+
+void Check(bool condition, const char* format, ...) {
+  if (!condition) {
+    va_list arguments;
+    va_start(arguments, format);
+    char text[sizeof(Record::verdict)];
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    Scheduler::Current()->Fail("%s", text);
+  }
+}
 
 Actor::Actor(const char* name, std::function<void()> action)
     : action_(std::move(action)),

@@ -17,12 +17,8 @@
 /// What scenarios are made of.
 namespace Velta::Simulation {
 
-template <class... Values>
-void Check(bool condition, const char* format, Values... values) {
-  if (!condition) {
-    Scheduler::Current()->Fail(format, values...);
-  }
-}
+/// Fails the run, with a verdict in the manner of printf, unless the condition holds.
+[[gnu::format(printf, 2, 3)]] void Check(bool condition, const char* format, ...);
 
 /// A thread of the scenario itself. Joined by its destructor.
 class Actor {

@@ -47,7 +47,7 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
   }
   live += counts ? 1 : 0;
-  return new (memory) Block{nullptr, size, false} + 1;
+  return (new (memory) Block{nullptr, size, false})->Content();
 }
 
 void operator delete(void* content) noexcept {

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
-#include <type_traits>
 #include <utility>
 
 namespace Velta::Simulation {
@@ -29,7 +28,7 @@ struct Ticket {
   std::uint32_t deleted = 0;
   std::uint32_t pushBegin = 0;  // moments of the world
   std::uint32_t pushEnd = UINT32_MAX;
-  const MCommand* command = nullptr;  // while it lives
+  const MCommand* command = nullptr;  // an asynchronous one
 };
 
 /// A processor in some situation, what is asked of it, and what must hold of that.
@@ -76,8 +75,9 @@ class World final : public IThreadErrorHandler {
 
  private:
   class Processor;
-  template <class Base>
-  class Tracked;
+  class Life;
+  class Asynchronous;
+  class Synchronous;
   struct Asked {
     std::unique_ptr<Actor> actor;
     bool mustReturn;
@@ -159,32 +159,38 @@ class World::Processor final : public MCommandProcessor {
   World& world_;
 };
 
-/// A command that tells its ticket what becomes of it.
-template <class Base>
-class World::Tracked final : public Base {
+/// What a command tells of its life.
+class World::Life {
  public:
-  template <class... Arguments>
-  Tracked(World& world, Ticket& ticket, Arguments... arguments)
-      : Base(arguments...), world_(world), ticket_(ticket) {
-    ticket.command = this;
-  }
-  ~Tracked() override {
-    ++ticket_.deleted;
-    ticket_.command = nullptr;
-  }
+  Life(World& world, Ticket& ticket) : world_(world), ticket_(ticket) {}
+  Life(const Life&) = delete;
+  Life& operator=(const Life&) = delete;
+  ~Life() { ++ticket_.deleted; }
+  void Run() { world_.OnRun(ticket_); }
 
  private:
-  void Execute() { world_.OnRun(ticket_); }
-  void ExecuteGenericCommand() override {
-    if constexpr (std::is_same_v<Base, MCommand>) {
-      Execute();
-    } else {
-      Base::ExecuteGenericCommand();
-    }
-  }
-
   World& world_;
   Ticket& ticket_;
+};
+
+class World::Asynchronous final : public MCommand {
+ public:
+  Asynchronous(World& world, Ticket& ticket) : life_(world, ticket) { ticket.command = this; }
+  void ExecuteGenericCommand() override { life_.Run(); }
+
+ private:
+  Life life_;
+};
+
+class World::Synchronous final : public MCommandSynchronous {
+ public:
+  Synchronous(World& world, Ticket& ticket, const MExceptionHolder& outcome)
+      : MCommandSynchronous(outcome), life_(world, ticket) {}
+
+ private:
+  void Execute() override { life_.Run(); }
+
+  Life life_;
 };
 
 World::World(Situation situation, std::uint32_t idleTimeoutMs)
@@ -280,7 +286,7 @@ void World::ExecuteCommand(std::string_view documented, Action action) {
   Ticket& ticket = NewTicket(std::move(action), false);
   const MExceptionHolder outcome = MExceptionHolder::Create();
   std::unique_ptr<MCommandSynchronous> command =
-      std::make_unique<Tracked<MCommandSynchronous>>(*this, ticket, outcome);
+      std::make_unique<Synchronous>(*this, ticket, outcome);
   const Error error =
       Call("ExecuteSynchronously", documented, [&] { processor_->ExecuteSynchronously(command); });
   if (error.name.empty()) {
@@ -307,7 +313,7 @@ void World::ExecuteRefused() {
 
 void World::PushThat(Action action, bool isFatal) {
   Ticket& ticket = NewTicket(std::move(action), isFatal);
-  processor_->Queue().Push(new Tracked<MCommand>(*this, ticket));
+  processor_->Queue().Push(new Asynchronous(*this, ticket));
   ticket.pushEnd = ++moment_;
 }
 
@@ -409,8 +415,7 @@ void World::Destroy() {
         startHooks_, exitHooks_);
   Check(heard_ <= thrown_, "an error was reported that nobody raised");
   for (const auto& ticket : tickets_) {
-    const bool isAsynchronous = ticket->pushEnd != UINT32_MAX;
-    if (isAsynchronous && ticket->ran + ticket->deleted == 0 && left_ > 0) {
+    if (ticket->command != nullptr && ticket->ran + ticket->deleted == 0 && left_ > 0) {
       --left_;  // the queue deletes nothing that it still holds
       delete ticket->command;
     }

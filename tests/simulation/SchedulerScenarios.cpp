@@ -33,6 +33,10 @@ class Order {
   std::uint32_t total_ = 0;
 };
 
+struct OwnScheduler final : MDesyncEventScheduler {
+  using MDesyncEventScheduler::MDesyncEventScheduler;
+};
+
 class Notifications {
  public:
   explicit Notifications(std::uint32_t producers) : expected_(producers * kEach) {
@@ -89,8 +93,7 @@ class Notifications {
   Order order_;
   bool isEnabled_ = false;
   Event all_;
-  std::unique_ptr<MDesyncEventScheduler> scheduler_ =
-      std::make_unique<MDesyncEventScheduler>(nullptr);
+  std::unique_ptr<OwnScheduler> scheduler_ = std::make_unique<OwnScheduler>(nullptr);
   std::vector<std::unique_ptr<Actor>> producers_;  // joined first
 };
 
@@ -167,7 +170,7 @@ void RefusedConstruction() {
   const auto none = [] { return nullptr; };
   ConstructWithFew<MThreadSafeFifo<int*, int*>>("MThreadSafeFifo", 1);
   ConstructWithFew<MSchedulerThread>("MSchedulerThread", 5, none);
-  ConstructWithFew<MDesyncEventScheduler>("MDesyncEventScheduler", 6, none);
+  ConstructWithFew<OwnScheduler>("MDesyncEventScheduler", 6, none);
   ConstructWithFew<MCommandProcessor>(
       "MCommandProcessor", 7, none, hook, hook, hook, [] { return 0U; }, [] { return false; });
 }

@@ -42,12 +42,14 @@ struct Options {
   std::exit(2);
 }
 
-std::uint64_t Number(const char* text) {
-  char* end = nullptr;
-  const std::uint64_t number = std::strtoull(text, &end, 10);
-  if (end == text || *end != '\0') {
+/// Reads a number that `end` follows, and moves on after it.
+std::uint64_t Number(const char*& text, char end = '\0') {
+  char* next = nullptr;
+  const std::uint64_t number = std::strtoull(text, &next, 10);
+  if (next == text || *next != end) {
     Refuse();
   }
+  text = end != '\0' ? next + 1 : next;
   return number;
 }
 
@@ -60,16 +62,15 @@ Mode ModeOf(const std::string& name) {
   return static_cast<Mode>(found - kNames);
 }
 
-std::vector<Deviation> ReadDeviations(const char* text) {
+std::vector<Deviation> ReadDeviations(std::string list) {
   std::vector<Deviation> deviations;
-  for (int length = 0; *text != '\0' && std::strcmp(text, "default") != 0; text += length) {
-    Deviation deviation{};
-    if (std::sscanf(text, "%u.%u:%u%n", &deviation.thread, &deviation.decision, &deviation.chosen,
-                    &length) != 3) {
-      Refuse();
-    }
-    length += text[length] == ',' ? 1 : 0;
-    deviations.push_back(deviation);
+  list += list == "default" ? "" : ",";
+  const char* text = list.c_str();
+  const auto next = [&text](char end) { return static_cast<std::uint32_t>(Number(text, end)); };
+  while (list != "default" && *text != '\0') {
+    const std::uint32_t thread = next('.');
+    const std::uint32_t decision = next(':');
+    deviations.push_back({thread, decision, next(',')});
   }
   return deviations;
 }
@@ -85,7 +86,7 @@ Options ReadOptions(int count, char** arguments) {
     if (++i == count) {
       Refuse();
     }
-    const char* const value = arguments[i];
+    const char* value = arguments[i];
     if (name == "--scenario") {
       options.pattern = value;
     } else if (name == "--mode") {
