@@ -17,6 +17,11 @@ struct Scenario {
   std::string expected;  // the verdict that every way of exploring must come to; empty: none
 };
 
+/// What there is to run; each program has its own.
+void AddScenarios(std::vector<Scenario>& scenarios);
+/// What a step's object is called in reports; empty when it is an address.
+std::string NameOf(std::uintptr_t object);
+
 struct Plan {
   enum class Mode : std::uint8_t { Random, Pct, Exhaustive, Replay };
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The driver: runs scenarios schedule by schedule, and reports the first that fails of each.
 #include "Campaign.h"
-#include "Kit.h"
-#include "Platform.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include <errno.h>
 #include <fnmatch.h>
 
 using namespace Velta::Simulation;
@@ -130,16 +130,17 @@ std::vector<Plan> PlansOf(const Options& options) {
 }
 
 void PrintSteps(const Outcome& outcome) {
-  std::vector<std::uintptr_t> sections;
+  std::vector<std::uintptr_t> addresses;
   for (const Step& step : outcome.trace) {
     std::printf("    %2u.%-3u %-24s %s", step.thread, step.decision,
                 outcome.threads[step.thread].c_str(), step.name);
-    if (step.object != 0 && step.object < Platform::kHandleLimit) {
-      std::printf(" #%zu", Platform::NumberOf(step.object));
+    const std::string name = step.object != 0 ? NameOf(step.object) : "";
+    if (!name.empty()) {
+      std::printf(" %s", name.c_str());
     } else if (step.object != 0) {
-      const auto found = std::find(sections.begin(), sections.end(), step.object);
-      std::printf(" (%zu)", static_cast<std::size_t>(found - sections.begin()) + 1);
-      sections.insert(sections.end(), found == sections.end() ? 1 : 0, step.object);
+      const auto found = std::find(addresses.begin(), addresses.end(), step.object);
+      std::printf(" (%zu)", static_cast<std::size_t>(found - addresses.begin()) + 1);
+      addresses.insert(addresses.end(), found == addresses.end() ? 1 : 0, step.object);
     }
     std::printf(step.byDefault ? "\n" : "  -> %u\n", step.chosen);
   }
@@ -180,8 +181,9 @@ bool Try(const Scenario& scenario, const Plan& plan) {
               outcome.verdict.c_str());
   const Plan shrunk = Shrink(scenario, plan, outcome);
   PrintSteps(Explore(scenario, shrunk));
-  std::printf("  again:  velta_simulation --scenario %s %s\n", name, again.Options().c_str());
-  std::printf("  shrunk: velta_simulation --scenario %s %s  (%zu of %zu deviations)\n", name,
+  const char* const program = program_invocation_short_name;
+  std::printf("  again:  %s --scenario %s %s\n", program, name, again.Options().c_str());
+  std::printf("  shrunk: %s --scenario %s %s  (%zu of %zu deviations)\n", program, name,
               shrunk.Options().c_str(), shrunk.deviations.size(), outcome.Deviations().size());
   return false;
 }
@@ -192,9 +194,7 @@ int main(int count, char** arguments) {
   const Options options = ReadOptions(count, arguments);
   const std::vector<Plan> plans = PlansOf(options);
   std::vector<Scenario> scenarios;
-  AddPlantedFaults(scenarios);
-  AddSchedulerScenarios(scenarios);
-  AddProcessorScenarios(scenarios);
+  AddScenarios(scenarios);
   std::erase_if(scenarios, [&](const Scenario& scenario) {
     return ::fnmatch(options.pattern.c_str(), scenario.name.c_str(), 0) != 0;
   });

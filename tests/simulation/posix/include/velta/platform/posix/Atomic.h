@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+
+/// Stands in for the header of this name: other threads may go first before each operation.
+///
+/// One thread runs at a time, so values are plain, and all orders as strong as can be.
+namespace Velta::Simulation {
+
+void BeforeAtomic(const char* operation, const void* word) noexcept;
+
+}  // namespace Velta::Simulation
+
+namespace Velta::Posix {
+
+template <class T>
+class Atomic {
+ public:
+  constexpr Atomic() noexcept = default;
+  explicit constexpr Atomic(T initial) noexcept : value(initial) {}
+  Atomic(const Atomic&) = delete;
+  Atomic& operator=(const Atomic&) = delete;
+
+  T load(std::memory_order /*order*/) const noexcept {
+    Simulation::BeforeAtomic("load", this);
+    return value;
+  }
+  void store(T next, std::memory_order /*order*/) noexcept {
+    Simulation::BeforeAtomic("store", this);
+    value = next;
+  }
+  T exchange(T next, std::memory_order /*order*/) noexcept {
+    Simulation::BeforeAtomic("exchange", this);
+    const T was = value;
+    value = next;
+    return was;
+  }
+  T fetch_and(T mask, std::memory_order /*order*/) noexcept {
+    Simulation::BeforeAtomic("and", this);
+    const T was = value;
+    value = was & mask;
+    return was;
+  }
+  T fetch_or(T mask, std::memory_order /*order*/) noexcept {
+    Simulation::BeforeAtomic("or", this);
+    const T was = value;
+    value = was | mask;
+    return was;
+  }
+  bool compare_exchange_strong(T& expected, T next, std::memory_order /*success*/,
+                               std::memory_order /*failure*/ = {}) noexcept {
+    Simulation::BeforeAtomic("compare and exchange", this);
+    if (value != expected) {
+      expected = value;
+      return false;
+    }
+    value = next;
+    return true;
+  }
+  bool compare_exchange_weak(T& expected, T next, std::memory_order success,
+                             std::memory_order failure = {}) noexcept {
+    return compare_exchange_strong(expected, next, success, failure);
+  }
+
+  /// A look that nobody can come before.
+  [[nodiscard]] T Peek() const noexcept { return value; }
+
+ private:
+  T value{};
+};
+
+}  // namespace Velta::Posix
