@@ -2,11 +2,14 @@
 #include "velta/logging/KLogger.h"
 
 #include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/internal/EventTable.h"
 #include "velta/logging/internal/KLockHolder.h"
 #include "velta/logging/internal/KLogWords.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <cstdlib>
+
+using namespace Velta::Logging;
 
 namespace {
 
@@ -36,25 +39,10 @@ void Merge(const Table& from, KGuardedLock& fromLock, Table& into,
 
 }  // namespace
 
-KLogger::KLogger()
-    : eventNames{{-202, "Log_module_added"},
-                 {-201, "Log_module_removed"},
-                 {-105, "Root_error"},
-                 {-104, "Cascade_error"},
-                 {-103, "Dismissed_error"},
-                 {-14, "Construction"},
-                 {-13, "Destruction"},
-                 {-25, "State_change"},
-                 {-23, "Notify"},
-                 {-22, "Update"},
-                 {-21, "Message_send"},
-                 {-20, "Message_receive"},
-                 {-8, "Scope_pop"},
-                 {-7, "Scope_push"},
-                 {-1, "Timing_point"},
-                 {0, "Timing_point"},
-                 {-102, "Return_error"},
-                 {-101, "Warning"}} {
+KLogger::KLogger() {
+  for (const Event& event : kEvents) {
+    eventNames.emplace(event.code, event.name);
+  }
   LARGE_INTEGER ticks;
   ::QueryPerformanceFrequency(&ticks);
   frequency = ticks.QuadPart;

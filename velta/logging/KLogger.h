@@ -24,13 +24,7 @@
 /// registered once, under 32-bit keys (objects under their address); the first name given for a key
 /// stays. A name stands in a dump byte for byte: line breaks in it are line breaks there.
 ///
-/// Event codes:
-///  - errors: -105 Root_error, -104 Cascade_error, -103 Dismissed_error, -102 Return_error,
-///    -101 Warning
-///  - objects: -14 Construction, -13 Destruction, -25 State_change, -23 Notify, -22 Update
-///  - messages: -21 Message_send, -20 Message_receive
-///  - time: -8 Scope_pop, -7 Scope_push, -1 and 0 Timing_point; only code 0 shows its two values
-///  - mirroring: -202 Log_module_added, -201 Log_module_removed
+/// The codes of the events and what each carries: docs/formats/log.md.
 ///
 /// Life cycle: enabled once constructed; disabled while a dump runs, and for good after a dump that
 /// an exception ended. The tables only grow.

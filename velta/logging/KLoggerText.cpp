@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The log as text: one record, and the whole of it.
 #include "velta/logging/KLogger.h"
+#include "velta/logging/internal/EventTable.h"
 #include "velta/logging/internal/KLockHolder.h"
 #include "velta/logging/internal/KLogWords.h"
 #include "velta/platform/internal/DebugDumpFile.h"
@@ -13,6 +14,8 @@
 #include <memory>
 #include <ostream>
 #include <streambuf>
+
+using namespace Velta::Logging;
 
 namespace {
 
@@ -122,7 +125,7 @@ class KLogger::Formatter {
   void Append(std::string& text, const KLogRecord& record, std::int64_t reference) {
     text += "% ";
     const auto event = log.eventNames.find(record.code);
-    text += event != log.eventNames.end() ? std::string_view(event->second) : "unknown event";
+    text += event != log.eventNames.end() ? std::string_view(event->second) : kUnknownEvent.name;
     AppendSubject(text, record);
     AppendPlace(text, record);
     AppendNumbers(text, record, reference);
@@ -131,30 +134,26 @@ class KLogger::Formatter {
  private:
   // What the event is about: the error, the state, the message or the two values.
   void AppendSubject(std::string& text, const KLogRecord& record) {
-    switch (record.code) {
-      case -105:
-      case -104:
-      case -103:
-      case -102:
-      case -101:
+    switch (EventOf(record.code).subject) {
+      case Subject::kError:
         text += ' ';
         AppendName(text, record.value1);
         break;
-      case -25:
+      case Subject::kState:
         AppendState(text, StateKey(record.classKey, record.value1), " to ", " to state_",
                     record.value1);
         break;
-      case -21:
+      case Subject::kMessage:
         AppendState(text, record.value1, " ", " ", record.value1);
         break;
-      case 0:
+      case Subject::kValues:
         text += " (";
         AppendNumber(text, +record.value1);
         text += ", ";
         AppendNumber(text, +record.value2);
         text += ')';
         break;
-      default:
+      case Subject::kNone:
         break;
     }
   }
@@ -163,7 +162,7 @@ class KLogger::Formatter {
     text += " in_class ";
     AppendName(text, record.classKey);
     const std::string* const point = names.Find(log.names, log.namesLock, record.pointKey);
-    if (point == nullptr && record.code == 0) {
+    if (point == nullptr && record.code == kTimingPoint) {
       text += " at_point ";
       AppendNumber(text, +record.pointKey);
     } else {

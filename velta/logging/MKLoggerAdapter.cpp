@@ -4,47 +4,47 @@
 #include "velta/logging/KLogger.h"
 #include "velta/logging/MFlowEventKind.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/internal/EventTable.h"
 #include "velta/logging/internal/NameKey.h"
 #include "velta/logging/internal/ProcessLog.h"
 #include "velta/platform/internal/ThreadName.h"
 #include "velta/platform/internal/Win32.h"
 
+#include <array>
 #include <string>
+
+using namespace Velta::Logging;
 
 namespace {
 
 const wchar_t ClassName[] = L"MKLoggerAdapter";
 const ClassNameRegistration registration(ClassName);
 
-constexpr std::int32_t kModuleAdded = -202;
-constexpr std::int32_t kModuleRemoved = -201;
+constexpr std::uint32_t kKindCount = static_cast<std::uint32_t>(MFlowEventKind::MessageReceive) + 1;
 
-struct KindCode {
-  MFlowEventKind kind;
-  std::int32_t code;
-};
-
-// Indexed by the kind.
-constexpr KindCode kCodes[] = {
-    {MFlowEventKind::Point, 0},           {MFlowEventKind::RootError, -105},
-    {MFlowEventKind::CascadeError, -104}, {MFlowEventKind::DismissedError, -103},
-    {MFlowEventKind::Construction, -14},  {MFlowEventKind::Destruction, -13},
-    {MFlowEventKind::StateChange, -25},   {MFlowEventKind::ScopePush, -7},
-    {MFlowEventKind::ScopePop, -8},       {MFlowEventKind::TimingPoint, 0},
-    {MFlowEventKind::ReturnError, -102},  {MFlowEventKind::Warning, -101},
-    {MFlowEventKind::MessageSend, -21},   {MFlowEventKind::MessageReceive, -20},
-};
-
-constexpr bool EachStandsAtItsKind() {
-  std::uint32_t place = 0;
-  for (const KindCode& entry : kCodes) {
-    if (static_cast<std::uint32_t>(entry.kind) != place++) {
-      return false;
+constexpr auto kCodeOfKind = [] {
+  std::array<std::int32_t, kKindCount> codes{};
+  for (const Event& event : kEvents) {
+    for (std::uint32_t kind = 0; kind < kKindCount; ++kind) {
+      if ((event.kinds >> kind & 1U) != 0) {
+        codes[kind] = event.code;
+      }
     }
   }
-  return true;
+  return codes;
+}();
+
+constexpr bool EachKindHasOneCode() {
+  std::uint32_t seen = 0;
+  for (const Event& event : kEvents) {
+    if ((seen & event.kinds) != 0) {
+      return false;
+    }
+    seen |= event.kinds;
+  }
+  return seen == (1U << kKindCount) - 1;
 }
-static_assert(EachStandsAtItsKind(), "a kind's number is part of the interface between modules");
+static_assert(EachKindHasOneCode());
 
 std::int32_t Key(const void* key) noexcept { return static_cast<std::int32_t>(NameKey(key)); }
 
@@ -69,7 +69,7 @@ void MKLoggerAdapter::LogEvent(std::uint32_t kind, std::uint32_t value1, std::ui
                                std::uint32_t classKey, std::uint32_t pointKey,
                                const void* object) noexcept {
   const auto write = [&](KLogger* log) {
-    KLogger::Write(log, kCodes[kind].code, static_cast<std::int32_t>(value1),
+    KLogger::Write(log, kCodeOfKind[kind], static_cast<std::int32_t>(value1),
                    static_cast<std::int32_t>(value2), static_cast<std::int32_t>(classKey),
                    static_cast<std::int32_t>(pointKey), object);
   };
@@ -92,16 +92,16 @@ bool MKLoggerAdapter::DumpToFile() noexcept {
 void MKLoggerAdapter::Attach(MFlowLoggerImplementation* other) noexcept {
   if (const auto* const adapter = dynamic_cast<MKLoggerAdapter*>(other)) {
     KLogger* const added = adapter->core;
-    KLogger::Write(core, kModuleAdded, 0, 0, 0, 0, added);
+    KLogger::Write(core, kLogModuleAdded, 0, 0, 0, 0, added);
     attached.store(added, std::memory_order_release);
-    KLogger::Write(added, kModuleAdded, 0, 0, 0, 0, core);
+    KLogger::Write(added, kLogModuleAdded, 0, 0, 0, 0, core);
     if (core != nullptr) {
       core->MergeNamesInto(added);
     }
   } else if (KLogger* const removed = attached.load(std::memory_order_acquire)) {
-    KLogger::Write(core, kModuleRemoved, 0, 0, 0, 0, removed);
+    KLogger::Write(core, kLogModuleRemoved, 0, 0, 0, 0, removed);
     attached.store(nullptr, std::memory_order_release);
-    KLogger::Write(removed, kModuleRemoved, 0, 0, 0, 0, core);
+    KLogger::Write(removed, kLogModuleRemoved, 0, 0, 0, 0, core);
   }
 }
 
