@@ -2,6 +2,7 @@
 // Any text, read and then edited: the index must be that of the text as it then is.
 #include "fuzz/FuzzInput.h"
 #include "fuzz/Outline.h"
+#include "velta/xml/internal/DocumentAccess.h"
 
 namespace {
 
@@ -28,8 +29,9 @@ bool EditOnce(MXmlDocument& document, FuzzInput& input) {
       return document.AddNode(MXmlNodeType::kComment, content);
     case 8: {
       const MString xml = L"<x y='1'><z/>" + content + L"</x>";
-      return operation < 128 ? document.AddChildDocument(xml)
-                             : document.AddElementWithDocument(name, xml);
+      return operation < 128
+                 ? document.AddChildDocument(xml)
+                 : Velta::Xml::DocumentAccess::AddElementWithDocument(document, name, xml);
     }
     case 9:
       return document.RemoveElement();

@@ -101,7 +101,8 @@ TEST(MXmlDocument, WithoutMemoryAnEditChangesNothing) {
     });
     EditWithoutMemory(text, [](MXmlDocument& document) {
       return document.IntoElement() &&
-             document.AddElementWithDocument(kLong, L"<a><" + kLong + L"></" + kLong + L"></a>");
+             Velta::Xml::DocumentAccess::AddElementWithDocument(
+                 document, kLong, L"<a><" + kLong + L"></" + kLong + L"></a>");
     });
     EditWithoutMemory(text, [](MXmlDocument& document) { return document.RemoveElement(); });
     EditWithoutMemory(text, [](MXmlDocument& document) {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-using Velta::Xml::DocumentProbe;
+using Velta::Xml::DocumentAccess;
 
 namespace {
 
@@ -56,7 +56,7 @@ TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
     EXPECT_EQ(document.GetData(), c.data);
   }
   MXmlDocument document;
-  ASSERT_TRUE(document.AddElementWithAttribute(L"r", L"type", L"<\""));
+  ASSERT_TRUE(DocumentAccess::AddElementWithAttribute(document, L"r", L"type", L"<\""));
   ExpectText(document, L"<r type=\"&lt;&quot;\"/>\n");
 }
 
@@ -146,8 +146,8 @@ TEST(MXmlDocument, WhatAFaultBeforeItWouldSwallowIsRefused) {
     const std::function<bool()> edits[] = {
         [&] { return document.AddElement(L"n", L"1"); },
         [&] { return document.AddElement(L"n", L"1", MXmlDocument::kAddStartTagOnly); },
-        [&] { return document.AddElementWithAttribute(L"n", L"a", L"1"); },
-        [&] { return document.AddElementWithDocument(L"n", L"<x/>"); },
+        [&] { return DocumentAccess::AddElementWithAttribute(document, L"n", L"a", L"1"); },
+        [&] { return DocumentAccess::AddElementWithDocument(document, L"n", L"<x/>"); },
         [&] { return document.AddNode(MXmlNodeType::kComment, L"x"); },
         [&] { return document.AddNode(MXmlNodeType::kText, L"x"); },
         [&] { return document.AddNode(MXmlNodeType::kCData, L"x]]>"); }};
@@ -223,8 +223,8 @@ TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
   for (const wchar_t* name : {L"", L"1", L"a b", L"a>", L"a/", L"a=", L"<a", L"a?"}) {
     SCOPED_TRACE(name);
     EXPECT_FALSE(document.AddElement(name));
-    EXPECT_FALSE(document.AddElementWithAttribute(L"x", name, L"x"));
-    EXPECT_FALSE(document.AddElementWithDocument(name, L"<x/>"));
+    EXPECT_FALSE(DocumentAccess::AddElementWithAttribute(document, L"x", name, L"x"));
+    EXPECT_FALSE(DocumentAccess::AddElementWithDocument(document, name, L"<x/>"));
     EXPECT_FALSE(document.SetAttribute(name, L"x"));
   }
   struct Node {
@@ -248,7 +248,7 @@ TEST(MXmlDocument, WhatWouldNotReadBackIsRefused) {
   }
   for (const wchar_t* xml : {L"", L"x", L"<b>", L"<b/><c/>", L"<b/><1>"}) {
     EXPECT_FALSE(document.AddChildDocument(xml));
-    EXPECT_FALSE(document.AddElementWithDocument(L"n", xml));
+    EXPECT_FALSE(DocumentAccess::AddElementWithDocument(document, L"n", xml));
   }
   EXPECT_EQ(document.GetText(), text);
   EXPECT_EQ(document.GetTagName(), L"a");
@@ -295,7 +295,8 @@ TEST(MXmlDocument, OnlyTheRootOfADocumentIsTakenIn) {
   // A document's own text may be its source, and a new element its place.
   ASSERT_TRUE(document.IntoElement() && document.AddChildDocument(document.GetNodeText()));
   ExpectText(document, L"<r><a/><d e='1'><f>2</f><g/><d e='1'><f>2</f><g/></d>\n</d>\n<b/></r>");
-  ASSERT_TRUE(document.AddElementWithDocument(L"n", document.GetNodeText().substr(17, 4)));
+  ASSERT_TRUE(
+      DocumentAccess::AddElementWithDocument(document, L"n", document.GetNodeText().substr(17, 4)));
   EXPECT_EQ(document.GetNodeText(), L"<n>\n<g/>\n</n>");
   ExpectText(document,
              L"<r><a/><d e='1'><f>2</f><g/><d e='1'><f>2</f><g/></d>\n</d>\n"
@@ -320,9 +321,9 @@ TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {
   EXPECT_FALSE(document.RestorePosition(L"b") || document.RestorePosition(L"c"));
   ASSERT_TRUE(document.FindElement(L"d"));
   // The next elements get the records that have become free.
-  const std::int32_t records = DocumentProbe::State(document).index.NextFree();
+  const std::int32_t records = DocumentAccess::StateOf(document).index.NextFree();
   ASSERT_TRUE(document.AddElement(L"e") && document.AddElement(L"f"));
-  EXPECT_EQ(DocumentProbe::State(document).index.NextFree(), records);
+  EXPECT_EQ(DocumentAccess::StateOf(document).index.NextFree(), records);
   ASSERT_TRUE(document.RestorePosition(L"d"));
   EXPECT_EQ(document.GetTagName(), L"d");
   ExpectText(document, L"<r><a/>\n<d/><e/>\n<f/>\n</r>");
@@ -334,7 +335,7 @@ TEST(MXmlDocument, RemovingUndoesAddingAndDropsWhatWasSavedInside) {
 TEST(MXmlDocument, TagLengthsThatNoFieldHoldsAreKept) {
   MXmlDocument document;
   const auto expectTags = [&](std::size_t start, std::size_t end) {
-    const auto& state = DocumentProbe::State(document);
+    const auto& state = DocumentAccess::StateOf(document);
     const auto tags = state.index.GetTagLengths(state.position.current);
     EXPECT_EQ(static_cast<std::size_t>(tags.start), start);
     EXPECT_EQ(static_cast<std::size_t>(tags.end), end);

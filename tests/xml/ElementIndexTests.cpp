@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-using Velta::Xml::DocumentProbe;
+using Velta::Xml::DocumentAccess;
 using Velta::Xml::ElementIndex;
 
 TEST(ElementIndex, GrownInAnyStepsItKeepsItsRecords) {
@@ -34,7 +34,7 @@ TEST(ElementIndex, GrownInAnyStepsItKeepsItsRecords) {
 
 TEST(ElementIndex, HasRoomForWhatATextOfItsLengthMostlyHolds) {
   MXmlDocument document;
-  const ElementIndex& index = DocumentProbe::State(document).index;
+  const ElementIndex& index = DocumentAccess::StateOf(document).index;
   EXPECT_EQ(index.Room() + 1, 8u);
   const std::size_t aPage = 64 * (ElementIndex::kPageSize - 8);
   for (const std::size_t length : {std::size_t{4096}, aPage, aPage + 64, 2 * aPage + 6400}) {
@@ -50,7 +50,7 @@ TEST(ElementIndex, DocumentsTakenInGetTheRecordsOfThoseRemoved) {
   const std::wstring large = L"<d>" + small + small + L"</d>";
   ASSERT_TRUE(document.AddElement(L"r") && document.AddChildDocument(large) &&
               document.AddChildDocument(small) && document.IntoElement());
-  const std::int32_t records = DocumentProbe::State(document).index.NextFree();
+  const std::int32_t records = DocumentAccess::StateOf(document).index.NextFree();
   const MString text = document.GetText();
   for (int round = 0; round < 10; ++round) {
     // The smaller one first: it gets a part of what the larger one had, and leaves the rest.
@@ -63,5 +63,5 @@ TEST(ElementIndex, DocumentsTakenInGetTheRecordsOfThoseRemoved) {
     EXPECT_TRUE(IndexIsThatOfItsText(document));
     EXPECT_EQ(document.GetText(), text);
   }
-  EXPECT_EQ(DocumentProbe::State(document).index.NextFree(), records);
+  EXPECT_EQ(DocumentAccess::StateOf(document).index.NextFree(), records);
 }

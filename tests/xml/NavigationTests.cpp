@@ -197,9 +197,9 @@ TEST(MXmlDocument, TheNextElementsDataIsSeenWithoutMovingThere) {
     MXmlDocument document;
     ASSERT_TRUE(document.SetText(xml) && document.FindElement(L"r") && document.IntoElement());
     MString buffer;
-    std::wstring_view data = L"untouched";
-    ASSERT_EQ(document.PeekData(L"a", L"t", L"x&", &data, &buffer), expected != nullptr);
-    EXPECT_EQ(data, expected != nullptr ? expected : L"untouched");
+    const auto data = Velta::Xml::DocumentAccess::PeekData(document, L"a", L"t", L"x&", buffer);
+    ASSERT_EQ(data.has_value(), expected != nullptr);
+    EXPECT_EQ(data.value_or(L""), expected != nullptr ? expected : L"");
     EXPECT_EQ(document.GetTagName(), L"") << "it has moved";
   }
 }
@@ -209,17 +209,21 @@ TEST(MXmlDocument, MarkupIsNoPartOfAName) {
   MXmlDocument document;
   ASSERT_TRUE(document.SetText(text) && document.FindElement() && document.IntoElement());
   MString buffer;
-  std::wstring_view data;
+  const auto peeks = [&](std::wstring_view name, std::wstring_view attribute,
+                         std::wstring_view value) {
+    return Velta::Xml::DocumentAccess::PeekData(document, name, attribute, value, buffer)
+        .has_value();
+  };
   const std::wstring behind = text.substr(4) + std::wstring(20, L'\0');
   for (std::size_t length = 0; length <= behind.size(); ++length) {
     const std::wstring name = behind.substr(0, length);
     const bool isName = length == 15;
-    ASSERT_EQ(document.PeekData(name, L"t", L"1", &data, &buffer), isName) << name;
+    ASSERT_EQ(peeks(name, L"t", L"1"), isName) << name;
     ASSERT_EQ(document.FindElement(name), isName) << name;
     ASSERT_EQ(document.GetTagName(), isName ? name : L"");
     ASSERT_TRUE(document.OutOfElement() && document.IntoElement());
   }
-  EXPECT_FALSE(document.PeekData(L"aaaaaaaaaaaaaaa", L"t=\"1\" u", L"2", &data, &buffer));
+  EXPECT_FALSE(peeks(L"aaaaaaaaaaaaaaa", L"t=\"1\" u", L"2"));
 }
 
 TEST(MXmlDocument, DataIsTheElementsOwnTextAndCDataInOrder) {

@@ -99,7 +99,8 @@ class RandomEditor {
     const std::wstring xml =
         L"<!-- x --><" + name + L">1<" + NewName() + L"/>\n<b z='/'>2</b></" + name + L">";
     static_cast<void>(Below(2) != 0 ? document.AddChildDocument(xml)
-                                    : document.AddElementWithDocument(NewName(), xml));
+                                    : Velta::Xml::DocumentAccess::AddElementWithDocument(
+                                          document, NewName(), xml));
   }
 
   void AddElement() {

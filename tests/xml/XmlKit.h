@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/xml/MXmlDocument.h"
+#include "velta/xml/internal/DocumentAccess.h"
 #include "velta/xml/internal/DocumentState.h"
 
 #include <cstdint>
@@ -12,19 +13,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace Velta::Xml {
-
-class DocumentProbe {
- public:
-  static const DocumentState& State(const MXmlDocument& document) { return *document.state; }
-};
-
-}  // namespace Velta::Xml
-
 /// The records of a document's elements in the order of the text, links as numbers in that order:
 /// so that indexes compare whatever numbers their records have.
 inline std::vector<std::vector<std::int64_t>> RecordsInOrder(const MXmlDocument& document) {
-  const Velta::Xml::ElementIndex& index = Velta::Xml::DocumentProbe::State(document).index;
+  const Velta::Xml::ElementIndex& index = Velta::Xml::DocumentAccess::StateOf(document).index;
   std::vector<std::int32_t> order{0};
   std::map<std::int32_t, std::int64_t> place{{0, 0}};
   for (std::int32_t element = index.At(0).firstChild; element != 0;

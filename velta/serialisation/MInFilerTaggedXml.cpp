@@ -7,9 +7,13 @@
 #include "velta/text/NumberText.h"
 #include "velta/text/internal/IntegerScan.h"
 #include "velta/xml/MXmlDocument.h"
+#include "velta/xml/internal/DocumentAccess.h"
 
 #include <new>
+#include <optional>
 #include <utility>
+
+using Velta::Xml::DocumentAccess;
 
 namespace {
 
@@ -85,9 +89,9 @@ bool MInFilerTaggedXml::ReadValue(const MString& tag, std::wstring_view type, Co
   if (document == nullptr) {
     return false;
   }
-  std::wstring_view data;
-  return document->PeekData(tag, ValueTypes::kAttribute, type, &data, &scratch) && convert(data) &&
-         document->FindElement();
+  const std::optional<std::wstring_view> data =
+      DocumentAccess::PeekData(*document, tag, ValueTypes::kAttribute, type, scratch);
+  return data.has_value() && convert(*data) && document->FindElement();
 }
 
 template <class T>

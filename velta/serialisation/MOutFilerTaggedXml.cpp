@@ -7,6 +7,9 @@
 #include "velta/text/internal/DecimalText.h"
 #include "velta/text/internal/ScientificText.h"
 #include "velta/xml/MXmlDocument.h"
+#include "velta/xml/internal/DocumentAccess.h"
+
+using Velta::Xml::DocumentAccess;
 
 namespace {
 
@@ -29,8 +32,8 @@ MOutFilerTaggedXml::~MOutFilerTaggedXml() = default;
 
 bool MOutFilerTaggedXml::WriteValue(const MString& tag, std::wstring_view type,
                                     std::wstring_view text) {
-  return document != nullptr &&
-         document->AddElementWithAttribute(tag, ValueTypes::kAttribute, type, text);
+  return document != nullptr && DocumentAccess::AddElementWithAttribute(
+                                    *document, tag, ValueTypes::kAttribute, type, text);
 }
 
 template <class T>
@@ -102,7 +105,7 @@ bool MOutFilerTaggedXml::EndGroup() {
 }
 
 bool MOutFilerTaggedXml::WriteEmbeddedDocument(const MString& tag, const MString& xml) {
-  return document != nullptr && document->AddElementWithDocument(tag, xml);
+  return document != nullptr && DocumentAccess::AddElementWithDocument(*document, tag, xml);
 }
 
 bool MOutFilerTaggedXml::GetText(MString* text) const {

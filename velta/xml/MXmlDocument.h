@@ -11,7 +11,7 @@
 #include <string_view>
 
 namespace Velta::Xml {
-class DocumentProbe;
+class DocumentAccess;
 struct DocumentState;
 }  // namespace Velta::Xml
 
@@ -228,17 +228,6 @@ class MXmlDocument {
   [[nodiscard]] VELTA_API bool GetData(MString* data) const;
   [[nodiscard]] VELTA_API bool GetChildData(MString* data) const;
 
-  /// The data of the very next element on the current level, if that has a given name and an
-  /// attribute with a given value, decoded. Does not move: `FindElement` goes there.
-  ///
-  /// @param data    receives the data, which is not copied where it is one text without references:
-  ///                valid as long as neither the document nor `buffer` changes
-  /// @param buffer  where the data is put together otherwise
-  /// @return false, without touching `data`, when the next element is another or there is none
-  [[nodiscard]] VELTA_API bool PeekData(std::wstring_view name, std::wstring_view attribute,
-                                        std::wstring_view value, std::wstring_view* data,
-                                        MString* buffer) const;
-
   /// The same, empty when there is no current node.
   [[nodiscard]] VELTA_API MString GetData() const;
 
@@ -263,12 +252,6 @@ class MXmlDocument {
   /// the top is added, and makes the document ill formed.
   [[nodiscard]] VELTA_API bool AddElement(std::wstring_view name, std::wstring_view data = {},
                                           std::uint32_t flags = 0);
-
-  /// Does what `AddElement`, without flags, and `SetAttribute` behind it do, as one change.
-  [[nodiscard]] VELTA_API bool AddElementWithAttribute(std::wstring_view name,
-                                                       std::wstring_view attribute,
-                                                       std::wstring_view value,
-                                                       std::wstring_view data = {});
 
   /// Adds a node that is not an element where `AddElement` would add one, and makes it current.
   ///
@@ -298,13 +281,6 @@ class MXmlDocument {
   /// @return false also when there is no current element or `xml` is not well formed
   [[nodiscard]] VELTA_API bool AddChildDocument(std::wstring_view xml);
 
-  /// Adds an element where `AddElement` would, with the root element of another document as its
-  /// only content, as one change. It becomes the current element.
-  ///
-  /// @param xml  as for `AddChildDocument`
-  [[nodiscard]] VELTA_API bool AddElementWithDocument(std::wstring_view name,
-                                                      std::wstring_view xml);
-
   /// Removes the current element with all its content and the line break behind it.
   ///
   /// The element before it becomes current, so that `FindElement` finds the one behind it.
@@ -328,7 +304,7 @@ class MXmlDocument {
   [[nodiscard]] VELTA_API static MString Unescape(std::wstring_view text);
 
  private:
-  friend class Velta::Xml::DocumentProbe;  // tests compare indexes
+  friend class Velta::Xml::DocumentAccess;  // for the filers
 
   std::unique_ptr<Velta::Xml::DocumentState> state;
 };

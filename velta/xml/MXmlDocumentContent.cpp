@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the current node is and holds.
 #include "velta/xml/MXmlDocument.h"
+#include "velta/xml/internal/DocumentAccess.h"
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/References.h"
 #include "velta/xml/internal/Search.h"
@@ -201,14 +202,20 @@ MString MXmlDocument::GetData() const {
   return data;
 }
 
-bool MXmlDocument::PeekData(std::wstring_view name, std::wstring_view attribute,
-                            std::wstring_view value, std::wstring_view* data,
-                            MString* buffer) const {
-  const std::int32_t element = state->NextOnLevel();
-  if (element == 0 || !state->IsNamed(element, name) ||
-      !HasAttribute(*state, InsideOfTag(*state, element), name.size(), attribute, value)) {
-    return false;
+const DocumentState& DocumentAccess::StateOf(const MXmlDocument& document) noexcept {
+  return *document.state;
+}
+
+std::optional<std::wstring_view> DocumentAccess::PeekData(const MXmlDocument& document,
+                                                          std::wstring_view name,
+                                                          std::wstring_view attribute,
+                                                          std::wstring_view value,
+                                                          MString& buffer) {
+  const DocumentState& state = *document.state;
+  const std::int32_t element = state.NextOnLevel();
+  if (element == 0 || !state.IsNamed(element, name) ||
+      !HasAttribute(state, InsideOfTag(state, element), name.size(), attribute, value)) {
+    return std::nullopt;
   }
-  *data = ElementData(*state, element, *buffer);
-  return true;
+  return ElementData(state, element, buffer);
 }

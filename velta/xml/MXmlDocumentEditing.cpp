@@ -2,6 +2,7 @@
 // Changing a document's text and index together.
 #include "velta/xml/MXmlDocument.h"
 #include "velta/xml/internal/Change.h"
+#include "velta/xml/internal/DocumentAccess.h"
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/Parser.h"
 #include "velta/xml/internal/References.h"
@@ -456,9 +457,10 @@ bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data, st
   return AddElementTo(*state, name, {}, {}, data, flags);
 }
 
-bool MXmlDocument::AddElementWithAttribute(std::wstring_view name, std::wstring_view attribute,
-                                           std::wstring_view value, std::wstring_view data) {
-  return IsName(attribute) && AddElementTo(*state, name, attribute, value, data, 0);
+bool DocumentAccess::AddElementWithAttribute(MXmlDocument& document, std::wstring_view name,
+                                             std::wstring_view attribute, std::wstring_view value,
+                                             std::wstring_view data) {
+  return IsName(attribute) && AddElementTo(*document.state, name, attribute, value, data, 0);
 }
 
 bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
@@ -511,8 +513,9 @@ bool MXmlDocument::AddChildDocument(std::wstring_view xml) {
   return state->position.current != 0 && AddDocumentTo(*state, {}, xml);
 }
 
-bool MXmlDocument::AddElementWithDocument(std::wstring_view name, std::wstring_view xml) {
-  return IsName(name) && AddDocumentTo(*state, name, xml);
+bool DocumentAccess::AddElementWithDocument(MXmlDocument& document, std::wstring_view name,
+                                            std::wstring_view xml) {
+  return IsName(name) && AddDocumentTo(*document.state, name, xml);
 }
 
 bool MXmlDocument::RemoveElement() {

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "velta/text/MString.h"
+
+#include <optional>
+#include <string_view>
+
+class MXmlDocument;
+
+namespace Velta::Xml {
+
+struct DocumentState;
+
+/// What the filers need of a document beyond its public operations.
+class DocumentAccess {
+ public:
+  /// The data of the very next element on the current level, if that has a given name and an
+  /// attribute with a given value, decoded. Does not move: `FindElement` goes there.
+  ///
+  /// @param buffer  where the data is put together unless it is one text without references
+  /// @return the data, valid as long as neither the document nor `buffer` changes; nothing when the
+  ///         next element is another or there is none. Throws `std::bad_alloc`
+  [[nodiscard]] static std::optional<std::wstring_view> PeekData(const MXmlDocument& document,
+                                                                 std::wstring_view name,
+                                                                 std::wstring_view attribute,
+                                                                 std::wstring_view value,
+                                                                 MString& buffer);
+
+  /// Does what `AddElement`, without flags, and then `SetAttribute` do, as one change.
+  [[nodiscard]] static bool AddElementWithAttribute(MXmlDocument& document, std::wstring_view name,
+                                                    std::wstring_view attribute,
+                                                    std::wstring_view value,
+                                                    std::wstring_view data = {});
+
+  /// Adds an element where `AddElement` would, with the root element of another document as its
+  /// only content, as one change. It becomes the current element.
+  ///
+  /// @param xml  as for `AddChildDocument`
+  [[nodiscard]] static bool AddElementWithDocument(MXmlDocument& document, std::wstring_view name,
+                                                   std::wstring_view xml);
+
+  /// What the document holds. Tests compare indexes.
+  [[nodiscard]] static const DocumentState& StateOf(const MXmlDocument& document) noexcept;
+};
+
+}  // namespace Velta::Xml
