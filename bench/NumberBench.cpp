@@ -72,7 +72,7 @@ void FormatVelta(benchmark::State& state) {
   const MLocale& locale = MLocale::GetClassic();
   MString text;
   ConvertAll(state, MakeNumbers(), [&](double number) {
-    FormatScientific(locale, number, 15, text);
+    Velta::Text::FormatScientific(locale, number, 15, text);
     benchmark::DoNotOptimize(text);
   });
 }

@@ -121,7 +121,7 @@ TEST(ScanDouble, ReadsPlainDecimalsAsTheRuntimeDoesHoweverItRounds) {
     }
     MString written;
     MString expected;
-    FormatScientific(MLocale::GetClassic(), -0.3, 15, written);
+    Velta::Text::FormatScientific(MLocale::GetClassic(), -0.3, 15, written);
     MLocale::GetClassic().Format(expected, L"%.15e", -0.3);
     EXPECT_EQ(written, expected);
   }
@@ -150,10 +150,11 @@ TEST(ToWide, WidensUpToTheFirstNull) {
 }
 
 TEST(DecimalText, WritesWhatAStreamUnderTheClassicLocaleWrites) {
-  EXPECT_EQ(DecimalText((std::numeric_limits<std::int32_t>::min)()), L"-2147483648");
-  EXPECT_EQ(DecimalText((std::numeric_limits<std::uint64_t>::max)()), L"18446744073709551615");
-  EXPECT_EQ(DecimalText(0), L"0");
-  EXPECT_EQ(HexadecimalText(0xFFFFFFFF), L"ffffffffh");
+  EXPECT_EQ(Velta::Text::DecimalText((std::numeric_limits<std::int32_t>::min)()), L"-2147483648");
+  EXPECT_EQ(Velta::Text::DecimalText((std::numeric_limits<std::uint64_t>::max)()),
+            L"18446744073709551615");
+  EXPECT_EQ(Velta::Text::DecimalText(0), L"0");
+  EXPECT_EQ(Velta::Text::HexadecimalText(0xFFFFFFFF), L"ffffffffh");
 }
 
 }  // namespace

@@ -112,11 +112,12 @@ void MError::AddParameter(const wchar_t* name, const MString& value) {
 }
 
 void MError::AddParameter(const wchar_t* name, std::int32_t value) {
-  AddParameter(name, DecimalText(value));
+  AddParameter(name, Velta::Text::DecimalText(value));
 }
 
 void MError::AddParameter(const wchar_t* name, std::uint32_t value, bool hexadecimal) {
-  AddParameter(name, hexadecimal ? HexadecimalText(value) : DecimalText(value));
+  AddParameter(name,
+               hexadecimal ? Velta::Text::HexadecimalText(value) : Velta::Text::DecimalText(value));
 }
 
 void MError::Insert(MString&& name, MString&& value) {

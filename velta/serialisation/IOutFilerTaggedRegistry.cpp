@@ -38,7 +38,7 @@ bool IOutFilerTaggedRegistry::WriteNumber(const MString& tag, std::uint32_t valu
 bool IOutFilerTaggedRegistry::WriteFloating(const MString& tag, double value,
                                             int digitsAfterPoint) {
   MString text;
-  FormatScientific(GetLocale(), value, digitsAfterPoint, text);
+  Velta::Text::FormatScientific(GetLocale(), value, digitsAfterPoint, text);
   return WriteString(tag, text);
 }
 

@@ -98,7 +98,11 @@ template <class T>
 bool MInFilerTaggedXml::ReadInteger(const MString& tag, std::wstring_view type, T* value,
                                     T defaultValue) {
   *value = defaultValue;
-  return ReadValue(tag, type, [&](std::wstring_view data) { return ScanInteger(data, value); });
+  return ReadValue(tag, type, [&](std::wstring_view data) {
+    const std::optional<T> number = Velta::Text::ScanInteger<T>(data);
+    *value = number.value_or(defaultValue);
+    return number.has_value();
+  });
 }
 
 bool MInFilerTaggedXml::ReadString(const MString& tag, MString* value,

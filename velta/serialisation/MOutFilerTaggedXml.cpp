@@ -38,12 +38,12 @@ bool MOutFilerTaggedXml::WriteValue(const MString& tag, std::wstring_view type,
 
 template <class T>
 bool MOutFilerTaggedXml::WriteInteger(const MString& tag, std::wstring_view type, T value) {
-  FormatDecimal(value, scratch);
+  Velta::Text::FormatDecimal(value, scratch);
   return WriteValue(tag, type, scratch);
 }
 
 bool MOutFilerTaggedXml::WriteFloating(const MString& tag, double value, int digitsAfterPoint) {
-  FormatScientific(numberLocale, value, digitsAfterPoint, scratch);
+  Velta::Text::FormatScientific(numberLocale, value, digitsAfterPoint, scratch);
   return WriteValue(tag, ValueTypes::kFloat, scratch);
 }
 

@@ -52,16 +52,16 @@ MString Widen(const std::string& text) {
   point.Throw(error);
 }
 
-/// Keeps the named locale as long as any copy of the stream locale lives: facets that both share
-/// point, in libc++ on Windows, to the name in the former.
+/// Keeps the named locale alive as long as any copy of the stream locale: in libc++ on Windows,
+/// facets that both share point to the name in the named one.
 class NamedPunctuation final : public MLocale::DecimalSeparatorOnly {
  public:
-  NamedPunctuation(std::shared_ptr<const std::locale> namedLocale, wchar_t separator)
-      : DecimalSeparatorOnly(separator), named(std::move(namedLocale)) {}
+  NamedPunctuation(std::shared_ptr<const std::locale> named, wchar_t decimalSeparator)
+      : DecimalSeparatorOnly(decimalSeparator), named_(std::move(named)) {}
   ~NamedPunctuation() override = default;
 
  private:
-  const std::shared_ptr<const std::locale> named;
+  const std::shared_ptr<const std::locale> named_;
 };
 
 /// The named locale without grouping.
@@ -70,7 +70,7 @@ std::locale WithoutGrouping(const std::shared_ptr<const std::locale>& named, wch
   try {
     return std::locale(*named, facet);
   } catch (...) {
-    // A library that runs out of memory on the way has deleted the facet, or forgotten it.
+    // A library that ran out of memory has deleted the facet, or has not taken it.
     if (named.use_count() > 1) {
       delete facet;
     }
@@ -86,42 +86,43 @@ void* CreateCLocale(const std::string& name, MFlowPoint& point) {
   return handle;
 }
 
-// The first request may come from any static initialiser; this one makes sure that there is one
-// before the first thread.
+// Makes the shared instance before the first thread, unless an earlier static initialiser has.
 [[maybe_unused]] const MLocale& classicAtStartUp = MLocale::GetClassic();
 
 }  // namespace
 
-MLocale::MLocale(const wchar_t* requestedName) {
+MLocale::MLocale(const wchar_t* name) {
   static MFlowPoint point(ClassName, ClassName);
-  const std::string narrowName = Narrow(requestedName);
+  const std::string narrowName = Narrow(name);
   try {
-    const auto named = std::make_shared<const std::locale>(
-        requestedName != nullptr ? narrowName.c_str() : nullptr);
-    name = named->name();
-    cLocale = CreateCLocale(name, point.At(this));
-    decimalSeparator = std::use_facet<std::numpunct<wchar_t>>(*named).decimal_point();
-    streamLocale = WithoutGrouping(named, decimalSeparator);
+    const auto named =
+        std::make_shared<const std::locale>(name != nullptr ? narrowName.c_str() : nullptr);
+    name_ = named->name();
+    cLocale_ = CreateCLocale(name_, point.At(this));
+    decimalSeparator_ = std::use_facet<std::numpunct<wchar_t>>(*named).decimal_point();
+    streamLocale_ = WithoutGrouping(named, decimalSeparator_);
   } catch (const std::exception& cause) {
-    // An MException is a runtime exception too: a refused C locale also leaves as "BadCppLocale".
-    if (cLocale != nullptr) {
-      ::_free_locale(Handle(cLocale));
+    // An MException is a std::exception too: a refused C locale also leaves as "BadCppLocale".
+    if (cLocale_ != nullptr) {
+      ::_free_locale(Handle(cLocale_));
     }
-    RaiseBadCppLocale(point.At(this), cause, requestedName != nullptr ? requestedName : L"");
+    RaiseBadCppLocale(point.At(this), cause, name != nullptr ? name : L"");
   }
 }
 
 MLocale::MLocale(const MLocale& other)
-    : name(other.name), streamLocale(other.streamLocale), decimalSeparator(other.decimalSeparator) {
+    : name_(other.name_),
+      streamLocale_(other.streamLocale_),
+      decimalSeparator_(other.decimalSeparator_) {
   static MFlowPoint point(ClassName, ClassName);
   try {
-    cLocale = CreateCLocale(name, point.At(this));
+    cLocale_ = CreateCLocale(name_, point.At(this));
   } catch (const std::exception& cause) {
-    RaiseBadCppLocale(point.At(this), cause, Widen(name));
+    RaiseBadCppLocale(point.At(this), cause, Widen(name_));
   }
 }
 
-MLocale::~MLocale() { ::_free_locale(Handle(cLocale)); }
+MLocale::~MLocale() { ::_free_locale(Handle(cLocale_)); }
 
 void MLocale::Format(MString& out, const wchar_t* format, ...) const {
   va_list arguments;
@@ -129,7 +130,7 @@ void MLocale::Format(MString& out, const wchar_t* format, ...) const {
   va_list again;
   va_copy(again, arguments);
   const int callersErrno = std::exchange(errno, 0);
-  const int length = CountFormattedWide(format, Handle(cLocale), arguments);
+  const int length = CountFormattedWide(format, Handle(cLocale_), arguments);
   va_end(arguments);
 
   // A buffer of its own: the arguments may point into `out`.
@@ -139,7 +140,7 @@ void MLocale::Format(MString& out, const wchar_t* format, ...) const {
     const std::size_t size = static_cast<std::size_t>(length) + 1;
     buffer.reset(new (std::nothrow) wchar_t[size]);
     if (buffer != nullptr) {
-      written = ::_vsnwprintf_s_l(buffer.get(), size, size - 1, format, Handle(cLocale), again);
+      written = ::_vsnwprintf_s_l(buffer.get(), size, size - 1, format, Handle(cLocale_), again);
     } else {
       errno = ENOMEM;
     }
@@ -154,7 +155,7 @@ void MLocale::Format(MString& out, const wchar_t* format, ...) const {
 
 double MLocale::ScanNumber(const wchar_t* text, const wchar_t** end) const noexcept {
   wchar_t* stopped = nullptr;
-  const double value = ::_wcstod_l(text, &stopped, Handle(cLocale));
+  const double value = ::_wcstod_l(text, &stopped, Handle(cLocale_));
   *end = stopped;
   return value;
 }
@@ -162,7 +163,7 @@ double MLocale::ScanNumber(const wchar_t* text, const wchar_t** end) const noexc
 int MLocale::Scan(const wchar_t* text, const wchar_t* format, ...) const noexcept {
   va_list arguments;
   va_start(arguments, format);
-  const int converted = ScanFormattedWide(text, format, Handle(cLocale), arguments);
+  const int converted = ScanFormattedWide(text, format, Handle(cLocale_), arguments);
   va_end(arguments);
   return converted;
 }

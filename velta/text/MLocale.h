@@ -10,7 +10,7 @@
 
 VELTA_EXPORTS_BEGIN
 
-/// A named locale for numbers, in both worlds that format them: streams and printf.
+/// A named locale for numbers, as streams and as printf format them.
 ///
 /// Its numbers carry the locale's decimal separator and nothing else of it: no thousands separator,
 /// no grouping, so whatever is written can be read back. The framework writes every number through
@@ -23,17 +23,17 @@ class VELTA_API MLocale {
   /// The punctuation of wide numbers: the given decimal separator, no grouping.
   class DecimalSeparatorOnly : public std::numpunct<wchar_t> {
    public:
-    explicit DecimalSeparatorOnly(wchar_t separator)
-        : std::numpunct<wchar_t>(std::size_t{0}), decimalSeparator(separator) {}
+    explicit DecimalSeparatorOnly(wchar_t decimalSeparator)
+        : std::numpunct<wchar_t>(std::size_t{0}), decimalSeparator_(decimalSeparator) {}
 
    protected:
     ~DecimalSeparatorOnly() override = default;
-    wchar_t do_decimal_point() const override { return decimalSeparator; }
+    wchar_t do_decimal_point() const override { return decimalSeparator_; }
     wchar_t do_thousands_sep() const override { return L'\0'; }
     std::string do_grouping() const override { return std::string(); }
 
    private:
-    wchar_t decimalSeparator;
+    wchar_t decimalSeparator_;
   };
 
   /// Binds the locale of that name, in the platform's spelling: "C" everywhere, "de-DE" on Windows,
@@ -52,7 +52,7 @@ class VELTA_API MLocale {
   ~MLocale();
 
   /// The name as the stream library reports it; "C" stays "C".
-  const std::string& GetName() const noexcept { return name; }
+  const std::string& GetName() const noexcept { return name_; }
 
   /// For imbuing a wide stream that belongs to the same C++ runtime as the framework.
   ///
@@ -61,10 +61,10 @@ class VELTA_API MLocale {
   /// order of their first use, so the number of a host's facet is another one's here.
   const std::locale& GetStreamLocale() const noexcept {
     static_cast<void>(std::locale::classic());  // numbers the standard's facets in this module
-    return streamLocale;
+    return streamLocale_;
   }
 
-  wchar_t GetDecimalSeparator() const noexcept { return decimalSeparator; }
+  wchar_t GetDecimalSeparator() const noexcept { return decimalSeparator_; }
 
   /// Formats as printf does, with this locale's decimal separator.
   ///
@@ -93,10 +93,10 @@ class VELTA_API MLocale {
   static const MLocale& GetClassic();
 
  private:
-  std::string name;
-  void* cLocale = nullptr;  // the C runtime's handle, never null once constructed
-  std::locale streamLocale;
-  wchar_t decimalSeparator = L'.';
+  std::string name_;
+  void* cLocale_ = nullptr;  // the C runtime's handle, never null once constructed
+  std::locale streamLocale_;
+  wchar_t decimalSeparator_ = L'.';
 };
 
 VELTA_EXPORTS_END

@@ -13,6 +13,9 @@
 #include <locale>
 #include <memory>
 #include <new>
+#include <optional>
+
+using Velta::Text::ScannedNumber;
 
 namespace {
 
@@ -24,33 +27,37 @@ bool StartsWith(const wchar_t* text, const wchar_t (&prefix)[kSize]) noexcept {
   return std::wcsncmp(text, prefix, kSize - 1) == 0;
 }
 
+ScannedNumber ScanByRuntime(const wchar_t* text, const MLocale& locale) noexcept {
+  ScannedNumber number{0.0, text};
+  number.value = locale.ScanNumber(text, &number.end);
+  return number;
+}
+
 /// Older runtimes padded "1.#INF" with zeros to the asked precision: they belong to the number.
 const wchar_t* SkipPadding(const wchar_t* text, const MLocale& locale) noexcept {
-  const wchar_t* end = text;
-  const double padding = locale.ScanNumber(text, &end);
-  return padding == 0.0 ? end : text;
+  const ScannedNumber padding = ScanByRuntime(text, locale);
+  return padding.value == 0.0 ? padding.end : text;
 }
 
-/// What follows the 1 or -1 of a legacy form; null when it is none.
-const wchar_t* ScanLegacyForm(const wchar_t* sign, double& value, const MLocale& locale) noexcept {
-  const wchar_t* name = sign + 1;
+/// What older runtimes printed after a 1 or a -1, here `one`, for a value that is not finite.
+/// @param text  begins with the number sign
+std::optional<ScannedNumber> ScanLegacyForm(const wchar_t* text, double one,
+                                            const MLocale& locale) noexcept {
+  const wchar_t* name = text + 1;
   if (StartsWith(name, L"INF")) {
-    value *= kInfinity;
-    return SkipPadding(name + 3, locale);
+    return ScannedNumber{one * kInfinity, SkipPadding(name + 3, locale)};
   }
   if (StartsWith(name, L"NAN") || StartsWith(name, L"IND")) {
-    value = std::copysign(kNan, value);
-    return SkipPadding(name + 3, locale);
+    return ScannedNumber{std::copysign(kNan, one), SkipPadding(name + 3, locale)};
   }
   if (StartsWith(name, L"QNAN") || StartsWith(name, L"SNAN")) {
-    value = std::copysign(kNan, value);
-    return SkipPadding(name + 4, locale);
+    return ScannedNumber{std::copysign(kNan, one), SkipPadding(name + 4, locale)};
   }
-  return nullptr;
+  return std::nullopt;
 }
 
-/// The spelled-out forms, for runtimes that do not read them; null when there is none.
-const wchar_t* ScanSpelledForm(const wchar_t* text, double& value, const MLocale& locale) noexcept {
+/// The spelled-out forms, for runtimes that do not read them.
+std::optional<ScannedNumber> ScanSpelledForm(const wchar_t* text, const MLocale& locale) noexcept {
   while (std::isspace(*text, locale.GetStreamLocale())) {
     ++text;
   }
@@ -60,39 +67,35 @@ const wchar_t* ScanSpelledForm(const wchar_t* text, double& value, const MLocale
     ++text;
   }
   if (StartsWith(text, L"inf")) {
-    value = sign * kInfinity;
-    return text + (StartsWith(text, L"infinity") ? 8 : 3);
+    return ScannedNumber{sign * kInfinity, text + (StartsWith(text, L"infinity") ? 8 : 3)};
   }
   if (StartsWith(text, L"INF")) {
-    value = sign * kInfinity;
-    return text + (StartsWith(text, L"INFINITY") ? 8 : 3);
+    return ScannedNumber{sign * kInfinity, text + (StartsWith(text, L"INFINITY") ? 8 : 3)};
   }
   if (StartsWith(text, L"nan") || StartsWith(text, L"NAN")) {
-    value = std::copysign(kNan, sign);  // a product has the sign of either
-    return text + 3;
+    return ScannedNumber{std::copysign(kNan, sign), text + 3};  // a product has either sign
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 }  // namespace
 
 double ScanDouble(const wchar_t* text, const wchar_t** end, const MLocale& locale) noexcept {
-  const wchar_t* stopped = text;
-  double value = 0.0;
-  if (!ScanPlainDecimal(text, locale.GetDecimalSeparator(), &value, &stopped)) {
-    value = locale.ScanNumber(text, &stopped);
-  }
+  const std::optional<ScannedNumber> plain =
+      Velta::Text::ScanPlainDecimal(text, locale.GetDecimalSeparator());
+  ScannedNumber number = plain ? *plain : ScanByRuntime(text, locale);
 
-  const wchar_t* special = nullptr;
-  if (stopped == text) {
-    special = ScanSpelledForm(text, value, locale);
-  } else if ((value == 1.0 || value == -1.0) && *stopped == L'#') {
-    special = ScanLegacyForm(stopped, value, locale);
+  std::optional<ScannedNumber> special;
+  if (number.end == text) {
+    special = ScanSpelledForm(text, locale);
+  } else if ((number.value == 1.0 || number.value == -1.0) && *number.end == L'#') {
+    special = ScanLegacyForm(number.end, number.value, locale);
   }
+  number = special.value_or(number);
   if (end != nullptr) {
-    *end = special != nullptr ? special : stopped;
+    *end = number.end;
   }
-  return value;
+  return number.value;
 }
 
 bool ParseDouble(const MLocale& locale, const MString& text, double* value) noexcept {
@@ -115,8 +118,8 @@ MString ToWide(const std::string& text) {
     MErrorOutOfMemory::Throw();
   }
   std::size_t converted = 0;
-  // The result is what the buffer holds: on a sequence that cannot be converted the runtime leaves
-  // the text it wants to be seen.
+  // The result is what the buffer holds: the runtime decides what it shows of a sequence that it
+  // cannot convert.
   static_cast<void>(::mbstowcs_s(&converted, buffer.get(), size, text.c_str(), _TRUNCATE));
   try {
     return MString(buffer.get());

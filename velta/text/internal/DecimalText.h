@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <iterator>
 
+namespace Velta::Text {
+
 /// Integers as text in the "C" locale, digit for digit what a stream under it writes.
 template <std::integral T>
 void FormatDecimal(T value, MString& out) {
@@ -16,6 +18,7 @@ void FormatDecimal(T value, MString& out) {
   const std::to_chars_result result = std::to_chars(std::begin(digits), std::end(digits), value);
   out.assign(std::begin(digits), result.ptr);
 }
+
 template <std::integral T>
 MString DecimalText(T value) {
   MString text;
@@ -31,3 +34,5 @@ inline MString HexadecimalText(std::uint32_t value) {
   }
   return text + L'h';
 }
+
+}  // namespace Velta::Text

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <system_error>
 
+namespace Velta::Text {
+
 namespace {
 
 bool IsDigit(wchar_t character) noexcept { return character >= L'0' && character <= L'9'; }
@@ -18,10 +20,11 @@ bool IsBlank(wchar_t character) noexcept {
   return character == L' ' || (character >= L'\t' && character <= L'\r');
 }
 
-/// Goes on after the digits at hand. The number wraps when they are too many for it.
-const wchar_t* ScanDigits(const wchar_t* text, std::uint64_t& number) noexcept {
+/// Appends the digits that `text` begins with to `number`, which wraps when they are too many.
+/// @return what follows them
+const wchar_t* ScanDigits(const wchar_t* text, std::uint64_t* number) noexcept {
   for (; IsDigit(*text); ++text) {
-    number = number * 10 + static_cast<std::uint64_t>(*text - L'0');
+    *number = *number * 10 + static_cast<std::uint64_t>(*text - L'0');
   }
   return text;
 }
@@ -36,41 +39,41 @@ constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7
                                    1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr std::int64_t kMostPower = 22;
 
-/// One operation on two exact numbers rounds once, which is correctly.
+// One operation on two exact numbers rounds once, and so correctly.
 static_assert(FLT_EVAL_METHOD == 0, "a wider intermediate result would be rounded twice");
 
-bool ConvertExactly(std::uint64_t digits, std::int64_t exponent, double& value) noexcept {
+std::optional<double> ConvertExactly(std::uint64_t digits, std::int64_t exponent) noexcept {
   if (digits > kMostExact || exponent < -kMostPower || exponent > kMostPower) {
-    return false;
+    return std::nullopt;
   }
-  value = static_cast<double>(digits);
-  if (exponent < 0) {
-    value /= kPowersOfTen[-exponent];
-  } else {
-    value *= kPowersOfTen[exponent];
-  }
-  return true;
+  const auto value = static_cast<double>(digits);
+  return exponent < 0 ? value / kPowersOfTen[-exponent] : value * kPowersOfTen[exponent];
 }
 
-bool ConvertAny(const wchar_t* begin, const wchar_t* end, wchar_t separator,
-                double& value) noexcept {
+std::optional<double> ConvertAny(const wchar_t* begin, const wchar_t* end,
+                                 wchar_t decimalSeparator) noexcept {
   constexpr std::ptrdiff_t kCapacity = 64;  // no double needs more than 17 digits
   if (end - begin > kCapacity) {
-    return false;
+    return std::nullopt;
   }
   char characters[kCapacity];
-  const char* const last = std::transform(begin, end, characters, [separator](wchar_t character) {
-    return character == separator ? '.' : static_cast<char>(character);
-  });
-  return std::from_chars(characters, last, value).ec == std::errc();
+  const char* const last =
+      std::transform(begin, end, characters, [decimalSeparator](wchar_t character) {
+        return character == decimalSeparator ? '.' : static_cast<char>(character);
+      });
+  double value = 0.0;
+  if (std::from_chars(characters, last, value).ec != std::errc()) {
+    return std::nullopt;
+  }
+  return value;
 }
 
 }  // namespace
 
-bool ScanPlainDecimal(const wchar_t* text, wchar_t separator, double* value,
-                      const wchar_t** end) noexcept {
+std::optional<ScannedNumber> ScanPlainDecimal(const wchar_t* text,
+                                              wchar_t decimalSeparator) noexcept {
   if (!RoundsToNearest()) {
-    return false;
+    return std::nullopt;
   }
   while (IsBlank(*text)) {
     ++text;
@@ -81,17 +84,17 @@ bool ScanPlainDecimal(const wchar_t* text, wchar_t separator, double* value,
   }
   const wchar_t* const begin = text;
   std::uint64_t digits = 0;
-  text = ScanDigits(text, digits);
+  text = ScanDigits(text, &digits);
   std::ptrdiff_t digitCount = text - begin;
   std::int64_t exponent = 0;
-  if (*text == separator) {
+  if (*text == decimalSeparator) {
     const wchar_t* const fraction = text + 1;
-    text = ScanDigits(fraction, digits);
+    text = ScanDigits(fraction, &digits);
     exponent = fraction - text;
     digitCount -= exponent;
   }
   if (digitCount == 0 || *text == L'x' || *text == L'X' || *text == L'd' || *text == L'D') {
-    return false;
+    return std::nullopt;
   }
   bool isShort = digitCount <= kMostDigits;
   if (*text == L'e' || *text == L'E') {
@@ -100,18 +103,23 @@ bool ScanPlainDecimal(const wchar_t* text, wchar_t separator, double* value,
     if (IsDigit(*power)) {
       const bool isDown = text[1] == L'-';
       std::uint64_t number = 0;
-      text = ScanDigits(power, number);
+      text = ScanDigits(power, &number);
       isShort = isShort && text - power <= kMostExponentDigits;
       const auto tens = static_cast<std::int64_t>(isShort ? number : 0);
       exponent += isDown ? -tens : tens;
     }
   }
-  double converted = 0.0;
-  if (!(isShort && ConvertExactly(digits, exponent, converted)) &&
-      !ConvertAny(begin, text, separator, converted)) {
-    return false;
+  std::optional<double> magnitude;
+  if (isShort) {
+    magnitude = ConvertExactly(digits, exponent);
   }
-  *value = isNegative ? -converted : converted;
-  *end = text;
-  return true;
+  if (!magnitude) {
+    magnitude = ConvertAny(begin, text, decimalSeparator);
+  }
+  if (!magnitude) {
+    return std::nullopt;
+  }
+  return ScannedNumber{isNegative ? -*magnitude : *magnitude, text};
 }
+
+}  // namespace Velta::Text

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <iterator>
 
+namespace Velta::Text {
+
 /// A number in scientific notation, character for character what printf's "%.<n>e" gives under the
 /// locale, but without its cost where the standard's own conversion gives the same.
 inline void FormatScientific(const MLocale& locale, double value, int digitsAfterPoint,
@@ -27,3 +29,5 @@ inline void FormatScientific(const MLocale& locale, double value, int digitsAfte
     out[point] = locale.GetDecimalSeparator();
   }
 }
+
+}  // namespace Velta::Text
