@@ -85,9 +85,9 @@ TEST(MFlowPoint, ABadByteInAMessageOfTheRuntimeCostsOnlyItself) {
 }
 
 TEST(MException, AChainAtItsListsLimitRefusesToGrow) {
-  EXPECT_NO_THROW(RequireRoomInChain(4, 5));
+  EXPECT_NO_THROW(Velta::Errors::RequireRoomInChain(4, 5));
   try {
-    RequireRoomInChain(5, 5);
+    Velta::Errors::RequireRoomInChain(5, 5);
     FAIL() << "grew";
   } catch (const std::length_error& error) {
     EXPECT_STREQ(error.what(), "list<T> too long");

@@ -15,10 +15,11 @@ const ClassNameRegistration registration(ClassName);
 
 }  // namespace
 
-GenericGuard::GenericGuard(std::function<void()> action) : exitAction(std::move(action)) {}
+GenericGuard::GenericGuard(std::function<void()> exitAction) : exitAction_(std::move(exitAction)) {}
 
-GenericGuard::GenericGuard(const std::function<void()>& entryAction, std::function<void()> action)
-    : exitAction(std::move(action)) {
+GenericGuard::GenericGuard(const std::function<void()>& entryAction,
+                           std::function<void()> exitAction)
+    : exitAction_(std::move(exitAction)) {
   if (entryAction) {
     entryAction();
   }
@@ -34,10 +35,10 @@ GenericGuard::~GenericGuard() {
   }
 }
 
-void GenericGuard::Dismiss() noexcept { exitAction = nullptr; }
+void GenericGuard::Dismiss() noexcept { exitAction_ = nullptr; }
 
 void GenericGuard::Run() {
-  if (const std::function<void()> action = std::exchange(exitAction, nullptr)) {
+  if (const std::function<void()> action = std::exchange(exitAction_, nullptr)) {
     action();
   }
 }

@@ -37,7 +37,7 @@ class VELTA_API GenericGuard : public NonCopyable {
   void Run();
 
  private:
-  std::function<void()> exitAction;
+  std::function<void()> exitAction_;
 };
 
 VELTA_EXPORTS_END

@@ -3,10 +3,9 @@
 
 class MException;
 
-/// Hears of errors that arise where nobody is left to catch them.
+/// Receives errors that arise where nobody is left to catch them.
 ///
-/// Ownership: never deleted through the interface; its owner keeps it alive as long as whoever uses
-/// it.
+/// Ownership: never deleted through the interface; must outlive whatever was given it.
 class ISpontaneousErrorHandler {
  public:
   /// An `MException` left a thread's body and ended the thread.

@@ -6,7 +6,8 @@
 
 /// What an engine thread is given to report to.
 ///
-/// Threads: called on the failing thread, so it must be safe against its owner's own thread.
+/// Threads: called on the failing thread, so it must be safe against all other threads of its
+/// owner.
 class IThreadErrorHandler : public ISpontaneousErrorHandler, public ICrashHandler {
  protected:
   ~IThreadErrorHandler() = default;

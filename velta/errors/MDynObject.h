@@ -62,7 +62,7 @@ class VELTA_API MDynObject {
   MDynObject& operator=(const MDynObject&) noexcept = default;
 
  private:
-  [[maybe_unused]] std::int32_t version = 1;
+  [[maybe_unused]] std::int32_t version_ = 1;
 };
 
 #pragma pop_macro("GetClassInfo")

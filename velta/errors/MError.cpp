@@ -39,24 +39,24 @@ const ClassNameRegistration kindRegistrations[] = {
 }  // namespace
 
 MError::MError() = default;
-MError::MError(const MString& errorCode) : code(errorCode) {}
+MError::MError(const MString& code) : code_(code) {}
 MError::MError(const MError& other) = default;
 MError& MError::operator=(const MError& other) = default;
 MError::~MError() = default;
 
 const MClassInfo& MError::GetClassInfo() const noexcept { return ClassInfo; }
 
-MError* MError::Clone() const noexcept { return NewOrNull<MError>(*this); }
+MError* MError::Clone() const noexcept { return Velta::Errors::NewOrNull<MError>(*this); }
 
-MError* MError::CreateNew() const noexcept { return NewOrNull<MError>(); }
+MError* MError::CreateNew() const noexcept { return Velta::Errors::NewOrNull<MError>(); }
 
 bool MError::Read(IInFilerTagged& filer, const MString& tag) {
   if (!filer.BeginGroup(tag)) {
     return false;
   }
-  code.clear();
-  parameters.clear();
-  if (!filer.ReadString(L"Code", &code, MString())) {
+  code_.clear();
+  parameters_.clear();
+  if (!filer.ReadString(L"Code", &code_, MString())) {
     static_cast<void>(filer.EndGroup());
     return false;
   }
@@ -65,14 +65,14 @@ bool MError::Read(IInFilerTagged& filer, const MString& tag) {
 }
 
 void MError::ReadParameters(IInFilerTagged& filer) {
-  // Where a group is found again and again, a second parameter would be the first, without end; and
-  // there the first is "begun" even when there is none, so it must be left.
+  // Where a name has one group, the first parameter would be found again without end. There the
+  // group begins even when it does not exist, so it must be left.
   const bool onlyOne = filer.HasUniqueGroupNames();
   while (filer.BeginGroup(L"Parameter")) {
     MString name;
     MString value;
-    // Nothing behind an incomplete parameter is read, so it is not left: what leaves the error
-    // next leaves only the parameter.
+    // Nothing after an incomplete parameter is read, so it is not left: the next `EndGroup`, meant
+    // for the error, leaves only the parameter.
     const bool complete = filer.ReadString(L"Name", &name, MString()) &&
                           filer.ReadString(L"Value", &value, MString());
     if ((complete || onlyOne) && !filer.EndGroup()) {
@@ -91,8 +91,9 @@ bool MError::Write(IOutFilerTagged& filer, const MString& tag) const {
   if (!filer.BeginGroup(tag)) {
     return false;
   }
-  bool written = filer.WriteString(L"Code", code);
-  for (auto parameter = parameters.begin(); written && parameter != parameters.end(); ++parameter) {
+  bool written = filer.WriteString(L"Code", code_);
+  for (auto parameter = parameters_.begin(); written && parameter != parameters_.end();
+       ++parameter) {
     written = filer.BeginGroup(L"Parameter");
     if (written) {
       written = filer.WriteString(L"Name", parameter->first) &&
@@ -103,7 +104,7 @@ bool MError::Write(IOutFilerTagged& filer, const MString& tag) const {
   return filer.EndGroup() && written;
 }
 
-MString MError::GetMessage() const { return code.empty() ? MString(L"Unspecified error") : code; }
+MString MError::GetMessage() const { return code_.empty() ? MString(L"Unspecified error") : code_; }
 
 MString MError::GetCauseChain() const { return MString(); }
 
@@ -121,7 +122,7 @@ void MError::AddParameter(const wchar_t* name, std::uint32_t value, bool hexadec
 }
 
 void MError::Insert(MString&& name, MString&& value) {
-  parameters.try_emplace(std::move(name), std::move(value));
+  parameters_.try_emplace(std::move(name), std::move(value));
 }
 
 MErrorOutOfMemory::MErrorOutOfMemory() = default;
@@ -132,11 +133,11 @@ MErrorOutOfMemory::~MErrorOutOfMemory() = default;
 const MClassInfo& MErrorOutOfMemory::GetClassInfo() const noexcept { return ClassInfo; }
 
 MErrorOutOfMemory* MErrorOutOfMemory::Clone() const noexcept {
-  return NewOrNull<MErrorOutOfMemory>(*this);
+  return Velta::Errors::NewOrNull<MErrorOutOfMemory>(*this);
 }
 
 MErrorOutOfMemory* MErrorOutOfMemory::CreateNew() const noexcept {
-  return NewOrNull<MErrorOutOfMemory>();
+  return Velta::Errors::NewOrNull<MErrorOutOfMemory>();
 }
 
 MString MErrorOutOfMemory::GetMessage() const { return L"Out of memory"; }

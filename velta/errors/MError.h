@@ -48,7 +48,7 @@ class VELTA_API MError : public MDynObject {
   ///
   /// Parameters are read up to the first that is incomplete; of two under one name the first stays.
   /// Over XML an incomplete one leaves `filer` one level inside this error's element, so that
-  /// nothing behind it is found.
+  /// nothing after it is found.
   /// @return false when there is no such element, when it holds no "Code" (this error is then
   ///         empty), or when the filer cannot leave it
   [[nodiscard]] virtual bool Read(IInFilerTagged& filer, const MString& tag);
@@ -67,10 +67,10 @@ class VELTA_API MError : public MDynObject {
   /// overrides it.
   virtual MString GetCauseChain() const;
 
-  const MString& GetCode() const noexcept { return code; }
+  const MString& GetCode() const noexcept { return code_; }
 
   /// All parameters, ordered by name.
-  const std::map<MString, MString>& GetParameters() const noexcept { return parameters; }
+  const std::map<MString, MString>& GetParameters() const noexcept { return parameters_; }
 
   /// Adds a named text. A name that is there already keeps its first value, and the new one is
   /// dropped. A null name is an empty one.
@@ -91,8 +91,8 @@ class VELTA_API MError : public MDynObject {
   void Insert(MString&& name, MString&& value);
   void ReadParameters(IInFilerTagged& filer);
 
-  MString code;
-  std::map<MString, MString> parameters;
+  MString code_;
+  std::map<MString, MString> parameters_;
 };
 
 /// Memory ran out. It carries nothing, so that little can fail while it is raised.

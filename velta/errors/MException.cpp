@@ -16,14 +16,14 @@ const ClassNameRegistration registration(ClassName);
 
 }  // namespace
 
-MException::MException() : errors(new std::list<MError*>) {}
+MException::MException() : errors_(new std::list<MError*>) {}
 
 // Each of these begins as an empty chain, so that one that fails half-way is destroyed as a whole.
 
 MException::MException(const MError& error) : MException() { AddErrorWithCause(error); }
 
 MException::MException(const MException& other) : MException() {
-  for (const MError* error : *other.errors) {
+  for (const MError* error : *other.errors_) {
     if (error != nullptr) {
       AddError(*error);
     }
@@ -37,23 +37,23 @@ MException& MException::operator=(MException other) noexcept {
 
 MException::~MException() {
   Clear();
-  delete errors;
+  delete errors_;
 }
 
 const char* MException::what() const noexcept { return "Unknown exception"; }
 
 void MException::AddError(const MError& error) {
-  RequireRoomInChain(errors->size(), errors->max_size());
-  errors->push_back(nullptr);  // first the entry: a clone without one would leak
-  errors->back() = error.Clone();
+  Velta::Errors::RequireRoomInChain(errors_->size(), errors_->max_size());
+  errors_->push_back(nullptr);  // first the entry: a clone without one would leak
+  errors_->back() = error.Clone();
 }
 
 void MException::AddErrorWithCause(const MError& error) {
   const MString text = error.GetCauseChain();
   if (!text.empty()) {
     MException causes;
-    if (ReadCauseChain(text, causes)) {
-      for (const MError* cause : *causes.errors) {
+    if (Velta::Errors::ReadCauseChain(text, &causes)) {
+      for (const MError* cause : *causes.errors_) {
         if (cause != nullptr) {
           AddError(*cause);
         }
@@ -64,14 +64,14 @@ void MException::AddErrorWithCause(const MError& error) {
 }
 
 std::int32_t MException::GetErrorCount() const noexcept {
-  return static_cast<std::int32_t>(errors->size());
+  return static_cast<std::int32_t>(errors_->size());
 }
 
 const MError* MException::GetError(std::int32_t index) const noexcept {
   if (index < 0) {
     return nullptr;
   }
-  for (const MError* error : *errors) {
+  for (const MError* error : *errors_) {
     if (index-- == 0) {
       return error;
     }
@@ -80,20 +80,20 @@ const MError* MException::GetError(std::int32_t index) const noexcept {
 }
 
 void MException::Clear() noexcept {
-  for (const MError* error : *errors) {
+  for (const MError* error : *errors_) {
     delete error;
   }
-  errors->clear();
+  errors_->clear();
 }
 
-void MException::Swap(MException& other) noexcept { std::swap(errors, other.errors); }
+void MException::Swap(MException& other) noexcept { std::swap(errors_, other.errors_); }
 
 bool MException::Write(IOutFilerTagged& filer, const MString& tag) const {
   if (!filer.BeginGroup(tag)) {
     return false;
   }
   bool written = true;
-  for (const MError* error : *errors) {
+  for (const MError* error : *errors_) {
     written = written && (error == nullptr || error->Write(filer, L"Error"));
   }
   return filer.EndGroup() && written;

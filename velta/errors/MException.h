@@ -74,13 +74,13 @@ class VELTA_API MException : public std::exception {
   /// Replaces the chain by the "Error" elements of the element in which `filer` stands.
   ///
   /// Unlike `Write` it neither enters nor leaves an element of its own: the caller does, and `tag`
-  /// is not used. Reading stops at the first child that is not a readable "Error", and behind an
+  /// is not used. Reading stops at the first child that is not a readable "Error", and after an
   /// error with an incomplete parameter, in which `filer` is then left (`MError::Read`).
   /// @return true, also when there is no "Error" at all
   [[nodiscard]] bool Read(IInFilerTagged& filer, const MString& tag);
 
  private:
-  std::list<MError*>* errors;  // owned, with its elements; never null
+  std::list<MError*>* errors_;  // owned, with its elements; never null
 };
 
 VELTA_EXPORTS_END

@@ -3,7 +3,7 @@
 
 namespace Velta::Libraries {
 
-/// Forbids copying to whoever derives from it.
+/// Base of classes that cannot be copied.
 class NonCopyable {
  public:
   NonCopyable(const NonCopyable&) = delete;

@@ -47,7 +47,7 @@ MString Widen(const std::string& text) {
 [[noreturn]] void RaiseBadCppLocale(MFlowPoint& point, const std::exception& cause,
                                     const MString& name) {
   MError error = point.MakeCascadeError(L"BadCppLocale");
-  error.AddParameter(L"errorMessage", RuntimeMessage(cause));
+  error.AddParameter(L"errorMessage", Velta::Errors::RuntimeMessage(cause));
   error.AddParameter(L"name", name);
   point.Throw(error);
 }

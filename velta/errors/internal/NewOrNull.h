@@ -4,6 +4,8 @@
 #include <new>
 #include <utility>
 
+namespace Velta::Errors {
+
 /// A new object, or null when it or what it copies cannot be allocated.
 template <class T, class... Arguments>
 T* NewOrNull(Arguments&&... arguments) noexcept {
@@ -13,3 +15,5 @@ T* NewOrNull(Arguments&&... arguments) noexcept {
     return nullptr;
   }
 }
+
+}  // namespace Velta::Errors
