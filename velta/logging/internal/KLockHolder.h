@@ -2,14 +2,17 @@
 #pragma once
 
 #include "velta/logging/KGuardedLock.h"
+#include "velta/platform/ThreadSafety.h"
 
 /// Holds a lock for the length of a block.
-class KLockHolder {
+class VELTA_SCOPED_CAPABILITY KLockHolder {
  public:
-  explicit KLockHolder(KGuardedLock& held) noexcept : lock(held) { lock.Enter(); }
+  explicit KLockHolder(KGuardedLock& held) noexcept VELTA_ACQUIRE(held) : lock(held) {
+    lock.Enter();
+  }
   KLockHolder(const KLockHolder&) = delete;
   KLockHolder& operator=(const KLockHolder&) = delete;
-  ~KLockHolder() { lock.Leave(); }
+  ~KLockHolder() VELTA_RELEASE() { lock.Leave(); }
 
  private:
   KGuardedLock& lock;
