@@ -2,7 +2,6 @@
 #pragma once
 
 #include "velta/platform/Api.h"
-#include "velta/platform/ThreadSafety.h"
 
 #include <cstddef>
 
@@ -10,7 +9,7 @@
 ///
 /// Guards one name table of the log, which static initialisers and destructors may reach at any
 /// time. The owning thread may enter again; each `Enter` needs its `Leave`.
-class VELTA_CAPABILITY("lock") KGuardedLock {
+class KGuardedLock {
  public:
   VELTA_API KGuardedLock() noexcept;
   KGuardedLock(const KGuardedLock&) = delete;
@@ -18,10 +17,10 @@ class VELTA_CAPABILITY("lock") KGuardedLock {
   VELTA_API ~KGuardedLock();
 
   /// Waits until no other thread is inside. Does nothing while the lock is not initialised.
-  VELTA_API void Enter() noexcept VELTA_ACQUIRE();
+  VELTA_API void Enter() noexcept;
 
   /// Lets the next thread in. Does nothing while the lock is not initialised.
-  VELTA_API void Leave() noexcept VELTA_RELEASE();
+  VELTA_API void Leave() noexcept;
 
  private:
   friend struct KLoggerProbe;

@@ -17,7 +17,9 @@ const wchar_t ClassName[] = L"KLogger";
 const ClassNameRegistration registration(ClassName);
 
 template <typename Table>
-void Insert(Table& table, typename Table::key_type key, std::string_view name) noexcept {
+void Insert(Table& table, KGuardedLock& lock, typename Table::key_type key,
+            std::string_view name) noexcept {
+  const KLockHolder holder(lock);
   try {
     table.try_emplace(key, name);
   } catch (...) {  // out of memory: the key stays unnamed
@@ -25,7 +27,10 @@ void Insert(Table& table, typename Table::key_type key, std::string_view name) n
 }
 
 template <typename Table>
-void Merge(const Table& from, Table& into) noexcept {
+void Merge(const Table& from, KGuardedLock& fromLock, Table& into,
+           KGuardedLock& intoLock) noexcept {
+  const KLockHolder fromHolder(fromLock);
+  const KLockHolder intoHolder(intoLock);
   try {
     into.insert(from.begin(), from.end());
   } catch (...) {  // out of memory: the rest of this table stays behind
@@ -82,39 +87,35 @@ void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::
 
 void KLogger::RegisterName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
   if (core != nullptr) {
-    const KLockHolder lock(core->namesLock);
-    Insert(core->names, key, name);
+    Insert(core->names, core->namesLock, key, name);
   }
 }
 
 void KLogger::RegisterStateName(KLogger* core, std::int32_t classKey, std::int32_t state,
                                 std::string_view name) noexcept {
   if (core != nullptr) {
-    const KLockHolder lock(core->stateNamesLock);
-    Insert(core->stateNames, StateKey(classKey, state), name);
+    Insert(core->stateNames, core->stateNamesLock, StateKey(classKey, state), name);
   }
 }
 
 void KLogger::RegisterMessageName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
   if (core != nullptr) {
-    const KLockHolder lock(core->stateNamesLock);
-    Insert(core->stateNames, key, name);
+    Insert(core->stateNames, core->stateNamesLock, key, name);
   }
 }
 
 void KLogger::RegisterObjectName(KLogger* core, const void* object,
                                  std::string_view name) noexcept {
   if (core != nullptr) {
-    const KLockHolder lock(core->objectNamesLock);
-    Insert(core->objectNames, reinterpret_cast<std::uintptr_t>(object), name);
+    Insert(core->objectNames, core->objectNamesLock, reinterpret_cast<std::uintptr_t>(object),
+           name);
   }
 }
 
 void KLogger::RegisterThreadName(KLogger* core, std::uint32_t threadId,
                                  std::string_view name) noexcept {
   if (core != nullptr) {
-    const KLockHolder lock(core->threadNamesLock);
-    Insert(core->threadNames, static_cast<std::int32_t>(threadId), name);
+    Insert(core->threadNames, core->threadNamesLock, static_cast<std::int32_t>(threadId), name);
   }
 }
 
@@ -122,26 +123,10 @@ void KLogger::MergeNamesInto(KLogger* other) noexcept {
   if (other == nullptr) {
     return;
   }
-  {
-    const KLockHolder fromLock(threadNamesLock);
-    const KLockHolder intoLock(other->threadNamesLock);
-    Merge(threadNames, other->threadNames);
-  }
-  {
-    const KLockHolder fromLock(namesLock);
-    const KLockHolder intoLock(other->namesLock);
-    Merge(names, other->names);
-  }
-  {
-    const KLockHolder fromLock(stateNamesLock);
-    const KLockHolder intoLock(other->stateNamesLock);
-    Merge(stateNames, other->stateNames);
-  }
-  {
-    const KLockHolder fromLock(objectNamesLock);
-    const KLockHolder intoLock(other->objectNamesLock);
-    Merge(objectNames, other->objectNames);
-  }
+  Merge(threadNames, threadNamesLock, other->threadNames, other->threadNamesLock);
+  Merge(names, namesLock, other->names, other->namesLock);
+  Merge(stateNames, stateNamesLock, other->stateNames, other->stateNamesLock);
+  Merge(objectNames, objectNamesLock, other->objectNames, other->objectNamesLock);
 }
 
 std::int32_t KLogger::StateKey(std::int32_t classKey, std::int32_t state) noexcept {

@@ -4,7 +4,6 @@
 #include "velta/logging/KGuardedLock.h"
 #include "velta/logging/KLogRecord.h"
 #include "velta/platform/Api.h"
-#include "velta/platform/ThreadSafety.h"
 
 #include <atomic>
 #include <cstdint>
@@ -179,11 +178,11 @@ class KLogger {
   std::uint32_t capacity = 0;
   std::atomic<std::uint32_t> counter{0};  // bit 0: enabled; above: records written
   bool ready = false;
-  Names eventNames;  // as constructed
-  Names threadNames VELTA_GUARDED_BY(threadNamesLock);
-  Names names VELTA_GUARDED_BY(namesLock);
-  Names stateNames VELTA_GUARDED_BY(stateNamesLock);
-  ObjectNames objectNames VELTA_GUARDED_BY(objectNamesLock);
+  Names eventNames;
+  Names threadNames;
+  Names names;
+  Names stateNames;
+  ObjectNames objectNames;
   mutable KGuardedLock eventNamesLock;
   mutable KGuardedLock threadNamesLock;
   mutable KGuardedLock namesLock;

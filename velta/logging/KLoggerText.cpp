@@ -87,31 +87,25 @@ void Put(std::ostream& stream, std::string_view text) {
   }
 }
 
-template <typename Key>
-const std::string* FindIn(const std::map<Key, std::string>& table, Key key) {
-  const auto found = table.find(key);
-  return found != table.end() ? &found->second : nullptr;
-}
-
 // Names found so far. A name never changes nor goes once registered, so what was found needs no
 // lock again; a miss is not kept, since the name may come.
 template <typename Key, unsigned kBits>
 class NameCache {
  public:
-  /// @param findInTable  looks a name up under the table's lock; null when there is none
-  template <typename FindInTable>
-  const std::string* Find(Key key, FindInTable findInTable) {
+  const std::string* Find(const std::map<Key, std::string>& table, KGuardedLock& lock, Key key) {
     // Fibonacci hashing: keys are addresses, alike in their low bits.
     constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
     Entry& entry = entries[static_cast<std::uint64_t>(key) * kMultiplier >> (64 - kBits)];
     if (entry.name != nullptr && entry.key == key) {
       return entry.name;
     }
-    const std::string* const name = findInTable();
-    if (name != nullptr) {
-      entry = {key, name};
+    const KLockHolder holder(lock);
+    const auto found = table.find(key);
+    if (found == table.end()) {
+      return nullptr;
     }
-    return name;
+    entry = {key, &found->second};
+    return entry.name;
   }
 
  private:
@@ -167,7 +161,7 @@ class KLogger::Formatter {
   void AppendPlace(std::string& text, const KLogRecord& record) {
     text += " in_class ";
     AppendName(text, record.classKey);
-    const std::string* const point = FindName(record.pointKey);
+    const std::string* const point = names.Find(log.names, log.namesLock, record.pointKey);
     if (point == nullptr && record.code == kTimingPoint) {
       text += " at_point ";
       AppendNumber(text, +record.pointKey);
@@ -177,12 +171,12 @@ class KLogger::Formatter {
     }
     text += " for_object ";
     AppendPointer(text, record.object);
-    AppendOwnName(text, FindObject(record.object));
+    AppendOwnName(text, objects.Find(log.objectNames, log.objectNamesLock, record.object));
     if (record.threadId != 0) {
       const auto threadId = static_cast<std::int32_t>(record.threadId);
       text += " in_thread ";
       AppendNumber(text, threadId);
-      AppendOwnName(text, FindThread(threadId));
+      AppendOwnName(text, threads.Find(log.threadNames, log.threadNamesLock, threadId));
     }
   }
 
@@ -200,47 +194,19 @@ class KLogger::Formatter {
   }
 
   void AppendName(std::string& text, std::int32_t key) {
-    const std::string* const name = FindName(key);
+    const std::string* const name = names.Find(log.names, log.namesLock, key);
     text += name != nullptr ? std::string_view(*name) : "(unknown)";
   }
 
   void AppendState(std::string& text, std::int32_t key, std::string_view beforeName,
                    std::string_view beforeNumber, std::int32_t number) {
-    if (const std::string* const name = FindState(key)) {
+    if (const std::string* const name = states.Find(log.stateNames, log.stateNamesLock, key)) {
       text += beforeName;
       text += *name;
     } else {
       text += beforeNumber;
       AppendNumber(text, number);
     }
-  }
-
-  const std::string* FindName(std::int32_t key) {
-    return names.Find(key, [&] {
-      const KLockHolder lock(log.namesLock);
-      return FindIn(log.names, key);
-    });
-  }
-
-  const std::string* FindState(std::int32_t key) {
-    return states.Find(key, [&] {
-      const KLockHolder lock(log.stateNamesLock);
-      return FindIn(log.stateNames, key);
-    });
-  }
-
-  const std::string* FindObject(std::uint64_t key) {
-    return objects.Find(key, [&] {
-      const KLockHolder lock(log.objectNamesLock);
-      return FindIn(log.objectNames, key);
-    });
-  }
-
-  const std::string* FindThread(std::int32_t key) {
-    return threads.Find(key, [&] {
-      const KLockHolder lock(log.threadNamesLock);
-      return FindIn(log.threadNames, key);
-    });
   }
 
   static void AppendOwnName(std::string& text, const std::string* name) {
