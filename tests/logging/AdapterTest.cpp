@@ -12,6 +12,7 @@
 
 namespace {
 
+namespace ProcessLog = Velta::Logging::ProcessLog;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -70,7 +71,7 @@ TEST(MKLoggerAdapter, RegistersUnderLowKeyBitsAndCutsCharacters) {
   EXPECT_THAT(KLoggerProbe::States(module.log), ElementsAre(Pair(506, cut), Pair(507, cut)));
 }
 
-// Of a module that came or went, only the log is told.
+// A module event gives the other log and nothing else.
 bool IsAbout(const KLogger& log, const LoggedEvent& event) {
   return event.Concerns(&log) && event.value1 == 0 && event.value2 == 0 && event.classKey == 0;
 }

@@ -12,6 +12,7 @@
 
 namespace {
 
+namespace ProcessLog = Velta::Logging::ProcessLog;
 using Allocations::RefuseEverywhere;
 using testing::Contains;
 using testing::Pair;

@@ -259,8 +259,8 @@ TEST_F(DebugDumpFile, ThatCannotBeOpenedLeavesTheLogUntouched) {
 }
 
 #if !defined(_WIN32)
-// Anyone may lay something under that name, so that another user's host overwrites a file of its
-// user's.
+// Anyone may put a link under that name, so that another user's host overwrites one of its own
+// user's files.
 TEST_F(DebugDumpFile, IsARegularFileOfTheUsersOwnOrIsLeftAlone) {
   const Watchdog watchdog("a dump into a pipe");
   const std::filesystem::path victim = file.string() + ".victim";

@@ -15,7 +15,7 @@
 #include <pthread.h>
 #endif
 
-// Stand-ins: a flow point only passes errors by, so this room needs no more of them than a name.
+// Stand-ins: a flow point never looks into the errors that it dismisses.
 class MError {};
 class MException {};
 

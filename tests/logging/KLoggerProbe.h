@@ -29,7 +29,8 @@ struct KLoggerProbe {
   static void SetRecord(KLogger& log, std::uint32_t slot, const KLogRecord& record) {
     const auto words = std::bit_cast<std::array<std::uint64_t, 5>>(record);
     for (std::size_t i = 0; i < words.size(); ++i) {
-      KLogWords::Store(log.records[KLogWords::Offset(slot) + i], words[i]);
+      Velta::Logging::KLogWords::Store(log.records[Velta::Logging::KLogWords::Offset(slot) + i],
+                                       words[i]);
     }
   }
   static void DropBuffer(KLogger& log) {

@@ -11,7 +11,7 @@ namespace {
 const wchar_t ClassName[] = L"KGuardedLock";
 const ClassNameRegistration registration(ClassName);
 
-// At the address and alignment of `KGuardedLock::section`, which cannot name the type.
+// The object in `KGuardedLock::section_`, whose declaration cannot name the type.
 CRITICAL_SECTION* In(std::byte* section) noexcept {
   return std::launder(reinterpret_cast<CRITICAL_SECTION*>(section));
 }
@@ -19,25 +19,25 @@ CRITICAL_SECTION* In(std::byte* section) noexcept {
 }  // namespace
 
 KGuardedLock::KGuardedLock() noexcept {
-  static_assert(sizeof(CRITICAL_SECTION) <= sizeof(section));
+  static_assert(sizeof(CRITICAL_SECTION) <= sizeof(section_));
   static_assert(alignof(CRITICAL_SECTION) <= 8);
-  ::InitializeCriticalSection(::new (section) CRITICAL_SECTION);
+  ::InitializeCriticalSection(::new (section_) CRITICAL_SECTION);
   initialised = true;
 }
 
 KGuardedLock::~KGuardedLock() {
   initialised = false;
-  ::DeleteCriticalSection(In(section));
+  ::DeleteCriticalSection(In(section_));
 }
 
 void KGuardedLock::Enter() noexcept {
   if (initialised) {
-    ::EnterCriticalSection(In(section));
+    ::EnterCriticalSection(In(section_));
   }
 }
 
 void KGuardedLock::Leave() noexcept {
   if (initialised) {
-    ::LeaveCriticalSection(In(section));
+    ::LeaveCriticalSection(In(section_));
   }
 }

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-/// A critical section that ignores being used before it is made and after it is gone.
+/// A critical section that does nothing before its construction and after its destruction.
 ///
 /// Guards one name table of the log, which static initialisers and destructors may reach at any
 /// time. The owning thread may enter again; each `Enter` needs its `Leave`.
@@ -26,5 +26,5 @@ class KGuardedLock {
   friend struct KLoggerProbe;
 
   bool initialised = false;
-  alignas(8) std::byte section[40];  // the system's CRITICAL_SECTION, unnamed in a public header
+  alignas(8) std::byte section_[40];  // the system's CRITICAL_SECTION, unnamed in a public header
 };

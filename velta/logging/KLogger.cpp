@@ -33,7 +33,7 @@ void Merge(const Table& from, KGuardedLock& fromLock, Table& into,
   const KLockHolder intoHolder(intoLock);
   try {
     into.insert(from.begin(), from.end());
-  } catch (...) {  // out of memory: the rest of this table stays behind
+  } catch (...) {  // out of memory: the rest of this table is not copied
   }
 }
 
@@ -87,27 +87,27 @@ void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::
 
 void KLogger::RegisterName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->names, core->namesLock, key, name);
+    Insert(core->names, core->namesLock_, key, name);
   }
 }
 
 void KLogger::RegisterStateName(KLogger* core, std::int32_t classKey, std::int32_t state,
                                 std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->stateNames, core->stateNamesLock, StateKey(classKey, state), name);
+    Insert(core->stateNames, core->stateNamesLock_, StateKey(classKey, state), name);
   }
 }
 
 void KLogger::RegisterMessageName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->stateNames, core->stateNamesLock, key, name);
+    Insert(core->stateNames, core->stateNamesLock_, key, name);
   }
 }
 
 void KLogger::RegisterObjectName(KLogger* core, const void* object,
                                  std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->objectNames, core->objectNamesLock, reinterpret_cast<std::uintptr_t>(object),
+    Insert(core->objectNames, core->objectNamesLock_, reinterpret_cast<std::uintptr_t>(object),
            name);
   }
 }
@@ -115,7 +115,7 @@ void KLogger::RegisterObjectName(KLogger* core, const void* object,
 void KLogger::RegisterThreadName(KLogger* core, std::uint32_t threadId,
                                  std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->threadNames, core->threadNamesLock, static_cast<std::int32_t>(threadId), name);
+    Insert(core->threadNames, core->threadNamesLock_, static_cast<std::int32_t>(threadId), name);
   }
 }
 
@@ -123,10 +123,10 @@ void KLogger::MergeNamesInto(KLogger* other) noexcept {
   if (other == nullptr) {
     return;
   }
-  Merge(threadNames, threadNamesLock, other->threadNames, other->threadNamesLock);
-  Merge(names, namesLock, other->names, other->namesLock);
-  Merge(stateNames, stateNamesLock, other->stateNames, other->stateNamesLock);
-  Merge(objectNames, objectNamesLock, other->objectNames, other->objectNamesLock);
+  Merge(threadNames, threadNamesLock_, other->threadNames, other->threadNamesLock_);
+  Merge(names, namesLock_, other->names, other->namesLock_);
+  Merge(stateNames, stateNamesLock_, other->stateNames, other->stateNamesLock_);
+  Merge(objectNames, objectNamesLock_, other->objectNames, other->objectNamesLock_);
 }
 
 std::int32_t KLogger::StateKey(std::int32_t classKey, std::int32_t state) noexcept {

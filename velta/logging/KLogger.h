@@ -17,7 +17,7 @@
 ///
 /// A process has one, `Instance`, which lives from first use until the process ends. Code reaches
 /// it through `MFlowPoint`, `MFlowLogger` and `MDiagnosticsRegistry`; use the class itself only to
-/// look behind them, or to keep a log apart.
+/// inspect the log, or to keep a separate one.
 ///
 /// The ring holds the last 131072 events. Writing one costs an atomic add, a reading of the
 /// system's counter and five stores: no allocation, lock, system call or formatting. Names are
@@ -81,8 +81,8 @@ class KLogger {
   /// messages, then of objects into `other`, whose own names stay. Names without memory are
   /// skipped.
   ///
-  /// Blocks while another thread uses the table at hand in either log. Two logs must not be merged
-  /// into each other at the same time: each would wait for the other.
+  /// Blocks while another thread uses the table being copied in either log. Two logs must not be
+  /// merged into each other at the same time: each would wait for the other.
   ///
   /// @param other  null is ignored
   VELTA_API void MergeNamesInto(KLogger* other) noexcept;
@@ -142,7 +142,7 @@ class KLogger {
   /// On Linux, where any user may put something into the folder, the file must be a regular one of
   /// the process's effective user, under this name only; a new one is readable by that user only.
   ///
-  /// @return true if the file could be opened, whatever became of the dump; otherwise the log is
+  /// @return true if the file could be opened, even if the dump then failed; otherwise the log is
   ///         untouched
   ///
   /// Errors: `std::bad_alloc` if memory for the file's stream is missing.
@@ -183,10 +183,10 @@ class KLogger {
   Names names;
   Names stateNames;
   ObjectNames objectNames;
-  mutable KGuardedLock eventNamesLock;
-  mutable KGuardedLock threadNamesLock;
-  mutable KGuardedLock namesLock;
-  mutable KGuardedLock stateNamesLock;
-  mutable KGuardedLock objectNamesLock;
-  KGuardedLock spareLock;
+  mutable KGuardedLock eventNamesLock_;
+  mutable KGuardedLock threadNamesLock_;
+  mutable KGuardedLock namesLock_;
+  mutable KGuardedLock stateNamesLock_;
+  mutable KGuardedLock objectNamesLock_;
+  KGuardedLock spareLock_;
 };

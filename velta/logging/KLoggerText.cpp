@@ -59,7 +59,7 @@ void AppendRelativeTime(std::string& text, std::int64_t t, std::int64_t referenc
   text.append(digits, static_cast<std::size_t>(length));
 }
 
-// Text is lost: a stream that throws does so now, whichever of the two it is set to tell.
+// Text is lost. Sets both bits: a stream may be set to throw on either.
 void Fail(std::ostream& stream) { stream.setstate(std::ios_base::badbit | std::ios_base::failbit); }
 
 void Flush(std::ostream& stream) {
@@ -68,7 +68,7 @@ void Flush(std::ostream& stream) {
   }
 }
 
-// Past the stream's own formatting: `ostream::write` hides what its buffer throws, and a sentry
+// Bypasses the stream's own functions: `ostream::write` hides what its buffer throws, and a sentry
 // flushes in its destructor, where an exception would end the process.
 void Put(std::ostream& stream, std::string_view text) {
   if (!stream.good()) {
@@ -87,15 +87,15 @@ void Put(std::ostream& stream, std::string_view text) {
   }
 }
 
-// Names found so far. A name never changes nor goes once registered, so what was found needs no
-// lock again; a miss is not kept, since the name may come.
+// Names found so far. A registered name never changes or disappears, so a hit needs no lock. A miss
+// is not kept: the name may be registered later.
 template <typename Key, unsigned kBits>
 class NameCache {
  public:
   const std::string* Find(const std::map<Key, std::string>& table, KGuardedLock& lock, Key key) {
     // Fibonacci hashing: keys are addresses, alike in their low bits.
     constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
-    Entry& entry = entries[static_cast<std::uint64_t>(key) * kMultiplier >> (64 - kBits)];
+    Entry& entry = entries_[static_cast<std::uint64_t>(key) * kMultiplier >> (64 - kBits)];
     if (entry.name != nullptr && entry.key == key) {
       return entry.name;
     }
@@ -113,26 +113,26 @@ class NameCache {
     Key key;
     const std::string* name;
   };
-  std::array<Entry, std::size_t{1} << kBits> entries{};
+  std::array<Entry, std::size_t{1} << kBits> entries_{};
 };
 
 }  // namespace
 
 class KLogger::Formatter {
  public:
-  explicit Formatter(const KLogger& source) noexcept : log(source) {}
+  explicit Formatter(const KLogger& log) noexcept : log_(log) {}
 
   void Append(std::string& text, const KLogRecord& record, std::int64_t reference) {
     text += "% ";
-    const auto event = log.eventNames.find(record.code);
-    text += event != log.eventNames.end() ? std::string_view(event->second) : kUnknownEvent.name;
+    const auto event = log_.eventNames.find(record.code);
+    text += event != log_.eventNames.end() ? std::string_view(event->second) : kUnknownEvent.name;
     AppendSubject(text, record);
     AppendPlace(text, record);
     AppendNumbers(text, record, reference);
   }
 
  private:
-  // What the event is about: the error, the state, the message or the two values.
+  // The error, the state, the message or the two values.
   void AppendSubject(std::string& text, const KLogRecord& record) {
     switch (EventOf(record.code).subject) {
       case Subject::kError:
@@ -153,7 +153,7 @@ class KLogger::Formatter {
         AppendNumber(text, +record.value2);
         text += ')';
         break;
-      case Subject::kNone:
+      case Subject::kNothing:
         break;
     }
   }
@@ -161,7 +161,7 @@ class KLogger::Formatter {
   void AppendPlace(std::string& text, const KLogRecord& record) {
     text += " in_class ";
     AppendName(text, record.classKey);
-    const std::string* const point = names.Find(log.names, log.namesLock, record.pointKey);
+    const std::string* const point = names_.Find(log_.names, log_.namesLock_, record.pointKey);
     if (point == nullptr && record.code == kTimingPoint) {
       text += " at_point ";
       AppendNumber(text, +record.pointKey);
@@ -171,18 +171,18 @@ class KLogger::Formatter {
     }
     text += " for_object ";
     AppendPointer(text, record.object);
-    AppendOwnName(text, objects.Find(log.objectNames, log.objectNamesLock, record.object));
+    AppendOwnName(text, objects_.Find(log_.objectNames, log_.objectNamesLock_, record.object));
     if (record.threadId != 0) {
       const auto threadId = static_cast<std::int32_t>(record.threadId);
       text += " in_thread ";
       AppendNumber(text, threadId);
-      AppendOwnName(text, threads.Find(log.threadNames, log.threadNamesLock, threadId));
+      AppendOwnName(text, threads_.Find(log_.threadNames, log_.threadNamesLock_, threadId));
     }
   }
 
   void AppendNumbers(std::string& text, const KLogRecord& record, std::int64_t reference) const {
     text += "\n    ";
-    AppendRelativeTime(text, record.time, reference, log.frequency);
+    AppendRelativeTime(text, record.time, reference, log_.frequency);
     for (const std::int64_t number :
          {std::int64_t{record.code}, std::int64_t{record.value1}, std::int64_t{record.value2},
           std::int64_t{record.classKey}, std::int64_t{record.pointKey},
@@ -194,13 +194,13 @@ class KLogger::Formatter {
   }
 
   void AppendName(std::string& text, std::int32_t key) {
-    const std::string* const name = names.Find(log.names, log.namesLock, key);
+    const std::string* const name = names_.Find(log_.names, log_.namesLock_, key);
     text += name != nullptr ? std::string_view(*name) : "(unknown)";
   }
 
   void AppendState(std::string& text, std::int32_t key, std::string_view beforeName,
                    std::string_view beforeNumber, std::int32_t number) {
-    if (const std::string* const name = states.Find(log.stateNames, log.stateNamesLock, key)) {
+    if (const std::string* const name = states_.Find(log_.stateNames, log_.stateNamesLock_, key)) {
       text += beforeName;
       text += *name;
     } else {
@@ -215,11 +215,11 @@ class KLogger::Formatter {
     text += ')';
   }
 
-  const KLogger& log;
-  NameCache<std::int32_t, 8> names;
-  NameCache<std::int32_t, 5> states;
-  NameCache<std::uint64_t, 5> objects;
-  NameCache<std::int32_t, 5> threads;
+  const KLogger& log_;
+  NameCache<std::int32_t, 8> names_;
+  NameCache<std::int32_t, 5> states_;
+  NameCache<std::uint64_t, 5> objects_;
+  NameCache<std::int32_t, 5> threads_;
 };
 
 std::string KLogger::FormatRecord(std::uint32_t index, std::int64_t reference) const {

@@ -4,6 +4,8 @@
 #include "velta/logging/MDiagnosticsRegistryImplementation.h"
 #include "velta/logging/internal/ClassNameRegistration.h"
 
+using namespace Velta::Logging;
+
 namespace {
 
 const wchar_t ClassName[] = L"MDiagnosticsRegistry";
@@ -22,46 +24,46 @@ ClassNameRegistration::ClassNameRegistration(const wchar_t* className) noexcept 
 MDiagnosticsRegistryImplementation::~MDiagnosticsRegistryImplementation() = default;
 
 void MDiagnosticsRegistry::RegisterClassName(const void* classKey, const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterClassName(classKey, name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterClassName(classKey, name);
   }
 }
 
 void MDiagnosticsRegistry::RegisterPointName(const void* classKey, const void* pointKey,
                                              const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterPointName(classKey, pointKey, name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterPointName(classKey, pointKey, name);
   }
 }
 
 void MDiagnosticsRegistry::RegisterObjectName(const void* object, const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterObjectName(object, name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterObjectName(object, name);
   }
 }
 
 void MDiagnosticsRegistry::RegisterThreadName(const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterThreadName(name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterThreadName(name);
   }
 }
 
 void MDiagnosticsRegistry::RegisterStateName(const void* classKey, std::uint32_t state,
                                              const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterStateName(classKey, state, name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterStateName(classKey, state, name);
   }
 }
 
 void MDiagnosticsRegistry::RegisterErrorName(const void* errorKey, const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterErrorName(errorKey, name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterErrorName(errorKey, name);
   }
 }
 
 void MDiagnosticsRegistry::RegisterMessageName(std::uint32_t messageKey,
                                                const wchar_t* name) noexcept {
-  if (implementation != nullptr) {
-    implementation->RegisterMessageName(messageKey, name);
+  if (implementation_ != nullptr) {
+    implementation_->RegisterMessageName(messageKey, name);
   }
 }

@@ -25,9 +25,9 @@ class MDiagnosticsRegistryImplementation;
 /// Errors: no operation throws; a registration for which memory is missing is skipped.
 class MDiagnosticsRegistry {
  public:
-  /// A handle to `target`, which must outlive it. With null every operation does nothing.
-  explicit MDiagnosticsRegistry(MDiagnosticsRegistryImplementation* target) noexcept
-      : implementation(target) {}
+  /// A handle to `implementation`, which must outlive it. With null every operation does nothing.
+  explicit MDiagnosticsRegistry(MDiagnosticsRegistryImplementation* implementation) noexcept
+      : implementation_(implementation) {}
   MDiagnosticsRegistry(const MDiagnosticsRegistry&) = delete;
   MDiagnosticsRegistry& operator=(const MDiagnosticsRegistry&) = delete;
 
@@ -65,5 +65,5 @@ class MDiagnosticsRegistry {
   VELTA_API void RegisterMessageName(std::uint32_t messageKey, const wchar_t* name) noexcept;
 
  private:
-  MDiagnosticsRegistryImplementation* implementation;
+  MDiagnosticsRegistryImplementation* implementation_;
 };

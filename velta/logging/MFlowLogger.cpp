@@ -18,25 +18,25 @@ MFlowLoggerImplementation::~MFlowLoggerImplementation() = default;
 void MFlowLogger::LogEvent(std::uint32_t kind, std::uint32_t value1, std::uint32_t value2,
                            std::uint32_t classKey, std::uint32_t pointKey,
                            const void* object) noexcept {
-  if (implementation == nullptr) {
+  if (implementation_ == nullptr) {
     return;
   }
-  implementation->LogEvent(kind, value1, value2, classKey, pointKey, object);
+  implementation_->LogEvent(kind, value1, value2, classKey, pointKey, object);
 }
 
 void MFlowLogger::Dump(std::ostream& stream) noexcept {
-  if (implementation != nullptr) {
-    implementation->Dump(stream);
+  if (implementation_ != nullptr) {
+    implementation_->Dump(stream);
   }
 }
 
 bool MFlowLogger::DumpToFile() noexcept {
-  return implementation != nullptr && implementation->DumpToFile();
+  return implementation_ != nullptr && implementation_->DumpToFile();
 }
 
 void MFlowLogger::Attach(MFlowLogger* other) noexcept {
-  if (implementation == nullptr) {
+  if (implementation_ == nullptr) {
     return;
   }
-  implementation->Attach(other != nullptr ? other->implementation : nullptr);
+  implementation_->Attach(other != nullptr ? other->implementation_ : nullptr);
 }

@@ -24,8 +24,9 @@ class MFlowLoggerImplementation;
 /// Errors: no operation throws.
 class MFlowLogger {
  public:
-  /// A handle to `target`, which must outlive it. With null every operation does nothing.
-  explicit MFlowLogger(MFlowLoggerImplementation* target) noexcept : implementation(target) {}
+  /// A handle to `implementation`, which must outlive it. With null every operation does nothing.
+  explicit MFlowLogger(MFlowLoggerImplementation* implementation) noexcept
+      : implementation_(implementation) {}
   MFlowLogger(const MFlowLogger&) = delete;
   MFlowLogger& operator=(const MFlowLogger&) = delete;
 
@@ -58,7 +59,7 @@ class MFlowLogger {
   /// Dumps into the fixed file `C:\Temp\DebugDump.log` (`/tmp/DebugDump.log` on Linux), whose
   /// folder must exist. See `KLogger::DumpToFile` for what is refused there.
   ///
-  /// @return true if the file could be opened, whatever became of the dump
+  /// @return true if the file could be opened, even if the dump then failed
   VELTA_API bool DumpToFile() noexcept;
 
   /// Mirrors this log's further events and names into another module's log.
@@ -67,10 +68,10 @@ class MFlowLogger {
   /// another type, detaches what is attached. Not synchronised with events logged meanwhile: such
   /// an event reaches one log or both. The attached log must live until it is detached or replaced.
   ///
-  /// Blocks while another thread uses the table of names at hand in either log. Attach two logs to
+  /// Blocks while another thread uses the name table being copied in either log. Attach two logs to
   /// each other one after the other: at the same time, each would wait for the other.
   VELTA_API void Attach(MFlowLogger* other) noexcept;
 
  private:
-  MFlowLoggerImplementation* implementation;
+  MFlowLoggerImplementation* implementation_;
 };

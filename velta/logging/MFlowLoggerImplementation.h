@@ -42,7 +42,7 @@ class VELTA_API MFlowLoggerImplementation {
 
   /// Dumps into the log's fixed file.
   ///
-  /// @return true if the file could be opened, whatever became of the dump
+  /// @return true if the file could be opened, even if the dump then failed
   virtual bool DumpToFile() noexcept = 0;
 
   /// Mirrors further events and names into another module's log, or ends that.

@@ -6,6 +6,8 @@
 #include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/logging/internal/NameKey.h"
 
+using namespace Velta::Logging;
+
 namespace {
 
 const wchar_t PointClassName[] = L"MFlowPoint";

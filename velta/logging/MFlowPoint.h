@@ -28,9 +28,9 @@ class MException;
 /// ```
 ///
 /// Threads: shared by all threads and objects that run the function, without a lock. Two that run
-/// it at once may log each other's object or line; names and values are always their own.
-/// Ownership: the log tells names by their addresses, so they must live as long as the point and
-/// never give way to other names: use literals.
+/// it at once may log each other's object or line; names and values are always right.
+/// Ownership: the log tells names apart by address, so they must live as long as the point, and no
+/// other name may ever take their place: use literals.
 /// Errors: what logs never throws; what raises always throws, an `MException` unless there is no
 /// memory for one (`std::bad_alloc`).
 class MFlowPoint {
@@ -39,8 +39,8 @@ class MFlowPoint {
   ///
   /// @param ownerClass  the class's own name array, the one it is registered with; a null name is
   ///                    shown as unknown and left out of error codes
-  /// @param operation   the operation; a constructor's is the class's name, a destructor's that
-  ///                    behind a tilde
+  /// @param operation   the operation; a constructor's is the class's name, a destructor's is
+  ///                    that after a tilde
   VELTA_API MFlowPoint(const wchar_t* ownerClass, const wchar_t* operation) noexcept;
   MFlowPoint(const MFlowPoint&) = delete;
   MFlowPoint& operator=(const MFlowPoint&) = delete;
@@ -61,10 +61,10 @@ class MFlowPoint {
     return *this;
   }
 
-  /// Logs that the object has been made.
+  /// Logs that the object has been constructed.
   VELTA_API void LogConstruction() noexcept;
 
-  /// Logs that the object goes.
+  /// Logs that the object is being destroyed.
   VELTA_API void LogDestruction() noexcept;
 
   /// Logs that an error has been caught and is dropped. The error is neither read nor changed.

@@ -105,7 +105,7 @@ void MKLoggerAdapter::Attach(MFlowLoggerImplementation* other) noexcept {
   }
 }
 
-// Hands the 8-bit name to `enter` for each log; without memory for it the name is skipped.
+// Calls `enter` with each log and the 8-bit name; without memory for it the name is skipped.
 template <typename Enter>
 void MKLoggerAdapter::Register(const wchar_t* name, Enter enter) noexcept {
   if (name == nullptr) {

@@ -17,7 +17,7 @@ VELTA_EXPORTS_BEGIN
 /// is attached.
 ///
 /// Use it through `MFlowLogger` and `MDiagnosticsRegistry`. `Instance` lives from first use until
-/// the process ends; one made by hand serves a log kept apart.
+/// the process ends; one that a host constructs serves a separate log.
 ///
 /// Names are cut to the low 8 bits of each character: see `MDiagnosticsRegistry`. Keys given as
 /// pointers count with their low 32 bits, objects with the full address.
@@ -56,7 +56,7 @@ class VELTA_API MKLoggerAdapter : public MFlowLoggerImplementation,
   /// Mirrors what follows into the log of another `MKLoggerAdapter`, and copies the names
   /// registered so far into it. Each of the two logs gets a Log_module_added event that shows the
   /// other's address; a log attached before is replaced without an event. Two threads that attach
-  /// two logs to each other at the same time would wait for each other for ever.
+  /// two logs to each other at the same time would wait for each other forever.
   ///
   /// @param other  null, or a logger of another type, detaches: each of the two logs gets a
   ///               Log_module_removed event. With nothing attached nothing happens

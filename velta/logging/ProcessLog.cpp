@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The process's log and the handles to it: made on first use, in whatever order static initialisers
 // ask for them. Two threads that race for a first use may each make one; the last one stored stays
-// and the other is left behind, since it may be in use.
+// and the other is never freed, since it may be in use.
 #include "velta/logging/internal/ProcessLog.h"
 
 #include "velta/logging/KLogger.h"
@@ -12,10 +12,16 @@
 
 #include <new>
 
-constinit std::atomic<KLogger*> ProcessLog::core{nullptr};
-constinit std::atomic<MKLoggerAdapter*> ProcessLog::adapter{nullptr};
-constinit std::atomic<MFlowLogger*> ProcessLog::logger{nullptr};
-constinit std::atomic<MDiagnosticsRegistry*> ProcessLog::registry{nullptr};
+namespace Velta::Logging::ProcessLog {
+
+constinit std::atomic<KLogger*> core{nullptr};
+constinit std::atomic<MKLoggerAdapter*> adapter{nullptr};
+constinit std::atomic<MFlowLogger*> logger{nullptr};
+constinit std::atomic<MDiagnosticsRegistry*> registry{nullptr};
+
+}  // namespace Velta::Logging::ProcessLog
+
+using namespace Velta::Logging;
 
 namespace {
 

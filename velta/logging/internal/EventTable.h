@@ -35,7 +35,7 @@ enum EventCode : std::int32_t {
 
 /// What a record's values mean, and so what its text shows of them.
 enum class Subject : std::uint8_t {
-  kNone,
+  kNothing,
   kError,    ///< value 1 is the key of an error's name
   kState,    ///< value 1 is a state of the class
   kMessage,  ///< value 1 is a message
@@ -68,28 +68,28 @@ struct Event {
 }
 
 inline constexpr Event kEvents[] = {
-    {kLogModuleAdded, "Log_module_added", Subject::kNone, Severity::kInfo, Kinds({})},
-    {kLogModuleRemoved, "Log_module_removed", Subject::kNone, Severity::kInfo, Kinds({})},
+    {kLogModuleAdded, "Log_module_added", Subject::kNothing, Severity::kInfo, Kinds({})},
+    {kLogModuleRemoved, "Log_module_removed", Subject::kNothing, Severity::kInfo, Kinds({})},
     {kRootError, "Root_error", Subject::kError, Severity::kError, Kinds({1})},
     {kCascadeError, "Cascade_error", Subject::kError, Severity::kError, Kinds({2})},
     {kDismissedError, "Dismissed_error", Subject::kError, Severity::kWarning, Kinds({3})},
-    {kConstruction, "Construction", Subject::kNone, Severity::kInfo, Kinds({4})},
-    {kDestruction, "Destruction", Subject::kNone, Severity::kInfo, Kinds({5})},
+    {kConstruction, "Construction", Subject::kNothing, Severity::kInfo, Kinds({4})},
+    {kDestruction, "Destruction", Subject::kNothing, Severity::kInfo, Kinds({5})},
     {kStateChange, "State_change", Subject::kState, Severity::kInfo, Kinds({6})},
-    {kNotify, "Notify", Subject::kNone, Severity::kInfo, Kinds({})},
-    {kUpdate, "Update", Subject::kNone, Severity::kInfo, Kinds({})},
+    {kNotify, "Notify", Subject::kNothing, Severity::kInfo, Kinds({})},
+    {kUpdate, "Update", Subject::kNothing, Severity::kInfo, Kinds({})},
     {kMessageSend, "Message_send", Subject::kMessage, Severity::kInfo, Kinds({12})},
-    {kMessageReceive, "Message_receive", Subject::kNone, Severity::kInfo, Kinds({13})},
-    {kScopePop, "Scope_pop", Subject::kNone, Severity::kDebug, Kinds({8})},
-    {kScopePush, "Scope_push", Subject::kNone, Severity::kDebug, Kinds({7})},
-    {kPlainTimingPoint, "Timing_point", Subject::kNone, Severity::kInfo, Kinds({})},
+    {kMessageReceive, "Message_receive", Subject::kNothing, Severity::kInfo, Kinds({13})},
+    {kScopePop, "Scope_pop", Subject::kNothing, Severity::kDebug, Kinds({8})},
+    {kScopePush, "Scope_push", Subject::kNothing, Severity::kDebug, Kinds({7})},
+    {kPlainTimingPoint, "Timing_point", Subject::kNothing, Severity::kInfo, Kinds({})},
     {kTimingPoint, "Timing_point", Subject::kValues, Severity::kDebug, Kinds({0, 9})},
     {kReturnError, "Return_error", Subject::kError, Severity::kError, Kinds({10})},
     {kWarning, "Warning", Subject::kError, Severity::kWarning, Kinds({11})},
 };
 
 /// Stands for every code that the table does not hold; its own code means nothing.
-inline constexpr Event kUnknownEvent = {EventCode{}, "unknown event", Subject::kNone,
+inline constexpr Event kUnknownEvent = {EventCode{}, "unknown event", Subject::kNothing,
                                         Severity::kInfo, Kinds({})};
 
 /// The event of a code; `kUnknownEvent` for one that the table does not hold.

@@ -3,14 +3,18 @@
 
 #include "velta/logging/KGuardedLock.h"
 
+namespace Velta::Logging {
+
 /// Holds a lock for the length of a block.
 class KLockHolder {
  public:
-  explicit KLockHolder(KGuardedLock& held) noexcept : lock(held) { lock.Enter(); }
+  explicit KLockHolder(KGuardedLock& lock) noexcept : lock_(lock) { lock_.Enter(); }
   KLockHolder(const KLockHolder&) = delete;
   KLockHolder& operator=(const KLockHolder&) = delete;
-  ~KLockHolder() { lock.Leave(); }
+  ~KLockHolder() { lock_.Leave(); }
 
  private:
-  KGuardedLock& lock;
+  KGuardedLock& lock_;
 };
+
+}  // namespace Velta::Logging

@@ -13,9 +13,9 @@
 #include <cstddef>
 #include <cstdint>
 
-/// How a record lies in the ring: five aligned words, each stored and loaded at once. A reader may
-/// meet a writer at any word; relaxed atomics make that defined and cost what plain moves do.
-namespace KLogWords {
+/// How a record lies in the ring: five aligned words, each stored and loaded at once. A word may
+/// be read while it is written; relaxed atomics make that defined and cost what plain moves do.
+namespace Velta::Logging::KLogWords {
 
 inline constexpr std::size_t kPerRecord = sizeof(KLogRecord) / sizeof(std::uint64_t);
 
@@ -55,4 +55,4 @@ inline void Store(std::uint64_t& word, std::uint64_t value) noexcept {
   return std::atomic_ref(word).load(std::memory_order_relaxed);
 }
 
-}  // namespace KLogWords
+}  // namespace Velta::Logging::KLogWords

@@ -3,8 +3,11 @@
 
 #include <cstdint>
 
-/// The log's key of a name: the low 32 bits of its address, so that an event carries it for
-/// nothing.
+namespace Velta::Logging {
+
+/// The log's key of a name: the low 32 bits of its address, which an event gets without a look-up.
 [[nodiscard]] inline std::uint32_t NameKey(const void* name) noexcept {
   return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(name));
 }
+
+}  // namespace Velta::Logging

@@ -10,11 +10,11 @@ class MKLoggerAdapter;
 
 /// What the process has of the log, each null until first asked for. Constant-initialised, so that
 /// code which runs before or after this room's own static initialisers may use it.
-namespace ProcessLog {
+namespace Velta::Logging::ProcessLog {
 
 extern constinit std::atomic<KLogger*> core;
 extern constinit std::atomic<MKLoggerAdapter*> adapter;
 extern constinit std::atomic<MFlowLogger*> logger;
 extern constinit std::atomic<MDiagnosticsRegistry*> registry;
 
-}  // namespace ProcessLog
+}  // namespace Velta::Logging::ProcessLog
