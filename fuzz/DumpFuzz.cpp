@@ -15,7 +15,7 @@
 
 namespace {
 
-using veltalog::Log;
+using Velta::Logging::Log;
 
 std::string Bytes(FuzzInput& input, std::size_t limit = SIZE_MAX) {
   std::string text;
@@ -26,8 +26,8 @@ std::string Bytes(FuzzInput& input, std::size_t limit = SIZE_MAX) {
 }
 
 std::uint64_t Read(std::string_view dump, std::size_t piece, Log& log) {
-  veltalog::Damage damage;
-  veltalog::DumpReader reader(log, damage);
+  Velta::Logging::Damage damage;
+  Velta::Logging::DumpReader reader(log, damage);
   for (; !dump.empty(); dump.remove_prefix((std::min)(piece, dump.size()))) {
     reader.Take(dump.substr(0, piece));
   }
@@ -41,8 +41,8 @@ void ReadText(FuzzInput& input) {
   Log whole;
   Log inPieces;
   Require(Read(dump, SIZE_MAX, whole) == Read(dump, piece, inPieces));
-  Require(std::ranges::equal(whole.records, inPieces.records, {}, &veltalog::Record::time,
-                             &veltalog::Record::time));
+  Require(std::ranges::equal(whole.records, inPieces.records, {}, &Velta::Logging::Record::time,
+                             &Velta::Logging::Record::time));
   Require(whole.names.Size() == inPieces.names.Size());
 }
 
@@ -83,7 +83,7 @@ void ReadNames(FuzzInput& input) {
   Require(Read(dump, SIZE_MAX, read) == 0);
   Require(read.records.size() == std::size(kCodes) && read.operations.size() == 1 &&
           read.threads.size() == 1);
-  const auto is = [&](veltalog::NameId found, std::size_t name) {
+  const auto is = [&](Velta::Logging::NameId found, std::size_t name) {
     return found == read.names.Intern(names[name]);
   };
   Require(is(read.operations[0].className, 0) && is(read.operations[0].name, 1));

@@ -6,11 +6,11 @@
 #include <cstddef>
 #include <string_view>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 class Output;
 
-// What the tool can make of a log; one source file each.
+// The tool's commands; one source file each.
 
 struct SummaryOptions {
   bool json = false;
@@ -18,12 +18,12 @@ struct SummaryOptions {
 };
 void WriteSummary(const Log& log, const SummaryOptions& options, Output& output);
 
-/// The trace event form that chrome://tracing and Perfetto read.
+/// In the trace event format that chrome://tracing and Perfetto read.
 void WriteTrace(const Log& log, Output& output);
 
 /// A page that shows the log.
 ///
-/// @param title  what the log is called
+/// @param title  shown as the page's name
 void WriteView(const Log& log, std::string_view title, Output& output);
 
 void WriteErrors(const Log& log, bool json, Output& output);
@@ -31,7 +31,7 @@ void WriteErrors(const Log& log, bool json, Output& output);
 /// What `second` does that `first` does not, and the reverse.
 void WriteDiff(const Log& first, const Log& second, Output& output);
 
-/// One JSON object a record.
+/// One JSON object per record.
 void WriteJsonLines(const Log& log, Output& output);
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

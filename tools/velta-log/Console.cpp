@@ -9,7 +9,7 @@
 #include <unistd.h>
 #endif
 
-namespace veltalog {
+namespace Velta::Logging {
 
 #if defined(_WIN32)
 
@@ -23,14 +23,14 @@ bool ErrorStreamIsTerminal() {
 Utf8Console::Utf8Console() {
   const UINT current = ::GetConsoleOutputCP();
   if (current != 0 && current != CP_UTF8 && ::SetConsoleOutputCP(CP_UTF8) != 0) {
-    earlierCodePage = current;
+    earlierCodePage_ = current;
   }
 }
 
 Utf8Console::~Utf8Console() {
   std::fflush(stdout);
-  if (earlierCodePage != 0) {
-    ::SetConsoleOutputCP(earlierCodePage);
+  if (earlierCodePage_ != 0) {
+    ::SetConsoleOutputCP(earlierCodePage_);
   }
 }
 
@@ -45,4 +45,4 @@ Utf8Console::~Utf8Console() { std::fflush(stdout); }
 
 #endif
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

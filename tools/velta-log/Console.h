@@ -4,15 +4,15 @@
 #include <cstdint>
 #include <cstdio>
 
-namespace veltalog {
+namespace Velta::Logging {
 
-/// Makes a standard stream carry bytes as they are; elsewhere than on Windows they all do.
+/// Turns off the translation of line breaks in a standard stream; only Windows has any.
 void MakeBinary(std::FILE* stream);
 
-/// Whether somebody watches the error stream.
+/// Whether the error stream is a terminal.
 [[nodiscard]] bool ErrorStreamIsTerminal();
 
-/// While it lives, a Windows console shows what is written as the UTF-8 that it is.
+/// While it lives, a Windows console takes output for UTF-8.
 class Utf8Console {
  public:
   Utf8Console();
@@ -21,7 +21,7 @@ class Utf8Console {
   ~Utf8Console();
 
  private:
-  unsigned earlierCodePage = 0;  // 0: nothing to restore
+  unsigned earlierCodePage_ = 0;  // 0: nothing to restore
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

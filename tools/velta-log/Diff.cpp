@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-#include "EventCode.h"
+#include "Events.h"
 #include "Files.h"
 #include "Scopes.h"
 #include "Text.h"
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 /// What a run does, in words that another run of the same program would use: no addresses, ids or
@@ -27,7 +27,7 @@ struct Run {
   Behaviours nesting;  ///< "Inner.Operation in Outer.Operation"
 };
 
-/// Keys differ from run to run, so an unnamed point cannot be told from another of its class.
+/// Keys differ from run to run, so unnamed points of a class are all alike.
 std::string FullName(const Log& log, std::uint32_t operation) {
   if (!log.operations[operation].isUnnamed) {
     return log.FullName(operation);
@@ -58,16 +58,16 @@ std::string Describe(const Log& log, const Record& record) {
 Run Observe(const Log& log) {
   Run run;
   for (std::uint32_t i = 0; i < log.threads.size(); ++i) {
-    // Ids differ from run to run, so a thread without a name cannot be told from another.
+    // Ids differ from run to run, so threads without a name are all alike.
     run.threads.insert(log.Name(log.threads[i].name) == kUnknown ? "a thread without a name"
                                                                  : log.ThreadName(i));
   }
-  // By numbers first: a log repeats few events many times.
+  // By numbers first: a log repeats a few events many times, and text is slow.
   std::map<std::tuple<std::int32_t, std::uint32_t, NameId>, std::pair<const Record*, std::uint64_t>>
       kinds;
   for (const Record& record : log.records) {
     if (record.code == kScopePop) {
-      continue;  // said by its push
+      continue;  // its push was counted
     }
     auto& [first, count] = kinds[{record.code, record.operation, record.subject}];
     if (first == nullptr) {
@@ -85,8 +85,8 @@ Run Observe(const Log& log) {
     if (scope.parent == kNone) {
       continue;
     }
-    ++pairs[{log.records[scope.Teller()].operation,
-             log.records[scopes.all[scope.parent].Teller()].operation}];
+    ++pairs[{log.records[scope.IdentifyingRecord()].operation,
+             log.records[scopes.all[scope.parent].IdentifyingRecord()].operation}];
   }
   for (const auto& [pair, count] : pairs) {
     run.nesting[FullName(log, pair.first) + " in " + FullName(log, pair.second)] += count;
@@ -160,4 +160,4 @@ void WriteDiff(const Log& first, const Log& second, Output& output) {
   WriteChanged(a.events, b.events, output);
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "DumpReader.h"
 
-#include "EventCode.h"
+#include "Events.h"
 #include "WallClock.h"
 
 #include <algorithm>
 #include <charconv>
 #include <optional>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 constexpr std::size_t kReportedPlaces = 10;
@@ -22,26 +22,26 @@ constexpr std::string_view kRecord = "% ";
 constexpr std::string_view kForObject = " for_object ";
 constexpr std::string_view kInThread = ") in_thread ";
 
-/// Eats a text from its front; everything it offers fails without effect on the rest.
+/// Reads a text from its front. What fails consumes nothing.
 class Cursor {
  public:
-  explicit Cursor(std::string_view text) noexcept : rest(text) {}
+  explicit Cursor(std::string_view text) noexcept : rest_(text) {}
 
   bool Skip(std::string_view prefix) noexcept {
-    if (!rest.starts_with(prefix)) {
+    if (!rest_.starts_with(prefix)) {
       return false;
     }
-    rest.remove_prefix(prefix.size());
+    rest_.remove_prefix(prefix.size());
     return true;
   }
 
   template <typename Number>
   bool Read(Number& number) noexcept {
-    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+    const auto [end, error] = std::from_chars(rest_.data(), rest_.data() + rest_.size(), number);
     if (error != std::errc()) {
       return false;
     }
-    rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+    rest_.remove_prefix(static_cast<std::size_t>(end - rest_.data()));
     return true;
   }
 
@@ -49,12 +49,12 @@ class Cursor {
   bool ReadTime(Micros& time) noexcept {
     const bool negative = Skip("-");
     std::int64_t seconds = 0;
-    if (rest.starts_with('-') || !Read(seconds) || seconds > kMostSeconds || !Skip(".")) {
+    if (rest_.starts_with('-') || !Read(seconds) || seconds > kMostSeconds || !Skip(".")) {
       return false;
     }
-    const std::size_t before = rest.size();
+    const std::size_t before = rest_.size();
     std::uint32_t micros = 0;
-    if (!Read(micros) || before - rest.size() != 6) {
+    if (!Read(micros) || before - rest_.size() != 6) {
       return false;
     }
     time = seconds * 1'000'000 + micros;
@@ -64,14 +64,14 @@ class Cursor {
     return true;
   }
 
-  [[nodiscard]] bool AtEnd() const noexcept { return rest.empty(); }
-  [[nodiscard]] std::string_view Rest() const noexcept { return rest; }
+  [[nodiscard]] bool AtEnd() const noexcept { return rest_.empty(); }
+  [[nodiscard]] std::string_view Rest() const noexcept { return rest_; }
 
  private:
-  std::string_view rest;
+  std::string_view rest_;
 };
 
-/// Cuts `text` at the first `separator` and returns what stands before; nothing without one.
+/// Cuts `text` at the first `separator` and returns the part before it; nothing without one.
 std::optional<std::string_view> CutAt(std::string_view& text, std::string_view separator) noexcept {
   const std::size_t found = text.find(separator);
   if (found == std::string_view::npos) {
@@ -108,8 +108,8 @@ struct Texts {
   std::string_view objectName;
   std::string_view threadName = kUnknown;
 
-  /// Names may hold nearly anything: the numbers say where those of objects and threads end, and
-  /// the words between the others are taken where they first stand.
+  /// Names may hold nearly anything. The numbers locate those of objects and threads; the others
+  /// are separated at the first place of the words between them.
   bool Read(std::string_view text, const Numbers& numbers) noexcept {
     Cursor cursor(text);
     if (!cursor.Skip(EventName(numbers.code))) {
@@ -166,27 +166,27 @@ struct Texts {
   }
 
   std::string_view ObjectAnchor(std::int64_t object) noexcept {
-    char* end = kForObject.copy(anchor, kForObject.size()) + anchor;
+    char* end = kForObject.copy(anchor_, kForObject.size()) + anchor_;
     for (int shift = 60; shift >= 0; shift -= 4) {
       *end++ = "0123456789ABCDEF"[static_cast<std::uint64_t>(object) >> shift & 0xF];
     }
     *end++ = ' ';
     *end++ = '(';
-    return {anchor, end};
+    return {anchor_, end};
   }
 
   std::string_view ThreadAnchor(std::int32_t threadId) noexcept {
-    char* end = kInThread.copy(anchor, kInThread.size()) + anchor;
-    end = std::to_chars(end, anchor + sizeof anchor, threadId).ptr;
+    char* end = kInThread.copy(anchor_, kInThread.size()) + anchor_;
+    end = std::to_chars(end, anchor_ + sizeof anchor_, threadId).ptr;
     *end++ = ' ';
     *end++ = '(';
-    return {anchor, end};
+    return {anchor_, end};
   }
 
-  char anchor[40];
+  char anchor_[40];
 };
 
-/// Whether a record begins, and no name merely goes on after a line break.
+/// Whether a record begins here, rather than a name that continues after a line break.
 bool BeginsRecord(std::string_view line) noexcept {
   return line.starts_with(kRecord) && BeginsWithEvent(line.substr(kRecord.size()));
 }
@@ -219,7 +219,7 @@ bool HoldsTwo(std::string_view text) noexcept {
   return text.find('\n') != std::string_view::npos && (repeats(kForObject) || repeats(kInThread));
 }
 
-/// A point without a name goes by the number of its key, "point 1073815600".
+/// A point without a name is called by the number of its key, "point 1073815600".
 std::uint32_t FindOperation(LogBuilder& builder, const Texts& texts, const Numbers& numbers) {
   const bool isUnnamed = texts.point == kUnnamed && numbers.pointKey != 0;
   return isUnnamed ? builder.FindOperation(texts.className,
@@ -235,59 +235,59 @@ void DumpReader::Take(std::string_view bytes) {
     const bool isWhole = end != std::string_view::npos;
     const std::string_view piece = bytes.substr(0, end);
     bytes.remove_prefix(isWhole ? end + 1 : bytes.size());
-    if (partialLine.size() + piece.size() > kLongestLine) {
-      skipsLine = true;
-      partialLine.clear();
+    if (partialLine_.size() + piece.size() > kLongestLine) {
+      skipsLine_ = true;
+      partialLine_.clear();
     }
     if (!isWhole) {
-      if (!skipsLine) {
-        partialLine += piece;
+      if (!skipsLine_) {
+        partialLine_ += piece;
       }
-    } else if (skipsLine) {
-      skipsLine = false;
-      inRecord = false;
-      Report(++lineNumber, "a line of more than a megabyte");
-    } else if (partialLine.empty()) {
+    } else if (skipsLine_) {
+      skipsLine_ = false;
+      inRecord_ = false;
+      Report(++lineNumber_, "a line of more than a megabyte");
+    } else if (partialLine_.empty()) {
       TakeLine(piece);
     } else {
-      partialLine += piece;
-      TakeLine(partialLine);
-      partialLine.clear();
+      partialLine_ += piece;
+      TakeLine(partialLine_);
+      partialLine_.clear();
     }
   }
 }
 
 void DumpReader::Finish() {
-  if (skipsLine || !partialLine.empty()) {
+  if (skipsLine_ || !partialLine_.empty()) {
     Take("\n");
   }
-  if (inRecord) {
-    Report(lineNumber, "the text ends within a record");
+  if (inRecord_) {
+    Report(lineNumber_, "the text ends within a record");
   }
-  inRecord = false;
-  builder.FindNamesakes();
-  if (!hasHeader && damage.count == 0) {
+  inRecord_ = false;
+  builder_.FindNamesakes();
+  if (!hasHeader_ && damage_.count == 0) {
     Report(1, "no dump: the reference time is missing");
   }
 }
 
 void DumpReader::TakeLine(std::string_view line) {
-  ++lineNumber;
+  ++lineNumber_;
   const bool isHeader = line.starts_with(kReferenceTime);
-  if (inRecord) {
+  if (inRecord_) {
     if (!isHeader && !BeginsRecord(line)) {
       ContinueRecord(line);
       return;
     }
-    Report(recordLine, "a record without its numbers");
-    inRecord = false;
+    Report(recordLine_, "a record without its numbers");
+    inRecord_ = false;
   }
   if (line.starts_with(kRecord)) {
     BeginRecord(line);
   } else if (line.starts_with("%%")) {
     TakeHeader(WithoutReturn(line));
   } else {
-    Report(lineNumber, "not a line of a dump");
+    Report(lineNumber_, "not a line of a dump");
   }
 }
 
@@ -295,11 +295,11 @@ void DumpReader::TakeHeader(std::string_view line) {
   if (line == "%%") {
     return;  // the second line
   }
-  hasHeader = true;
+  hasHeader_ = true;
   Cursor cursor(line);
   Micros start = 0;
   if (!cursor.Skip(kReferenceTime) || !cursor.ReadTime(start)) {
-    Report(lineNumber, "a header line that tells no reference time");
+    Report(lineNumber_, "a header line without a reference time");
     return;
   }
   if (cursor.Rest() == " is wrong.") {
@@ -308,67 +308,67 @@ void DumpReader::TakeHeader(std::string_view line) {
   unsigned milliseconds = 0;
   if (!cursor.Skip(" is approximately ") || !cursor.Read(milliseconds) ||
       !cursor.Skip("ms past ")) {
-    Report(lineNumber, "a header line without the time of day");
+    Report(lineNumber_, "a header line without the time of day");
     return;
   }
   const std::optional<Micros> wall = ParseWallClock(cursor.Rest());
   if (!wall) {
-    Report(lineNumber, "a header line whose time of day is none");
+    Report(lineNumber_, "a header line with an invalid time of day");
     return;
   }
   // In an empty log's header the seconds count from the zero of the machine's counter, which may be
-  // days ago. Its time 0 is the making of the log, unless a later dump has records.
+  // days ago. Its time 0 is the construction of the log, unless a later dump has records.
   const Micros offset = *wall + Micros{milliseconds} * 1000 - std::min<Micros>(start, 0);
-  if (!log.wallClock || log.records.empty()) {
-    log.wallClock = offset;
+  if (!log_.wallClock || log_.records.empty()) {
+    log_.wallClock = offset;
   }
-  shift = offset - *log.wallClock;
+  shift_ = offset - *log_.wallClock;
 }
 
 void DumpReader::BeginRecord(std::string_view line) {
-  if (!hasHeader) {
-    Report(lineNumber, "records without a reference time before them");
+  if (!hasHeader_) {
+    Report(lineNumber_, "records without a reference time before them");
   }
-  hasHeader = true;  // told once
-  recordText = line.substr(kRecord.size());
-  recordLine = lineNumber;
-  inRecord = true;
+  hasHeader_ = true;  // reported once
+  recordText_ = line.substr(kRecord.size());
+  recordLine_ = lineNumber_;
+  inRecord_ = true;
 }
 
 void DumpReader::ContinueRecord(std::string_view line) {
   Numbers numbers;
-  if (!numbers.Read(WithoutReturn(line))) {  // then a name has a line break here
-    inRecord = recordText.size() + line.size() < kLongestLine;
-    if (!inRecord) {
-      Report(recordLine, "a record of more than a megabyte");
+  if (!numbers.Read(WithoutReturn(line))) {  // a name with a line break continues
+    inRecord_ = recordText_.size() + line.size() < kLongestLine;
+    if (!inRecord_) {
+      Report(recordLine_, "a record of more than a megabyte");
     }
-    recordText += '\n';
-    recordText += line;
+    recordText_ += '\n';
+    recordText_ += line;
     return;
   }
-  inRecord = false;
-  DropReturns(recordText);
+  inRecord_ = false;
+  DropReturns(recordText_);
   Texts texts;
-  if (HoldsTwo(recordText) || !texts.Read(recordText, numbers)) {
-    Report(lineNumber, "numbers that do not belong to the text before them");
+  if (HoldsTwo(recordText_) || !texts.Read(recordText_, numbers)) {
+    Report(lineNumber_, "numbers that do not belong to the text before them");
     return;
   }
-  log.records.push_back({.time = numbers.time + shift,
-                         .object = static_cast<std::uint64_t>(numbers.object),
-                         .code = numbers.code,
-                         .value1 = numbers.value1,
-                         .value2 = numbers.value2,
-                         .operation = FindOperation(builder, texts, numbers),
-                         .thread = builder.FindThread(numbers.threadId, texts.threadName),
-                         .subject = log.names.Intern(texts.subject),
-                         .objectName = log.names.Intern(texts.objectName)});
+  log_.records.push_back({.time = numbers.time + shift_,
+                          .object = static_cast<std::uint64_t>(numbers.object),
+                          .code = numbers.code,
+                          .value1 = numbers.value1,
+                          .value2 = numbers.value2,
+                          .operation = FindOperation(builder_, texts, numbers),
+                          .thread = builder_.FindThread(numbers.threadId, texts.threadName),
+                          .subject = log_.names.Intern(texts.subject),
+                          .objectName = log_.names.Intern(texts.objectName)});
 }
 
 void DumpReader::Report(std::uint64_t line, std::string_view problem) {
-  ++damage.count;
-  if (damage.places.size() < kReportedPlaces) {
-    damage.places.push_back({line, problem});
+  ++damage_.count;
+  if (damage_.places.size() < kReportedPlaces) {
+    damage_.places.push_back({line, problem});
   }
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 /// What could not be read of a dump.
 struct Damage {
@@ -22,7 +22,7 @@ struct Damage {
 
 /// Reads a dump's text piece by piece.
 ///
-/// A dump is two header lines and two lines a record:
+/// A dump is two header lines and two lines per record:
 ///
 /// ```
 /// %% Reference time: -0.000398 is approximately 923ms past Sat Nov 21 09:44:16 2026
@@ -32,14 +32,14 @@ struct Damage {
 ///     0.004213, -25, 2, 0, 759932960, 759932984, 140722058503400, 4711
 /// ```
 ///
-/// (a record's text is one line, unless a name in it holds line breaks: the numbers end it). Lines
-/// may end with a carriage return. Another header begins another dump of the same process, whose
-/// times are moved to those of the first. Whatever else stands in the text is damage: it is
-/// counted, and reading goes on with the next record. A dump that ends between two records cannot
-/// be told from a whole one.
+/// A record's text is one line, or more if a name in it holds line breaks; the line of numbers ends
+/// the record. Lines may end with a carriage return. A second header begins a later dump of the
+/// same process; its times are converted to those of the first. Anything else is damage: it is
+/// counted, and reading continues with the next record. A dump that was cut between two records
+/// reads as complete.
 class DumpReader {
  public:
-  DumpReader(Log& target, Damage& problems) : log(target), builder(target), damage(problems) {}
+  DumpReader(Log& log, Damage& damage) : log_(log), builder_(log), damage_(damage) {}
   DumpReader(const DumpReader&) = delete;
   DumpReader& operator=(const DumpReader&) = delete;
 
@@ -55,17 +55,17 @@ class DumpReader {
   void ContinueRecord(std::string_view line);
   void Report(std::uint64_t line, std::string_view problem);
 
-  Log& log;
-  LogBuilder builder;
-  Damage& damage;
-  std::uint64_t lineNumber = 0;
-  std::string partialLine;
-  std::string recordText;  // of the record under way, without its percent sign
-  std::uint64_t recordLine = 0;
-  bool inRecord = false;
-  bool hasHeader = false;
-  bool skipsLine = false;
-  Micros shift = 0;
+  Log& log_;
+  LogBuilder builder_;
+  Damage& damage_;
+  std::uint64_t lineNumber_ = 0;
+  std::string partialLine_;
+  std::string recordText_;  // of the current record, without its percent sign
+  std::uint64_t recordLine_ = 0;
+  bool inRecord_ = false;
+  bool hasHeader_ = false;
+  bool skipsLine_ = false;
+  Micros shift_ = 0;
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -37,7 +37,7 @@ namespace {
 constexpr unsigned char kBytes[] = {
 ${bytes}};
 }
-namespace veltalog {
+namespace Velta::Logging {
 std::string_view ViewPage() noexcept {
   return {reinterpret_cast<const char*>(kBytes), sizeof kBytes};
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-#include "EventCode.h"
+#include "Events.h"
 #include "Files.h"
 #include "Histories.h"
 #include "JsonWriter.h"
@@ -9,11 +9,11 @@
 
 #include <algorithm>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
-/// The scopes around a record, outermost first. Of deep ones only both ends: recursion in which
-/// each step fails would else be told in full once a step.
+/// The scopes around a record, outermost first. Of a deep nesting only both ends: otherwise a
+/// recursion in which each step fails would be printed in full for every step.
 class ScopePaths {
  public:
   /// Shown at either end.
@@ -21,28 +21,28 @@ class ScopePaths {
 
   struct Path {
     std::vector<std::string> names;
-    std::size_t leftOut = 0;  ///< behind the first `kEnd`
+    std::size_t leftOut = 0;  ///< after the first `kEnd`
   };
 
-  ScopePaths(const Log& source, const Scopes& found) : log(source), all(found.all), scopes(found) {
-    outer.reserve(all.size());
-    for (std::uint32_t i = 0; i < all.size(); ++i) {
-      outer.push_back(all[i].depth < kEnd ? i : outer[all[i].parent]);
+  ScopePaths(const Log& log, const Scopes& scopes) : log_(log), all_(scopes.all), scopes_(scopes) {
+    outer_.reserve(all_.size());
+    for (std::uint32_t i = 0; i < all_.size(); ++i) {
+      outer_.push_back(all_[i].depth < kEnd ? i : outer_[all_[i].parent]);
     }
   }
 
   [[nodiscard]] Path To(std::uint32_t record) const {
     Path path;
-    const std::uint32_t innermost = scopes.around[record];
+    const std::uint32_t innermost = scopes_.around[record];
     if (innermost == kNone) {
       return path;
     }
-    const std::size_t depth = std::size_t{all[innermost].depth} + 1;
+    const std::size_t depth = std::size_t{all_[innermost].depth} + 1;
     if (depth <= 2 * kEnd) {
       Climb(innermost, depth, path.names);
     } else {
       Climb(innermost, kEnd, path.names);
-      Climb(outer[innermost], kEnd, path.names);
+      Climb(outer_[innermost], kEnd, path.names);
       path.leftOut = depth - 2 * kEnd;
     }
     std::ranges::reverse(path.names);
@@ -51,15 +51,15 @@ class ScopePaths {
 
  private:
   void Climb(std::uint32_t scope, std::size_t count, std::vector<std::string>& names) const {
-    for (; count > 0; --count, scope = all[scope].parent) {
-      names.push_back(log.FullName(log.records[all[scope].Teller()].operation));
+    for (; count > 0; --count, scope = all_[scope].parent) {
+      names.push_back(log_.FullName(log_.records[all_[scope].IdentifyingRecord()].operation));
     }
   }
 
-  const Log& log;
-  const std::vector<Scope>& all;
-  const Scopes& scopes;
-  std::vector<std::uint32_t> outer;  // of each scope, the one around it that ends the outer part
+  const Log& log_;
+  const std::vector<Scope>& all_;
+  const Scopes& scopes_;
+  std::vector<std::uint32_t> outer_;  // of each scope, the one around it that ends the outer part
 };
 
 void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error, Output& output) {
@@ -121,17 +121,17 @@ void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
 
 }  // namespace
 
-void WriteErrors(const Log& log, bool asJson, Output& output) {
+void WriteErrors(const Log& log, bool json, Output& output) {
   const Scopes scopes = FindScopes(log);
   const ScopePaths paths(log, scopes);
-  JsonWriter json(output);
+  JsonWriter writer(output);
   for (const ErrorEvent& error : FindErrors(log)) {
-    if (asJson) {
-      WriteJson(log, paths, error, json);
+    if (json) {
+      WriteJson(log, paths, error, writer);
     } else {
       WriteText(log, paths, error, output);
     }
   }
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 constexpr std::size_t kBlock = std::size_t{256} * 1024;
@@ -66,29 +66,29 @@ Log ReadDump(const std::string& name, Damage& damage) {
   return log;
 }
 
-Output::Output(const std::string& name) : fileName(name), file(Open(name, true)) {
-  buffer.reserve(kBlock);
+Output::Output(const std::string& name) : fileName_(name), file_(Open(name, true)) {
+  buffer_.reserve(kBlock);
 }
 
 void Output::Write(std::string_view text) {
-  if (buffer.size() + text.size() > kBlock) {
+  if (buffer_.size() + text.size() > kBlock) {
     Flush();
   }
-  buffer += text;
+  buffer_ += text;
 }
 
 void Output::Close() {
   Flush();
-  if (std::fflush(file.get()) != 0) {
-    Fail("cannot write", fileName, errno);
+  if (std::fflush(file_.get()) != 0) {
+    Fail("cannot write", fileName_, errno);
   }
 }
 
 void Output::Flush() {
-  if (std::fwrite(buffer.data(), 1, buffer.size(), file.get()) != buffer.size()) {
-    Fail("cannot write", fileName, errno);
+  if (std::fwrite(buffer_.data(), 1, buffer_.size(), file_.get()) != buffer_.size()) {
+    Fail("cannot write", fileName_, errno);
   }
-  buffer.clear();
+  buffer_.clear();
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

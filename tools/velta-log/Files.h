@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 /// A file that cannot be opened, read or written; its text names the file and the reason.
 class FileError : public std::runtime_error {
@@ -26,7 +26,7 @@ using FileHandle = std::unique_ptr<std::FILE, void (*)(std::FILE*)>;
 /// @param name  a path in UTF-8, or "-" for standard input
 Log ReadDump(const std::string& name, Damage& damage);
 
-/// Where a command's result goes, gathered into large pieces.
+/// A command's result, written in large blocks.
 class Output {
  public:
   /// @param name  a path in UTF-8, or "-" for standard output
@@ -36,15 +36,15 @@ class Output {
 
   void Write(std::string_view text);
 
-  /// Hands over everything; a result counts only once this has returned.
+  /// Writes what is left. The result is complete only after this has returned.
   void Close();
 
  private:
   void Flush();
 
-  std::string fileName;
-  FileHandle file;
-  std::string buffer;
+  std::string fileName_;
+  FileHandle file_;
+  std::string buffer_;
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

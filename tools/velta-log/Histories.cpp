@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Histories.h"
 
-#include "EventCode.h"
+#include "Events.h"
 
 #include <algorithm>
 #include <map>
 #include <utility>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 std::vector<StateHistory> FindStateHistories(const Log& log) {
   std::vector<StateHistory> histories;
@@ -62,4 +62,4 @@ std::vector<ErrorEvent> FindErrors(const Log& log) {
   return errors;
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

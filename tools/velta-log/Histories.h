@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
-/// One stay of an object in a state.
+/// The time that an object was in one state.
 struct StateSpan {
   Micros begin;
   Micros end;
@@ -38,4 +38,4 @@ struct ErrorEvent {
 /// Errors and warnings, dismissed ones as well, in the order of the log.
 [[nodiscard]] std::vector<ErrorEvent> FindErrors(const Log& log);
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

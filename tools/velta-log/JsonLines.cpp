@@ -1,41 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-#include "EventCode.h"
+#include "Events.h"
 #include "JsonWriter.h"
 #include "Text.h"
 #include "WallClock.h"
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
-
-/// As log viewers rank lines.
-std::string_view Level(std::int32_t code) {
-  if (IsError(code)) {
-    return "error";
-  }
-  if (NamesAnError(code)) {
-    return "warning";
-  }
-  return code == kScopePush || code == kScopePop || code == kTimingPoint ? "debug" : "info";
-}
-
-/// The key under which the event's subject stands; empty when it has none.
-std::string_view SubjectKey(std::int32_t code) {
-  if (code == kDismissedError) {
-    return {};  // the log is never told which one
-  }
-  if (NamesAnError(code)) {
-    return "error";
-  }
-  if (code == kStateChange) {
-    return "state";
-  }
-  return code == kMessageSend ? "message" : std::string_view();
-}
 
 void WriteRecord(JsonWriter& json, const Log& log, const Record& record) {
   json.BeginObject();
-  // A viewer wants a date for its time axis, also where the dump could not tell one.
+  // A viewer needs a date for its time axis, even if the dump has none.
   json.Member("wall", FormatWallClock(log.wallClock.value_or(0) + record.time))
       .Member("timeUs", record.time)
       .Member("level", Level(record.code))
@@ -68,4 +43,4 @@ void WriteJsonLines(const Log& log, Output& output) {
   }
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -3,54 +3,54 @@
 
 #include "Text.h"
 
-namespace veltalog {
+namespace Velta::Logging {
 
 JsonWriter& JsonWriter::Key(std::string_view name) {
   String(name);
-  output.Write(":");
-  needsComma = false;
+  output_.Write(":");
+  needsComma_ = false;
   return *this;
 }
 
 JsonWriter& JsonWriter::String(std::string_view utf8) {
   Separate();
-  output.Write("\"");
+  output_.Write("\"");
   Escape(utf8);
-  output.Write("\"");
+  output_.Write("\"");
   return *this;
 }
 
 JsonWriter& JsonWriter::Address(std::uint64_t object) { return String(AddressText(object)); }
 
 void JsonWriter::EndLine() {
-  output.Write("\n");
-  needsComma = false;
+  output_.Write("\n");
+  needsComma_ = false;
 }
 
 JsonWriter& JsonWriter::Open(char bracket) {
   Separate();
-  output.Write({&bracket, 1});
-  needsComma = false;
+  output_.Write({&bracket, 1});
+  needsComma_ = false;
   return *this;
 }
 
 JsonWriter& JsonWriter::Shut(char bracket) {
-  output.Write({&bracket, 1});
-  needsComma = true;
+  output_.Write({&bracket, 1});
+  needsComma_ = true;
   return *this;
 }
 
 JsonWriter& JsonWriter::Raw(std::string_view text) {
   Separate();
-  output.Write(text);
+  output_.Write(text);
   return *this;
 }
 
 void JsonWriter::Separate() {
-  if (needsComma) {
-    output.Write(",");
+  if (needsComma_) {
+    output_.Write(",");
   }
-  needsComma = true;
+  needsComma_ = true;
 }
 
 void JsonWriter::Escape(std::string_view utf8) {
@@ -60,13 +60,13 @@ void JsonWriter::Escape(std::string_view utf8) {
     if (byte >= 0x20 && byte != '"' && byte != '\\' && byte != '<') {
       continue;
     }
-    output.Write(utf8.substr(written, i - written));
+    output_.Write(utf8.substr(written, i - written));
     written = i + 1;
     const char escape[] = {
         '\\', 'u', '0', '0', "0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 0xF]};
-    output.Write({escape, sizeof escape});
+    output_.Write({escape, sizeof escape});
   }
-  output.Write(utf8.substr(written));
+  output_.Write(utf8.substr(written));
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

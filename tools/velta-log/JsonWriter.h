@@ -8,15 +8,15 @@
 #include <string>
 #include <string_view>
 
-namespace veltalog {
+namespace Velta::Logging {
 
-/// Writes JSON to an output as it is told, without keeping it.
+/// Writes JSON to an output piece by piece.
 ///
-/// The caller closes what it opens and gives every member of an object a key. The text may stand
-/// in a page's script element as it is: "<" is always escaped.
+/// The caller closes what it opens and gives every member of an object a key. The text is safe in
+/// the script element of a page: "<" is always escaped.
 class JsonWriter {
  public:
-  explicit JsonWriter(Output& target) : output(target) {}
+  explicit JsonWriter(Output& output) : output_(output) {}
   JsonWriter(const JsonWriter&) = delete;
   JsonWriter& operator=(const JsonWriter&) = delete;
 
@@ -54,8 +54,8 @@ class JsonWriter {
   void Separate();
   void Escape(std::string_view utf8);
 
-  Output& output;
-  bool needsComma = false;
+  Output& output_;
+  bool needsComma_ = false;
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 // Not the first and the last record: a thread takes its place in the ring before it reads the
 // clock.
@@ -55,36 +55,36 @@ std::vector<std::vector<std::uint32_t>> Log::RecordsByThread() const {
 
 std::uint32_t LogBuilder::FindOperation(std::string_view className, std::string_view name,
                                         bool isUnnamed) {
-  const Operation operation{log.names.Intern(className), log.names.Intern(name), isUnnamed};
+  const Operation operation{log_.names.Intern(className), log_.names.Intern(name), isUnnamed};
   const auto [found, isNew] =
-      operationNumbers.try_emplace(std::uint64_t{operation.className} << 32 | operation.name,
-                                   static_cast<std::uint32_t>(log.operations.size()));
+      operationNumbers_.try_emplace(std::uint64_t{operation.className} << 32 | operation.name,
+                                    static_cast<std::uint32_t>(log_.operations.size()));
   if (isNew) {
-    log.operations.push_back(operation);
+    log_.operations.push_back(operation);
   }
   return found->second;
 }
 
 std::uint32_t LogBuilder::FindThread(std::int32_t id, std::string_view name) {
   const auto [found, isNew] =
-      threadNumbers.try_emplace(id, static_cast<std::uint32_t>(log.threads.size()));
+      threadNumbers_.try_emplace(id, static_cast<std::uint32_t>(log_.threads.size()));
   if (isNew) {
-    log.threads.push_back({id, log.names.Intern(name)});
+    log_.threads.push_back({id, log_.names.Intern(name)});
   } else if (name != kUnknown) {
-    log.threads[found->second].name = log.names.Intern(name);
+    log_.threads[found->second].name = log_.names.Intern(name);
   }
   return found->second;
 }
 
 void LogBuilder::FindNamesakes() {
-  const NameId unknown = log.names.Intern(kUnknown);
+  const NameId unknown = log_.names.Intern(kUnknown);
   std::unordered_map<NameId, std::uint32_t> counts;
-  for (const Thread& thread : log.threads) {
+  for (const Thread& thread : log_.threads) {
     ++counts[thread.name];
   }
-  for (Thread& thread : log.threads) {
+  for (Thread& thread : log_.threads) {
     thread.hasNamesake = thread.name != unknown && counts[thread.name] > 1;
   }
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 /// Stands for "none" wherever a number names a record, a scope or another entry of a table.
 inline constexpr std::uint32_t kNone = 0xFFFFFFFF;
@@ -19,7 +19,7 @@ inline constexpr std::uint32_t kNone = 0xFFFFFFFF;
 /// Microseconds; in a log relative to its first record.
 using Micros = std::int64_t;
 
-/// The sum, or what 64 bits hold of it: a damaged dump's times may be anything.
+/// The sum, or the nearest number of 64 bits: a damaged dump's times may be anything.
 [[nodiscard]] constexpr Micros AddSaturated(Micros a, Micros b) noexcept {
   using Limits = std::numeric_limits<Micros>;
   if (b > 0) {
@@ -32,7 +32,7 @@ using Micros = std::int64_t;
 struct Record {
   Micros time;
   std::uint64_t object;     ///< address of the object concerned
-  std::int32_t code;        ///< see EventCode.h
+  std::int32_t code;        ///< see Events.h
   std::int32_t value1;      ///< error name key, state, message key or first timing value
   std::int32_t value2;      ///< source line, or second timing value
   std::uint32_t operation;  ///< index in `Log::operations`
@@ -61,8 +61,8 @@ struct Log {
   std::vector<Thread> threads;  ///< in the order of their first records
   std::vector<Record> records;  ///< in the order of the dump
 
-  /// What to add to a record's time to get microseconds since 1970 by the clock on the writer's
-  /// wall; empty when the dump does not tell. The zone is not in the dump.
+  /// What to add to a record's time to get microseconds since 1970 in the writer's local time;
+  /// empty if the dump does not say. The time zone is not in the dump.
   std::optional<Micros> wallClock;
 
   /// Times of the first and of the last event; both 0 for an empty log.
@@ -86,7 +86,7 @@ struct Log {
   /// The thread's name, or "thread 4711" when it has none.
   [[nodiscard]] std::string ThreadName(std::uint32_t thread) const;
 
-  /// The same, with the id behind a name that several threads have.
+  /// The same, with the id after a name that several threads have.
   [[nodiscard]] std::string ThreadLabel(std::uint32_t thread) const;
 
   /// The records of each thread, by their index.
@@ -96,7 +96,7 @@ struct Log {
 /// Adds to a log while it is being read, each operation and each thread once.
 class LogBuilder {
  public:
-  explicit LogBuilder(Log& target) : log(target) {}
+  explicit LogBuilder(Log& log) : log_(log) {}
   LogBuilder(const LogBuilder&) = delete;
   LogBuilder& operator=(const LogBuilder&) = delete;
 
@@ -105,13 +105,13 @@ class LogBuilder {
   /// @param name  a thread may be named only in a later dump of the same file; the name stays
   std::uint32_t FindThread(std::int32_t id, std::string_view name);
 
-  /// At the end: tells which threads share a name.
+  /// After the last record: finds the threads that share a name.
   void FindNamesakes();
 
  private:
-  Log& log;
-  std::unordered_map<std::uint64_t, std::uint32_t> operationNumbers;
-  std::unordered_map<std::int32_t, std::uint32_t> threadNumbers;
+  Log& log_;
+  std::unordered_map<std::uint64_t, std::uint32_t> operationNumbers_;
+  std::unordered_map<std::int32_t, std::uint32_t> threadNumbers_;
 };
 
 /// What a dump prints for a thread or an object without a name.
@@ -120,4 +120,4 @@ inline constexpr std::string_view kUnknown = "unknown";
 /// What it prints for a class, an operation or an error without one.
 inline constexpr std::string_view kUnnamed = "(unknown)";
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

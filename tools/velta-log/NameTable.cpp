@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "NameTable.h"
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 std::string Utf8(std::string_view latin1) {
@@ -24,13 +24,13 @@ std::string Utf8(std::string_view latin1) {
 }  // namespace
 
 NameId NameTable::Intern(std::string_view latin1) {
-  if (const auto found = numbers.find(latin1); found != numbers.end()) {
+  if (const auto found = numbers_.find(latin1); found != numbers_.end()) {
     return found->second;
   }
-  const auto number = static_cast<NameId>(shown.size());
-  shown.push_back(Utf8(latin1));
-  numbers.emplace(raw.emplace_back(latin1), number);
+  const auto number = static_cast<NameId>(shown_.size());
+  shown_.push_back(Utf8(latin1));
+  numbers_.emplace(raw_.emplace_back(latin1), number);
   return number;
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 using NameId = std::uint32_t;
 
@@ -23,14 +23,14 @@ class NameTable {
   NameId Intern(std::string_view latin1);
 
   /// Valid as long as the table.
-  [[nodiscard]] std::string_view Text(NameId name) const { return shown[name]; }
+  [[nodiscard]] std::string_view Text(NameId name) const { return shown_[name]; }
 
-  [[nodiscard]] std::size_t Size() const noexcept { return shown.size(); }
+  [[nodiscard]] std::size_t Size() const noexcept { return shown_.size(); }
 
  private:
-  std::deque<std::string> shown;
-  std::deque<std::string> raw;  // the map's keys point into it
-  std::unordered_map<std::string_view, NameId> numbers;
+  std::deque<std::string> shown_;
+  std::deque<std::string> raw_;  // the map's keys point into it
+  std::unordered_map<std::string_view, NameId> numbers_;
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

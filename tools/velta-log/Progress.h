@@ -5,16 +5,15 @@
 #include <cstdint>
 #include <string>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 /// Shows on the error stream how far a long input has been read, if that is a terminal.
 ///
-/// The line appears only once reading has taken as long as makes one wonder, and goes when the
-/// object does.
+/// The line appears only after reading has taken a noticeable time; destruction clears it.
 class Progress {
  public:
-  /// @param expected  bytes to come; 0 when nobody knows
-  explicit Progress(std::uint64_t expected);
+  /// @param total  bytes to come; 0 if unknown
+  explicit Progress(std::uint64_t total);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
@@ -26,11 +25,11 @@ class Progress {
 
   void Draw(const std::string& text);
 
-  std::uint64_t total;
-  std::uint64_t done = 0;
-  bool watched;
-  Clock::time_point nextDraw;
-  std::size_t drawnLength = 0;
+  std::uint64_t total_;
+  std::uint64_t done_ = 0;
+  bool watched_;
+  Clock::time_point nextDraw_;
+  std::size_t drawnLength_ = 0;
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Scopes.h"
 
-#include "EventCode.h"
+#include "Events.h"
 
 #include <algorithm>
 #include <unordered_map>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 /// What entry and exit of one scope have in common.
@@ -41,71 +41,70 @@ struct IdentityHash {
 /// Finds the scopes of one thread.
 class ThreadScopes {
  public:
-  ThreadScopes(const Log& source, Micros logBegin, Micros logEnd)
-      : log(source), begin(logBegin), end(logEnd) {}
+  ThreadScopes(const Log& log, Micros begin, Micros end) : log_(log), begin_(begin), end_(end) {}
 
   /// Appends the thread's scopes to `scopes`.
   void Find(const std::vector<std::uint32_t>& records, Scopes& scopes) {
     for (const std::uint32_t record : records) {
-      if (log.records[record].code == kScopePush) {
+      if (log_.records[record].code == kScopePush) {
         Enter(record);
-      } else if (log.records[record].code == kScopePop) {
+      } else if (log_.records[record].code == kScopePop) {
         Leave(record, scopes.strayExits);
       }
     }
-    while (!open.empty()) {
-      CloseInnermost(end, kNone, static_cast<std::uint32_t>(log.records.size()));
+    while (!open_.empty()) {
+      CloseInnermost(end_, kNone, static_cast<std::uint32_t>(log_.records.size()));
     }
 
     // The last of those without an entry is around all the others.
     const auto first = static_cast<std::uint32_t>(scopes.all.size());
-    scopes.all.insert(scopes.all.end(), withoutEntry.rbegin(), withoutEntry.rend());
-    scopes.all.insert(scopes.all.end(), entered.begin(), entered.end());
+    scopes.all.insert(scopes.all.end(), withoutEntry_.rbegin(), withoutEntry_.rend());
+    scopes.all.insert(scopes.all.end(), entered_.begin(), entered_.end());
     Nest(records, first, scopes);
   }
 
  private:
   void Enter(std::uint32_t record) {
     Scope scope;
-    scope.begin = log.records[record].time;
+    scope.begin = log_.records[record].time;
     scope.entry = record;
-    open.push_back(static_cast<std::uint32_t>(entered.size()));
-    entered.push_back(scope);
-    ++openCount[Identity(log.records[record])];
+    open_.push_back(static_cast<std::uint32_t>(entered_.size()));
+    entered_.push_back(scope);
+    ++openCount_[Identity(log_.records[record])];
   }
 
   void Leave(std::uint32_t record, std::uint64_t& strayExits) {
-    const Record& pop = log.records[record];
+    const Record& pop = log_.records[record];
     const Identity identity(pop);
-    if (open.empty()) {
+    if (open_.empty()) {
       Scope scope;
-      scope.begin = begin;
+      scope.begin = begin_;
       scope.end = pop.time;
       scope.exit = scope.lastRecord = record;
-      withoutEntry.push_back(scope);
+      withoutEntry_.push_back(scope);
       return;
     }
-    const auto count = openCount.find(identity);
-    if (count == openCount.end() || count->second == 0) {
+    const auto count = openCount_.find(identity);
+    if (count == openCount_.end() || count->second == 0) {
       ++strayExits;
       return;
     }
-    while (Identity(log.records[entered[open.back()].entry]) != identity) {
+    while (Identity(log_.records[entered_[open_.back()].entry]) != identity) {
       CloseInnermost(pop.time, kNone, record);
     }
     CloseInnermost(pop.time, record, record);
   }
 
   void CloseInnermost(Micros time, std::uint32_t exit, std::uint32_t lastRecord) {
-    Scope& scope = entered[open.back()];
-    open.pop_back();
+    Scope& scope = entered_[open_.back()];
+    open_.pop_back();
     scope.end = std::max(time, scope.begin);
     scope.exit = exit;
     scope.lastRecord = lastRecord;
-    --openCount[Identity(log.records[scope.entry])];
+    --openCount_[Identity(log_.records[scope.entry])];
   }
 
-  /// Tells each scope its place among the others, and each record its scope.
+  /// Finds each scope's parent, depth and own time, and each record's scope.
   static void Nest(const std::vector<std::uint32_t>& records, std::uint32_t first, Scopes& scopes) {
     std::uint32_t next = first;
     std::uint32_t innermost = kNone;
@@ -128,7 +127,7 @@ class ThreadScopes {
         }
         innermost = next++;
       }
-      // What never closed ends together with the scope around it, which is the one to name.
+      // A scope that never closed ends with the scope around it; the record belongs to that one.
       while (innermost != kNone && scopes.all[innermost].lastRecord == record &&
              scopes.all[innermost].exit != record) {
         innermost = scopes.all[innermost].parent;
@@ -138,19 +137,19 @@ class ThreadScopes {
         innermost = scopes.all[innermost].parent;
       }
     }
-    // A damaged dump's times may run backwards.
+    // Times may run backwards in a damaged dump.
     for (next = first; next < scopes.all.size(); ++next) {
       scopes.all[next].self = std::max<Micros>(scopes.all[next].self, 0);
     }
   }
 
-  const Log& log;
-  Micros begin;
-  Micros end;
-  std::vector<Scope> entered;
-  std::vector<Scope> withoutEntry;
-  std::vector<std::uint32_t> open;  // in `entered`, innermost last
-  std::unordered_map<Identity, std::uint32_t, IdentityHash> openCount;
+  const Log& log_;
+  Micros begin_;
+  Micros end_;
+  std::vector<Scope> entered_;
+  std::vector<Scope> withoutEntry_;
+  std::vector<std::uint32_t> open_;  // indexes in `entered_`, innermost last
+  std::unordered_map<Identity, std::uint32_t, IdentityHash> openCount_;
 };
 
 }  // namespace
@@ -168,4 +167,4 @@ Scopes FindScopes(const Log& log) {
   return scopes;
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

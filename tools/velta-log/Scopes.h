@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 /// The time that an operation ran, from the entry and the exit in the log.
 ///
@@ -15,11 +15,11 @@ namespace veltalog {
 struct Scope {
   Micros begin = 0;
   Micros end = 0;
-  Micros self = 0;              ///< without the scopes right inside
+  Micros self = 0;              ///< without its direct inner scopes
   std::uint32_t entry = kNone;  ///< the record that opened it
   std::uint32_t exit = kNone;   ///< the record that closed it
-  std::uint32_t lastRecord =
-      0;                    ///< the record with which it ends; the number of records: with the log
+  /// The record with which it ends; the number of records if it ends with the log.
+  std::uint32_t lastRecord = 0;
   std::uint32_t depth = 0;  ///< 0 for an outermost scope
   std::uint32_t parent = kNone;
 
@@ -28,13 +28,15 @@ struct Scope {
   /// Whether both ends are in the log, so that the duration is the real one.
   [[nodiscard]] bool IsWhole() const noexcept { return entry != kNone && exit != kNone; }
 
-  /// The record that tells its operation, object and thread.
-  [[nodiscard]] std::uint32_t Teller() const noexcept { return entry != kNone ? entry : exit; }
+  /// The record that holds its operation, object and thread.
+  [[nodiscard]] std::uint32_t IdentifyingRecord() const noexcept {
+    return entry != kNone ? entry : exit;
+  }
 };
 
 /// All scopes of a log.
 struct Scopes {
-  /// Thread by thread, in the order of their beginning: a scope stands before those inside it.
+  /// Thread by thread, in the order of their beginning: a scope comes before those inside it.
   std::vector<Scope> all;
 
   /// Where each thread's scopes begin in `all`; one more entry than threads.
@@ -44,11 +46,11 @@ struct Scopes {
   /// scope belong to it.
   std::vector<std::uint32_t> around;
 
-  /// Exits inside a scope that never was entered: what came before them was not logged.
+  /// Exits without an entry inside another scope; each is ignored.
   std::uint64_t strayExits = 0;
 };
 
 /// Pairs entries with exits, per thread, by operation, object and values.
 [[nodiscard]] Scopes FindScopes(const Log& log);
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -1,23 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "Summary.h"
 
-#include "EventCode.h"
+#include "Events.h"
 
 #include <algorithm>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 /// Counts how many scopes of each kind are open, to find the outermost ones.
 class OutermostFilter {
  public:
-  explicit OutermostFilter(std::size_t kinds) : open(kinds, 0) {}
+  explicit OutermostFilter(std::size_t kinds) : open_(kinds, 0) {}
 
-  bool Enter(std::uint32_t kind) { return open[kind]++ == 0; }
-  void Leave(std::uint32_t kind) { --open[kind]; }
+  bool Enter(std::uint32_t kind) { return open_[kind]++ == 0; }
+  void Leave(std::uint32_t kind) { --open_[kind]; }
 
  private:
-  std::vector<std::uint32_t> open;
+  std::vector<std::uint32_t> open_;
 };
 
 void CountRecord(Activity& activity, const Record& record) {
@@ -81,14 +81,14 @@ void CountScopes(const Log& log, const Scopes& scopes, Summary& summary) {
   };
   for (std::uint32_t i = 0; i < scopes.all.size(); ++i) {
     const Scope& scope = scopes.all[i];
-    const Record& teller = log.records[scope.Teller()];
+    const Record& record = log.records[scope.IdentifyingRecord()];
     leaveUntil(scope.depth);
-    open.push_back(teller.operation);
+    open.push_back(record.operation);
 
-    const NameId className = log.operations[teller.operation].className;
-    Activity& operation = summary.operations[teller.operation];
+    const NameId className = log.operations[record.operation].className;
+    Activity& operation = summary.operations[record.operation];
     Activity& ofClass = summary.classes[className];
-    if (operations.Enter(teller.operation)) {
+    if (operations.Enter(record.operation)) {
       Add(operation.total, scope.Duration());
     }
     if (classes.Enter(className)) {
@@ -98,7 +98,7 @@ void CountScopes(const Log& log, const Scopes& scopes, Summary& summary) {
       ++activity->scopes;
       Add(activity->self, scope.self);
     }
-    ThreadActivity& thread = summary.threads[teller.thread];
+    ThreadActivity& thread = summary.threads[record.thread];
     ++thread.scopes;
     if (scope.depth == 0) {
       Add(thread.inScopes, scope.Duration());
@@ -148,4 +148,4 @@ Summary Summarise(const Log& log, const Scopes& scopes) {
   return summary;
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -11,11 +11,11 @@
 #include <utility>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 class JsonWriter;
 
-/// What was counted of a class, or of one of its operations.
+/// Totals of a class, or of one of its operations.
 struct Activity {
   std::uint64_t records = 0;
   std::uint64_t scopes = 0;
@@ -23,7 +23,7 @@ struct Activity {
   std::uint64_t constructions = 0;
   std::uint64_t destructions = 0;
   Micros total = 0;  ///< in scopes; while one contains another of the same, the outer one counts
-  Micros self = 0;   ///< in scopes, without the scopes right inside
+  Micros self = 0;   ///< in scopes, without their direct inner scopes
 };
 
 /// Of the scopes with both ends in the log, in microseconds; by nearest rank.
@@ -71,4 +71,4 @@ struct Summary {
 void WriteSummaryJson(const Log& log, const Scopes& scopes, const Summary& summary,
                       JsonWriter& json);
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

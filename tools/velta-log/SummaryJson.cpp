@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "EventCode.h"
+#include "Events.h"
 #include "JsonWriter.h"
 #include "Summary.h"
 #include "WallClock.h"
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 void WriteActivity(JsonWriter& json, const Activity& activity) {
@@ -139,4 +139,4 @@ void WriteSummaryJson(const Log& log, const Scopes& scopes, const Summary& summa
   json.EndObject();
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-#include "EventCode.h"
+#include "Events.h"
 #include "Files.h"
 #include "JsonWriter.h"
 #include "Summary.h"
@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <numeric>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
-/// The indexes of what `measure` does not give 0 for, the largest first.
+/// The indexes for which `measure` is not 0, the largest first.
 template <typename Measure>
 std::vector<std::uint32_t> Ranked(std::size_t count, Measure measure) {
   std::vector<std::uint32_t> order(count);
@@ -27,8 +27,12 @@ std::vector<std::uint32_t> Ranked(std::size_t count, Measure measure) {
 /// The log's summary as tables.
 class TextReport {
  public:
-  TextReport(const Log& source, const Scopes& found, std::size_t rows, Output& target)
-      : log(source), scopes(found), summary(Summarise(source, found)), most(rows), output(target) {}
+  TextReport(const Log& log, const Scopes& scopes, std::size_t rows, Output& output)
+      : log_(log),
+        scopes_(scopes),
+        summary_(Summarise(log, scopes)),
+        rows_(rows),
+        output_(output) {}
 
   void Write() {
     WriteSpan();
@@ -45,38 +49,38 @@ class TextReport {
     if (table.IsEmpty()) {
       return;
     }
-    output.Write("\n");
-    output.Write(title);
-    output.Write("\n");
-    table.Print(output, most);
+    output_.Write("\n");
+    output_.Write(title);
+    output_.Write("\n");
+    table.Print(output_, rows_);
   }
 
   void WriteSpan() {
-    std::string text = CountText(log.records.size(), "record");
-    if (!log.records.empty()) {
-      text += " in " + DurationText(log.End() - log.Begin());
-      if (log.wallClock) {
-        text += ", from " + FormatWallClock(*log.wallClock + log.Begin()) + " to " +
-                FormatWallClock(*log.wallClock + log.End());
+    std::string text = CountText(log_.records.size(), "record");
+    if (!log_.records.empty()) {
+      text += " in " + DurationText(log_.End() - log_.Begin());
+      if (log_.wallClock) {
+        text += ", from " + FormatWallClock(*log_.wallClock + log_.Begin()) + " to " +
+                FormatWallClock(*log_.wallClock + log_.End());
       }
     }
-    output.Write(text + '\n');
+    output_.Write(text + '\n');
     std::string separator = "  ";
-    for (const auto& [name, count] : summary.events) {
-      output.Write(separator + name + ' ' + std::to_string(count));
+    for (const auto& [name, count] : summary_.events) {
+      output_.Write(separator + name + ' ' + std::to_string(count));
       separator = ", ";
     }
-    if (!summary.events.empty()) {
-      output.Write("\n");
+    if (!summary_.events.empty()) {
+      output_.Write("\n");
     }
   }
 
   void WriteThreads() {
     Table table({"thread", ">id", ">records", ">scopes", ">in scopes", ">errors", ">from", ">to"});
-    for (const std::uint32_t i :
-         Ranked(log.threads.size(), [&](std::uint32_t t) { return summary.threads[t].records; })) {
-      const ThreadActivity& thread = summary.threads[i];
-      table.Add({log.ThreadName(i), std::to_string(log.threads[i].id),
+    for (const std::uint32_t i : Ranked(
+             log_.threads.size(), [&](std::uint32_t t) { return summary_.threads[t].records; })) {
+      const ThreadActivity& thread = summary_.threads[i];
+      table.Add({log_.ThreadName(i), std::to_string(log_.threads[i].id),
                  std::to_string(thread.records), std::to_string(thread.scopes),
                  DurationText(thread.inScopes), std::to_string(thread.errors),
                  SecondsText(thread.begin), SecondsText(thread.end)});
@@ -87,12 +91,12 @@ class TextReport {
   void WriteClasses() {
     Table table({"class", ">records", ">scopes", ">total", ">self", ">constructed", ">destroyed",
                  ">errors"});
-    std::vector<std::pair<NameId, Activity>> classes(summary.classes.begin(),
-                                                     summary.classes.end());
+    std::vector<std::pair<NameId, Activity>> classes(summary_.classes.begin(),
+                                                     summary_.classes.end());
     for (const std::uint32_t i :
          Ranked(classes.size(), [&](std::uint32_t c) { return classes[c].second.records; })) {
       const auto& [name, activity] = classes[i];
-      table.Add({std::string(log.Name(name)), std::to_string(activity.records),
+      table.Add({std::string(log_.Name(name)), std::to_string(activity.records),
                  std::to_string(activity.scopes), DurationText(activity.total),
                  DurationText(activity.self), std::to_string(activity.constructions),
                  std::to_string(activity.destructions), std::to_string(activity.errors)});
@@ -103,11 +107,11 @@ class TextReport {
   void WriteOperations() {
     Table timed({"operation", ">scopes", ">total", ">self", ">median", ">90%", ">99%", ">longest",
                  ">errors"});
-    const auto& operations = summary.operations;
+    const auto& operations = summary_.operations;
     for (const std::uint32_t i : Ranked(operations.size(), [&](std::uint32_t operation) {
            return operations[operation].scopes == 0 ? 0 : operations[operation].self + 1;
          })) {
-      const Percentiles& percentiles = summary.percentiles[i];
+      const Percentiles& percentiles = summary_.percentiles[i];
       const auto measured = [&](Micros value) {
         return percentiles.count == 0 ? std::string("-") : DurationText(value);
       };
@@ -122,28 +126,28 @@ class TextReport {
     for (const std::uint32_t i : Ranked(operations.size(), [&](std::uint32_t operation) {
            return operations[operation].scopes == 0 ? operations[operation].records : 0;
          })) {
-      counted.Add({log.FullName(i), std::to_string(operations[i].records),
+      counted.Add({log_.FullName(i), std::to_string(operations[i].records),
                    std::to_string(operations[i].errors)});
     }
     Section("Operations without scopes", counted);
   }
 
   void AddTimed(Table& table, std::uint32_t operation, std::vector<std::string> durations) {
-    durations.insert(durations.begin(), {log.FullName(operation),
-                                         std::to_string(summary.operations[operation].scopes)});
-    durations.push_back(std::to_string(summary.operations[operation].errors));
+    durations.insert(durations.begin(), {log_.FullName(operation),
+                                         std::to_string(summary_.operations[operation].scopes)});
+    durations.push_back(std::to_string(summary_.operations[operation].errors));
     table.Add(std::move(durations));
   }
 
   void WriteErrorCounts() {
     Table errors({"error", "kind", ">count", ">first at"});
     Table dismissed({"dismissed by", ">count", ">first at"});
-    for (const auto& [key, error] : summary.errors) {
+    for (const auto& [key, error] : summary_.errors) {
       const auto& [code, text] = key;
-      const Record& first = log.records[error.firstRecord];
+      const Record& first = log_.records[error.firstRecord];
       if (code == kDismissedError) {
         dismissed.Add(
-            {log.FullName(first.operation), std::to_string(error.count), SecondsText(first.time)});
+            {log_.FullName(first.operation), std::to_string(error.count), SecondsText(first.time)});
       } else {
         errors.Add({text, std::string(EventName(code)), std::to_string(error.count),
                     SecondsText(first.time)});
@@ -155,7 +159,7 @@ class TextReport {
 
   void WriteStates() {
     Table table({"class", "object", "states"});
-    for (const StateHistory& history : summary.histories) {
+    for (const StateHistory& history : summary_.histories) {
       std::string states;
       for (std::size_t i = 0; i < history.spans.size(); ++i) {
         if (i == kShownStates) {
@@ -166,13 +170,13 @@ class TextReport {
         if (i > 0) {
           states += " -> ";
         }
-        states += std::string(log.Name(span.state)) + ' ' + DurationText(span.end - span.begin);
+        states += std::string(log_.Name(span.state)) + ' ' + DurationText(span.end - span.begin);
       }
       if (history.destroyed) {
         states += " -> destroyed";
       }
-      const std::string_view name = log.Name(history.objectName);
-      table.Add({std::string(log.Name(history.className)),
+      const std::string_view name = log_.Name(history.objectName);
+      table.Add({std::string(log_.Name(history.className)),
                  name == kUnknown ? AddressText(history.object) : std::string(name), states});
     }
     Section("States", table);
@@ -180,31 +184,31 @@ class TextReport {
 
   void WriteOpenScopes() {
     Table table({"never closed", "thread", "object", ">since", ">for"});
-    for (const std::uint32_t i : summary.neverClosed) {
-      const Scope& scope = scopes.all[i];
-      const Record& entry = log.records[scope.entry];
-      table.Add({log.FullName(entry.operation), log.ThreadLabel(entry.thread),
+    for (const std::uint32_t i : summary_.neverClosed) {
+      const Scope& scope = scopes_.all[i];
+      const Record& entry = log_.records[scope.entry];
+      table.Add({log_.FullName(entry.operation), log_.ThreadLabel(entry.thread),
                  AddressText(entry.object), SecondsText(entry.time),
                  DurationText(scope.Duration())});
     }
     Section("Scopes that never closed", table);
-    if (summary.neverOpened > 0) {
-      output.Write('\n' + CountText(summary.neverOpened, "scope") +
-                   " entered before the log's first record\n");
+    if (summary_.neverOpened > 0) {
+      output_.Write('\n' + CountText(summary_.neverOpened, "scope") +
+                    " entered before the log's first record\n");
     }
-    if (summary.strayExits > 0) {
-      output.Write('\n' + CountText(summary.strayExits, "scope exit") +
-                   " without an entry inside another scope\n");
+    if (summary_.strayExits > 0) {
+      output_.Write('\n' + CountText(summary_.strayExits, "scope exit") +
+                    " without an entry inside another scope\n");
     }
   }
 
   static constexpr std::size_t kShownStates = 8;
 
-  const Log& log;
-  const Scopes& scopes;
-  Summary summary;
-  std::size_t most;
-  Output& output;
+  const Log& log_;
+  const Scopes& scopes_;
+  Summary summary_;
+  std::size_t rows_;
+  Output& output_;
 };
 
 }  // namespace
@@ -220,4 +224,4 @@ void WriteSummary(const Log& log, const SummaryOptions& options, Output& output)
   }
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 /// Characters, not bytes: continuation bytes take no room.
@@ -65,18 +65,18 @@ std::string CountText(std::uint64_t count, std::string_view noun) {
 
 Table::Table(const std::vector<std::string_view>& titles) {
   for (const std::string_view title : titles) {
-    alignsRight.push_back(title.starts_with('>'));
-    headings.emplace_back(title.substr(alignsRight.back() ? 1 : 0));
+    alignsRight_.push_back(title.starts_with('>'));
+    headings_.emplace_back(title.substr(alignsRight_.back() ? 1 : 0));
   }
 }
 
 void Table::Print(Output& output, std::size_t most) const {
-  const std::size_t shown = std::min(most, rows.size());
+  const std::size_t shown = std::min(most, rows_.size());
   std::vector<std::size_t> widths;
-  for (std::size_t column = 0; column < headings.size(); ++column) {
-    std::size_t width = Width(headings[column]);
+  for (std::size_t column = 0; column < headings_.size(); ++column) {
+    std::size_t width = Width(headings_[column]);
     for (std::size_t row = 0; row < shown; ++row) {
-      width = std::max(width, Width(rows[row][column]));
+      width = std::max(width, Width(rows_[row][column]));
     }
     widths.push_back(width);
   }
@@ -85,18 +85,18 @@ void Table::Print(Output& output, std::size_t most) const {
     for (std::size_t column = 0; column < cells.size(); ++column) {
       const std::string blanks(widths[column] - Width(cells[column]), ' ');
       line += "  ";
-      line += alignsRight[column] ? blanks + cells[column] : cells[column] + blanks;
+      line += alignsRight_[column] ? blanks + cells[column] : cells[column] + blanks;
     }
     line.erase(line.find_last_not_of(' ') + 1);
     output.Write(line + '\n');
   };
-  print(headings);
+  print(headings_);
   for (std::size_t row = 0; row < shown; ++row) {
-    print(rows[row]);
+    print(rows_[row]);
   }
-  if (shown < rows.size()) {
-    output.Write("  ... and " + std::to_string(rows.size() - shown) + " more\n");
+  if (shown < rows_.size()) {
+    output.Write("  ... and " + std::to_string(rows_.size() - shown) + " more\n");
   }
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 class Output;
 
@@ -37,17 +37,17 @@ class Table {
   /// @param titles  one a column; one that begins with ">" has its column aligned right
   explicit Table(const std::vector<std::string_view>& titles);
 
-  void Add(std::vector<std::string> cells) { rows.push_back(std::move(cells)); }
+  void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
 
-  /// Prints at most `most` rows and, in a line of its own, how many there are besides.
+  /// Prints at most `most` rows and, in a line of its own, how many more there are.
   void Print(Output& output, std::size_t most) const;
 
-  [[nodiscard]] bool IsEmpty() const noexcept { return rows.empty(); }
+  [[nodiscard]] bool IsEmpty() const noexcept { return rows_.empty(); }
 
  private:
-  std::vector<bool> alignsRight;
-  std::vector<std::string> headings;
-  std::vector<std::vector<std::string>> rows;
+  std::vector<bool> alignsRight_;
+  std::vector<std::string> headings_;
+  std::vector<std::vector<std::string>> rows_;
 };
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
-#include "EventCode.h"
+#include "Events.h"
 #include "Files.h"
 #include "Histories.h"
 #include "JsonWriter.h"
@@ -11,7 +11,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 std::string EscapeHtml(std::string_view text) {
@@ -32,125 +32,140 @@ std::string EscapeHtml(std::string_view text) {
 /// number. That is a tenth of the dump and needs no work before the first paint.
 class ViewData {
  public:
-  ViewData(const Log& source, Output& target)
-      : log(source), scopes(FindScopes(source)), json(target) {}
+  ViewData(const Log& log, Output& output) : log_(log), scopes_(FindScopes(log)), json_(output) {}
 
   void Write() {
-    json.BeginObject().Key("summary");
-    WriteSummaryJson(log, scopes, Summarise(log, scopes), json);
-    json.Key("threads").BeginArray();
-    const auto records = log.RecordsByThread();
-    for (std::uint32_t thread = 0; thread < log.threads.size(); ++thread) {
-      json.BeginObject().Member("label", log.ThreadLabel(thread)).Key("scopes");
-      WriteScopes(scopes.firstOfThread[thread], scopes.firstOfThread[thread + 1]);
-      json.Key("marks");
-      WriteMarks(records[thread], scopes.firstOfThread[thread]);
-      json.EndObject();
+    json_.BeginObject();
+    WriteEvents();
+    json_.Key("summary");
+    WriteSummaryJson(log_, scopes_, Summarise(log_, scopes_), json_);
+    json_.Key("threads").BeginArray();
+    const auto records = log_.RecordsByThread();
+    for (std::uint32_t thread = 0; thread < log_.threads.size(); ++thread) {
+      json_.BeginObject().Member("label", log_.ThreadLabel(thread)).Key("scopes");
+      WriteScopes(scopes_.firstOfThread[thread], scopes_.firstOfThread[thread + 1]);
+      json_.Key("marks");
+      WriteMarks(records[thread], scopes_.firstOfThread[thread]);
+      json_.EndObject();
     }
-    json.EndArray();
+    json_.EndArray();
     WriteObjects();
-    json.Key("subjects").BeginArray();
-    for (const NameId subject : subjects) {
-      json.String(log.Name(subject));
+    json_.Key("subjects").BeginArray();
+    for (const NameId subject : subjects_) {
+      json_.String(log_.Name(subject));
     }
-    json.EndArray();
+    json_.EndArray();
     WriteErrorPlaces();
-    json.EndObject();
+    json_.EndObject();
   }
 
  private:
   /// A column: what `read` gives for each number in the half-open range.
   template <typename Read>
   void Column(std::string_view name, std::uint32_t first, std::uint32_t last, Read read) {
-    json.Key(name).BeginArray();
+    json_.Key(name).BeginArray();
     for (std::uint32_t i = first; i < last; ++i) {
-      json.Number(read(i));
+      json_.Number(read(i));
     }
-    json.EndArray();
+    json_.EndArray();
+  }
+
+  /// The page knows the events from here only.
+  void WriteEvents() {
+    json_.Key("events").BeginArray();
+    for (const Event& event : kEvents) {
+      json_.BeginObject()
+          .Member("code", std::int32_t{event.code})
+          .Member("name", event.name)
+          .Member("level", Level(event.code))
+          .Member("subject", SubjectKey(event.code))
+          .EndObject();
+    }
+    json_.EndArray();
   }
 
   void WriteScopes(std::uint32_t first, std::uint32_t last) {
-    const auto teller = [&](std::uint32_t i) -> const Record& {
-      return log.records[scopes.all[i].Teller()];
+    const auto recordOf = [&](std::uint32_t i) -> const Record& {
+      return log_.records[scopes_.all[i].IdentifyingRecord()];
     };
     Micros before = 0;
-    json.BeginObject();
+    json_.BeginObject();
     Column("begin", first, last,
-           [&](std::uint32_t i) { return Difference(before, scopes.all[i].begin); });
-    Column("duration", first, last, [&](std::uint32_t i) { return scopes.all[i].Duration(); });
-    Column("depth", first, last, [&](std::uint32_t i) { return scopes.all[i].depth; });
-    Column("operation", first, last, [&](std::uint32_t i) { return teller(i).operation; });
-    Column("object", first, last, [&](std::uint32_t i) { return ObjectNumber(teller(i)); });
-    Column("value1", first, last, [&](std::uint32_t i) { return teller(i).value1; });
-    Column("value2", first, last, [&](std::uint32_t i) { return teller(i).value2; });
+           [&](std::uint32_t i) { return Difference(before, scopes_.all[i].begin); });
+    Column("duration", first, last, [&](std::uint32_t i) { return scopes_.all[i].Duration(); });
+    Column("depth", first, last, [&](std::uint32_t i) { return scopes_.all[i].depth; });
+    Column("operation", first, last, [&](std::uint32_t i) { return recordOf(i).operation; });
+    Column("object", first, last, [&](std::uint32_t i) { return ObjectNumber(recordOf(i)); });
+    Column("value1", first, last, [&](std::uint32_t i) { return recordOf(i).value1; });
+    Column("value2", first, last, [&](std::uint32_t i) { return recordOf(i).value2; });
     Column("cut", first, last, [&](std::uint32_t i) {
-      return (scopes.all[i].entry == kNone ? 1 : 0) + (scopes.all[i].exit == kNone ? 2 : 0);
+      return (scopes_.all[i].entry == kNone ? 1 : 0) + (scopes_.all[i].exit == kNone ? 2 : 0);
     });
-    json.EndObject();
+    json_.EndObject();
   }
 
-  /// What is no scope: everything that takes no time.
+  /// Everything but scopes: what takes no time.
   void WriteMarks(const std::vector<std::uint32_t>& records, std::uint32_t firstScope) {
     std::vector<const Record*> marks;
     std::vector<std::int64_t> around;  // the thread's scope in which a mark is, or -1
     for (const std::uint32_t record : records) {
-      const std::int32_t code = log.records[record].code;
+      const std::int32_t code = log_.records[record].code;
       if (code == kScopePush || code == kScopePop) {
         continue;
       }
       if (NamesAnError(code)) {
-        markOfRecord.emplace(record, marks.size());
+        markOfRecord_.emplace(record, marks.size());
       }
-      marks.push_back(&log.records[record]);
-      const std::uint32_t scope = scopes.around[record];
+      marks.push_back(&log_.records[record]);
+      const std::uint32_t scope = scopes_.around[record];
       around.push_back(scope == kNone ? -1 : std::int64_t{scope} - firstScope);
     }
     const auto count = static_cast<std::uint32_t>(marks.size());
     Micros before = 0;
-    json.BeginObject();
+    json_.BeginObject();
     Column("time", 0, count, [&](std::uint32_t i) { return Difference(before, marks[i]->time); });
     Column("code", 0, count, [&](std::uint32_t i) { return marks[i]->code; });
     Column("operation", 0, count, [&](std::uint32_t i) { return marks[i]->operation; });
     Column("object", 0, count, [&](std::uint32_t i) { return ObjectNumber(*marks[i]); });
     Column("subject", 0, count,
-           [&](std::uint32_t i) { return Number(subjectNumbers, subjects, marks[i]->subject); });
+           [&](std::uint32_t i) { return Number(subjectNumbers_, subjects_, marks[i]->subject); });
     Column("value1", 0, count, [&](std::uint32_t i) { return marks[i]->value1; });
     Column("value2", 0, count, [&](std::uint32_t i) { return marks[i]->value2; });
     Column("scope", 0, count, [&](std::uint32_t i) { return around[i]; });
-    json.EndObject();
+    json_.EndObject();
   }
 
   void WriteObjects() {
-    json.Key("objects").BeginArray();
-    for (const std::uint64_t object : objects) {
-      json.Address(object);
+    json_.Key("objects").BeginArray();
+    for (const std::uint64_t object : objects_) {
+      json_.Address(object);
     }
-    json.EndArray();
-    json.Key("objectNames").BeginObject();
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-      const std::string_view name = log.Name(objectNames[i]);
+    json_.EndArray();
+    json_.Key("objectNames").BeginObject();
+    for (std::size_t i = 0; i < objects_.size(); ++i) {
+      const std::string_view name = log_.Name(objectNames_[i]);
       if (name != kUnknown) {
-        json.Member(std::to_string(i), name);
+        json_.Member(std::to_string(i), name);
       }
     }
-    json.EndObject();
+    json_.EndObject();
   }
 
   /// Each error's thread, its mark there, and the mark of what it came after, or -1.
   void WriteErrorPlaces() {
-    json.Key("errors").BeginArray();
-    for (const ErrorEvent& error : FindErrors(log)) {
-      json.BeginArray()
-          .Number(log.records[error.record].thread)
-          .Number(markOfRecord.at(error.record));
+    json_.Key("errors").BeginArray();
+    for (const ErrorEvent& error : FindErrors(log_)) {
+      json_.BeginArray()
+          .Number(log_.records[error.record].thread)
+          .Number(markOfRecord_.at(error.record));
       if (error.cause == kNone) {
-        json.Number(-1);
+        json_.Number(-1);
       } else {
-        json.Number(markOfRecord.at(error.cause));
+        json_.Number(markOfRecord_.at(error.cause));
       }
-      json.EndArray();
+      json_.EndArray();
     }
-    json.EndArray();
+    json_.EndArray();
   }
 
   static Micros Difference(Micros& before, Micros now) {
@@ -160,9 +175,9 @@ class ViewData {
   }
 
   std::uint32_t ObjectNumber(const Record& record) {
-    const std::uint32_t number = Number(objectNumbers, objects, record.object);
-    if (number == objectNames.size()) {
-      objectNames.push_back(record.objectName);
+    const std::uint32_t number = Number(objectNumbers_, objects_, record.object);
+    if (number == objectNames_.size()) {
+      objectNames_.push_back(record.objectName);
     }
     return number;
   }
@@ -178,15 +193,15 @@ class ViewData {
     return found->second;
   }
 
-  const Log& log;
-  Scopes scopes;
-  JsonWriter json;
-  std::unordered_map<std::uint64_t, std::uint32_t> objectNumbers;
-  std::vector<std::uint64_t> objects;
-  std::vector<NameId> objectNames;
-  std::unordered_map<NameId, std::uint32_t> subjectNumbers;
-  std::vector<NameId> subjects;
-  std::unordered_map<std::uint32_t, std::size_t> markOfRecord;
+  const Log& log_;
+  Scopes scopes_;
+  JsonWriter json_;
+  std::unordered_map<std::uint64_t, std::uint32_t> objectNumbers_;
+  std::vector<std::uint64_t> objects_;
+  std::vector<NameId> objectNames_;
+  std::unordered_map<NameId, std::uint32_t> subjectNumbers_;
+  std::vector<NameId> subjects_;
+  std::unordered_map<std::uint32_t, std::size_t> markOfRecord_;
 };
 
 }  // namespace
@@ -208,4 +223,4 @@ void WriteView(const Log& log, std::string_view title, Output& output) {
   output.Write(page);
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -3,10 +3,10 @@
 
 #include <string_view>
 
-namespace veltalog {
+namespace Velta::Logging {
 
 /// The page that `view` writes, made of view/ by the build; "@TITLE@" and "@DATA@" stand where the
 /// log's own parts go.
 [[nodiscard]] std::string_view ViewPage() noexcept;
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

@@ -7,13 +7,13 @@
 #include <chrono>
 #include <iterator>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 constexpr std::array<std::string_view, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-/// Takes the next word off the text; days below ten may stand behind two spaces.
+/// Takes the next word off the text; days below ten may follow two spaces.
 std::string_view Word(std::string_view& text, std::string_view separators) {
   text.remove_prefix(std::min(text.find_first_not_of(separators), text.size()));
   const std::string_view word = text.substr(0, text.find_first_of(separators));
@@ -21,7 +21,7 @@ std::string_view Word(std::string_view& text, std::string_view separators) {
   return word;
 }
 
-/// -1 for what is no number, which no part of a date is.
+/// -1 if the word is no number; no part of a date is negative.
 int Number(std::string_view word) {
   int number = -1;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
@@ -85,4 +85,4 @@ std::string FormatWallClock(Micros time) {
   return text;
 }
 
-}  // namespace veltalog
+}  // namespace Velta::Logging

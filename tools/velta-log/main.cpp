@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Makes a dump of the event log worth having: see README.md.
+// Reads dumps of the event log: see README.md.
 #include "Commands.h"
 #include "Console.h"
 #include "Files.h"
@@ -14,31 +14,31 @@
 
 #include <CLI/CLI.hpp>
 
-namespace veltalog {
+namespace Velta::Logging {
 namespace {
 
 enum ExitCode { kFine = 0, kDamaged = 1, kFailed = 2 };
 
-/// The command line, and what came of it.
+/// The command line and its result.
 class Tool {
  public:
   Tool() {
-    app.require_subcommand(1);
-    app.footer(
+    app_.require_subcommand(1);
+    app_.footer(
         "FILE is a dump, or - for standard input.\n"
         "Exit code: 0 fine, 1 the input is damaged (the result holds what could be read),\n"
         "2 bad arguments, or a file that cannot be read or written.");
     CLI::App* const summary =
         Add("summary", "What happened, in numbers",
-            [this](const Log& log, Output& to) { WriteSummary(log, summaryOptions, to); });
-    summary->add_flag("--json", summaryOptions.json, "Print one JSON object; all rows");
-    summary->add_option("--rows", summaryOptions.rows, "Rows of each table; default 20");
-    Add("trace", "The trace event form that Perfetto and chrome://tracing read", WriteTrace);
+            [this](const Log& log, Output& to) { WriteSummary(log, summaryOptions_, to); });
+    summary->add_flag("--json", summaryOptions_.json, "Print one JSON object; all rows");
+    summary->add_option("--rows", summaryOptions_.rows, "Rows of each table; default 20");
+    Add("trace", "The trace event format that Perfetto and chrome://tracing read", WriteTrace);
     Add("view", "A page that shows the log in a browser",
         [this](const Log& log, Output& to) { WriteView(log, Title(), to); });
     Add("errors", "The errors, one by one, with the scopes around them",
-        [this](const Log& log, Output& to) { WriteErrors(log, errorsAsJson, to); })
-        ->add_flag("--json", errorsAsJson, "Print JSON, one object a line");
+        [this](const Log& log, Output& to) { WriteErrors(log, errorsAsJson_, to); })
+        ->add_flag("--json", errorsAsJson_, "Print JSON, one object a line");
     Add("jsonl", "Every record as JSON, one object a line", WriteJsonLines);
     AddDiff();
   }
@@ -46,26 +46,26 @@ class Tool {
   int Run(std::vector<std::string> arguments) {
     std::ranges::reverse(arguments);  // as the parser wants them
     try {
-      app.parse(arguments);
+      app_.parse(arguments);
     } catch (const CLI::Success& help) {
-      return app.exit(help);
+      return app_.exit(help);
     } catch (const CLI::ParseError& error) {
-      app.exit(error);
+      app_.exit(error);
       return kFailed;
     }
-    return damaged ? kDamaged : kFine;
+    return damaged_ ? kDamaged : kFine;
   }
 
  private:
   using Writer = std::function<void(const Log&, Output&)>;
 
   CLI::App* Add(const std::string& name, const std::string& text, Writer write) {
-    CLI::App* const command = app.add_subcommand(name, text);
-    command->add_option("FILE", input, "The dump; default: standard input");
+    CLI::App* const command = app_.add_subcommand(name, text);
+    command->add_option("FILE", input_, "The dump; default: standard input");
     AddOutput(command);
     command->callback([this, write = std::move(write)] {
-      const Log log = Read(input);
-      Output output(outputName);
+      const Log log = Read(input_);
+      Output output(outputName_);
       write(log, output);
       output.Close();
     });
@@ -73,21 +73,22 @@ class Tool {
   }
 
   void AddDiff() {
-    CLI::App* const command = app.add_subcommand("diff", "What one run does that another does not");
-    command->add_option("FIRST", input, "A dump")->required();
-    command->add_option("SECOND", secondInput, "A dump of another run")->required();
+    CLI::App* const command =
+        app_.add_subcommand("diff", "What one run does that another does not");
+    command->add_option("FIRST", input_, "A dump")->required();
+    command->add_option("SECOND", secondInput_, "A dump of another run")->required();
     AddOutput(command);
     command->callback([this] {
-      const Log first = Read(input);
-      const Log second = Read(secondInput);
-      Output output(outputName);
+      const Log first = Read(input_);
+      const Log second = Read(secondInput_);
+      Output output(outputName_);
       WriteDiff(first, second, output);
       output.Close();
     });
   }
 
   void AddOutput(CLI::App* command) {
-    command->add_option("-o,--output", outputName, "Write to this file");
+    command->add_option("-o,--output", outputName_, "Write to this file");
   }
 
   Log Read(const std::string& name) {
@@ -103,25 +104,25 @@ class Tool {
       std::fprintf(stderr, "velta-log: %s: and %llu more places\n", shown.c_str(),
                    static_cast<unsigned long long>(damage.count - damage.places.size()));
     }
-    damaged = damaged || damage.count > 0;
+    damaged_ = damaged_ || damage.count > 0;
     return log;
   }
 
   [[nodiscard]] std::string Title() const {
-    if (input == "-") {
+    if (input_ == "-") {
       return "event log";
     }
-    const std::size_t slash = input.find_last_of("/\\");
-    return slash == std::string::npos ? input : input.substr(slash + 1);
+    const std::size_t slash = input_.find_last_of("/\\");
+    return slash == std::string::npos ? input_ : input_.substr(slash + 1);
   }
 
-  CLI::App app{"Reads dumps of the event log.", "velta-log"};
-  std::string input = "-";
-  std::string secondInput;
-  std::string outputName = "-";
-  SummaryOptions summaryOptions;
-  bool errorsAsJson = false;
-  bool damaged = false;
+  CLI::App app_{"Reads dumps of the event log.", "velta-log"};
+  std::string input_ = "-";
+  std::string secondInput_;
+  std::string outputName_ = "-";
+  SummaryOptions summaryOptions_;
+  bool errorsAsJson_ = false;
+  bool damaged_ = false;
 };
 
 int Main(std::vector<std::string> arguments) {
@@ -135,7 +136,7 @@ int Main(std::vector<std::string> arguments) {
 }
 
 }  // namespace
-}  // namespace veltalog
+}  // namespace Velta::Logging
 
 #if defined(_WIN32)
 int wmain(int count, wchar_t** values) {
@@ -144,10 +145,10 @@ int wmain(int count, wchar_t** values) {
     const std::u8string text = std::filesystem::path(values[i]).u8string();
     arguments.emplace_back(text.begin(), text.end());
   }
-  return veltalog::Main(std::move(arguments));
+  return Velta::Logging::Main(std::move(arguments));
 }
 #else
 int main(int count, char** values) {
-  return veltalog::Main(std::vector<std::string>(values + 1, values + count));
+  return Velta::Logging::Main(std::vector<std::string>(values + 1, values + count));
 }
 #endif

@@ -23,10 +23,10 @@ namespace {
 const wchar_t StationClassName[] = L"Station";
 const wchar_t PartClassName[] = L"Part<int>";
 
-/// One thing that is made, worked on and gone.
+/// One thing that is made, measured and destroyed.
 class Part {
  public:
-  explicit Part(std::uint32_t partNumber) : number(partNumber) {
+  explicit Part(std::uint32_t number) : number_(number) {
     static MFlowPoint point(PartClassName, PartClassName);
     point.At(this).LogConstruction();
   }
@@ -39,9 +39,9 @@ class Part {
 
   void Measure() {
     static MFlowPoint point(PartClassName, L"Measure");
-    const MFlowScope scope = point.At(this).OpenScope(number, 0);
-    point.At(this).LogTimingPoint(number, Checksum());
-    if (number % 50 == 49) {
+    const MFlowScope scope = point.At(this).OpenScope(number_, 0);
+    point.At(this).LogTimingPoint(number_, Checksum());
+    if (number_ % 50 == 49) {
       point.At(this).Raise(L"TooLarge");
     }
   }
@@ -49,14 +49,14 @@ class Part {
  private:
   /// Something to do, for some parts more than for others: a log has durations to show.
   [[nodiscard]] std::uint32_t Checksum() const {
-    std::uint32_t sum = number;
-    for (std::uint32_t i = 0; i < number % 40 * 1000; ++i) {
+    std::uint32_t sum = number_;
+    for (std::uint32_t i = 0; i < number_ % 40 * 1000; ++i) {
       sum = sum * 1664525 + 1013904223;
     }
     return sum;
   }
 
-  std::uint32_t number;
+  std::uint32_t number_;
 };
 
 /// A place of work, used by one thread.

@@ -1,15 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The log out of the columns that the program has written.
-
-const errorCodes = new Map([[-105, "Root error"], [-104, "Cascade error"], [-103, "Dismissed error"],
-  [-102, "Return error"], [-101, "Warning"]]);
-const eventNames = new Map([...errorCodes, [0, "Timing point"], [-1, "Timing point"],
-  [-14, "Construction"], [-13, "Destruction"], [-25, "State change"], [-21, "Message sent"],
-  [-20, "Message received"], [-22, "Update"], [-23, "Notification"], [-201, "Log module removed"],
-  [-202, "Log module added"]]);
-
-const isError = (code) => errorCodes.has(code);
-const isGrave = (code) => code === -105 || code === -104 || code === -102;
+// The log, built from the columns that the program has written.
 
 function sums(differences) {
   const values = new Float64Array(differences.length);
@@ -19,7 +9,7 @@ function sums(differences) {
 }
 
 class Thread {
-  constructor(data, index) {
+  constructor(data, index, log) {
     this.index = index;
     this.label = data.label;
     this.scopes = { ...data.scopes, begin: sums(data.scopes.begin) };
@@ -29,12 +19,12 @@ class Thread {
     this.scopes.depth.forEach((depth, i) => (this.rows[depth] ??= []).push(i));
     this.errors = [];
     this.causes = new Map();  // of a dismissed error, the one before it
-    this.marks.code.forEach((code, i) => { if (isError(code)) this.errors.push(i); });
+    this.marks.code.forEach((code, i) => { if (log.isError(code)) this.errors.push(i); });
   }
 
   end(scope) { return this.scopes.begin[scope] + this.scopes.duration[scope]; }
 
-  // The scope's time without the scopes right inside.
+  // The scope's time without its direct inner scopes.
   self(scope) {
     const { depth, duration } = this.scopes;
     let self = duration[scope];
@@ -57,12 +47,13 @@ class Thread {
 class Log {
   constructor(data) {
     Object.assign(this, data);
+    this.eventOf = new Map(data.events.map((event) => [event.code, event]));
     this.begin = data.summary.beginUs;
     this.end = Math.max(data.summary.endUs, this.begin + 1);
     const hues = classHues(data.summary.classes);
     this.operations = data.summary.operations.map((entry) => ({
       ...entry, name: `${entry.class}.${entry.operation}`, hue: hues.get(entry.class) }));
-    this.threads = data.threads.map((thread, index) => new Thread(thread, index));
+    this.threads = data.threads.map((thread, index) => new Thread(thread, index, this));
     this.errors = data.errors.map(([thread, mark, cause]) => ({ thread, mark, cause }));
     for (const { thread, mark, cause } of this.errors) {
       if (cause >= 0) this.threads[thread].causes.set(mark, cause);
@@ -74,12 +65,23 @@ class Log {
     return name === undefined ? this.objects[object] : `${name} (${this.objects[object]})`;
   }
 
-  // What a mark is called: an error by its code, anything else by its operation.
+  eventName(code) { return this.eventOf.get(code)?.name.replaceAll("_", " ") ?? `event ${code}`; }
+  level(code) { return this.eventOf.get(code)?.level; }
+  isError(code) { return this.level(code) === "error" || this.level(code) === "warning"; }
+
+  // Whether something failed and was not dismissed.
+  isFailure(code) { return this.level(code) === "error"; }
+
+  // What a mark is called: its operation, and the error, state or message if it names one.
   markName(marks, i) {
     const name = this.operations[marks.operation[i]].name;
     const subject = this.subjects[marks.subject[i]];
-    if (isError(marks.code[i])) return marks.code[i] === -103 ? name : `${name}:${subject}`;
-    return subject ? `${name} to ${subject}` : name;
+    switch (this.eventOf.get(marks.code[i])?.subject) {
+      case "error": return `${name}:${subject}`;
+      case "state": return `${name} to ${subject}`;
+      case "message": return `${name} ${subject}`;
+      default: return name;
+    }
   }
 }
 

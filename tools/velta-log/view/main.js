@@ -63,10 +63,10 @@ function describe({ thread, scope, mark }) {
     const code = marks.code[mark];
     const cause = thread.causes.get(mark);
     return [log.markName(marks, mark), [
-      ["event", eventNames.get(code) ?? `event ${code}`],
+      ["event", log.eventName(code)],
       ["at", `${(marks.time[mark] / 1e6).toFixed(6)} s`],
       ["thread", thread.label], ["object", log.objectText(marks.object[mark])],
-      isError(code) ? ["line", String(marks.value2[mark])]
+      log.isError(code) ? ["line", String(marks.value2[mark])]
         : ["values", `${marks.value1[mark]}, ${marks.value2[mark]}`],
       ...(cause === undefined ? [] : [["after", log.markName(marks, cause)]]),
       ...inside(thread, marks.scope[mark]),
@@ -182,12 +182,12 @@ function goToMatch(direction) {
 
 const selectionBody = element("div");
 const errors = errorTable(log, (row) => goToError(log.errors.indexOf(row)));
-const graveErrors = log.summary.errors.reduce(
-  (sum, { event, count }) => sum + (/^(Root|Cascade|Return)_/.test(event) ? count : 0), 0);
+const hasFailures = log.errors.some(
+  ({ thread, mark }) => log.isFailure(log.threads[thread].marks.code[mark]));
 const openScopes = log.summary.neverClosed.length;
 const tabs = [
   { id: "selection", title: "Selection", make: () => selectionBody },
-  { id: "errors", title: "Errors", count: log.errors.length, bad: graveErrors > 0,
+  { id: "errors", title: "Errors", count: log.errors.length, bad: hasFailures,
     make: () => errors.element },
   { id: "operations", title: "Operations", count: log.operations.length,
     make: () => operationTable(log, (row) => {
@@ -352,7 +352,7 @@ function followKeys() {
   for (const [id, act] of Object.entries(buttons)) byId(id).addEventListener("click", act);
 }
 
-// "#zoom=1000,2500&find=Start&error=1&tab=operations": a place to point somebody at. Microseconds;
+// "#zoom=1000,2500&find=Start&error=1&tab=operations": a place to link to. Microseconds;
 // errors count from 1.
 function followAddress() {
   const wanted = new URLSearchParams(location.hash.slice(1));

@@ -19,7 +19,7 @@ class Overview {
       for (const time of scopes.begin) ++bins[bin(time)];
       marks.time.forEach((time, i) => {
         ++bins[bin(time)];
-        if (isGrave(marks.code[i])) errors[bin(time)] = 1;
+        if (this.log.isFailure(marks.code[i])) errors[bin(time)] = 1;
       });
     }
     // By the square root: one busy moment must not flatten the rest.

@@ -79,12 +79,11 @@ class SortedTable {
 function errorTable(log, activate) {
   const marks = (row) => log.threads[row.thread].marks;
   const code = (row) => marks(row).code[row.mark];
-  const rank = (row) => (isGrave(code(row)) ? "error" : "warning");
   return new SortedTable([
     { title: "time", number: (row) => marks(row).time[row.mark],
       text: (row) => (marks(row).time[row.mark] / 1e6).toFixed(6) },
-    { title: "kind", text: (row) => eventNames.get(code(row)),
-      node: (row) => element("span", { class: rank(row) }, eventNames.get(code(row))) },
+    { title: "kind", text: (row) => log.eventName(code(row)),
+      node: (row) => element("span", { class: log.level(code(row)) }, log.eventName(code(row))) },
     { title: "error", text: (row) => log.markName(marks(row), row.mark) },
     { title: "line", number: (row) => marks(row).value2[row.mark],
       text: (row) => marks(row).value2[row.mark] },

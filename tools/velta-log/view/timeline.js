@@ -232,7 +232,7 @@ class Timeline {
     }
   }
 
-  drawErrors({ marks, errors }, bottom, grave) {
+  drawErrors({ marks, errors }, bottom, failures) {
     const { context, colours } = this;
     let lastPixel = -1;
     const first = lowerBound(errors.length, (n) => marks.time[errors[n]], this.begin);
@@ -240,11 +240,11 @@ class Timeline {
       const i = errors[n];
       if (marks.time[i] > this.end) break;
       const pixel = Math.round(this.x(marks.time[i]));
-      if (pixel === lastPixel || isGrave(marks.code[i]) !== grave) continue;
+      if (pixel === lastPixel || this.log.isFailure(marks.code[i]) !== failures) continue;
       const isMatch = this.isMarkMatch(marks, i);
       if (isMatch) lastPixel = pixel;
       context.globalAlpha = isMatch ? 1 : 0.3;
-      this.drawTriangle(pixel, bottom, grave ? colours.error : colours.warning);
+      this.drawTriangle(pixel, bottom, failures ? colours.error : colours.warning);
     }
   }
 
