@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Runs velta-log on dumps that the library wrote and on what damage makes of them.
 
-VELTA_LOG_COMMAND and VELTA_LOG_FILL hold the programs, behind an emulator's and a "|" where there
-is one. VELTA_LOG_MEASURE is set where the cost of a full log is to be judged.
+VELTA_LOG_COMMAND and VELTA_LOG_FILL hold the programs; an emulator and a "|" may stand before
+each. VELTA_LOG_MEASURE is set where the cost of a full log is to be judged.
 """
 
 import collections

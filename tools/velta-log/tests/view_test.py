@@ -60,7 +60,11 @@ class ViewTest(unittest.TestCase):
         cls.make("moment", b"".join(
             record(0, f"Scope_push in_class C at {name}", -7) + failure +
             record(0, f"Scope_pop in_class C at {name}", -8) for name, failure in
-            (("Fails", record(0, "Root_error Late in_class C at Fails", -105)), ("Innocent", b""))))
+            (("Fails", record(0, "Root_error Late in_class C at Fails", -105)), ("Innocent", b""))) +
+            record(0, "Dismissed_error (unknown) in_class C at Drops", -103) +
+            record(0, "Message_send Refresh in_class C at Sends", -21) +
+            record(0, "State_change to Open in_class C at Turns", -25) +
+            record(0, "unknown event in_class C at Odd", 42))
         cls.make("hostile", b"".join(
             record(10**10, f"Construction in_class C at O{i}", -14, "x" * (20000 if i == 0 else 1))
             for i in range(140000)))
@@ -74,7 +78,7 @@ class ViewTest(unittest.TestCase):
         write_page(dump, cls.folder / f"{name}.html")
 
     def open(self, page="small", address=""):
-        self.browser.get("about:blank")  # else only the part behind "#" would change
+        self.browser.get("about:blank")  # else only the part after "#" would change
         self.browser.get((self.folder / f"{page}.html").as_uri() + address)
         self.canvas = self.find("timeline")
 
@@ -181,6 +185,15 @@ class ViewTest(unittest.TestCase):
         current = self.browser.find_elements(By.CSS_SELECTOR, "tr[aria-current=true]")
         self.assertEqual(len(current), 1)
         self.assertTrue(current[0].is_displayed())
+
+    def test_events_are_called_by_what_they_are_about(self):
+        self.open("moment")
+        names = self.browser.execute_script(
+            "const { marks } = log.threads[0];"
+            "return marks.code.map((_, mark) => [describe({ thread: log.threads[0], mark })[1][0][1], log.markName(marks, mark)])")
+        self.assertEqual(names, [["Root error", "C.Fails:Late"], ["Dismissed error", "C.Drops"],
+                                 ["Message send", "C.Sends Refresh"], ["State change", "C.Turns to Open"],
+                                 ["event 42", "C.Odd"]])
 
     def test_a_hostile_dump_is_shown(self):
         self.open("hostile", "#zoom=10000000000000000,10000000000000002&tab=operations")
