@@ -6,8 +6,7 @@
 #include <random>
 #include <string>
 
-using Velta::Xml::DocumentAccess;
-using Velta::Xml::ElementIndex;
+using namespace Velta::Xml;
 
 TEST(ElementIndex, GrownInAnyStepsItKeepsItsRecords) {
   for (std::uint32_t seed = 0; seed < 8; ++seed) {
@@ -18,16 +17,16 @@ TEST(ElementIndex, GrownInAnyStepsItKeepsItsRecords) {
       // Not all that there is room for is taken: the last pages may be empty when more is wanted.
       const std::size_t taken = random() % (index.Room() + 1);
       for (std::size_t i = 0; i < taken; ++i) {
-        const std::int32_t record = index.Append();
-        index.At(record).start = record;
+        const ElementId element = index.Append();
+        index.At(element).length = Length{ToInt(element)};
       }
       const std::size_t wanted = random() % 2 != 0 ? random() % 100000 : 1;
       const std::size_t room = index.Room();
       index.Extend(wanted);
       ASSERT_GE(index.Room(), room + wanted);
     }
-    for (std::int32_t record = 1; record < index.NextFree(); ++record) {
-      ASSERT_EQ(index.At(record).start, record);
+    for (std::int32_t number = 1; number < index.NextFree(); ++number) {
+      ASSERT_EQ(index.At(ElementId{number}).length, Length{number});
     }
   }
 }

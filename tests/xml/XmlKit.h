@@ -16,28 +16,30 @@
 /// The records of a document's elements in the order of the text, links as numbers in that order:
 /// so that indexes compare whatever numbers their records have.
 inline std::vector<std::vector<std::int64_t>> RecordsInOrder(const MXmlDocument& document) {
-  const Velta::Xml::ElementIndex& index = Velta::Xml::DocumentAccess::StateOf(document).index;
-  std::vector<std::int32_t> order{0};
-  std::map<std::int32_t, std::int64_t> place{{0, 0}};
-  for (std::int32_t element = index.At(0).firstChild; element != 0;
+  using namespace Velta::Xml;
+  const ElementIndex& index = DocumentAccess::StateOf(document).index;
+  std::vector<ElementId> order{ElementId::kDocument};
+  std::map<ElementId, std::int64_t> place{{ElementId::kDocument, 0}};
+  for (ElementId element = index.At(ElementId::kDocument).firstChild; element != ElementId::kNone;
        element = index.Following(element)) {
     place[element] = static_cast<std::int64_t>(order.size());
     order.push_back(element);
   }
   std::vector<std::vector<std::int64_t>> records;
-  for (const std::int32_t element : order) {
-    const Velta::Xml::ElementRecord& record = index.At(element);
-    const Velta::Xml::TagLengths tags = index.GetTagLengths(element);
-    const auto placeOf = [&](std::int32_t link) { return place.count(link) ? place[link] : -1; };
-    records.push_back({record.start, element == 0 ? record.length : index.LengthOf(element),
-                       tags.start, tags.end, record.flags, placeOf(record.parent),
-                       placeOf(record.firstChild), placeOf(record.nextSibling),
-                       placeOf(record.previousSibling), placeOf(record.lastChild)});
+  for (const ElementId element : order) {
+    const ElementRecord& record = index.At(element);
+    const TagLengths tags = index.GetTagLengths(element);
+    const Length length = element == ElementId::kDocument ? record.length : index.LengthOf(element);
+    const auto placeOf = [&](ElementId link) { return place.count(link) ? place[link] : -1; };
+    records.push_back({ToInt(record.start), ToInt(length), ToInt(tags.start), ToInt(tags.end),
+                       record.flags, placeOf(record.parent), placeOf(record.firstChild),
+                       placeOf(record.nextSibling), placeOf(record.previousSibling),
+                       placeOf(record.lastChild)});
   }
   return records;
 }
 
-/// Whether a document's index is what reading its text anew gives.
+/// Whether a document's index is what parsing its text again gives.
 inline testing::AssertionResult IndexIsThatOfItsText(const MXmlDocument& document) {
   MXmlDocument fresh;
   fresh.SetFlags(document.GetFlags());

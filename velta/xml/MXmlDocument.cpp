@@ -19,46 +19,48 @@ const ClassNameRegistration registration(ClassName);
 
 }  // namespace
 
-MXmlDocument::MXmlDocument() : state(std::make_unique<DocumentState>()) {}
+MXmlDocument::MXmlDocument() : state_(std::make_unique<DocumentState>()) {}
 
 MXmlDocument::~MXmlDocument() = default;
 
 bool MXmlDocument::SetText(MString text) noexcept {
-  state->text = std::move(text);
-  state->saved.Clear();
-  state->position = {};
-  state->errors.BeginParse();
-  state->ranOutOfMemory = false;
-  if (state->text.size() > Velta::Xml::kMaxTextLength) {
-    state->BecomeEmpty();
-    state->errors.ReplaceBy(L"Document too long");
+  state_->text = std::move(text);
+  state_->saved.Clear();
+  state_->position = {};
+  state_->errors.BeginParse();
+  state_->ranOutOfMemory = false;
+  if (state_->text.size() > Velta::Xml::kMaxTextLength) {
+    state_->BecomeEmpty();
+    state_->errors.ReplaceBy(L"Document too long");
     return false;
   }
   try {
-    state->Parse();
+    state_->Parse();
   } catch (const std::exception&) {
-    state->BecomeEmpty();
-    state->errors.ReplaceBy(L"Out of memory");
-    state->ranOutOfMemory = true;
+    state_->BecomeEmpty();
+    state_->errors.ReplaceBy(L"Out of memory");
+    state_->ranOutOfMemory = true;
   }
   return IsWellFormed();
 }
 
-const MString& MXmlDocument::GetText() const noexcept { return state->text; }
+const MString& MXmlDocument::GetText() const noexcept { return state_->text; }
 
-bool MXmlDocument::IsWellFormed() const noexcept { return Velta::Xml::IsWellFormed(state->index); }
+bool MXmlDocument::IsWellFormed() const noexcept { return Velta::Xml::IsWellFormed(state_->index); }
 
-bool MXmlDocument::HasRunOutOfMemory() const noexcept { return state->ranOutOfMemory; }
+bool MXmlDocument::HasRunOutOfMemory() const noexcept { return state_->ranOutOfMemory; }
 
-const MString& MXmlDocument::GetErrorText() const noexcept { return state->errors.Text(); }
+const MString& MXmlDocument::GetErrorText() const noexcept { return state_->errors.Text(); }
 
-void MXmlDocument::ClearErrorText() noexcept { state->errors.Clear(); }
+void MXmlDocument::ClearErrorText() noexcept { state_->errors.Clear(); }
 
-std::int32_t MXmlDocument::GetErrorOffset() const noexcept { return state->errors.FirstOffset(); }
+std::int32_t MXmlDocument::GetErrorOffset() const noexcept {
+  return ToInt(state_->errors.FirstOffset());
+}
 
 void MXmlDocument::GetLineAndColumn(std::int32_t offset, std::int32_t* line,
                                     std::int32_t* column) const noexcept {
-  const MString& text = state->text;
+  const MString& text = state_->text;
   const std::size_t end = (std::min)(static_cast<std::size_t>((std::max)(offset, 0)), text.size());
   *line = 1;
   std::size_t lineBegin = 0;
@@ -73,9 +75,9 @@ void MXmlDocument::GetLineAndColumn(std::int32_t offset, std::int32_t* line,
   *column = static_cast<std::int32_t>(end - lineBegin) + 1;
 }
 
-void MXmlDocument::SetFlags(std::uint32_t newFlags) noexcept { state->flags = newFlags; }
+void MXmlDocument::SetFlags(std::uint32_t flags) noexcept { state_->flags = flags; }
 
-std::uint32_t MXmlDocument::GetFlags() const noexcept { return state->flags; }
+std::uint32_t MXmlDocument::GetFlags() const noexcept { return state_->flags; }
 
 MString MXmlDocument::Escape(std::wstring_view text, std::uint32_t flags) {
   MString escaped;

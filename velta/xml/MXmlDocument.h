@@ -15,7 +15,7 @@ class DocumentAccess;
 struct DocumentState;
 }  // namespace Velta::Xml
 
-/// A small XML document in memory: one text, and beside it an index of where its elements are.
+/// A small XML document in memory: one text, and an index of where its elements are.
 ///
 /// Load a text, walk its elements, edit it, take the text. What an edit does not touch stays as it
 /// was written, character for character.
@@ -32,34 +32,35 @@ struct DocumentState;
 /// text = document.GetText();
 /// ```
 ///
-/// **Position.** A document has a current level, the children of one element or, at the top, the
-/// nodes outside every element. On it stands the current node, an element or another node, or none:
-/// the position is then before the first node. An element may have a current child. A search that
-/// finds nothing leaves the position alone.
+/// **Position.** A document has a current level: the children of one element or, at the top, the
+/// nodes outside every element. One node of the level is current, an element or another node, or
+/// none: the position is then before the first node. A current element may have a current child. A
+/// search that finds nothing does not move the position.
 ///
 /// **What is checked.** Tags must match and tokens be complete; there must be exactly one root
-/// element. Attributes are not looked at before they are asked for, entities are not declared, text
-/// outside the root is passed over. Names are compared exactly unless `kIgnoreCase` is set.
+/// element. Attributes are not checked before they are read, declarations of entities have no
+/// effect, text outside the root is passed over. Names are compared exactly unless `kIgnoreCase` is
+/// set.
 ///
 /// **Units.** Offsets and lengths count characters of the text (`wchar_t`), from 0. A text has at
 /// most 2^31 - 1 of them.
 ///
-/// **Costs.** Reading the text takes time in proportion to its length, whatever its depth, width or
+/// **Costs.** Parsing takes time in proportion to the text's length, whatever its depth, width or
 /// the size of a tag; the index takes 36 bytes an element and some room to grow. A step between
-/// elements is a look-up. An edit moves the text and the elements behind it: at the end of a
-/// document it costs the same in a small and a large one, and deep inside it also moves the end
-/// tags around it. One that is neither in the element that the edit before was in, nor in its
-/// parent or a child, touches the ancestors of both places too. An edit of an ill-formed document
-/// parses all of it again, into a second index, and so does adding a start tag alone.
+/// elements is a look-up. An edit moves the text and the elements after it: at the end of a
+/// document it costs the same in a small and a large one, deep inside it also moves the end tags
+/// around it. It updates the ancestors of its place too, and of the last edit's place, unless that
+/// was in the same element, its parent or a child. An edit of an ill-formed document parses all of
+/// it again, into a second index, and so does adding a start tag alone.
 ///
-/// Looking for an attribute reads the tag from its beginning, and so does setting one: some 20 ns
-/// for each attribute on the way. Setting n attributes of one element one after another takes time
-/// in proportion to the square of n: of 1,000 about 10 ms.
+/// Looking for an attribute, and setting one, reads the tag from its beginning: some 20 ns for each
+/// attribute on the way. Setting n attributes of one element one after another takes time in
+/// proportion to the square of n: 1,000 take about 10 ms.
 ///
 /// Threads: one at a time; nothing is shared between documents.
-/// Ownership: all text is copied in; views that are handed out are valid until the next change.
+/// Ownership: all text is copied in; views that are returned are valid until the next change.
 /// Errors: bad content never throws. `std::bad_alloc` leaves the document as it was. A null view is
-/// an empty text. Pointers must not be null where it is not said that they may.
+/// an empty text. A pointer must not be null unless its description allows it.
 class MXmlDocument {
  public:
   /// Document flag: names that differ only in the case of the letters A to Z are the same.
@@ -67,14 +68,14 @@ class MXmlDocument {
 
   /// `AddElement`: writes the data as a CDATA section instead of escaping it.
   static constexpr std::uint32_t kAddCData = 0x01;
-  /// `AddElement`: writes no end tag. The document is ill formed until one is there.
+  /// `AddElement`: writes no end tag. The document is ill formed until it has one.
   static constexpr std::uint32_t kAddStartTagOnly = 0x02;
   /// `AddElement`: writes an element without data with a space, as in "<a />".
   static constexpr std::uint32_t kAddSpaceBeforeSlash = 0x04;
   /// `AddElement`: adds a child of the current element instead of its next sibling.
   static constexpr std::uint32_t kAddAsChild = 0x4000;
 
-  /// `Escape`: leaves references that are already there alone.
+  /// `Escape`: keeps the references in the text.
   static constexpr std::uint32_t kEscapeKeepReferences = 0x08;
   /// `Escape`: escapes both quotes too.
   static constexpr std::uint32_t kEscapeQuotes = 0x100;
@@ -87,37 +88,35 @@ class MXmlDocument {
 
   // --- The text ---
 
-  /// Replaces the text and reads it. The position is the top; saved positions are dropped.
+  /// Replaces the text and parses it. The position is the top; saved positions are dropped.
   ///
   /// @return whether the document is well formed; if not, `GetErrorText` says why. An ill-formed
-  ///         document can be walked as far as it was understood.
+  ///         document can be walked as far as it was parsed.
   ///
-  /// Errors: none thrown, but where the text is copied for the call. When memory runs out the
-  /// document is empty, the errors end with "Out of memory", and `HasRunOutOfMemory` says so; a
-  /// text that is too long leaves it empty with "Document too long".
+  /// Errors: none thrown, except by copying the text for the call. When memory runs out the
+  /// document is empty, the errors end with "Out of memory", and `HasRunOutOfMemory` returns true.
+  /// When the text is too long the document is empty, and the errors end with "Document too long".
   [[nodiscard]] VELTA_API bool SetText(MString text) noexcept;
 
   /// The whole text, valid until the next change.
   [[nodiscard]] VELTA_API const MString& GetText() const noexcept;
 
-  /// Whether no fault was found and there is exactly one root element, in the document as it is
-  /// now.
+  /// Whether the document, as it is now, has no fault and exactly one root element.
   [[nodiscard]] VELTA_API bool IsWellFormed() const noexcept;
 
-  /// Whether the last `SetText` ended for want of memory: whether its text is well formed is
-  /// unknown.
+  /// Whether memory ran out in the last `SetText`: its text may be well formed.
   [[nodiscard]] VELTA_API bool HasRunOutOfMemory() const noexcept;
 
-  /// The faults found by `SetText`, in the order in which they were met, joined with ", ".
+  /// The faults that `SetText` has found, in the order of finding, joined with ", ".
   ///
-  /// A later `SetText` adds its own behind them: empty it with `ClearErrorText` first when a
-  /// document is used again. The text is bounded: past 16,384 characters it ends in " ... (cut)".
-  /// An edit that parses the document again (see the costs) replaces what the last parse has found;
-  /// any other changes nothing here.
+  /// Each `SetText` appends its faults to the earlier ones: call `ClearErrorText` before a document
+  /// is used again. The text is bounded: past 16,384 characters it ends in " ... (cut)". An edit
+  /// that parses the document again (see the costs) replaces the faults of the last parse; any
+  /// other edit leaves them.
   [[nodiscard]] VELTA_API const MString& GetErrorText() const noexcept;
   VELTA_API void ClearErrorText() noexcept;
 
-  /// The offset of the first fault that the last reading found at a place in the text, or -1.
+  /// The offset of the first fault in the last parse that has a place in the text, or -1.
   [[nodiscard]] VELTA_API std::int32_t GetErrorOffset() const noexcept;
 
   /// Line and column of an offset, both from 1.
@@ -128,11 +127,12 @@ class MXmlDocument {
   VELTA_API void GetLineAndColumn(std::int32_t offset, std::int32_t* line,
                                   std::int32_t* column) const noexcept;
 
-  /// The document's flags: `kIgnoreCase` or 0. They hold for what is read and compared from now on.
-  VELTA_API void SetFlags(std::uint32_t newFlags) noexcept;
+  /// The document's flags: `kIgnoreCase` or 0. They apply to what is parsed and compared from now
+  /// on.
+  VELTA_API void SetFlags(std::uint32_t flags) noexcept;
   [[nodiscard]] VELTA_API std::uint32_t GetFlags() const noexcept;
 
-  // --- Moving about ---
+  // --- Moving ---
 
   /// Goes to the top of the document, before its first node.
   VELTA_API void ResetPosition() noexcept;
@@ -147,11 +147,11 @@ class MXmlDocument {
 
   /// Moves to the next node on the current level that is of one of the given types.
   ///
-  /// @param types  one or more types; elements are among them only when named
+  /// @param types  one or more types; elements are found only when `kElement` is one of them
   /// @return the type of the node found; `kNone`, without moving, when there is none
   [[nodiscard]] VELTA_API MXmlNodeType FindNode(MXmlNodeType types) noexcept;
 
-  /// Moves the current element's child on to the next one, of that name if one is given.
+  /// Moves from the current child to the next child of the current element, of that name if given.
   ///
   /// @return false, without moving, when there is none or there is no current element
   [[nodiscard]] VELTA_API bool FindChildElement() noexcept;
@@ -163,18 +163,17 @@ class MXmlDocument {
   /// @return false when there is no current element
   [[nodiscard]] VELTA_API bool IntoElement() noexcept;
 
-  /// Goes back to the level around; the element just left is current.
+  /// Returns to the level around; the element that is left becomes current.
   ///
   /// @return false at the top of the document
   [[nodiscard]] VELTA_API bool OutOfElement() noexcept;
 
   /// Remembers the current child, else the current element, else the current level, under a name.
   ///
-  /// A position saved under the same name before is replaced. It goes on naming its element through
-  /// all edits, and is dropped together with it. A current node that is no element is not saved: it
-  /// counts as the level.
+  /// It replaces a position that was saved under the same name. It keeps naming its element through
+  /// all edits, and is dropped together with it. With another node current, the level is saved.
   ///
-  /// Errors: `std::bad_alloc`; a position saved under the name before stays.
+  /// Errors: `std::bad_alloc`; a position saved earlier under the name stays.
   VELTA_API void SavePosition(std::wstring_view name = {});
 
   /// Returns to a saved position: the same child, element or level. It stays saved.
@@ -212,7 +211,7 @@ class MXmlDocument {
 
   /// Goes through the attributes of the current element or processing instruction in their order.
   ///
-  /// @param cursor  0 for the first; moved on by each call. Start again after a change
+  /// @param cursor  0 for the first; each call advances it. Start again after a change
   /// @return false after the last, or when there is no node that could have one
   [[nodiscard]] VELTA_API bool GetNextAttribute(std::int32_t* cursor, MString* name,
                                                 MString* value) const;
@@ -233,11 +232,11 @@ class MXmlDocument {
 
   // --- Editing ---
 
-  // Names that are written begin with a letter, a colon, an underscore or a character from 128 on,
-  // and go on with these, digits, hyphens and full stops. Every operation here returns false, and
-  // changes nothing, for any other name, for a text that would grow past its limit, and in an
-  // ill-formed document where a fault before the place would swallow what is added, as the comment
-  // without an end does in "<r/><!--".
+  // A name that is written begins with a letter, a colon, an underscore or a character from 128 on;
+  // digits, hyphens and full stops may follow too. Every operation here returns false, and changes
+  // nothing, for any other name, and for a text that would grow past its limit. In an ill-formed
+  // document it also does so where a fault before the place would swallow what is added, as the
+  // comment without an end does in "<r/><!--".
 
   /// Adds an element after the current node; with no current node, as the last of the level.
   ///
@@ -248,8 +247,8 @@ class MXmlDocument {
   /// @param flags  of `kAddCData`, `kAddStartTagOnly`, `kAddSpaceBeforeSlash`, `kAddAsChild`
   /// @return false also for `kAddAsChild` without a current element
   ///
-  /// As a child it stands behind the current child, else behind all content. A second element at
-  /// the top is added, and makes the document ill formed.
+  /// A child is added after the current child, else after all content. A second element at the top
+  /// is added, and the document is then not well formed.
   [[nodiscard]] VELTA_API bool AddElement(std::wstring_view name, std::wstring_view data = {},
                                           std::uint32_t flags = 0);
 
@@ -261,13 +260,13 @@ class MXmlDocument {
   /// @return false also for `kElement`, for content that would end the node early or not read back
   ///         as that node, as "--" in a comment or no content in a text
   ///
-  /// A text beside a text is one with it as soon as the position moves. A CDATA section that
+  /// A text next to a text is one node with it as soon as the position moves. A CDATA section that
   /// contains "]]>" is written as two; the last is current.
   [[nodiscard]] VELTA_API bool AddNode(MXmlNodeType type, std::wstring_view content);
 
   /// Sets an attribute of the current element or processing instruction.
   ///
-  /// An attribute that is there gets its value replaced in place, another is added as the last.
+  /// An existing attribute gets the value in its place; a new one is added as the last.
   ///
   /// @return false also when there is no such node, or its tag ends in an attribute that is not
   ///         complete
@@ -275,15 +274,15 @@ class MXmlDocument {
   [[nodiscard]] VELTA_API bool SetChildAttribute(std::wstring_view name, std::wstring_view value);
 
   /// Adds the root element of another document, with all its content, as a child of the current
-  /// element: behind the current child, else behind all content. It becomes the current child.
+  /// element: after the current child, else after all content. It becomes the current child.
   ///
   /// @param xml  a well-formed document; what stands around its root element is left out
   /// @return false also when there is no current element or `xml` is not well formed
   [[nodiscard]] VELTA_API bool AddChildDocument(std::wstring_view xml);
 
-  /// Removes the current element with all its content and the line break behind it.
+  /// Removes the current element with all its content and the line break after it.
   ///
-  /// The element before it becomes current, so that `FindElement` finds the one behind it.
+  /// The element before it becomes current, so that `FindElement` finds the one after it.
   /// Positions saved inside are dropped.
   ///
   /// @return false when there is no current element
@@ -299,12 +298,12 @@ class MXmlDocument {
 
   /// Turns references back into characters: the five named ones and numbers up to 0x10FFFF.
   ///
-  /// Anything else stays as it is. A number above 0xFFFF is two characters where `wchar_t` has 16
-  /// bits.
+  /// Anything else stays as it is. A number above 0xFFFF becomes two characters where `wchar_t` has
+  /// 16 bits.
   [[nodiscard]] VELTA_API static MString Unescape(std::wstring_view text);
 
  private:
   friend class Velta::Xml::DocumentAccess;  // for the filers
 
-  std::unique_ptr<Velta::Xml::DocumentState> state;
+  std::unique_ptr<Velta::Xml::DocumentState> state_;
 };

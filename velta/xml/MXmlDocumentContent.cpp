@@ -8,6 +8,8 @@
 #include "velta/xml/internal/Tags.h"
 #include "velta/xml/internal/Tokenizer.h"
 
+#include <optional>
+
 using namespace Velta::Xml;
 
 namespace {
@@ -15,12 +17,12 @@ namespace {
 std::wstring_view NodeText(const DocumentState& state) noexcept {
   const Position& position = state.position;
   if (position.IsOnNode()) {
-    return state.Part(position.nodeOffset, position.NodeEnd());
+    return state.Part({position.nodeOffset, position.NodeEnd()});
   }
-  if (position.current == 0) {
+  if (position.current == ElementId::kNone) {
     return {};
   }
-  return state.Part(state.index.At(position.current).start, state.index.EndOf(position.current));
+  return state.Part({state.index.At(position.current).start, state.index.EndOf(position.current)});
 }
 
 /// "html" of "<!DOCTYPE html[...]>".
@@ -34,10 +36,10 @@ std::wstring_view DocumentTypeName(std::wstring_view node) noexcept {
   return name.substr(0, name.find(L'['));
 }
 
-bool ReadAttribute(const DocumentState& state, TagInside tag, std::wstring_view name,
+bool ReadAttribute(const DocumentState& state, std::optional<Span> tag, std::wstring_view name,
                    MString* value) {
   Attribute attribute;
-  if (!tag.Exists() || !FindAttribute(state, tag, name, attribute)) {
+  if (!tag.has_value() || !FindAttribute(state, *tag, name, attribute)) {
     return false;
   }
   if (value != nullptr) {
@@ -48,13 +50,13 @@ bool ReadAttribute(const DocumentState& state, TagInside tag, std::wstring_view 
 }
 
 /// An element's own text and CDATA. Child elements are stepped over by their records.
-void AppendElementData(const DocumentState& state, std::int32_t element, MString& data) {
-  const std::int32_t end = state.ContentEnd(element);
-  std::int32_t at = state.ContentBegin(element);
-  std::int32_t child = state.index.At(element).firstChild;
+void AppendElementData(const DocumentState& state, ElementId element, MString& data) {
+  const Offset end = state.ContentEnd(element);
+  Offset at = state.ContentBegin(element);
+  ElementId child = state.index.At(element).firstChild;
   Tokenizer tokenizer(state.text, nullptr);
   while (at < end) {
-    if (child != 0 && at == state.index.At(child).start) {
+    if (child != ElementId::kNone && at == state.index.At(child).start) {
       at = state.index.EndOf(child);
       child = state.index.At(child).nextSibling;
       continue;
@@ -66,14 +68,14 @@ void AppendElementData(const DocumentState& state, std::int32_t element, MString
     } else if (token.type == TokenType::kCData) {
       data.append(InnerText(MXmlNodeType::kCData, token.Text()));
     }
-    at += static_cast<std::int32_t>(token.end - token.begin);
+    at += LengthOf(token.Text());
   }
 }
 
 /// The data of an element: a part of the text, as most often, or what `buffer` then holds.
-std::wstring_view ElementData(const DocumentState& state, std::int32_t element, MString& buffer) {
+std::wstring_view ElementData(const DocumentState& state, ElementId element, MString& buffer) {
   const std::wstring_view content =
-      state.Part(state.ContentBegin(element), state.ContentEnd(element));
+      state.Part({state.ContentBegin(element), state.ContentEnd(element)});
   const wchar_t* const end = content.data() + content.size();
   if (FindMarkup(content.data(), end) == end) {
     return content;
@@ -83,8 +85,8 @@ std::wstring_view ElementData(const DocumentState& state, std::int32_t element, 
   return buffer;
 }
 
-bool ReadElementData(const DocumentState& state, std::int32_t element, MString* data) {
-  if (element == 0) {
+bool ReadElementData(const DocumentState& state, ElementId element, MString* data) {
+  if (element == ElementId::kNone) {
     return false;
   }
   if (data != nullptr) {
@@ -96,25 +98,24 @@ bool ReadElementData(const DocumentState& state, std::int32_t element, MString* 
 }  // namespace
 
 MXmlNodeType MXmlDocument::GetNodeType() const noexcept {
-  return state->position.current != 0 ? MXmlNodeType::kElement : state->position.nodeType;
+  return state_->position.current != ElementId::kNone ? MXmlNodeType::kElement
+                                                      : state_->position.nodeType;
 }
 
 std::int32_t MXmlDocument::GetOffset() const noexcept {
   if (GetNodeType() == MXmlNodeType::kNone) {
     return -1;
   }
-  return static_cast<std::int32_t>(NodeText(*state).data() - state->text.data());
+  return ToInt(state_->OffsetOf(NodeText(*state_).data()));
 }
 
-std::int32_t MXmlDocument::GetLength() const noexcept {
-  return static_cast<std::int32_t>(NodeText(*state).size());
-}
+std::int32_t MXmlDocument::GetLength() const noexcept { return ToInt(LengthOf(NodeText(*state_))); }
 
 std::wstring_view MXmlDocument::GetTagName() const noexcept {
-  const Position& position = state->position;
+  const Position& position = state_->position;
   switch (GetNodeType()) {
     case MXmlNodeType::kElement:
-      return state->NameOf(position.current);
+      return state_->NameOf(position.current);
     case MXmlNodeType::kText:
     case MXmlNodeType::kWhitespace:
       return L"#text";
@@ -123,27 +124,27 @@ std::wstring_view MXmlDocument::GetTagName() const noexcept {
     case MXmlNodeType::kComment:
       return L"#comment";
     case MXmlNodeType::kProcessingInstruction:
-      return NameAt(state->text.data() + position.nodeOffset + 2);
+      return NameAt(state_->PlaceOf(position.nodeOffset) + 2);
     case MXmlNodeType::kDocumentType:
-      return DocumentTypeName(NodeText(*state));
+      return DocumentTypeName(NodeText(*state_));
     default:
       return {};
   }
 }
 
 std::wstring_view MXmlDocument::GetChildTagName() const noexcept {
-  const std::int32_t child = state->position.child;
-  return child != 0 ? state->NameOf(child) : std::wstring_view();
+  const ElementId child = state_->position.child;
+  return child != ElementId::kNone ? state_->NameOf(child) : std::wstring_view();
 }
 
-std::wstring_view MXmlDocument::GetNodeText() const noexcept { return NodeText(*state); }
+std::wstring_view MXmlDocument::GetNodeText() const noexcept { return NodeText(*state_); }
 
 bool MXmlDocument::GetAttribute(std::wstring_view name, MString* value) const {
-  return ReadAttribute(*state, InsideOfCurrentTag(*state), name, value);
+  return ReadAttribute(*state_, InsideOfCurrentTag(*state_), name, value);
 }
 
 bool MXmlDocument::GetChildAttribute(std::wstring_view name, MString* value) const {
-  return ReadAttribute(*state, InsideOfTag(*state, state->position.child), name, value);
+  return ReadAttribute(*state_, InsideOfTag(*state_, state_->position.child), name, value);
 }
 
 MString MXmlDocument::GetAttribute(std::wstring_view name) const {
@@ -153,14 +154,14 @@ MString MXmlDocument::GetAttribute(std::wstring_view name) const {
 }
 
 bool MXmlDocument::GetNextAttribute(std::int32_t* cursor, MString* name, MString* value) const {
-  const TagInside tag = InsideOfCurrentTag(*state);
-  if (!tag.Exists() || *cursor < 0 || *cursor > tag.end - tag.begin) {
+  const std::optional<Span> tag = InsideOfCurrentTag(*state_);
+  if (!tag.has_value() || *cursor < 0 || *cursor > ToInt(tag->Size())) {
     return false;
   }
-  const wchar_t* const begin = state->text.data() + tag.begin;
+  const wchar_t* const begin = state_->PlaceOf(tag->begin);
   AttributeReader reader = *cursor == 0
-                               ? AttributesOf(*state, tag)
-                               : AttributeReader(begin + *cursor, state->text.data() + tag.end);
+                               ? AttributesOf(*state_, *tag)
+                               : AttributeReader(begin + *cursor, state_->PlaceOf(tag->end));
   Attribute attribute;
   do {
     if (!reader.Next(attribute)) {
@@ -170,19 +171,20 @@ bool MXmlDocument::GetNextAttribute(std::int32_t* cursor, MString* name, MString
   name->assign(attribute.name);
   value->clear();
   AppendUnescaped(*value, attribute.value);
-  *cursor = static_cast<std::int32_t>(reader.Position() - begin);  // last: what fails is not passed
+  *cursor = static_cast<std::int32_t>(reader.Position() -
+                                      begin);  // last: a call that throws passes over nothing
   return true;
 }
 
 bool MXmlDocument::GetData(MString* data) const {
-  const Position& position = state->position;
+  const Position& position = state_->position;
   if (!position.IsOnNode()) {
-    return ReadElementData(*state, position.current, data);
+    return ReadElementData(*state_, position.current, data);
   }
   if (data == nullptr) {
     return true;
   }
-  const std::wstring_view inner = InnerText(position.nodeType, NodeText(*state));
+  const std::wstring_view inner = InnerText(position.nodeType, NodeText(*state_));
   data->clear();
   if (position.nodeType == MXmlNodeType::kText || position.nodeType == MXmlNodeType::kWhitespace) {
     AppendUnescaped(*data, inner);
@@ -193,7 +195,7 @@ bool MXmlDocument::GetData(MString* data) const {
 }
 
 bool MXmlDocument::GetChildData(MString* data) const {
-  return ReadElementData(*state, state->position.child, data);
+  return ReadElementData(*state_, state_->position.child, data);
 }
 
 MString MXmlDocument::GetData() const {
@@ -203,7 +205,7 @@ MString MXmlDocument::GetData() const {
 }
 
 const DocumentState& DocumentAccess::StateOf(const MXmlDocument& document) noexcept {
-  return *document.state;
+  return *document.state_;
 }
 
 std::optional<std::wstring_view> DocumentAccess::PeekData(const MXmlDocument& document,
@@ -211,10 +213,10 @@ std::optional<std::wstring_view> DocumentAccess::PeekData(const MXmlDocument& do
                                                           std::wstring_view attribute,
                                                           std::wstring_view value,
                                                           MString& buffer) {
-  const DocumentState& state = *document.state;
-  const std::int32_t element = state.NextOnLevel();
-  if (element == 0 || !state.IsNamed(element, name) ||
-      !HasAttribute(state, InsideOfTag(state, element), name.size(), attribute, value)) {
+  const DocumentState& state = *document.state_;
+  const ElementId element = state.NextOnLevel();
+  if (element == ElementId::kNone || !state.IsNamed(element, name) ||
+      !HasAttribute(state, *InsideOfTag(state, element), name.size(), attribute, value)) {
     return std::nullopt;
   }
   return ElementData(state, element, buffer);

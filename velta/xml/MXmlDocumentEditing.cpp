@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Changing a document's text and index together.
 #include "velta/xml/MXmlDocument.h"
-#include "velta/xml/internal/Change.h"
 #include "velta/xml/internal/DocumentAccess.h"
 #include "velta/xml/internal/DocumentState.h"
+#include "velta/xml/internal/Edit.h"
 #include "velta/xml/internal/Parser.h"
 #include "velta/xml/internal/References.h"
 #include "velta/xml/internal/Tags.h"
@@ -11,197 +11,15 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string_view>
-#include <utility>
 
 using namespace Velta::Xml;
 using namespace std::string_view_literals;
 
 namespace {
 
-/// A line break is what follows each element added: it belongs to the line that ends there.
-std::int32_t BehindLineBreak(const DocumentState& state, std::int32_t offset) noexcept {
-  const wchar_t* const at = state.text.c_str() + offset;
-  if (at[0] == L'\r' && at[1] == L'\n') {
-    return offset + 2;
-  }
-  return at[0] == L'\n' || at[0] == L'\r' ? offset + 1 : offset;
-}
-
-/// Where something is put into the content of an element, or of the document.
-struct Place {
-  std::int32_t parent;
-  std::int32_t previous;  // the element before it on its level, or 0
-  std::int32_t offset;
-};
-
-Place BehindElement(const DocumentState& state, std::int32_t element) noexcept {
-  return {state.index.At(element).parent, element,
-          BehindLineBreak(state, state.index.EndOf(element))};
-}
-
-Place BehindContent(const DocumentState& state, std::int32_t parent) noexcept {
-  const ElementRecord& record = state.index.At(parent);
-  if (!record.Has(kEmptyTag)) {
-    return {parent, record.lastChild, state.ContentEnd(parent)};
-  }
-  // In front of the "/>" and of the spaces before it, unless that laid bare another slash.
-  const wchar_t* const slash = state.text.data() + state.index.EndOf(parent) - 2;
-  const wchar_t* at = slash;
-  while (IsSpace(at[-1])) {
-    --at;
-  }
-  if (at[-1] == L'/') {
-    at = slash;
-  }
-  return {parent, 0, static_cast<std::int32_t>(at - state.text.data())};
-}
-
-Place BehindCurrent(const DocumentState& state) noexcept {
-  const Position& position = state.position;
-  if (position.IsOnNode()) {
-    return {position.parent, position.precedingElement, BehindLineBreak(state, position.NodeEnd())};
-  }
-  return position.current != 0 ? BehindElement(state, position.current)
-                               : BehindContent(state, position.parent);
-}
-
-Place InsideCurrent(const DocumentState& state) noexcept {
-  const Position& position = state.position;
-  return position.child != 0 ? BehindElement(state, position.child)
-                             : BehindContent(state, position.current);
-}
-
-/// Composes something new in a document's scratch text, together with what its place needs around
-/// it, and puts it in.
-class Insertion {
- public:
-  Insertion(DocumentState& document, Place where, bool onLinesOfItsOwn)
-      : state(document),
-        place(where),
-        isBlock(onLinesOfItsOwn),
-        opensParent(state.index.At(place.parent).Has(kEmptyTag)),
-        change(state, place.offset, opensParent ? state.index.EndOf(place.parent) : place.offset,
-               place.parent,
-               place.previous != 0 ? state.index.Behind(place.previous)
-                                   : state.index.Following(place.parent)) {
-    MString& text = state.scratch;
-    text.clear();
-    if (opensParent) {
-      text += L'>';
-    }
-    const bool isFirst =
-        place.parent != 0 && state.ContentBegin(place.parent) == state.ContentEnd(place.parent);
-    if (isBlock && isFirst) {
-      text += L'\n';
-    }
-    begin = text.size();
-  }
-
-  /// To be called when it has been composed. False when the document would be too long.
-  [[nodiscard]] bool Prepare() {
-    MString& text = state.scratch;
-    length = text.size() - begin;
-    if (isBlock) {
-      text += L'\n';
-    }
-    if (opensParent) {
-      text.append(L"</").append(state.NameOf(place.parent)).append(1, L'>');
-    }
-    return change.Prepare();
-  }
-
-  // What follows is known behind Prepare.
-  [[nodiscard]] std::int32_t Offset() const noexcept {
-    return place.offset + static_cast<std::int32_t>(begin);
-  }
-  [[nodiscard]] std::int32_t Length() const noexcept { return static_cast<std::int32_t>(length); }
-
-  /// Puts it in by parsing the whole document again.
-  ///
-  /// @return the element that begins with it; 0, with nothing changed, when there is none
-  [[nodiscard]] std::int32_t PutElementAndParse() {
-    return PutAndParse(MXmlNodeType::kElement) ? state.index.FindStart(Offset()) : 0;
-  }
-
-  /// The same for a node of any type.
-  [[nodiscard]] bool PutAndParse(MXmlNodeType type) { return change.ApplyAndParse(type, Offset()); }
-
-  /// Puts it in.
-  ///
-  /// @param element  its record, with all below it in the index already, or 0 if it has none. When
-  ///                 this throws, nothing has changed and they are gone
-  void Put(std::int32_t element) {
-    if (opensParent) {
-      const auto nameLength = static_cast<std::int32_t>(state.NameOf(place.parent).size());
-      ElementRecord& parent = state.index.At(place.parent);
-      try {
-        state.index.SetTagLengths(place.parent, {place.offset - parent.start + 1, nameLength + 3});
-      } catch (...) {
-        if (element != 0) {
-          state.index.ReleaseTree(element);
-        }
-        throw;
-      }
-      parent.flags &= ~kEmptyTag;
-    }
-    change.Apply();
-    if (element != 0) {
-      state.index.Link(element, place.parent, place.previous);
-    }
-  }
-
- private:
-  DocumentState& state;
-  const Place place;
-  const bool isBlock;
-  const bool opensParent;  // so far an empty tag
-  const Change change;
-  std::size_t begin = 0;
-  std::size_t length = 0;
-};
-
-void MoveToNew(DocumentState& state, std::int32_t element, bool asChild) noexcept {
-  state.position = Position();
-  std::int32_t& held = asChild ? state.position.child : state.position.current;
-  held = element;
-  const std::int32_t above = state.index.At(element).parent;
-  state.position.parent = asChild ? state.index.At(above).parent : above;
-  if (asChild) {
-    state.position.current = above;
-  }
-}
-
-/// In the index of a document just parsed: which element a node is in, and behind which one there.
-void FindAround(const ElementIndex& index, Position& position) noexcept {
-  position.precedingElement = 0;
-  position.parent = index.LastBefore(position.nodeOffset);
-  while (position.parent != 0 && index.EndOf(position.parent) <= position.nodeOffset) {
-    position.precedingElement = position.parent;
-    position.parent = index.At(position.parent).parent;
-  }
-}
-
-/// A record for an element that is about to be put in.
-std::int32_t NewRecord(ElementIndex& index, const Insertion& insertion, TagLengths tags,
-                       std::int32_t flags) {
-  index.Reserve(1);
-  const std::int32_t element = index.Take();
-  ElementRecord& record = index.At(element);
-  record = ElementRecord{};
-  record.start = insertion.Offset();
-  record.length = insertion.Length();
-  record.flags = flags;
-  try {
-    index.SetTagLengths(element, tags);
-  } catch (...) {
-    index.Release(element);
-    throw;
-  }
-  return element;
-}
-
-/// Appends them in one step: most are short.
+/// Appends all parts in one step: most are short.
 template <class... Parts>
 void AppendParts(MString& text, Parts... parts) {
   const std::size_t begin = text.size();
@@ -215,7 +33,15 @@ std::wstring_view Escaped(std::wstring_view text, bool quotes, MString& room) {
   if (!NeedsEscape(text, quotes)) {
     return text;
   }
+  room.clear();
   AppendEscaped(room, text, quotes, false);
+  return room;
+}
+
+/// The text as CDATA sections, in `room`.
+std::wstring_view AsCData(std::wstring_view text, MString& room) {
+  room.clear();
+  AppendCData(room, text);
   return room;
 }
 
@@ -232,8 +58,8 @@ bool ComposeNode(MXmlNodeType type, std::wstring_view content, MString& node) {
     case MXmlNodeType::kProcessingInstruction: {
       const MString text(content);
       const std::wstring_view target = NameAt(text.c_str());
-      const wchar_t behind = text.c_str()[target.size()];
-      if (!IsName(target) || (target.size() != text.size() && !IsSpace(behind))) {
+      const wchar_t next = text.c_str()[target.size()];
+      if (!IsName(target) || (target.size() != text.size() && !IsSpace(next))) {
         return false;
       }
       node.append(L"<?").append(text).append(L"?>");
@@ -265,145 +91,99 @@ bool IsOneToken(const MString& text, MXmlNodeType type) {
          token.Text().size() == text.size();
 }
 
-/// @param element  whose tag it is, 0 for the current processing instruction
-bool SetAttributeIn(DocumentState& state, TagInside tag, std::int32_t element,
-                    std::wstring_view name, std::wstring_view value) {
-  if (!tag.Exists() || !IsName(name)) {
-    return false;
-  }
-  const wchar_t* const text = state.text.data();
+/// What an attribute's value becomes in the text of its tag.
+struct AttributeChange {
+  Span replaced;
+  bool hasName;    // the name is there
+  bool hasQuotes;  // the quotes are there too
+};
+
+/// Where to set an attribute.
+///
+/// @return nothing where the tag ends in an attribute that is not complete, or would become an
+///         empty tag
+std::optional<AttributeChange> FindAttributeChange(const DocumentState& state, Span tag,
+                                                   bool isElement, std::wstring_view name) {
   Attribute attribute;
   const bool isThere = FindAttribute(state, tag, name, attribute);
   if (!attribute.isComplete && (!isThere || attribute.isQuoted)) {
-    return false;
+    return std::nullopt;
   }
-
-  MString& scratch = state.scratch;
-  MString room;
-  scratch.clear();
-  std::int32_t begin = tag.end;
-  std::int32_t end = tag.end;
-  if (isThere && attribute.isQuoted) {
-    begin = static_cast<std::int32_t>(attribute.value.data() - text);
-    end = begin + static_cast<std::int32_t>(attribute.value.size());
-    AppendEscaped(scratch, value, true, false);
-  } else {
-    if (isThere) {
-      begin = static_cast<std::int32_t>(attribute.name.data() + attribute.name.size() - text);
-      end = static_cast<std::int32_t>(attribute.end - text);
-      // A quote in front of this slash would make the tag an empty one.
-      if (element != 0 && end == tag.end - 1 && text[end] == L'/') {
-        return false;
-      }
-    } else {
-      AppendParts(scratch, L" "sv, name);
-    }
-    AppendParts(scratch, L"=\""sv, Escaped(value, true, room), L"\""sv);
+  if (!isThere) {
+    return AttributeChange{{tag.end, tag.end}, false, false};
   }
-
-  const Position& position = state.position;
-  const std::int32_t parent = element != 0 ? element : position.parent;
-  const std::int32_t firstBehind = element == 0 && position.precedingElement != 0
-                                       ? state.index.Behind(position.precedingElement)
-                                       : state.index.Following(parent);
-  const Change change(state, begin, end, parent, firstBehind);
-  if (!change.Prepare()) {
-    return false;
+  if (attribute.isQuoted) {
+    const Offset begin = state.OffsetOf(attribute.value.data());
+    return AttributeChange{{begin, begin + LengthOf(attribute.value)}, true, true};
   }
-  const std::int32_t distance = change.Distance();
-  if (state.IsIllFormed()) {
-    const bool isParsed =
-        element != 0
-            ? change.ApplyAndParse(MXmlNodeType::kElement, state.index.At(element).start)
-            : change.ApplyAndParse(MXmlNodeType::kProcessingInstruction, position.nodeOffset);
-    if (!isParsed) {
-      return false;
-    }
-  } else {
-    if (element != 0) {
-      const TagLengths tags = state.index.GetTagLengths(element);
-      state.index.SetTagLengths(element, {tags.start + distance, tags.end});
-    }
-    change.Apply();
+  // A quote before this slash would make the tag an empty one.
+  if (isElement && state.OffsetOf(attribute.end) == tag.end - Length{1} && *attribute.end == L'/') {
+    return std::nullopt;
   }
-  if (element == 0) {
-    state.position.nodeLength += distance;
-  }
-  return true;
+  const wchar_t* const nameEnd = attribute.name.data() + attribute.name.size();
+  return AttributeChange{{state.OffsetOf(nameEnd), state.OffsetOf(attribute.end)}, true, false};
 }
 
-/// @param attribute  its name, empty for none
-bool AddElementTo(DocumentState& state, std::wstring_view name, std::wstring_view attribute,
-                  std::wstring_view value, std::wstring_view data, std::uint32_t flags) {
+/// @param element  whose tag it is; kNone for the current processing instruction
+bool SetAttributeIn(DocumentState& state, std::optional<Span> tag, ElementId element,
+                    std::wstring_view name, std::wstring_view value) {
+  if (!tag.has_value() || !IsName(name)) {
+    return false;
+  }
+  const std::optional<AttributeChange> change =
+      FindAttributeChange(state, *tag, element != ElementId::kNone, name);
+  if (!change.has_value()) {
+    return false;
+  }
+  Edit edit(state, change->replaced, element);
+  if (change->hasQuotes) {
+    AppendEscaped(edit.Text(), value, true, false);
+    return edit.CommitTag();
+  }
+  if (!change->hasName) {
+    AppendParts(edit.Text(), L" "sv, name);
+  }
+  AppendParts(edit.Text(), L"=\""sv, Escaped(value, true, state.escaped), L"\""sv);
+  return edit.CommitTag();
+}
+
+struct NewAttribute {
+  std::wstring_view name;  // empty for no attribute
+  std::wstring_view value;
+};
+
+bool AddElementTo(DocumentState& state, std::wstring_view name, NewAttribute attribute,
+                  std::wstring_view data, std::uint32_t flags) {
   const bool asChild = (flags & MXmlDocument::kAddAsChild) != 0;
   const bool hasEndTag = (flags & MXmlDocument::kAddStartTagOnly) == 0;
-  if (!IsName(name) || (asChild && state.position.current == 0)) {
+  if (!IsName(name) || (asChild && state.position.current == ElementId::kNone)) {
     return false;
   }
 
-  Insertion insertion(state, asChild ? InsideCurrent(state) : BehindCurrent(state), true);
-  MString& text = state.scratch;
-  const std::size_t begin = text.size();
-  MString& room = state.escaped;
-  room.clear();
-  if (attribute.empty()) {
+  Edit edit(state, asChild ? PlaceInCurrent(state) : PlaceAfterCurrent(state),
+            Edit::Layout::kOwnLine);
+  MString& text = edit.Text();
+  if (attribute.name.empty()) {
     AppendParts(text, L"<"sv, name);
   } else {
-    AppendParts(text, L"<"sv, name, L" "sv, attribute, L"=\""sv, Escaped(value, true, room),
-                L"\""sv);
+    AppendParts(text, L"<"sv, name, L" "sv, attribute.name, L"=\""sv,
+                Escaped(attribute.value, true, state.escaped), L"\""sv);
   }
-  const bool isEmpty = data.empty() && hasEndTag;
-  const std::size_t startTagLength = text.size() + 1 - begin;
-  if (isEmpty) {
+  const auto level = asChild ? Edit::Level::kChild : Edit::Level::kCurrent;
+  if (data.empty() && hasEndTag) {
     text.append((flags & MXmlDocument::kAddSpaceBeforeSlash) != 0 ? L" />"sv : L"/>"sv);
-  } else {
-    room.clear();
-    const bool isCData = (flags & MXmlDocument::kAddCData) != 0 && !data.empty();
-    if (isCData) {
-      AppendCData(room, data);
-    }
-    const std::wstring_view content = isCData ? room : Escaped(data, false, room);
-    if (hasEndTag) {
-      AppendParts(text, L">"sv, content, L"</"sv, name, L">"sv);
-    } else {
-      AppendParts(text, L">"sv, content);
-    }
+    return edit.CommitElement({edit.Composed(), Length::kZero}, kEmptyTag, level);
   }
-  if (!insertion.Prepare()) {
-    return false;
+  const Length startTag = edit.Composed() + Length{1};
+  const std::wstring_view content = (flags & MXmlDocument::kAddCData) != 0 && !data.empty()
+                                        ? AsCData(data, state.escaped)
+                                        : Escaped(data, false, state.escaped);
+  if (!hasEndTag) {
+    AppendParts(text, L">"sv, content);
+    return edit.CommitStartTag(level);
   }
-
-  std::int32_t element = 0;
-  if (state.IsIllFormed() || !hasEndTag) {
-    element = insertion.PutElementAndParse();
-    if (element == 0) {
-      return false;
-    }
-  } else {
-    const TagLengths tags = isEmpty ? TagLengths{insertion.Length(), 0}
-                                    : TagLengths{static_cast<std::int32_t>(startTagLength),
-                                                 static_cast<std::int32_t>(name.size()) + 3};
-    element = NewRecord(state.index, insertion, tags, isEmpty ? kEmptyTag : 0);
-    insertion.Put(element);
-  }
-  MoveToNew(state, element, asChild);
-  return true;
-}
-
-/// In the index of a document just read: puts an element around its root.
-void Surround(ElementIndex& index, TagLengths tags) {
-  index.Reserve(1);
-  const std::int32_t element = index.Take();
-  const std::int32_t root = index.At(0).firstChild;
-  const ElementRecord& inner = index.At(root);
-  ElementRecord& record = index.At(element);
-  record = ElementRecord{};
-  record.start = inner.start - tags.start - 1;  // each on a line of its own
-  record.length = tags.start + 1 + inner.length + 1 + tags.end;
-  index.SetTagLengths(element, tags);
-  index.Unlink(root);
-  index.Link(element, 0, 0);
-  index.Link(root, element, 0);
+  AppendParts(text, L">"sv, content, L"</"sv, name, L">"sv);
+  return edit.CommitElement({startTag, LengthOf(name) + Length{3}}, 0, level);
 }
 
 /// @param name  of the element to be added around its root, empty for none: it is then a child
@@ -411,7 +191,6 @@ bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_vi
   if (xml.size() > kMaxTextLength) {
     return false;
   }
-  const bool asChild = name.empty();
   const MString source(xml);
   ElementIndex index;
   ErrorText errors;
@@ -419,48 +198,30 @@ bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_vi
   if (!IsWellFormed(index)) {
     return false;
   }
-  const ElementRecord& root = index.At(index.At(0).firstChild);
-  const std::wstring_view content(source.data() + root.start,
+  const ElementRecord& root = index.At(index.At(ElementId::kDocument).firstChild);
+  const std::wstring_view content(source.data() + ToInt(root.start),
                                   static_cast<std::size_t>(root.length));
-
-  Insertion insertion(state, asChild ? InsideCurrent(state) : BehindCurrent(state), true);
-  if (asChild) {
-    state.scratch.append(content);
-  } else {
-    AppendParts(state.scratch, L"<"sv, name, L">\n"sv, content, L"\n</"sv, name, L">"sv);
+  if (name.empty()) {
+    Edit edit(state, PlaceInCurrent(state), Edit::Layout::kOwnLine);
+    edit.Text().append(content);
+    return edit.CommitTree(index, Edit::Level::kChild);
   }
-  if (!insertion.Prepare()) {
-    return false;
-  }
-
-  std::int32_t element = 0;
-  if (state.IsIllFormed()) {
-    element = insertion.PutElementAndParse();
-    if (element == 0) {
-      return false;
-    }
-  } else {
-    const auto nameLength = static_cast<std::int32_t>(name.size());
-    if (!asChild) {
-      Surround(index, {nameLength + 2, nameLength + 3});
-    }
-    element = state.index.TakeTree(index, insertion.Offset());
-    insertion.Put(element);
-  }
-  MoveToNew(state, element, asChild);
-  return true;
+  Edit edit(state, PlaceAfterCurrent(state), Edit::Layout::kOwnLine);
+  AppendParts(edit.Text(), L"<"sv, name, L">\n"sv, content, L"\n</"sv, name, L">"sv);
+  index.WrapRoot({LengthOf(name) + Length{2}, LengthOf(name) + Length{3}});
+  return edit.CommitTree(index, Edit::Level::kCurrent);
 }
 
 }  // namespace
 
 bool MXmlDocument::AddElement(std::wstring_view name, std::wstring_view data, std::uint32_t flags) {
-  return AddElementTo(*state, name, {}, {}, data, flags);
+  return AddElementTo(*state_, name, {}, data, flags);
 }
 
 bool DocumentAccess::AddElementWithAttribute(MXmlDocument& document, std::wstring_view name,
                                              std::wstring_view attribute, std::wstring_view value,
                                              std::wstring_view data) {
-  return IsName(attribute) && AddElementTo(*document.state, name, attribute, value, data, 0);
+  return IsName(attribute) && AddElementTo(*document.state_, name, {attribute, value}, data, 0);
 }
 
 bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
@@ -475,76 +236,32 @@ bool MXmlDocument::AddNode(MXmlNodeType type, std::wstring_view content) {
 
   const bool isBlock = type == MXmlNodeType::kProcessingInstruction ||
                        type == MXmlNodeType::kComment || type == MXmlNodeType::kDocumentType;
-  const Place place = BehindCurrent(*state);
-  Insertion insertion(*state, place, isBlock);
-  state->scratch.append(node);
-  if (!insertion.Prepare()) {
-    return false;
-  }
-
-  Position position;
-  position.parent = place.parent;
-  position.nodeType = type;
-  position.nodeOffset = insertion.Offset() + static_cast<std::int32_t>(last);
-  position.nodeLength = insertion.Length() - static_cast<std::int32_t>(last);
-  position.precedingElement = place.previous;
-  if (state->IsIllFormed()) {
-    if (!insertion.PutAndParse(type)) {
-      return false;
-    }
-    FindAround(state->index, position);
-  } else {
-    insertion.Put(0);
-  }
-  state->position = position;
-  return true;
+  Edit edit(*state_, PlaceAfterCurrent(*state_),
+            isBlock ? Edit::Layout::kOwnLine : Edit::Layout::kInline);
+  edit.Text().append(node);
+  return edit.CommitNode(type, LengthFrom(last));
 }
 
 bool MXmlDocument::SetAttribute(std::wstring_view name, std::wstring_view value) {
-  return SetAttributeIn(*state, InsideOfCurrentTag(*state), state->position.current, name, value);
+  return SetAttributeIn(*state_, InsideOfCurrentTag(*state_), state_->position.current, name,
+                        value);
 }
 
 bool MXmlDocument::SetChildAttribute(std::wstring_view name, std::wstring_view value) {
-  const std::int32_t child = state->position.child;
-  return SetAttributeIn(*state, InsideOfTag(*state, child), child, name, value);
+  const ElementId child = state_->position.child;
+  return SetAttributeIn(*state_, InsideOfTag(*state_, child), child, name, value);
 }
 
 bool MXmlDocument::AddChildDocument(std::wstring_view xml) {
-  return state->position.current != 0 && AddDocumentTo(*state, {}, xml);
+  return state_->position.current != ElementId::kNone && AddDocumentTo(*state_, {}, xml);
 }
 
 bool DocumentAccess::AddElementWithDocument(MXmlDocument& document, std::wstring_view name,
                                             std::wstring_view xml) {
-  return IsName(name) && AddDocumentTo(*document.state, name, xml);
+  return IsName(name) && AddDocumentTo(*document.state_, name, xml);
 }
 
 bool MXmlDocument::RemoveElement() {
-  const std::int32_t element = state->position.current;
-  if (element == 0) {
-    return false;
-  }
-  ElementIndex& index = state->index;
-  const ElementRecord record = index.At(element);
-  const Change change(*state, record.start, BehindLineBreak(*state, index.EndOf(element)),
-                      record.parent, index.Behind(element));
-  Position position;
-  position.parent = record.parent;
-  position.current = record.previousSibling;
-  state->scratch.clear();
-  if (state->IsIllFormed()) {
-    const Position before = std::exchange(state->position, position);
-    try {
-      return change.ApplyAndParse(MXmlNodeType::kNone, 0);
-    } catch (...) {
-      state->position = before;
-      throw;
-    }
-  }
-  state->position = position;
-  index.Unlink(element);
-  index.ReleaseTree(element);
-  state->saved.DropIf(
-      [&index](const SavedPosition& entry) { return index.At(entry.element).Has(kDeleted); });
-  change.Apply();
-  return true;
+  const ElementId element = state_->position.current;
+  return element != ElementId::kNone && Edit(*state_, element).CommitRemoval();
 }

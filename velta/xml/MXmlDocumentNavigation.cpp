@@ -1,54 +1,50 @@
 // SPDX-License-Identifier: MIT
-// Moving about in a document.
+// Moving in a document.
 #include "velta/xml/MXmlDocument.h"
 #include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/Tokenizer.h"
 
-using Velta::Xml::DocumentState;
-using Velta::Xml::Position;
-using Velta::Xml::SavedLevel;
-using Velta::Xml::Token;
-using Velta::Xml::Tokenizer;
+using namespace Velta::Xml;
 
 namespace {
 
-void MoveTo(DocumentState& state, std::int32_t parent, std::int32_t current,
-            std::int32_t child) noexcept {
+void MoveTo(DocumentState& state, ElementId parent, ElementId current, ElementId child) noexcept {
   state.position = Position();
   state.position.parent = parent;
   state.position.current = current;
   state.position.child = child;
 }
 
-/// The first of that name among an element and those behind it on its level.
-std::int32_t FirstNamed(const DocumentState& state, std::int32_t element,
-                        std::wstring_view name) noexcept {
-  while (element != 0 && !state.IsNamed(element, name)) {
+/// The first of that name among an element and those after it on its level.
+ElementId FirstNamed(const DocumentState& state, ElementId element,
+                     std::wstring_view name) noexcept {
+  while (element != ElementId::kNone && !state.IsNamed(element, name)) {
     element = state.index.At(element).nextSibling;
   }
   return element;
 }
 
-bool MoveToElement(DocumentState& state, std::int32_t element) noexcept {
-  if (element == 0) {
+bool MoveToElement(DocumentState& state, ElementId element) noexcept {
+  if (element == ElementId::kNone) {
     return false;
   }
-  MoveTo(state, state.position.parent, element, 0);
+  MoveTo(state, state.position.parent, element, ElementId::kNone);
   return true;
 }
 
-bool MoveToChild(DocumentState& state, std::int32_t element) noexcept {
-  if (element == 0) {
+bool MoveToChild(DocumentState& state, ElementId element) noexcept {
+  if (element == ElementId::kNone) {
     return false;
   }
   state.position.child = element;
   return true;
 }
 
-std::int32_t NextBelow(const DocumentState& state) noexcept {
-  const std::int32_t current = state.position.current;
-  return current != 0 ? state.NextChild(current, state.position.child) : 0;
+ElementId NextBelow(const DocumentState& state) noexcept {
+  const ElementId current = state.position.current;
+  return current != ElementId::kNone ? state.NextChild(current, state.position.child)
+                                     : ElementId::kNone;
 }
 
 bool Includes(MXmlNodeType types, MXmlNodeType type) noexcept {
@@ -64,43 +60,43 @@ MXmlNodeType NodeTypeOf(const Token& token) noexcept {
 
 }  // namespace
 
-void MXmlDocument::ResetPosition() noexcept { state->position = Position(); }
+void MXmlDocument::ResetPosition() noexcept { state_->position = Position(); }
 
-bool MXmlDocument::FindElement() noexcept { return MoveToElement(*state, state->NextOnLevel()); }
+bool MXmlDocument::FindElement() noexcept { return MoveToElement(*state_, state_->NextOnLevel()); }
 
 bool MXmlDocument::FindElement(std::wstring_view name) noexcept {
-  return MoveToElement(*state, FirstNamed(*state, state->NextOnLevel(), name));
+  return MoveToElement(*state_, FirstNamed(*state_, state_->NextOnLevel(), name));
 }
 
 MXmlNodeType MXmlDocument::FindNode(MXmlNodeType types) noexcept {
-  const Position& position = state->position;
-  const std::int32_t end = state->ContentEnd(position.parent);
-  std::int32_t previous = position.LastElement();
-  std::int32_t at = position.IsOnNode()     ? position.NodeEnd()
-                    : position.current != 0 ? state->index.EndOf(previous)
-                                            : state->ContentBegin(position.parent);
-  Tokenizer tokenizer(state->text, nullptr);
+  const Position& position = state_->position;
+  const Offset end = state_->ContentEnd(position.parent);
+  ElementId previous = position.LastElement();
+  Offset at = position.IsOnNode()                    ? position.NodeEnd()
+              : position.current != ElementId::kNone ? state_->index.EndOf(previous)
+                                                     : state_->ContentBegin(position.parent);
+  Tokenizer tokenizer(state_->text, nullptr);
   while (at < end) {
-    const std::int32_t element = state->NextChild(position.parent, previous);
-    if (element != 0 && at == state->index.At(element).start) {
+    const ElementId element = state_->NextChild(position.parent, previous);
+    if (element != ElementId::kNone && at == state_->index.At(element).start) {
       if (Includes(types, MXmlNodeType::kElement)) {
-        MoveToElement(*state, element);
+        MoveToElement(*state_, element);
         return MXmlNodeType::kElement;
       }
       previous = element;
-      at = state->index.EndOf(element);
+      at = state_->index.EndOf(element);
       continue;
     }
     tokenizer.MoveTo(at);
     const Token token = tokenizer.Next();
-    const auto length = static_cast<std::int32_t>(token.end - token.begin);
+    const Length length = LengthOf(token.Text());
     const MXmlNodeType type = NodeTypeOf(token);
     if (Includes(types, type)) {
-      MoveTo(*state, position.parent, 0, 0);
-      state->position.nodeType = type;
-      state->position.nodeOffset = at;
-      state->position.nodeLength = length;
-      state->position.precedingElement = previous;
+      MoveTo(*state_, position.parent, ElementId::kNone, ElementId::kNone);
+      state_->position.nodeType = type;
+      state_->position.nodeOffset = at;
+      state_->position.nodeLength = length;
+      state_->position.precedingElement = previous;
       return type;
     }
     at += length;
@@ -108,54 +104,54 @@ MXmlNodeType MXmlDocument::FindNode(MXmlNodeType types) noexcept {
   return MXmlNodeType::kNone;
 }
 
-bool MXmlDocument::FindChildElement() noexcept { return MoveToChild(*state, NextBelow(*state)); }
+bool MXmlDocument::FindChildElement() noexcept { return MoveToChild(*state_, NextBelow(*state_)); }
 
 bool MXmlDocument::FindChildElement(std::wstring_view name) noexcept {
-  return MoveToChild(*state, FirstNamed(*state, NextBelow(*state), name));
+  return MoveToChild(*state_, FirstNamed(*state_, NextBelow(*state_), name));
 }
 
 bool MXmlDocument::IntoElement() noexcept {
-  if (state->position.current == 0) {
+  if (state_->position.current == ElementId::kNone) {
     return false;
   }
-  MoveTo(*state, state->position.current, state->position.child, 0);
+  MoveTo(*state_, state_->position.current, state_->position.child, ElementId::kNone);
   return true;
 }
 
 bool MXmlDocument::OutOfElement() noexcept {
-  const std::int32_t element = state->position.parent;
-  if (element == 0) {
+  const ElementId element = state_->position.parent;
+  if (element == ElementId::kDocument) {
     return false;
   }
-  MoveTo(*state, state->index.At(element).parent, element, 0);
+  MoveTo(*state_, state_->index.At(element).parent, element, ElementId::kNone);
   return true;
 }
 
 void MXmlDocument::SavePosition(std::wstring_view name) {
-  const Position& position = state->position;
-  if (position.child != 0) {
-    state->saved.Save(name, position.child, SavedLevel::kChild);
-  } else if (position.current != 0) {
-    state->saved.Save(name, position.current, SavedLevel::kCurrent);
+  const Position& position = state_->position;
+  if (position.child != ElementId::kNone) {
+    state_->saved.Save(name, position.child, SavedLevel::kChild);
+  } else if (position.current != ElementId::kNone) {
+    state_->saved.Save(name, position.current, SavedLevel::kCurrent);
   } else {
-    state->saved.Save(name, position.parent, SavedLevel::kParent);
+    state_->saved.Save(name, position.parent, SavedLevel::kParent);
   }
 }
 
 bool MXmlDocument::RestorePosition(std::wstring_view name) noexcept {
-  const Velta::Xml::SavedPosition* const saved = state->saved.Find(name);
+  const SavedPosition* const saved = state_->saved.Find(name);
   if (saved == nullptr) {
     return false;
   }
-  const std::int32_t element = saved->element;
+  const ElementId element = saved->element;
   if (saved->level == SavedLevel::kParent) {
-    MoveTo(*state, element, 0, 0);
+    MoveTo(*state_, element, ElementId::kNone, ElementId::kNone);
   } else {
-    const std::int32_t above = state->index.At(element).parent;
+    const ElementId above = state_->index.At(element).parent;
     if (saved->level == SavedLevel::kCurrent) {
-      MoveTo(*state, above, element, 0);
+      MoveTo(*state_, above, element, ElementId::kNone);
     } else {
-      MoveTo(*state, state->index.At(above).parent, above, element);
+      MoveTo(*state_, state_->index.At(above).parent, above, element);
     }
   }
   return true;

@@ -7,7 +7,7 @@
 
 namespace Velta::Xml {
 
-/// A set of characters below 64, one bit each. Letters fall out at the first comparison.
+/// A set of characters below 64, one bit each. Letters are ruled out by the first comparison.
 using LowSet = std::uint64_t;
 
 constexpr LowSet SetOf(std::wstring_view characters) noexcept {
@@ -33,7 +33,7 @@ constexpr bool IsSpace(wchar_t c) noexcept { return IsIn(kSpaces, c); }
 constexpr bool IsQuote(wchar_t c) noexcept { return IsIn(kQuotes, c); }
 constexpr bool IsNameEnd(wchar_t c) noexcept { return IsIn(kNameEnds, c); }
 
-/// Whether an element tag may begin with this character behind its "<".
+/// Whether an element tag may begin with this character after its "<".
 constexpr bool IsTagStart(wchar_t c) noexcept {
   constexpr LowSet refusedFrom64 =  // "@[\\]^`"
       LowSet{1} | LowSet{0xF} << ('[' - 64) | LowSet{1} << ('`' - 64);
@@ -44,7 +44,7 @@ constexpr bool IsTagStart(wchar_t c) noexcept {
   return code >= 128 || (refusedFrom64 >> (code - 64) & 1) == 0;
 }
 
-/// Stricter than what is read: what every XML reader takes for a name.
+/// Stricter than what is read: names that every XML reader accepts.
 constexpr bool IsNameStart(wchar_t c) noexcept {
   const auto code = static_cast<std::uint32_t>(c);
   return code >= 128 || (code | 0x20) - 'a' < 26 || c == L':' || c == L'_';

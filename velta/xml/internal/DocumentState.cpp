@@ -20,8 +20,9 @@ void DocumentState::BecomeEmpty() noexcept {
 }
 
 bool IsWellFormed(const ElementIndex& index) noexcept {
-  const std::int32_t root = index.At(0).firstChild;
-  return !index.At(0).Has(kIllFormed) && root != 0 && index.At(root).nextSibling == 0;
+  const ElementRecord& document = index.At(ElementId::kDocument);
+  return !document.Has(kIllFormed) && document.firstChild != ElementId::kNone &&
+         index.At(document.firstChild).nextSibling == ElementId::kNone;
 }
 
 }  // namespace Velta::Xml

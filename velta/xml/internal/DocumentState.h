@@ -6,6 +6,7 @@
 #include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/ElementIndex.h"
 #include "velta/xml/internal/ErrorText.h"
+#include "velta/xml/internal/Measures.h"
 #include "velta/xml/internal/SavedPositions.h"
 
 #include <cstdint>
@@ -13,22 +14,22 @@
 
 namespace Velta::Xml {
 
-/// Where a document's operations are. 0 is none, or as parent the top of the document.
+/// Where a document's operations are.
 struct Position {
-  std::int32_t parent = 0;
-  std::int32_t current = 0;
-  std::int32_t child = 0;
-  // A current node that is not an element; `current` is 0 then.
+  ElementId parent = ElementId::kDocument;
+  ElementId current = ElementId::kNone;
+  ElementId child = ElementId::kNone;
+  // A current node that is not an element; `current` is kNone then.
   MXmlNodeType nodeType = MXmlNodeType::kNone;
-  std::int32_t nodeOffset = 0;
-  std::int32_t nodeLength = 0;
-  std::int32_t precedingElement = 0;  // the sibling before that node, so that going on is no search
+  Offset nodeOffset = Offset::kBegin;
+  Length nodeLength = Length::kZero;
+  ElementId precedingElement = ElementId::kNone;  // the last sibling before it: saves a search
 
   [[nodiscard]] bool IsOnNode() const noexcept { return nodeType != MXmlNodeType::kNone; }
-  [[nodiscard]] std::int32_t NodeEnd() const noexcept { return nodeOffset + nodeLength; }
+  [[nodiscard]] Offset NodeEnd() const noexcept { return nodeOffset + nodeLength; }
 
-  /// The element that is current or last before the current node on the level, or 0.
-  [[nodiscard]] std::int32_t LastElement() const noexcept {
+  /// The element that is current, or the last one before the current node on the level.
+  [[nodiscard]] ElementId LastElement() const noexcept {
     return IsOnNode() ? precedingElement : current;
   }
 };
@@ -42,41 +43,50 @@ struct DocumentState {
   std::uint32_t flags = 0;
   ElementIndex index;
   SavedPositions saved;
-  MString scratch;  // where edits compose their text; kept for its capacity
-  MString escaped;  // what they had to escape for it; likewise
+  MString spareText;  // an edit takes it for its text, and gives it back: for its capacity
+  MString escaped;    // where edits escape values; kept for its capacity too
 
   [[nodiscard]] bool IgnoresCase() const noexcept;
-  [[nodiscard]] bool IsIllFormed() const noexcept { return index.At(0).Has(kIllFormed); }
+  [[nodiscard]] bool IsIllFormed() const noexcept {
+    return index.At(ElementId::kDocument).Has(kIllFormed);
+  }
 
-  /// Reads the text anew. Throws `std::bad_alloc`; what it leaves is then to be emptied.
+  /// Parses the text. Throws `std::bad_alloc`; what it leaves is then to be emptied.
   void Parse();
 
   /// Forgets the text and all positions, without asking for memory.
   void BecomeEmpty() noexcept;
 
-  [[nodiscard]] std::wstring_view Part(std::int32_t begin, std::int32_t end) const noexcept {
-    return {text.data() + begin, static_cast<std::size_t>(end - begin)};
+  [[nodiscard]] const wchar_t* PlaceOf(Offset offset) const noexcept {
+    return text.data() + ToInt(offset);
+  }
+  [[nodiscard]] Offset OffsetOf(const wchar_t* place) const noexcept {
+    return OffsetAt(static_cast<std::size_t>(place - text.data()));
+  }
+  [[nodiscard]] std::wstring_view Part(Span span) const noexcept {
+    return {PlaceOf(span.begin), static_cast<std::size_t>(ToInt(span.Size()))};
   }
 
-  [[nodiscard]] std::wstring_view NameOf(std::int32_t element) const noexcept {
-    return NameAt(text.data() + index.At(element).start + 1);
+  [[nodiscard]] std::wstring_view NameOf(ElementId element) const noexcept {
+    return NameAt(PlaceOf(index.At(element).start) + 1);
   }
 
-  /// The child of `above` that follows `previous`, or with 0 the first one.
-  [[nodiscard]] std::int32_t NextChild(std::int32_t above, std::int32_t previous) const noexcept {
-    return previous != 0 ? index.At(previous).nextSibling : index.At(above).firstChild;
+  /// The child of `parent` that follows `previous`, or with kNone the first one.
+  [[nodiscard]] ElementId NextChild(ElementId parent, ElementId previous) const noexcept {
+    return previous != ElementId::kNone ? index.At(previous).nextSibling
+                                        : index.At(parent).firstChild;
   }
-  [[nodiscard]] std::int32_t NextOnLevel() const noexcept {
+  [[nodiscard]] ElementId NextOnLevel() const noexcept {
     return NextChild(position.parent, position.LastElement());
   }
 
-  [[nodiscard]] bool IsNamed(std::int32_t element, std::wstring_view name) const noexcept {
+  [[nodiscard]] bool IsNamed(ElementId element, std::wstring_view name) const noexcept {
     if (IgnoresCase()) {
       return SameName(NameOf(element), name, true);
     }
-    const wchar_t* at = text.data() + index.At(element).start + 1;
+    const wchar_t* at = PlaceOf(index.At(element).start) + 1;
     for (const wchar_t c : name) {
-      // A name that runs on into the markup, or past the end of the text, is none.
+      // A name that contains markup, or goes past the end of the text, is none.
       if (*at++ != c || IsNameEnd(c)) {
         return false;
       }
@@ -84,13 +94,16 @@ struct DocumentState {
     return IsNameEnd(*at);
   }
 
-  /// Where the content of an element begins and ends; of 0, the whole text.
-  [[nodiscard]] std::int32_t ContentBegin(std::int32_t element) const noexcept {
-    return element == 0 ? 0 : index.At(element).start + index.GetTagLengths(element).start;
+  /// Where the content of an element begins and ends; of kDocument, the whole text.
+  [[nodiscard]] Offset ContentBegin(ElementId element) const noexcept {
+    return element == ElementId::kDocument
+               ? Offset::kBegin
+               : index.At(element).start + index.GetTagLengths(element).start;
   }
-  [[nodiscard]] std::int32_t ContentEnd(std::int32_t element) const noexcept {
-    return element == 0 ? static_cast<std::int32_t>(text.size())
-                        : index.EndOf(element) - index.GetTagLengths(element).end;
+  [[nodiscard]] Offset ContentEnd(ElementId element) const noexcept {
+    return element == ElementId::kDocument
+               ? OffsetAt(text.size())
+               : index.EndOf(element) - index.GetTagLengths(element).end;
   }
 };
 

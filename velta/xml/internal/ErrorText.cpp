@@ -8,31 +8,31 @@
 namespace Velta::Xml {
 
 void ErrorText::BeginParse() noexcept {
-  keptLength = text.size();
-  keptCut = cut;
-  firstOffset = -1;
+  keptLength_ = text_.size();
+  keptCut_ = cut_;
+  firstOffset_ = Offset::kNowhere;
 }
 
 ErrorText ErrorText::BeforeParse() const {
-  ErrorText before;  // with its reserve, which a copy would not have
-  before.text.append(text, 0, keptLength);
-  before.cut = keptCut;
+  ErrorText before;  // with its reserved room, which a copy would not have
+  before.text_.append(text_, 0, keptLength_);
+  before.cut_ = keptCut_;
   before.BeginParse();
   return before;
 }
 
 void ErrorText::Clear() noexcept {
-  text.clear();
-  keptLength = 0;
-  firstOffset = -1;
-  cut = keptCut = false;
+  text_.clear();
+  keptLength_ = 0;
+  firstOffset_ = Offset::kNowhere;
+  cut_ = keptCut_ = false;
 }
 
 void ErrorText::Add(std::initializer_list<Piece> message) {
-  if (cut) {
+  if (cut_) {
     return;
   }
-  if (!text.empty()) {
+  if (!text_.empty()) {
     Append(L", ");
   }
   for (const Piece& piece : message) {
@@ -48,40 +48,40 @@ void ErrorText::Add(std::initializer_list<Piece> message) {
   }
 }
 
-void ErrorText::AddAt(std::int32_t offset, std::initializer_list<Piece> message) {
-  if (firstOffset < 0) {
-    firstOffset = offset;
+void ErrorText::AddAt(Offset offset, std::initializer_list<Piece> message) {
+  if (firstOffset_ == Offset::kNowhere) {
+    firstOffset_ = offset;
   }
   Add(message);
 }
 
 void ErrorText::ReplaceBy(std::wstring_view message) noexcept {
   DropParse();
-  const std::size_t room = text.capacity();  // never less than what is reserved at first
-  const std::wstring_view separator = text.empty() ? L"" : L", ";
-  if (room - text.size() < separator.size() + message.size()) {
-    text.resize((std::min)(text.size(), room - separator.size() - message.size()));
+  const std::size_t room = text_.capacity();  // never less than what is reserved at first
+  const std::wstring_view separator = text_.empty() ? L"" : L", ";
+  if (room - text_.size() < separator.size() + message.size()) {
+    text_.resize((std::min)(text_.size(), room - separator.size() - message.size()));
   }
-  text.append(separator).append(message);
+  text_.append(separator).append(message);
 }
 
 void ErrorText::DropParse() noexcept {
-  text.resize(keptLength);
-  cut = keptCut;
-  firstOffset = -1;
+  text_.resize(keptLength_);
+  cut_ = keptCut_;
+  firstOffset_ = Offset::kNowhere;
 }
 
 void ErrorText::Append(std::wstring_view part) {
-  if (cut) {
+  if (cut_) {
     return;
   }
-  // A message that must not fail may have gone past the limit.
-  const std::size_t room = kLimit - (std::min)(text.size(), kLimit);
+  // The message of ReplaceBy may have gone past the limit.
+  const std::size_t room = kLimit - (std::min)(text_.size(), kLimit);
   if (part.size() > room) {
-    text.append(part.substr(0, room)).append(kCutMark);
-    cut = true;
+    text_.append(part.substr(0, room)).append(kCutMark);
+    cut_ = true;
   } else {
-    text.append(part);
+    text_.append(part);
   }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/xml/internal/Measures.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -15,9 +17,9 @@ class ErrorText {
  public:
   /// A part of a message: a text, or an offset in decimal.
   struct Piece {
-    Piece(const wchar_t* literal) : text(literal) {}                // NOLINT
-    Piece(std::wstring_view name) : text(name) {}                   // NOLINT
-    Piece(std::int32_t offset) : number(offset), isNumber(true) {}  // NOLINT
+    Piece(const wchar_t* literal) : text(literal) {}                 // NOLINT
+    Piece(std::wstring_view name) : text(name) {}                    // NOLINT
+    Piece(Offset offset) : number(ToInt(offset)), isNumber(true) {}  // NOLINT
     std::wstring_view text;
     std::int32_t number = 0;
     bool isNumber = false;
@@ -26,20 +28,20 @@ class ErrorText {
   static constexpr std::size_t kLimit = 16384;
   static constexpr std::wstring_view kCutMark = L" ... (cut)";
 
-  ErrorText() { text.reserve(kReserved); }
+  ErrorText() { text_.reserve(kReserved); }
 
-  [[nodiscard]] const std::wstring& Text() const noexcept { return text; }
+  [[nodiscard]] const std::wstring& Text() const noexcept { return text_; }
 
-  /// Of the first fault of the current parse that has a place, or -1.
-  [[nodiscard]] std::int32_t FirstOffset() const noexcept { return firstOffset; }
+  /// Of the first fault of the current parse that has a place, or kNowhere.
+  [[nodiscard]] Offset FirstOffset() const noexcept { return firstOffset_; }
 
   /// Whether there is no room for more: what is added is left out.
-  [[nodiscard]] bool IsCut() const noexcept { return cut; }
+  [[nodiscard]] bool IsCut() const noexcept { return cut_; }
 
-  /// Begins a parse: its messages go behind those that are there.
+  /// Begins a parse: its messages go after those of earlier ones.
   void BeginParse() noexcept;
 
-  /// What the last parse began with: for another one in its place.
+  /// The messages that the last parse began with: a parse in its place begins with them too.
   [[nodiscard]] ErrorText BeforeParse() const;
 
   void Clear() noexcept;
@@ -48,10 +50,10 @@ class ErrorText {
   void Add(std::initializer_list<Piece> message);
 
   /// Adds a message about a place.
-  void AddAt(std::int32_t offset, std::initializer_list<Piece> message);
+  void AddAt(Offset offset, std::initializer_list<Piece> message);
 
-  /// Replaces the current parse's messages by one that must not fail, dropping older text for it if
-  /// there is no room.
+  /// Replaces the current parse's messages by one, without asking for memory: where there is no
+  /// room, older text is dropped.
   void ReplaceBy(std::wstring_view message) noexcept;
 
  private:
@@ -60,11 +62,11 @@ class ErrorText {
   void DropParse() noexcept;
   void Append(std::wstring_view part);
 
-  std::wstring text;
-  std::size_t keptLength = 0;  // what was there before the current parse
-  std::int32_t firstOffset = -1;
-  bool cut = false;
-  bool keptCut = false;
+  std::wstring text_;
+  std::size_t keptLength_ = 0;  // of the messages of earlier parses
+  Offset firstOffset_ = Offset::kNowhere;
+  bool cut_ = false;
+  bool keptCut_ = false;
 };
 
 }  // namespace Velta::Xml

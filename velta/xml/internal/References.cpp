@@ -12,7 +12,7 @@ namespace Velta::Xml {
 namespace {
 
 struct NamedReference {
-  std::wstring_view name;  // behind the ampersand
+  std::wstring_view name;  // after the ampersand
   wchar_t character;
 };
 
@@ -26,13 +26,13 @@ constexpr std::wstring_view kCDataEnd = L"]]>";
 
 constexpr LowSet EscapedSet(bool quotes) noexcept { return quotes ? kMarkup | kQuotes : kMarkup; }
 
-/// Whether the text behind an ampersand makes it a reference, known or not.
-bool IsReference(std::wstring_view behind) noexcept {
-  if (behind.empty() || (behind.front() != L'#' && !IsNameStart(behind.front()))) {
+/// Whether the text after an ampersand makes it a reference, known or not.
+bool IsReference(std::wstring_view text) noexcept {
+  if (text.empty() || (text.front() != L'#' && !IsNameStart(text.front()))) {
     return false;
   }
-  const auto end = std::find_if_not(behind.begin() + 1, behind.end(), IsNameCharacter);
-  return end != behind.end() && *end == L';';
+  const auto end = std::find_if_not(text.begin() + 1, text.end(), IsNameCharacter);
+  return end != text.end() && *end == L';';
 }
 
 int DigitValue(wchar_t c) noexcept {
@@ -54,45 +54,47 @@ void AppendCodePoint(std::wstring& out, std::uint32_t code) {
   out += static_cast<wchar_t>(code);
 }
 
-/// Reads "10;" or "xA;", the text behind "&#".
-///
-/// @return how many characters that took; 0 when it is no number of a character
-std::size_t ReadNumber(std::wstring_view text, std::uint32_t& code) noexcept {
+struct ScannedNumber {
+  std::uint32_t code;
+  std::size_t length;  // how many characters it takes; 0 when it is no number of a character
+};
+
+/// Reads "10;" or "xA;", the text after "&#".
+ScannedNumber ScanNumber(std::wstring_view text) noexcept {
   const bool isHex = !text.empty() && text.front() == L'x';
   const std::size_t firstDigit = isHex ? 1 : 0;
   const std::uint32_t base = isHex ? 16 : 10;
-  code = 0;
+  std::uint32_t code = 0;
   for (std::size_t at = firstDigit; at < text.size(); ++at) {
     if (text[at] == L';') {
-      return at != firstDigit ? at + 1 : 0;
+      return {code, at != firstDigit ? at + 1 : 0};
     }
     const auto digit = static_cast<std::uint32_t>(DigitValue(text[at]));
     if (digit >= base) {
-      return 0;
+      return {0, 0};
     }
     code = code * base + digit;
     if (code > kLastCodePoint) {
-      return 0;
+      return {0, 0};
     }
   }
-  return 0;
+  return {0, 0};
 }
 
-/// Appends what the text behind an ampersand stands for.
+/// Appends what the text after an ampersand stands for.
 ///
 /// @return how many characters of it that took; 0 when it is no reference
-std::size_t AppendReferenced(std::wstring& out, std::wstring_view behind) {
-  if (!behind.empty() && behind.front() == L'#') {
-    std::uint32_t code = 0;
-    const std::size_t length = ReadNumber(behind.substr(1), code);
-    if (length == 0) {
+std::size_t AppendReferenced(std::wstring& out, std::wstring_view text) {
+  if (!text.empty() && text.front() == L'#') {
+    const ScannedNumber number = ScanNumber(text.substr(1));
+    if (number.length == 0) {
       return 0;
     }
-    AppendCodePoint(out, code);
-    return length + 1;
+    AppendCodePoint(out, number.code);
+    return number.length + 1;
   }
   for (const NamedReference& named : kNamed) {
-    if (behind.starts_with(named.name)) {
+    if (text.starts_with(named.name)) {
       out += named.character;
       return named.name.size();
     }

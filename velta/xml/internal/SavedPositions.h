@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "velta/xml/internal/Measures.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +17,7 @@ enum class SavedLevel : std::uint8_t { kParent, kCurrent, kChild };
 
 struct SavedPosition {
   std::wstring name;
-  std::int32_t element;  // 0 only as a parent: the top of the document
+  ElementId element;  // kDocument only as a parent: the top of the document
   SavedLevel level;
 };
 
@@ -23,7 +25,7 @@ struct SavedPosition {
 class SavedPositions {
  public:
   /// Adds or replaces an entry. Unchanged when it throws.
-  void Save(std::wstring_view name, std::int32_t element, SavedLevel level) {
+  void Save(std::wstring_view name, ElementId element, SavedLevel level) {
     for (SavedPosition& entry : BucketOf(name)) {
       if (entry.name == name) {
         entry.element = element;
@@ -44,14 +46,14 @@ class SavedPositions {
   }
 
   void Clear() noexcept {
-    for (Bucket& bucket : buckets) {
+    for (Bucket& bucket : buckets_) {
       bucket.clear();
     }
   }
 
   template <typename Action>
   void ForEach(Action action) noexcept {
-    for (Bucket& bucket : buckets) {
+    for (Bucket& bucket : buckets_) {
       for (SavedPosition& entry : bucket) {
         action(entry);
       }
@@ -60,7 +62,7 @@ class SavedPositions {
 
   template <typename Predicate>
   void DropIf(Predicate predicate) noexcept {
-    for (Bucket& bucket : buckets) {
+    for (Bucket& bucket : buckets_) {
       std::erase_if(bucket, predicate);
     }
   }
@@ -73,11 +75,11 @@ class SavedPositions {
     for (const wchar_t unit : name) {
       sum += static_cast<std::uint32_t>(unit);
     }
-    return buckets[sum % kBuckets];
+    return buckets_[sum % kBuckets];
   }
 
   static constexpr std::size_t kBuckets = 7;
-  std::array<Bucket, kBuckets> buckets;
+  std::array<Bucket, kBuckets> buckets_;
 };
 
 }  // namespace Velta::Xml

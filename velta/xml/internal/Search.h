@@ -12,8 +12,8 @@
 
 namespace Velta::Xml {
 
-/// How many characters are looked at together: as many as fit into a vector as bytes, and two of
-/// these, a bit for each.
+/// How many characters are compared at once: half a block fits into a vector as bytes; a block has
+/// a bit for each.
 inline constexpr std::ptrdiff_t kHalfBlock = 16;
 inline constexpr std::ptrdiff_t kBlock = 2 * kHalfBlock;
 
@@ -25,8 +25,7 @@ struct BlockMarks {
 };
 
 #if defined(VELTA_XML_SSE2)
-/// The characters of half a block as bytes. Packing saturates: what is not ASCII does not become
-/// so.
+/// The characters of half a block as bytes. Packing saturates: no other character becomes ASCII.
 inline __m128i HalfBlockBytes(const wchar_t* block) noexcept {
   const auto* const vectors = reinterpret_cast<const __m128i*>(block);
   if constexpr (sizeof(wchar_t) == 2) {
@@ -138,7 +137,7 @@ inline BlockMarks FindMarks(const wchar_t* begin, const wchar_t* end) noexcept {
 
 /// How many characters two texts have in common at their beginnings, 16 at most.
 ///
-/// @param end  behind what may be read of both
+/// @param end  of what may be read of both
 inline std::ptrdiff_t CommonPrefix(const wchar_t* left, const wchar_t* right,
                                    const wchar_t* end) noexcept {
 #if defined(VELTA_XML_SSE2)

@@ -8,8 +8,8 @@
 namespace Velta::Xml {
 namespace {
 
-/// Whether a text begins with ` name="value"`, as this library writes attributes. What another
-/// writes, or what needs to be decoded, may say the same in other ways.
+/// Whether a text begins with ` name="value"`, as this library writes attributes. Other writers,
+/// and values with references, may say the same in other ways.
 bool BeginsPlainly(std::wstring_view text, std::wstring_view name,
                    std::wstring_view value) noexcept {
   constexpr std::size_t kAround = 4;  // the space, the equals sign, the quotes
@@ -38,29 +38,30 @@ bool BeginsPlainly(std::wstring_view text, std::wstring_view name,
 
 }  // namespace
 
-TagInside InsideOfTag(const DocumentState& state, std::int32_t element) noexcept {
-  if (element == 0) {
-    return {};
+std::optional<Span> InsideOfTag(const DocumentState& state, ElementId element) noexcept {
+  if (element == ElementId::kNone) {
+    return std::nullopt;
   }
   const ElementRecord& record = state.index.At(element);
-  const std::int32_t closing = record.Has(kEmptyTag) ? 2 : 1;
-  return {record.start + 1, record.start + state.index.GetTagLengths(element).start - closing};
+  const Length closing{record.Has(kEmptyTag) ? 2 : 1};
+  return Span{record.start + Length{1},
+              record.start + state.index.GetTagLengths(element).start - closing};
 }
 
-TagInside InsideOfCurrentTag(const DocumentState& state) noexcept {
+std::optional<Span> InsideOfCurrentTag(const DocumentState& state) noexcept {
   const Position& position = state.position;
   if (position.nodeType != MXmlNodeType::kProcessingInstruction) {
     return InsideOfTag(state, position.current);
   }
-  return {position.nodeOffset + 2, position.NodeEnd() - 2};
+  return Span{position.nodeOffset + Length{2}, position.NodeEnd() - Length{2}};
 }
 
-AttributeReader AttributesOf(const DocumentState& state, TagInside tag) noexcept {
-  const wchar_t* const text = state.text.data();
-  return {text + tag.begin + NameAt(text + tag.begin).size(), text + tag.end};
+AttributeReader AttributesOf(const DocumentState& state, Span tag) noexcept {
+  const wchar_t* const begin = state.PlaceOf(tag.begin);
+  return {begin + NameAt(begin).size(), state.PlaceOf(tag.end)};
 }
 
-bool FindAttribute(const DocumentState& state, TagInside tag, std::wstring_view name,
+bool FindAttribute(const DocumentState& state, Span tag, std::wstring_view name,
                    Attribute& attribute) noexcept {
   AttributeReader reader = AttributesOf(state, tag);
   while (reader.Next(attribute)) {
@@ -71,11 +72,10 @@ bool FindAttribute(const DocumentState& state, TagInside tag, std::wstring_view 
   return false;
 }
 
-bool HasAttribute(const DocumentState& state, TagInside tag, std::size_t nameLength,
+bool HasAttribute(const DocumentState& state, Span tag, std::size_t nameLength,
                   std::wstring_view attribute, std::wstring_view value) {
-  const std::wstring_view behindName =
-      state.Part(tag.begin + static_cast<std::int32_t>(nameLength), tag.end);
-  if (BeginsPlainly(behindName, attribute, value)) {
+  const Span afterName{tag.begin + LengthFrom(nameLength), tag.end};
+  if (BeginsPlainly(state.Part(afterName), attribute, value)) {
     return true;
   }
   Attribute found;
@@ -89,27 +89,27 @@ bool HasAttribute(const DocumentState& state, TagInside tag, std::size_t nameLen
 
 std::wstring_view InnerText(MXmlNodeType type, std::wstring_view node) noexcept {
   std::size_t before = 0;
-  std::size_t behind = 0;
+  std::size_t after = 0;
   switch (type) {
     case MXmlNodeType::kCData:
-      before = 9;  // "<![CDATA["; only its "C" has been looked at
-      behind = 3;
+      before = 9;  // "<![CDATA["; the tokenizer checks no more than the "C"
+      after = 3;
       break;
     case MXmlNodeType::kProcessingInstruction:
-      before = behind = 2;
+      before = after = 2;
       break;
     case MXmlNodeType::kComment:
       before = 4;
-      behind = 3;
+      after = 3;
       break;
     case MXmlNodeType::kDocumentType:
       before = 2;
-      behind = 1;
+      after = 1;
       break;
     default:
       break;
   }
-  node.remove_suffix(behind);
+  node.remove_suffix(after);
   return node.substr((std::min)(before, node.size()));
 }
 

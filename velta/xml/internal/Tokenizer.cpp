@@ -16,7 +16,7 @@ Token Tokenizer::ReadOtherMarkup(const wchar_t* begin) {
     case L'!':
       return ReadDeclaration(begin);
     default:
-      if (begin + 1 == end) {
+      if (begin + 1 == end_) {
         return UnterminatedUnknown(begin);
       }
       return Incorrect(L"tag name character", begin, begin + 1);
@@ -25,12 +25,12 @@ Token Tokenizer::ReadOtherMarkup(const wchar_t* begin) {
 
 Token Tokenizer::ReadDeclaration(const wchar_t* begin) {
   const wchar_t* const kind = begin + 2;
-  if (kind == end) {
+  if (kind == end_) {
     return UnterminatedUnknown(begin);
   }
   switch (*kind) {
     case L'-':
-      if (kind + 1 == end) {
+      if (kind + 1 == end_) {
         return UnterminatedUnknown(begin);
       }
       if (kind[1] != L'-') {
@@ -38,7 +38,7 @@ Token Tokenizer::ReadDeclaration(const wchar_t* begin) {
       }
       return ReadUntil(TokenType::kComment, begin, kind + 2, L"-->");
     case L'[':
-      if (kind + 1 == end) {
+      if (kind + 1 == end_) {
         return UnterminatedUnknown(begin);
       }
       if (kind[1] != L'C') {
@@ -59,8 +59,8 @@ Token Tokenizer::ReadDocumentType(const wchar_t* begin) {
       ++at;
     }
     if (*at == L'>') {
-      next = at + 1;
-      return {TokenType::kDocumentType, begin, next, false};
+      next_ = at + 1;
+      return {TokenType::kDocumentType, begin, next_, false};
     }
     if (*at == L'<') {
       const Token nested = ReadNested(at);
@@ -71,9 +71,9 @@ Token Tokenizer::ReadDocumentType(const wchar_t* begin) {
       continue;
     }
     if (IsQuote(*at)) {
-      at = FindCharacter(at + 1, end, *at);
+      at = FindCharacter(at + 1, end_, *at);
     }
-    if (at == end) {
+    if (at == end_) {
       return Unterminated(TokenType::kDocumentType, begin);
     }
     ++at;  // a closing quote, or a NUL in the text
@@ -82,7 +82,7 @@ Token Tokenizer::ReadDocumentType(const wchar_t* begin) {
 
 /// What a "<" inside a document type opens. A second document type there nests no further.
 Token Tokenizer::ReadNested(const wchar_t* begin) {
-  next = begin;
+  next_ = begin;
   if (begin[1] == L'!' && (BeginsMarkupDeclaration(begin[2]) || begin[2] == L'D')) {
     return ReadMarkupDeclaration(begin);
   }
@@ -96,30 +96,30 @@ Token Tokenizer::ReadMarkupDeclaration(const wchar_t* begin) {
       ++at;
     }
     if (*at == L'>') {
-      next = at + 1;
-      return {TokenType::kDocumentType, begin, next, false};
+      next_ = at + 1;
+      return {TokenType::kDocumentType, begin, next_, false};
     }
     if (IsQuote(*at)) {
-      at = FindCharacter(at + 1, end, *at);
+      at = FindCharacter(at + 1, end_, *at);
     }
-    if (at == end) {
+    if (at == end_) {
       return Unterminated(TokenType::kDocumentType, begin);
     }
   }
 }
 
 Token Tokenizer::Incorrect(const wchar_t* what, const wchar_t* begin, const wchar_t* fault) {
-  if (errors != nullptr) {
-    const auto offset = static_cast<std::int32_t>(begin - text);
-    errors->AddAt(offset, {L"Incorrect ", what, L" at offset ", offset});
+  if (errors_ != nullptr) {
+    const Offset offset = OffsetAt(static_cast<std::size_t>(begin - text_));
+    errors_->AddAt(offset, {L"Incorrect ", what, L" at offset ", offset});
   }
-  next = fault;
-  while (next != end && *next != L'<') {
-    if (*next++ == L'>') {
+  next_ = fault;
+  while (next_ != end_ && *next_ != L'<') {
+    if (*next_++ == L'>') {
       break;
     }
   }
-  return {TokenType::kMalformed, begin, next, false};
+  return {TokenType::kMalformed, begin, next_, false};
 }
 
 Token Tokenizer::Unterminated(TokenType type, const wchar_t* begin) {
@@ -147,12 +147,12 @@ Token Tokenizer::UnterminatedUnknown(const wchar_t* begin) {
 }
 
 Token Tokenizer::ReportUnterminated(const wchar_t* what, const wchar_t* begin) {
-  if (errors != nullptr) {
-    const auto offset = static_cast<std::int32_t>(begin - text);
-    errors->AddAt(offset, {what, L" at offset ", offset, L" unterminated"});
+  if (errors_ != nullptr) {
+    const Offset offset = OffsetAt(static_cast<std::size_t>(begin - text_));
+    errors_->AddAt(offset, {what, L" at offset ", offset, L" unterminated"});
   }
-  next = end;
-  return {TokenType::kMalformed, begin, end, false};
+  next_ = end_;
+  return {TokenType::kMalformed, begin, end_, false};
 }
 
 }  // namespace Velta::Xml

@@ -3,6 +3,7 @@
 
 #include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/ErrorText.h"
+#include "velta/xml/internal/Measures.h"
 #include "velta/xml/internal/Search.h"
 
 #include <bit>
@@ -39,29 +40,29 @@ struct Token {
   }
 };
 
-/// Cuts a text into tokens, one a call, and goes on behind whatever is malformed.
+/// Cuts a text into tokens, one a call, and goes on after whatever is malformed.
 ///
 /// The text must be followed by NUL, as a string's is, and stay as it is. It may contain NUL.
 class Tokenizer {
  public:
-  /// @param faults  where faults are reported; null when they have been before
-  Tokenizer(const std::wstring& document, ErrorText* faults) noexcept
-      : text(document.data()), next(text), end(text + document.size()), errors(faults) {}
+  /// @param errors  where faults are reported; null when an earlier parse has reported them
+  Tokenizer(const std::wstring& text, ErrorText* errors) noexcept
+      : text_(text.data()), next_(text_), end_(text_ + text.size()), errors_(errors) {}
 
-  /// Goes on at another place, the beginning of a token or within a text.
-  void MoveTo(std::int32_t offset) noexcept {
-    next = text + offset;
-    nextMarkup = nullptr;
+  /// Continues at another place, the beginning of a token or within a text.
+  void MoveTo(Offset offset) noexcept {
+    next_ = text_ + ToInt(offset);
+    nextMarkup_ = nullptr;
   }
 
   /// The next token, text told apart from white space.
   [[nodiscard]] Token Next() {
-    const wchar_t* const begin = next;
+    const wchar_t* const begin = next_;
     const bool more = SkipText();
-    if (next == begin) {
-      return more ? ReadMarkup() : Token{TokenType::kEndOfText, end, end, false};
+    if (next_ == begin) {
+      return more ? ReadMarkup() : Token{TokenType::kEndOfText, end_, end_, false};
     }
-    Token token{TokenType::kText, begin, next, false};
+    Token token{TokenType::kText, begin, next_, false};
     if (IsAllSpaces(token.Text())) {
       token.type = TokenType::kWhitespace;
     }
@@ -70,17 +71,17 @@ class Tokenizer {
 
   /// Moves to the next "<". False when there is none.
   bool SkipText() noexcept {
-    if (nextMarkup != nullptr) {
-      next = std::exchange(nextMarkup, nullptr);
+    if (nextMarkup_ != nullptr) {
+      next_ = std::exchange(nextMarkup_, nullptr);
       return true;
     }
-    next = FindCharacter(next, end, L'<');
-    return next != end;
+    next_ = FindCharacter(next_, end_, L'<');
+    return next_ != end_;
   }
 
-  /// The token that begins with the "<" at hand.
+  /// The token that begins here, with a "<".
   [[nodiscard]] Token ReadMarkup() {
-    const wchar_t* const begin = next;
+    const wchar_t* const begin = next_;
     if (IsTagStart(begin[1])) {
       return ReadElementTag(begin);
     }
@@ -88,15 +89,15 @@ class Tokenizer {
       return ReadEndTag(begin);
     }
     const Token token = ReadOtherMarkup(begin);
-    nextMarkup = nullptr;  // a tag inside of it may have found one that is inside too
+    nextMarkup_ = nullptr;  // a tag inside it may have found one that is inside too
     return token;
   }
 
  private:
   Token ReadElementTag(const wchar_t* begin) {
-    wchar_t quote = L'\0';  // the one that hides what is at hand
-    for (const wchar_t* block = begin + 2; block < end;) {
-      const BlockMarks marks = FindMarks(block, end);
+    wchar_t quote = L'\0';  // of the value that is being read, if any
+    for (const wchar_t* block = begin + 2; block < end_;) {
+      const BlockMarks marks = FindMarks(block, end_);
       for (unsigned mask = marks.closing; mask != 0; mask &= mask - 1) {
         const wchar_t* const at = block + std::countr_zero(mask);
         if (quote != L'\0') {
@@ -104,28 +105,28 @@ class Tokenizer {
             quote = L'\0';
           }
         } else if (*at == L'>') {
-          next = at + 1;
-          nextMarkup = FirstBehind(block, marks.less, mask);
-          return {TokenType::kElement, begin, next, at[-1] == L'/' && IsEmptyTag(begin, at - 1)};
+          next_ = at + 1;
+          nextMarkup_ = FirstAfter(block, marks.less, mask);
+          return {TokenType::kElement, begin, next_, at[-1] == L'/' && IsEmptyTag(begin, at - 1)};
         } else if (FollowsEqualsSign(at)) {
           quote = *at;
         }
       }
-      if (end - block <= kBlock) {
+      if (end_ - block <= kBlock) {
         break;
       }
       block += kBlock;
       if (quote != L'\0' && marks.closing == 0) {
-        block = FindCharacter(block, end, quote);
+        block = FindCharacter(block, end_, quote);
       }
     }
     return Unterminated(TokenType::kElement, begin);
   }
 
-  static const wchar_t* FirstBehind(const wchar_t* block, unsigned less, unsigned mask) noexcept {
+  static const wchar_t* FirstAfter(const wchar_t* block, unsigned less, unsigned mask) noexcept {
     // Of the "<", those above the lowest bit of the mask.
-    const unsigned behind = less & ~(mask ^ (mask - 1));
-    return behind != 0 ? block + std::countr_zero(behind) : nullptr;
+    const unsigned after = less & ~(mask ^ (mask - 1));
+    return after != 0 ? block + std::countr_zero(after) : nullptr;
   }
 
   /// Only there does a quote hide what follows.
@@ -146,32 +147,32 @@ class Tokenizer {
 
   Token ReadEndTag(const wchar_t* begin) {
     const wchar_t* at = begin + 2;
-    const BlockMarks marks = FindMarks(at, end);
+    const BlockMarks marks = FindMarks(at, end_);
     if (marks.greater != 0) {
-      nextMarkup = FirstBehind(at, marks.less, marks.greater);
+      nextMarkup_ = FirstAfter(at, marks.less, marks.greater);
       at += std::countr_zero(marks.greater);
     } else {
-      at = FindCharacter(at, end, L'>');
-      if (at == end) {
+      at = FindCharacter(at, end_, L'>');
+      if (at == end_) {
         return Unterminated(TokenType::kEndTag, begin);
       }
     }
-    next = at + 1;
-    return {TokenType::kEndTag, begin, next, false};
+    next_ = at + 1;
+    return {TokenType::kEndTag, begin, next_, false};
   }
 
   /// A token that ends with the mark, looked for from `from` on. The mark ends in ">".
   Token ReadUntil(TokenType type, const wchar_t* begin, const wchar_t* from,
                   std::wstring_view mark) {
     for (const wchar_t* at = from;; ++at) {
-      at = FindCharacter(at, end, L'>');
-      if (at == end) {
+      at = FindCharacter(at, end_, L'>');
+      if (at == end_) {
         return Unterminated(type, begin);
       }
-      const auto behind = static_cast<std::size_t>(at + 1 - from);
-      if (behind >= mark.size() && std::wstring_view(at + 1 - mark.size(), mark.size()) == mark) {
-        next = at + 1;
-        return {type, begin, next, false};
+      const auto length = static_cast<std::size_t>(at + 1 - from);
+      if (length >= mark.size() && std::wstring_view(at + 1 - mark.size(), mark.size()) == mark) {
+        next_ = at + 1;
+        return {type, begin, next_, false};
       }
     }
   }
@@ -187,11 +188,11 @@ class Tokenizer {
   Token UnterminatedUnknown(const wchar_t* begin);
   Token ReportUnterminated(const wchar_t* what, const wchar_t* begin);
 
-  const wchar_t* text;
-  const wchar_t* next;
-  const wchar_t* nextMarkup = nullptr;  // the "<" behind `next`, if it is known already
-  const wchar_t* end;
-  ErrorText* errors;
+  const wchar_t* text_;
+  const wchar_t* next_;
+  const wchar_t* nextMarkup_ = nullptr;  // the first "<" from `next_` on, if it is known
+  const wchar_t* end_;
+  ErrorText* errors_;
 };
 
 }  // namespace Velta::Xml
