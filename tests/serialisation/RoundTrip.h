@@ -22,7 +22,7 @@
 /// from another, in the same order.
 class RoundTrip {
  public:
-  /// @param doubleDigits, floatDigits  how many the prescribed text has behind the point: what is
+  /// @param doubleDigits, floatDigits  how many the prescribed text has after the point: what is
   ///                                   asked back is the number nearest to that text
   /// @param randoms                    how many random values of a kind
   RoundTrip(IOutFilerTagged& filer, int doubleDigits, int floatDigits, int randoms)

@@ -96,7 +96,7 @@ TEST(XmlFilers, WhatAnInputCostsGrowsWithItsSize) {
     ASSERT_TRUE(deepThenWide.EndGroup());
   }
 
-  // Each group stands behind the one read before.
+  // Each group stands after the one read before.
   MInFilerTaggedXml groups = ReaderOf(L"<Root>" + repeat(L"<v/><g/>") + L"</Root>");
   for (std::size_t i = 0; i < many; ++i) {
     ASSERT_TRUE(groups.BeginGroup(L"g") && groups.EndGroup());
@@ -122,7 +122,7 @@ TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {
   EXPECT_EQ(tooSmall, 9);
   MString passedOver;
   EXPECT_FALSE(reader.ReadString(L"Last", &passedOver, L"default")) << "values come in order";
-  EXPECT_FALSE(reader.ReadInt(L"Count", &count, 7)) << "what was read is behind";
+  EXPECT_FALSE(reader.ReadInt(L"Count", &count, 7)) << "what was read is consumed";
 }
 
 TEST(MInFilerTaggedXml, ATagThatRunsOnIntoTheMarkupIsNone) {

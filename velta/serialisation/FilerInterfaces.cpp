@@ -12,11 +12,11 @@ const ClassNameRegistration registrations[] = {ClassNameRegistration(OutFilerNam
 
 }  // namespace
 
-IOutFilerTagged::IOutFilerTagged() : locale(MLocale::GetClassic()) {}
+IOutFilerTagged::IOutFilerTagged() : locale_(MLocale::GetClassic()) {}
 IOutFilerTagged::~IOutFilerTagged() = default;
 
-IInFilerTagged::IInFilerTagged(GroupNames names)
-    : locale(MLocale::GetClassic()), groupNames(names) {}
+IInFilerTagged::IInFilerTagged(GroupNames groupNames)
+    : locale_(MLocale::GetClassic()), groupNames_(groupNames) {}
 IInFilerTagged::~IInFilerTagged() = default;
 
 bool IInFilerTagged::ReadReserved(const MString& /*tag*/) { return false; }

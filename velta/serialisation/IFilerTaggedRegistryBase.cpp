@@ -12,6 +12,6 @@ const ClassNameRegistration registration(ClassName);
 }  // namespace
 
 IFilerTaggedRegistryBase::IFilerTaggedRegistryBase()
-    : rootHive(HKEY_CURRENT_USER), companyKeyName(L"Velta") {}
+    : rootHive_(HKEY_CURRENT_USER), companyKeyName_(L"Velta") {}
 
 IFilerTaggedRegistryBase::~IFilerTaggedRegistryBase() = default;

@@ -25,23 +25,23 @@ class VELTA_API IFilerTaggedRegistryBase {
   IFilerTaggedRegistryBase& operator=(const IFilerTaggedRegistryBase&) = delete;
 
   /// `HKEY_CURRENT_USER` unless set otherwise.
-  HKEY GetRootHive() const noexcept { return rootHive; }
+  HKEY GetRootHive() const noexcept { return rootHive_; }
 
-  /// @param hive  one of the predefined keys or a key that is open while the filer is used; stays
-  ///              the caller's to close
-  void SetRootHive(HKEY hive) noexcept { rootHive = hive; }
+  /// @param hive  one of the predefined keys or a key that is open while the filer is used; the
+  ///              caller closes it
+  void SetRootHive(HKEY hive) noexcept { rootHive_ = hive; }
 
   /// "Velta" unless set otherwise.
-  const MString& GetCompanyKeyName() const noexcept { return companyKeyName; }
-  void SetCompanyKeyName(const MString& name) { companyKeyName = name; }
+  const MString& GetCompanyKeyName() const noexcept { return companyKeyName_; }
+  void SetCompanyKeyName(const MString& name) { companyKeyName_ = name; }
 
  protected:
   IFilerTaggedRegistryBase();
   ~IFilerTaggedRegistryBase();  // never deleted through the base
 
  private:
-  HKEY rootHive;
-  MString companyKeyName;
+  HKEY rootHive_;
+  MString companyKeyName_;
 };
 
 VELTA_EXPORTS_END

@@ -53,20 +53,20 @@ class VELTA_API IInFilerTagged {
   /// The group of that name with all its content, as the text of an XML document of its own.
   [[nodiscard]] virtual bool ReadEmbeddedDocument(const MString& tag, MString* xml) = 0;
 
-  /// Whether there is at most one group of a name, begun anew however often it was ended.
+  /// Whether there is at most one group of a name, which `BeginGroup` enters every time.
   ///
-  /// Who reads groups of one name until there is none must then stop after the first.
-  bool HasUniqueGroupNames() const noexcept { return groupNames == GroupNames::kUnique; }
+  /// A loop that reads groups of one name until there is none must then stop after the first.
+  bool HasUniqueGroupNames() const noexcept { return groupNames_ == GroupNames::kUnique; }
 
  protected:
   enum class GroupNames : bool { kRepeatable, kUnique };
 
-  explicit IInFilerTagged(GroupNames names = GroupNames::kRepeatable);
+  explicit IInFilerTagged(GroupNames groupNames = GroupNames::kRepeatable);
 
   /// For numbers: the "C" locale.
-  const MLocale& GetLocale() const noexcept { return locale; }
+  const MLocale& GetLocale() const noexcept { return locale_; }
 
  private:
-  MLocale locale;
-  GroupNames groupNames;
+  MLocale locale_;
+  GroupNames groupNames_;
 };

@@ -6,7 +6,10 @@
 #include "velta/serialisation/internal/RegistryKey.h"
 
 #include <cstring>
+#include <optional>
 #include <utility>
+
+using namespace Velta::Serialisation;
 
 namespace {
 
@@ -17,14 +20,15 @@ RegistryUse UseOf(bool readOnly) noexcept {
   return readOnly ? RegistryUse::kReadOnly : RegistryUse::kRead;
 }
 
-/// The data of a string, with what terminates it. @return false when there is no such string
-bool QueryString(HKEY key, const MString& name, MString& data) {
+/// The data of a string, its terminator included; nothing when there is no such string.
+std::optional<MString> QueryString(HKEY key, const MString& name) {
+  MString data;
   for (;;) {
     DWORD type = 0;
     DWORD size = 0;
     if (::RegQueryValueExW(key, name.c_str(), nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
         type != REG_SZ) {
-      return false;
+      return std::nullopt;
     }
     data.resize((size + sizeof(wchar_t) - 1) / sizeof(wchar_t));
     size = static_cast<DWORD>(data.size() * sizeof(wchar_t));
@@ -32,21 +36,21 @@ bool QueryString(HKEY key, const MString& name, MString& data) {
                                               reinterpret_cast<BYTE*>(data.data()), &size);
     if (status == ERROR_SUCCESS && type == REG_SZ) {
       data.resize(size / sizeof(wchar_t));
-      return true;
+      return data;
     }
-    // Somebody has stored another value since its size was asked for.
+    // Another value was stored after its size was asked for: ask again.
     if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) {
-      return false;
+      return std::nullopt;
     }
   }
 }
 
 }  // namespace
 
-IInFilerTaggedRegistry::IInFilerTaggedRegistry(const MString& applicationKey, bool readOnly)
+IInFilerTaggedRegistry::IInFilerTaggedRegistry(const MString& applicationKeyName, bool readOnly)
     : IInFilerTagged(GroupNames::kUnique),
-      applicationKeyName(applicationKey),
-      opensReadOnly(readOnly) {}
+      applicationKeyName_(applicationKeyName),
+      readOnly_(readOnly) {}
 
 IInFilerTaggedRegistry::~IInFilerTaggedRegistry() = default;
 
@@ -55,7 +59,7 @@ bool IInFilerTaggedRegistry::ReadNumber(const MString& tag, std::uint32_t* value
   if (!IsWholeName(tag)) {
     return false;
   }
-  const RegistryKey key = OpenGroupKey(*this, applicationKeyName, groups, UseOf(opensReadOnly));
+  const RegistryKey key = OpenGroupKey(*this, applicationKeyName_, groups_, UseOf(readOnly_));
   // Data of fewer bytes leaves the others as they are: zero.
   BYTE data[sizeof *value] = {};
   DWORD size = sizeof data;
@@ -101,15 +105,15 @@ bool IInFilerTaggedRegistry::ReadString(const MString& tag, MString* value,
   if (!IsWholeName(tag)) {
     return false;
   }
-  const RegistryKey key = OpenGroupKey(*this, applicationKeyName, groups, UseOf(opensReadOnly));
-  MString data;
-  if (!key.IsOpen() || !QueryString(key.Get(), tag, data)) {
+  const RegistryKey key = OpenGroupKey(*this, applicationKeyName_, groups_, UseOf(readOnly_));
+  std::optional<MString> data = key.IsOpen() ? QueryString(key.Get(), tag) : std::nullopt;
+  if (!data) {
     return false;
   }
-  if (!data.empty() && data.back() == L'\0') {
-    data.pop_back();
+  if (!data->empty() && data->back() == L'\0') {
+    data->pop_back();
   }
-  *value = std::move(data);
+  *value = *std::move(data);
   return true;
 }
 
@@ -162,15 +166,15 @@ bool IInFilerTaggedRegistry::ReadInt(const MString& tag, std::int32_t* value,
 }
 
 bool IInFilerTaggedRegistry::BeginGroup(const MString& tag) {
-  groups.Add(tag);
+  groups_.Add(tag);
   return true;
 }
 
 bool IInFilerTaggedRegistry::EndGroup() {
-  if (groups.GetSize() == 0) {
+  if (groups_.GetSize() == 0) {
     return false;
   }
-  groups.RemoveLast();
+  groups_.RemoveLast();
   return true;
 }
 

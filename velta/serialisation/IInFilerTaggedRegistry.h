@@ -27,14 +27,14 @@ class VELTA_API IInFilerTaggedRegistry : public IInFilerTagged, public IFilerTag
   /// @param readOnly  true to ask for nothing but read access and to create nothing. Otherwise the
   ///                  company's and the application's key are created when they are missing, and
   ///                  opened for writing too where that is allowed. What is read is the same
-  IInFilerTaggedRegistry(const MString& applicationKey, bool readOnly);
+  IInFilerTaggedRegistry(const MString& applicationKeyName, bool readOnly);
   ~IInFilerTaggedRegistry() override;
 
   /// One terminator at the end is not part of the text; null characters before it are.
   bool ReadString(const MString& tag, MString* value, const MString& defaultValue) override;
   bool ReadChar(const MString& tag, char* value, char defaultValue) override;
 
-  /// What scanf reads by "%lf" in the "C" locale: leading white space and text behind the number
+  /// What scanf reads by "%lf" in the "C" locale: leading white space and text after the number
   /// are ignored.
   bool ReadDouble(const MString& tag, double* value, double defaultValue) override;
 
@@ -65,9 +65,9 @@ class VELTA_API IInFilerTaggedRegistry : public IInFilerTagged, public IFilerTag
   template <class T>
   bool ReadFloating(const MString& tag, const wchar_t* format, T* value, T defaultValue);
 
-  MString applicationKeyName;
-  bool opensReadOnly;
-  MTypedPtrArray<MString, const MString&> groups;  // the innermost last
+  MString applicationKeyName_;
+  bool readOnly_;
+  MTypedPtrArray<MString, const MString&> groups_;  // the innermost last
 };
 
 VELTA_EXPORTS_END

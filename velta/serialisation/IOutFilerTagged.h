@@ -9,10 +9,10 @@
 
 /// Writes named, typed values in nested groups.
 ///
-/// Objects store their settings through this interface only, and so to whatever is behind it.
+/// Objects store their settings through this interface only, and so need not know the store.
 /// Values are read back in the order in which they were written; groups in any order.
 ///
-/// Every write returns whether the value was stored; none throws for want of a place to store it.
+/// Every write returns whether the value was stored; none throws because it could not be stored.
 /// Threads: one at a time.
 class VELTA_API IOutFilerTagged {
  public:
@@ -45,8 +45,8 @@ class VELTA_API IOutFilerTagged {
   IOutFilerTagged();
 
   /// For numbers: the "C" locale.
-  const MLocale& GetLocale() const noexcept { return locale; }
+  const MLocale& GetLocale() const noexcept { return locale_; }
 
  private:
-  MLocale locale;
+  MLocale locale_;
 };

@@ -8,6 +8,8 @@
 
 #include <limits>
 
+using namespace Velta::Serialisation;
+
 namespace {
 
 const wchar_t ClassName[] = L"IOutFilerTaggedRegistry";
@@ -15,8 +17,8 @@ const ClassNameRegistration registration(ClassName);
 
 }  // namespace
 
-IOutFilerTaggedRegistry::IOutFilerTaggedRegistry(const MString& applicationKey)
-    : applicationKeyName(applicationKey) {}
+IOutFilerTaggedRegistry::IOutFilerTaggedRegistry(const MString& applicationKeyName)
+    : applicationKeyName_(applicationKeyName) {}
 
 IOutFilerTaggedRegistry::~IOutFilerTaggedRegistry() = default;
 
@@ -25,7 +27,7 @@ bool IOutFilerTaggedRegistry::WriteValue(const MString& tag, std::uint32_t type,
   if (!IsWholeName(tag) || size > (std::numeric_limits<std::uint32_t>::max)()) {
     return false;
   }
-  const RegistryKey key = OpenGroupKey(*this, applicationKeyName, groups, RegistryUse::kWrite);
+  const RegistryKey key = OpenGroupKey(*this, applicationKeyName_, groups_, RegistryUse::kWrite);
   return key.IsOpen() &&
          ::RegSetValueExW(key.Get(), tag.c_str(), 0, type, static_cast<const BYTE*>(data),
                           static_cast<DWORD>(size)) == ERROR_SUCCESS;
@@ -83,15 +85,15 @@ bool IOutFilerTaggedRegistry::WriteInt(const MString& tag, std::int32_t value) {
 }
 
 bool IOutFilerTaggedRegistry::BeginGroup(const MString& tag) {
-  groups.Add(tag);
+  groups_.Add(tag);
   return true;
 }
 
 bool IOutFilerTaggedRegistry::EndGroup() {
-  if (groups.GetSize() == 0) {
+  if (groups_.GetSize() == 0) {
     return false;
   }
-  groups.RemoveLast();
+  groups_.RemoveLast();
   return true;
 }
 

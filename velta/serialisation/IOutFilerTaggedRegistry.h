@@ -55,7 +55,7 @@ VELTA_EXPORTS_BEGIN
 /// Threads: one at a time. Several filers and processes may write at once.
 class VELTA_API IOutFilerTaggedRegistry : public IOutFilerTagged, public IFilerTaggedRegistryBase {
  public:
-  explicit IOutFilerTaggedRegistry(const MString& applicationKey);
+  explicit IOutFilerTaggedRegistry(const MString& applicationKeyName);
   ~IOutFilerTaggedRegistry() override;
 
   bool WriteChar(const MString& tag, char value) override;
@@ -83,8 +83,8 @@ class VELTA_API IOutFilerTaggedRegistry : public IOutFilerTagged, public IFilerT
   bool WriteNumber(const MString& tag, std::uint32_t value) const;
   bool WriteFloating(const MString& tag, double value, int digitsAfterPoint);
 
-  MString applicationKeyName;
-  MTypedPtrArray<MString, const MString&> groups;  // the innermost last
+  MString applicationKeyName_;
+  MTypedPtrArray<MString, const MString&> groups_;  // the innermost last
 };
 
 VELTA_EXPORTS_END

@@ -14,35 +14,37 @@
 #include <utility>
 
 using Velta::Xml::DocumentAccess;
+using namespace Velta::Serialisation;
 
 namespace {
 
 const wchar_t ClassName[] = L"MInFilerTaggedXml";
 const ClassNameRegistration registration(ClassName);
 
-/// Puts the position back when its scope ends before what was looked for has been read.
+/// Restores the position at the end of its scope unless the read succeeded.
 class ReadAttempt {
  public:
-  explicit ReadAttempt(MXmlDocument& where) : document(where) { document.SavePosition(); }
+  explicit ReadAttempt(MXmlDocument& document) : document_(document) { document.SavePosition(); }
   ReadAttempt(const ReadAttempt&) = delete;
   ReadAttempt& operator=(const ReadAttempt&) = delete;
   ~ReadAttempt() {
-    if (!succeeded) {
-      static_cast<void>(document.RestorePosition());
+    if (!succeeded_) {
+      static_cast<void>(document_.RestorePosition());
     }
   }
 
-  bool EndsWith(bool result) noexcept { return succeeded = result; }
+  bool EndsWith(bool result) noexcept { return succeeded_ = result; }
 
  private:
-  MXmlDocument& document;
-  bool succeeded = false;
+  MXmlDocument& document_;
+  bool succeeded_ = false;
 };
 
 using Fault = MInFilerTaggedXml::Fault;
 using FaultKind = MInFilerTaggedXml::FaultKind;
 
-/// Parses a document and enters its root element. @return what kept it from that
+/// Parses a document and enters its root element.
+/// @return what prevented that
 Fault Enter(MXmlDocument& document, const MString& text, const MString& expectedRootName,
             const MString& expectedNamespace) {
   Fault fault;
@@ -70,15 +72,15 @@ Fault Enter(MXmlDocument& document, const MString& text, const MString& expected
 
 MInFilerTaggedXml::MInFilerTaggedXml(const MString& text, const MString& expectedRootName,
                                      const MString& expectedNamespace)
-    : numberLocale(MLocale::GetClassic()) {
+    : numberLocale_(MLocale::GetClassic()) {
   try {
     auto parsed = std::make_unique<MXmlDocument>();
-    fault = Enter(*parsed, text, expectedRootName, expectedNamespace);
-    if (fault.kind == FaultKind::kNone) {
-      document = std::move(parsed);
+    fault_ = Enter(*parsed, text, expectedRootName, expectedNamespace);
+    if (fault_.kind == FaultKind::kNone) {
+      document_ = std::move(parsed);
     }
   } catch (const std::bad_alloc&) {
-    fault.kind = FaultKind::kMemory;  // nothing has been assigned to the rest
+    fault_.kind = FaultKind::kMemory;  // nothing has been assigned to the rest
   }
 }
 
@@ -86,12 +88,12 @@ MInFilerTaggedXml::~MInFilerTaggedXml() = default;
 
 template <class Convert>
 bool MInFilerTaggedXml::ReadValue(const MString& tag, std::wstring_view type, Convert convert) {
-  if (document == nullptr) {
+  if (document_ == nullptr) {
     return false;
   }
   const std::optional<std::wstring_view> data =
-      DocumentAccess::PeekData(*document, tag, ValueTypes::kAttribute, type, scratch);
-  return data.has_value() && convert(*data) && document->FindElement();
+      DocumentAccess::PeekData(*document_, tag, ValueTypes::kAttribute, type, scratch_);
+  return data.has_value() && convert(*data) && document_->FindElement();
 }
 
 template <class T>
@@ -129,7 +131,7 @@ bool MInFilerTaggedXml::ReadDouble(const MString& tag, double* value, double def
   *value = defaultValue;
   return ReadValue(tag, ValueTypes::kFloat, [&](std::wstring_view data) {
     double number = 0.0;
-    if (!ParseDouble(numberLocale, scratch.assign(data), &number)) {
+    if (!ParseDouble(numberLocale_, scratch_.assign(data), &number)) {
       return false;
     }
     *value = number;
@@ -183,9 +185,9 @@ bool MInFilerTaggedXml::ReadInt(const MString& tag, std::int32_t* value,
 }
 
 bool MInFilerTaggedXml::FindGroup(const MString& tag) {
-  while (document->FindElement(tag)) {
+  while (document_->FindElement(tag)) {
     // What has a type is a value of the same name.
-    if (!document->GetAttribute(ValueTypes::kAttribute, nullptr)) {
+    if (!document_->GetAttribute(ValueTypes::kAttribute, nullptr)) {
       return true;
     }
   }
@@ -193,34 +195,34 @@ bool MInFilerTaggedXml::FindGroup(const MString& tag) {
 }
 
 bool MInFilerTaggedXml::BeginGroup(const MString& tag) {
-  if (document == nullptr) {
+  if (document_ == nullptr) {
     return false;
   }
-  ReadAttempt attempt(*document);
-  if (!attempt.EndsWith(FindGroup(tag) && document->IntoElement())) {
+  ReadAttempt attempt(*document_);
+  if (!attempt.EndsWith(FindGroup(tag) && document_->IntoElement())) {
     return false;
   }
-  ++depth;
+  ++depth_;
   return true;
 }
 
 bool MInFilerTaggedXml::EndGroup() {
-  if (document == nullptr || depth == 0 || !document->OutOfElement()) {
+  if (document_ == nullptr || depth_ == 0 || !document_->OutOfElement()) {
     return false;
   }
-  --depth;
+  --depth_;
   return true;
 }
 
 bool MInFilerTaggedXml::ReadEmbeddedDocument(const MString& tag, MString* xml) {
   xml->clear();
-  if (document == nullptr) {
+  if (document_ == nullptr) {
     return false;
   }
-  ReadAttempt attempt(*document);
+  ReadAttempt attempt(*document_);
   MXmlDocument embedded;
   if (!FindGroup(tag) || !AddXmlDeclaration(embedded) || !embedded.AddElement(L"MFilerTaggedXml") ||
-      !embedded.AddChildDocument(document->GetNodeText())) {
+      !embedded.AddChildDocument(document_->GetNodeText())) {
     return false;
   }
   *xml = embedded.GetText();

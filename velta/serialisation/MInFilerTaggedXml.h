@@ -19,7 +19,7 @@ VELTA_EXPORTS_BEGIN
 /// A value is read when it is the next element of its group and has the right tag and type: "float"
 /// for both floating types, "int" and "uint" for either width. An integer that does not fit into
 /// the result's type counts as missing; a floating value that is too large becomes infinite.
-/// Numbers are read in the "C" locale, and text behind a number is ignored.
+/// Numbers are read in the "C" locale, and text after a number is ignored.
 ///
 /// A value costs the same wherever it stands. `BeginGroup` looks through what stands before the
 /// group, which is not found again once the group is entered, or, when there is none of that name,
@@ -37,7 +37,7 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
  public:
   /// What kept a reader from its document.
   enum class FaultKind : std::uint8_t {
-    kNone,       ///< nothing: there is one
+    kNone,       ///< nothing: there is a document
     kMemory,     ///< there is not enough memory; the text may be good
     kText,       ///< the text is ill formed, or too long
     kRoot,       ///< the root element has another name
@@ -46,7 +46,7 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
 
   struct Fault {
     FaultKind kind = FaultKind::kNone;
-    MString message;           ///< of a text `MXmlDocument::GetErrorText`; empty for want of memory
+    MString message;           ///< of a text `MXmlDocument::GetErrorText`; empty without memory
     std::int32_t offset = -1;  ///< in characters: of the first fault, or the root element; -1: none
     std::int32_t line = 0;     ///< where that is, both from 1; 0 without an offset
     std::int32_t column = 0;
@@ -66,10 +66,10 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
   ~MInFilerTaggedXml() override;
 
   /// Whether there is a document to read from. It stays so.
-  [[nodiscard]] bool HasDocument() const noexcept { return document != nullptr; }
+  [[nodiscard]] bool HasDocument() const noexcept { return document_ != nullptr; }
 
   /// Why there is none, as found by the constructor. Valid as long as the filer.
-  [[nodiscard]] const Fault& GetFault() const noexcept { return fault; }
+  [[nodiscard]] const Fault& GetFault() const noexcept { return fault_; }
 
   bool ReadString(const MString& tag, MString* value, const MString& defaultValue) override;
   bool ReadChar(const MString& tag, char* value, char defaultValue) override;
@@ -98,11 +98,11 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
   bool ReadInteger(const MString& tag, std::wstring_view type, T* value, T defaultValue);
   bool FindGroup(const MString& tag);
 
-  std::unique_ptr<MXmlDocument> document;  // null when its construction failed
-  MLocale numberLocale;
-  std::int32_t depth = 0;  // groups begun and not ended
-  MString scratch;         // kept for its memory
-  Fault fault;
+  std::unique_ptr<MXmlDocument> document_;  // null when its construction failed
+  MLocale numberLocale_;
+  std::int32_t depth_ = 0;  // groups begun and not ended
+  MString scratch_;         // kept for its memory
+  Fault fault_;
 };
 
 VELTA_EXPORTS_END

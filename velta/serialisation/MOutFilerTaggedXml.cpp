@@ -10,6 +10,7 @@
 #include "velta/xml/internal/DocumentAccess.h"
 
 using Velta::Xml::DocumentAccess;
+using namespace Velta::Serialisation;
 
 namespace {
 
@@ -19,12 +20,12 @@ const ClassNameRegistration registration(ClassName);
 }  // namespace
 
 MOutFilerTaggedXml::MOutFilerTaggedXml(const MString& rootName, const MString& namespaceText)
-    : document(std::make_unique<MXmlDocument>()), numberLocale(MLocale::GetClassic()) {
-  const bool begun = AddXmlDeclaration(*document) && document->AddElement(rootName) &&
-                     (namespaceText.empty() || document->SetAttribute(L"xmlns", namespaceText)) &&
-                     document->IntoElement();
+    : document_(std::make_unique<MXmlDocument>()), numberLocale_(MLocale::GetClassic()) {
+  const bool begun = AddXmlDeclaration(*document_) && document_->AddElement(rootName) &&
+                     (namespaceText.empty() || document_->SetAttribute(L"xmlns", namespaceText)) &&
+                     document_->IntoElement();
   if (!begun) {
-    document.reset();
+    document_.reset();
   }
 }
 
@@ -32,19 +33,19 @@ MOutFilerTaggedXml::~MOutFilerTaggedXml() = default;
 
 bool MOutFilerTaggedXml::WriteValue(const MString& tag, std::wstring_view type,
                                     std::wstring_view text) {
-  return document != nullptr && DocumentAccess::AddElementWithAttribute(
-                                    *document, tag, ValueTypes::kAttribute, type, text);
+  return document_ != nullptr && DocumentAccess::AddElementWithAttribute(
+                                    *document_, tag, ValueTypes::kAttribute, type, text);
 }
 
 template <class T>
 bool MOutFilerTaggedXml::WriteInteger(const MString& tag, std::wstring_view type, T value) {
-  Velta::Text::FormatDecimal(value, scratch);
-  return WriteValue(tag, type, scratch);
+  Velta::Text::FormatDecimal(value, scratch_);
+  return WriteValue(tag, type, scratch_);
 }
 
 bool MOutFilerTaggedXml::WriteFloating(const MString& tag, double value, int digitsAfterPoint) {
-  Velta::Text::FormatScientific(numberLocale, value, digitsAfterPoint, scratch);
-  return WriteValue(tag, ValueTypes::kFloat, scratch);
+  Velta::Text::FormatScientific(numberLocale_, value, digitsAfterPoint, scratch_);
+  return WriteValue(tag, ValueTypes::kFloat, scratch_);
 }
 
 bool MOutFilerTaggedXml::WriteChar(const MString& tag, char value) {
@@ -89,29 +90,29 @@ bool MOutFilerTaggedXml::WriteInt(const MString& tag, std::int32_t value) {
 }
 
 bool MOutFilerTaggedXml::BeginGroup(const MString& tag) {
-  if (document == nullptr || !document->AddElement(tag) || !document->IntoElement()) {
+  if (document_ == nullptr || !document_->AddElement(tag) || !document_->IntoElement()) {
     return false;
   }
-  ++depth;
+  ++depth_;
   return true;
 }
 
 bool MOutFilerTaggedXml::EndGroup() {
-  if (document == nullptr || depth == 0 || !document->OutOfElement()) {
+  if (document_ == nullptr || depth_ == 0 || !document_->OutOfElement()) {
     return false;
   }
-  --depth;
+  --depth_;
   return true;
 }
 
 bool MOutFilerTaggedXml::WriteEmbeddedDocument(const MString& tag, const MString& xml) {
-  return document != nullptr && DocumentAccess::AddElementWithDocument(*document, tag, xml);
+  return document_ != nullptr && DocumentAccess::AddElementWithDocument(*document_, tag, xml);
 }
 
 bool MOutFilerTaggedXml::GetText(MString* text) const {
-  if (document == nullptr) {
+  if (document_ == nullptr) {
     return false;
   }
-  *text = document->GetText();
+  *text = document_->GetText();
   return true;
 }

@@ -75,10 +75,10 @@ class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
   bool WriteInteger(const MString& tag, std::wstring_view type, T value);
   bool WriteFloating(const MString& tag, double value, int digitsAfterPoint);
 
-  std::unique_ptr<MXmlDocument> document;  // null when its construction failed
-  MLocale numberLocale;
-  MString scratch;         // where numbers are formatted; kept for its capacity
-  std::int32_t depth = 0;  // groups begun and not ended
+  std::unique_ptr<MXmlDocument> document_;  // null when its construction failed
+  MLocale numberLocale_;
+  MString scratch_;         // where numbers are formatted; kept for its capacity
+  std::int32_t depth_ = 0;  // groups begun and not ended
 };
 
 VELTA_EXPORTS_END

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <new>
 
-// A host's memory checker may have made a macro of it.
+// A host's memory checker may have defined it as a macro.
 #pragma push_macro("new")
 #undef new
 
@@ -26,23 +26,23 @@ class MTypedPtrArray {
 
   /// An empty array that has not allocated anything.
   ///
-  /// @param growByCount  how many elements there is room for, at least, after growing
-  /// @param factor       as for `SetGrowthFactor`
-  explicit MTypedPtrArray(std::int32_t growByCount = 4, float factor = 1.5F) noexcept
-      : growBy(growByCount), growthFactor(factor) {}
+  /// @param growBy        for how many more elements there is room, at least, after growing
+  /// @param growthFactor  as for `SetGrowthFactor`
+  explicit MTypedPtrArray(std::int32_t growBy = 4, float growthFactor = 1.5F) noexcept
+      : growBy_(growBy), growthFactor_(growthFactor) {}
 
   // The order of these three is part of the binary interface.
 
   /// Deletes every element.
   virtual ~MTypedPtrArray() {
-    for (std::int32_t i = 0; i < size; ++i) {
-      delete elements[i];
+    for (std::int32_t i = 0; i < size_; ++i) {
+      delete elements_[i];
     }
-    delete[] elements;
+    delete[] elements_;
   }
 
   /// By what the capacity is multiplied when it grows; has no effect unless above 1.
-  virtual void SetGrowthFactor(float factor) { growthFactor = factor; }
+  virtual void SetGrowthFactor(float factor) { growthFactor_ = factor; }
 
   /// Makes room for at least `requestedCapacity` elements, as `GrownCapacity` says. Never shrinks.
   ///
@@ -50,18 +50,18 @@ class MTypedPtrArray {
   /// there is no memory; the array is then unchanged.
   virtual void Grow(std::int32_t requestedCapacity) {
     const std::int32_t grown =
-        GrownCapacity(size, capacity, requestedCapacity, growBy, growthFactor);
-    if (grown <= capacity) {
+        GrownCapacity(size_, capacity_, requestedCapacity, growBy_, growthFactor_);
+    if (grown <= capacity_) {
       return;
     }
     T** const moved = new (std::nothrow) T*[static_cast<std::size_t>(grown)];
     if (moved == nullptr) {
       MErrorOutOfMemory::Throw();
     }
-    std::copy(elements, elements + size, moved);
-    delete[] elements;
-    elements = moved;
-    capacity = grown;
+    std::copy(elements_, elements_ + size_, moved);
+    delete[] elements_;
+    elements_ = moved;
+    capacity_ = grown;
   }
 
   MTypedPtrArray(const MTypedPtrArray&) = delete;
@@ -90,33 +90,33 @@ class MTypedPtrArray {
     return static_cast<std::int32_t>((std::min<std::int64_t>)(grown, kMaxCapacity));
   }
 
-  std::int32_t GetSize() const noexcept { return size; }
-  std::int32_t GetCapacity() const noexcept { return capacity; }
+  std::int32_t GetSize() const noexcept { return size_; }
+  std::int32_t GetCapacity() const noexcept { return capacity_; }
 
   /// The element at `index`, which must be from 0 to below the size. Valid until it is removed.
-  const T& GetAt(std::int32_t index) const noexcept { return *elements[index]; }
+  const T& GetAt(std::int32_t index) const noexcept { return *elements_[index]; }
 
   /// Appends a copy.
   ///
   /// Errors: as `Grow`, and whatever copying throws; the elements are then unchanged.
   void Add(Argument value) {
-    if (size == capacity) {
+    if (size_ == capacity_) {
       // At the largest capacity there is no next one to ask for; `Grow` says so.
-      Grow(size == kMaxCapacity ? size : size + 1);
+      Grow(size_ == kMaxCapacity ? size_ : size_ + 1);
     }
-    elements[size] = new T(value);
-    ++size;
+    elements_[size_] = new T(value);
+    ++size_;
   }
 
   /// Deletes the last element; there must be one.
-  void RemoveLast() noexcept { delete elements[--size]; }
+  void RemoveLast() noexcept { delete elements_[--size_]; }
 
  private:
-  T** elements = nullptr;
-  std::int32_t size = 0;
-  std::int32_t capacity = 0;
-  std::int32_t growBy;
-  float growthFactor;
+  T** elements_ = nullptr;
+  std::int32_t size_ = 0;
+  std::int32_t capacity_ = 0;
+  std::int32_t growBy_;
+  float growthFactor_;
 };
 
 #pragma pop_macro("new")

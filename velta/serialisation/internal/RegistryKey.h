@@ -10,29 +10,31 @@
 
 class IFilerTaggedRegistryBase;
 
+namespace Velta::Serialisation {
+
 /// An open key of the registry, closed with its scope; null when it could not be opened.
 class RegistryKey {
  public:
   RegistryKey() noexcept = default;
-  explicit RegistryKey(HKEY opened) noexcept : key(opened) {}
+  explicit RegistryKey(HKEY key) noexcept : key_(key) {}
   RegistryKey(const RegistryKey&) = delete;
   RegistryKey& operator=(const RegistryKey&) = delete;
-  RegistryKey(RegistryKey&& other) noexcept : key(std::exchange(other.key, nullptr)) {}
+  RegistryKey(RegistryKey&& other) noexcept : key_(std::exchange(other.key_, nullptr)) {}
   RegistryKey& operator=(RegistryKey&& other) noexcept {
-    std::swap(key, other.key);
+    std::swap(key_, other.key_);
     return *this;
   }
   ~RegistryKey() {
-    if (key != nullptr) {
-      ::RegCloseKey(key);
+    if (key_ != nullptr) {
+      ::RegCloseKey(key_);
     }
   }
 
-  [[nodiscard]] bool IsOpen() const noexcept { return key != nullptr; }
-  [[nodiscard]] HKEY Get() const noexcept { return key; }
+  [[nodiscard]] bool IsOpen() const noexcept { return key_ != nullptr; }
+  [[nodiscard]] HKEY Get() const noexcept { return key_; }
 
  private:
-  HKEY key = nullptr;
+  HKEY key_ = nullptr;
 };
 
 /// What a filer opens keys for.
@@ -42,9 +44,11 @@ enum class RegistryUse : std::uint8_t {
   kReadOnly,  // leaves the registry as it is
 };
 
-/// The key of the innermost group, opened afresh.
+/// Opens the key of the innermost group.
 RegistryKey OpenGroupKey(const IFilerTaggedRegistryBase& place, const MString& applicationKeyName,
                          const MTypedPtrArray<MString, const MString&>& groups, RegistryUse use);
 
 /// Whether the registry, which takes zero-terminated names, would see all of this one.
 inline bool IsWholeName(const MString& name) noexcept { return name.find(L'\0') == MString::npos; }
+
+}  // namespace Velta::Serialisation

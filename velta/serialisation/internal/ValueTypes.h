@@ -4,7 +4,7 @@
 #include <string_view>
 
 /// What the "type" attribute of a value says. It tells the kind of a number, not its width.
-namespace ValueTypes {
+namespace Velta::Serialisation::ValueTypes {
 
 inline constexpr std::wstring_view kAttribute = L"type";
 inline constexpr std::wstring_view kChar = L"char";
@@ -15,4 +15,4 @@ inline constexpr std::wstring_view kByte = L"byte";
 inline constexpr std::wstring_view kUnsigned = L"uint";
 inline constexpr std::wstring_view kSigned = L"int";
 
-}  // namespace ValueTypes
+}  // namespace Velta::Serialisation::ValueTypes

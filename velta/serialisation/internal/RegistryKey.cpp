@@ -3,6 +3,7 @@
 
 #include "velta/serialisation/IFilerTaggedRegistryBase.h"
 
+namespace Velta::Serialisation {
 namespace {
 
 constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
@@ -29,7 +30,7 @@ RegistryKey OpenBase(HKEY hive, RegistryUse use) {
   return key.IsOpen() ? std::move(key) : Open(hive, name, KEY_READ);
 }
 
-/// `mayFallBack`: read access will do.
+/// @param mayFallBack  whether read access will do when the key cannot be opened for writing
 RegistryKey OpenNext(const RegistryKey& parent, const MString& name, RegistryUse use,
                      bool mayFallBack) noexcept {
   if (!parent.IsOpen() || !IsWholeName(name)) {
@@ -68,3 +69,5 @@ RegistryKey OpenGroupKey(const IFilerTaggedRegistryBase& place, const MString& a
   }
   return OpenNext(key, path, reading ? RegistryUse::kReadOnly : use, false);
 }
+
+}  // namespace Velta::Serialisation
