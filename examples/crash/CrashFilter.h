@@ -3,7 +3,7 @@
 
 #include "velta/errors/ICrashHandler.h"
 
-/// Has `handler` hear of what ends the process: an exception that nobody handles, a fault such as a
+/// Passes what ends the process to `handler`: an exception that nobody handles, a fault such as a
 /// read through a null pointer, a call of `std::abort`.
 ///
 /// The handler runs on the thread that failed, whose locks and heap may be in any state, and on

@@ -18,40 +18,40 @@ const RegisteredName registeredName(ClassName);
 }  // namespace
 
 CrashReporter::CrashReporter(std::filesystem::path logFile)
-    : file(std::move(logFile)), crashPoint(ClassName, L"OnUnhandledException") {
+    : logFile_(std::move(logFile)), crashPoint_(ClassName, L"OnUnhandledException") {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
-  thread = std::thread([this] { Report(); });
+  thread_ = std::thread([this] { Report(); });
 }
 
 void CrashReporter::OnUnhandledException(std::uintptr_t argument) {
   // Safe in any state of the process: the point and the log exist, so that writing an event takes
   // no lock and no memory.
-  crashPoint.At(this).LogTimingPoint(static_cast<std::uint32_t>(argument), 0);
+  crashPoint_.At(this).LogTimingPoint(static_cast<std::uint32_t>(argument), 0);
 
-  if (std::this_thread::get_id() == thread.get_id()) {
+  if (std::this_thread::get_id() == thread_.get_id()) {
     return;  // the report itself fails
   }
-  if (std::uintptr_t none = 0; code.compare_exchange_strong(none, argument)) {
-    wanted.release();
+  if (std::uintptr_t none = 0; code_.compare_exchange_strong(none, argument)) {
+    wanted_.release();
   }
-  // Whoever returns ends the process, so all wait, and each lets the next one pass.
-  if (written.try_acquire_for(kPatience)) {
-    written.release();
+  // A thread that returns ends the process, so each waits, and lets the next one pass.
+  if (written_.try_acquire_for(kPatience)) {
+    written_.release();
   }
 }
 
 void CrashReporter::Report() {
-  wanted.acquire();
-  std::fprintf(stderr, "crash: ended by 0x%llX\n", static_cast<unsigned long long>(code));
+  wanted_.acquire();
+  std::fprintf(stderr, "crash: ended by 0x%llX\n", static_cast<unsigned long long>(code_));
   std::fflush(stderr);  // some runtimes keep it back, and the process does not end in order
-  stream.open(file);
+  stream_.open(logFile_);
   MFlowLogger* const logger = MFlowLogger::Instance();
-  if (stream.is_open() && logger != nullptr) {
-    logger->Dump(stream);
-    stream.flush();
+  if (stream_.is_open() && logger != nullptr) {
+    logger->Dump(stream_);
+    stream_.flush();
     std::fputs("crash: the event log has been written\n", stderr);
     std::fflush(stderr);
   }
-  written.release();
+  written_.release();
 }

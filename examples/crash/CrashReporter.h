@@ -13,9 +13,9 @@
 
 /// Writes the event log to a file when the process crashes.
 ///
-/// A thread of its own does so, made beforehand: one that failed may have hardly any stack left and
-/// hold any lock. All that fail are kept waiting for it, for a few seconds at most, should the
-/// report need a lock that one of them holds.
+/// A thread made beforehand writes it: a failed thread may have hardly any stack left and may hold
+/// any lock. Threads that fail wait for the report, but a few seconds at most: it may need a lock
+/// that one of them holds.
 ///
 /// Make it with `new`, in `main`, and leave it: static destructors may crash as well.
 class CrashReporter final : public ICrashHandler {
@@ -31,11 +31,11 @@ class CrashReporter final : public ICrashHandler {
  private:
   void Report();
 
-  const std::filesystem::path file;
-  std::ofstream stream;  // a first one needs a lock that static destructors run under
-  MFlowPoint crashPoint;
-  std::atomic<std::uintptr_t> code{0};  // 0: there is nothing to report
-  std::binary_semaphore wanted{0};
-  std::binary_semaphore written{0};
-  std::thread thread;
+  const std::filesystem::path logFile_;
+  std::ofstream stream_;  // made here: making a process's first stream takes a lock
+  MFlowPoint crashPoint_;
+  std::atomic<std::uintptr_t> code_{0};  // 0: there is nothing to report
+  std::binary_semaphore wanted_{0};
+  std::binary_semaphore written_{0};
+  std::thread thread_;
 };

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Crashes the host on purpose and reads what it leaves behind."""
+"""Crashes the host on purpose and reads what it has written."""
 
 import os
 import platform

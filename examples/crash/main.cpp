@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A host that leaves its event log behind when it crashes, and crashes when asked to.
+// A host that writes its event log when it crashes, and crashes when asked to.
 #include "CrashFilter.h"
 #include "CrashReporter.h"
 #include "examples/shared/RegisteredName.h"
@@ -36,8 +36,8 @@ void ReadNowhereTwice() {
   other.join();
 }
 
-// Writes behind a block, over what the allocator keeps there: where it notices, it aborts with its
-// lock held. Volatile, since compilers notice as well.
+// Writes past the end of a block, over what the allocator keeps there. An allocator that notices
+// aborts with its lock held. Volatile, since compilers notice as well.
 void DamageHeap() {
   const volatile std::size_t size = 100000;  // too large for what was freed before
   auto* const block = static_cast<volatile char*>(std::malloc(size));
@@ -64,31 +64,31 @@ LeavesLate leavesLate;
 class Crash : public MCommandSynchronous {
  public:
   Crash(const MExceptionHolder& outcome, std::string_view kind)
-      : MCommandSynchronous(outcome), wanted(kind) {}
+      : MCommandSynchronous(outcome), kind_(kind) {}
 
  private:
   void Execute() override {
     static MFlowPoint point(ClassName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (wanted == "read") {
+    if (kind_ == "read") {
       ReadNowhere();
     }
-    if (wanted == "twice") {
+    if (kind_ == "twice") {
       ReadNowhereTwice();
     }
-    if (wanted == "heap") {
+    if (kind_ == "heap") {
       DamageHeap();
     }
-    if (wanted == "abort") {
+    if (kind_ == "abort") {
       std::abort();
     }
-    if (wanted == "throw") {
+    if (kind_ == "throw") {
       throw std::runtime_error("nobody handles this");
     }
-    leavesLate.fails = wanted == "exit";
+    leavesLate.fails = kind_ == "exit";
   }
 
-  std::string_view wanted;
+  std::string_view kind_;
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CallerPool.h"
 
+#include "AddTotals.h"
 #include "FrameworkErrors.h"
-#include "HandOver.h"
 #include "Submit.h"
 #include "examples/shared/RegisteredName.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
@@ -13,6 +13,8 @@
 
 namespace host {
 namespace {
+
+using Signal = RunMonitor::Signal;
 
 const wchar_t ClassName[] = L"CallerPool";
 const RegisteredName registeredName(ClassName);
@@ -27,8 +29,8 @@ void NameThread(unsigned number) {
 
 }  // namespace
 
-CallerPool::CallerPool(const Tools& callerTools, std::vector<FileResult>& fileResults)
-    : tools(callerTools), results(fileResults) {
+CallerPool::CallerPool(const Services& services, std::vector<FileResult>& results)
+    : services_(services), results_(results) {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
 }
@@ -36,9 +38,9 @@ CallerPool::CallerPool(const Tools& callerTools, std::vector<FileResult>& fileRe
 CallerPool::~CallerPool() {
   static MFlowPoint point(ClassName, L"~CallerPool");
   point.At(this).LogDestruction();
-  tools.monitor.Reach(RunMonitor::Milestone::Closing);
+  services_.monitor.Send(Signal::kSubmitTotals);
   try {
-    tools.processor.Stop();
+    services_.processor.Stop();
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);
   }
@@ -48,14 +50,14 @@ CallerPool::~CallerPool() {
 void CallerPool::Start(unsigned count) {
   static MFlowPoint point(ClassName, L"Start");
   const MFlowScope scope = point.At(this).OpenScope(count, 0);
-  callers = std::vector<Caller>(count);  // never grows: the threads keep references
+  callers_ = std::vector<Caller>(count);  // never grows: the threads keep references
   for (unsigned i = 0; i < count; ++i) {
-    callers[i].thread = std::thread([this, i] { Run(callers[i], i + 1); });
+    callers_[i].thread = std::thread([this, i] { Run(callers_[i], i + 1); });
   }
 }
 
 void CallerPool::Join() {
-  for (Caller& caller : callers) {
+  for (Caller& caller : callers_) {
     if (caller.thread.joinable()) {
       caller.thread.join();
     }
@@ -67,75 +69,77 @@ void CallerPool::Run(Caller& caller, unsigned number) {
   NameThread(number);
   const MFlowScope scope = point.At(this).OpenScope(number, 0);
   for (;;) {
-    const std::size_t index = nextResult.fetch_add(1, std::memory_order_relaxed);
-    if (index >= results.size()) {
+    const std::size_t index = nextResult_.fetch_add(1, std::memory_order_relaxed);
+    if (index >= results_.size()) {
       break;
     }
-    if (!results[index].failure) {
-      CountOne(caller, results[index]);
+    if (!results_[index].failure) {
+      CountOne(caller, results_[index]);
     }
   }
-  tools.monitor.Reach(RunMonitor::Milestone::FilesCounted);
+  services_.monitor.Send(Signal::kFilesCounted);
 
-  tools.monitor.WaitFor(RunMonitor::Milestone::Closing, 1);
-  tools.monitor.Reach(RunMonitor::Milestone::HandingOver);
-  HandTotalsOver(caller);
+  services_.monitor.WaitFor(Signal::kSubmitTotals);
+  services_.monitor.Send(Signal::kTotalsSubmitted);
+  SubmitTotals(caller);
 }
 
 void CallerPool::CountOne(Caller& caller, FileResult& result) {
   static MFlowPoint point(ClassName, L"CountOne");
   try {
-    ThrowingFrameworkErrors(point.At(this), [&] {
-      Submit<CountFile>(tools.processor, tools.bench, tools.scheduler, tools.progress, result);
+    TranslateExceptions(point.At(this), [&] {
+      Submit<CountFile>(services_.processor, services_.context, services_.scheduler,
+                        services_.progress, result);
       caller.totals += result.totals;
     });
   } catch (const MException& exception) {
-    result.failure.emplace(exception);  // reported at the end
+    result.failure.emplace(exception);  // reported with the results
   }
-  NotifyDone(result);
+  NotifyFileDone(result);
 }
 
-void CallerPool::NotifyDone(const FileResult& result) {
-  static MFlowPoint point(ClassName, L"NotifyDone");
+void CallerPool::NotifyFileDone(const FileResult& result) {
+  static MFlowPoint point(ClassName, L"NotifyFileDone");
   const std::uint64_t notYetNotified = result.totals.bytes % CountFile::kBytesPerNotification;
   try {
-    ThrowingFrameworkErrors(point.At(this), [&] {
-      tools.scheduler.ScheduleDesyncEvent(
-          std::make_unique<ProgressMade>(tools.progress, 1, notYetNotified).release());
+    TranslateExceptions(point.At(this), [&] {
+      services_.scheduler.ScheduleDesyncEvent(
+          std::make_unique<ProgressMade>(services_.progress, 1, notYetNotified).release());
     });
   } catch (const MException& exception) {
-    point.At(this).LogDismissedError(exception);  // the line lags behind, that is all
+    point.At(this).LogDismissedError(exception);  // only the progress line is out of date
   }
 }
 
-void CallerPool::HandTotalsOver(Caller& caller) {
-  static MFlowPoint point(ClassName, L"HandTotalsOver");
+void CallerPool::SubmitTotals(Caller& caller) {
+  static MFlowPoint point(ClassName, L"SubmitTotals");
   try {
-    ThrowingFrameworkErrors(point.At(this),
-                            [&] { Submit<HandOver>(tools.processor, tools.bench, caller.totals); });
+    TranslateExceptions(point.At(this), [&] {
+      Submit<AddTotals>(services_.processor, services_.context, caller.totals);
+    });
   } catch (const MException& exception) {
-    caller.refusal.emplace(exception);  // the totals stay here, for GetTotalsLeft
+    caller.refusal.emplace(exception);  // for GetRefusedTotals
   }
 }
 
-unsigned CallerPool::GetHandedOver() const noexcept {
-  return static_cast<unsigned>(callers.size()) - GetRefused();
+unsigned CallerPool::GetAddedCount() const noexcept {
+  return static_cast<unsigned>(callers_.size()) - GetRefusedCount();
 }
 
-unsigned CallerPool::GetRefused() const noexcept {
+unsigned CallerPool::GetRefusedCount() const noexcept {
   return static_cast<unsigned>(
-      std::count_if(callers.begin(), callers.end(),
+      std::count_if(callers_.begin(), callers_.end(),
                     [](const Caller& caller) { return caller.refusal.has_value(); }));
 }
 
-Totals CallerPool::GetTotalsLeft() const noexcept {
-  Totals left;
-  for (const Caller& caller : callers) {
+Totals CallerPool::GetRefusedTotals() const noexcept {
+  Totals refused;
+  for (const Caller& caller : callers_) {
     if (caller.refusal) {
-      left += caller.totals;
+      refused += caller.totals;
     }
   }
-  return left;
+  return refused;
 }
 
 }  // namespace host

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "CountFile.h"
+#include "ProcessorContext.h"
 #include "Progress.h"
 #include "RunMonitor.h"
-#include "Workbench.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MDesyncEventScheduler.h"
 
@@ -16,38 +16,39 @@
 
 namespace host {
 
-/// The threads that share one list of files and have each counted by the processor.
+/// The threads that share one list of files and have the processor count each.
 ///
-/// A caller takes file after file until none is left, then waits until the run is closing and hands
-/// its totals over, which ends it. Threads: start and join it on one thread.
+/// A caller takes one file after another until none is left, then waits for `kSubmitTotals`,
+/// submits its totals, and ends. Threads: start and join the pool on one thread.
 class CallerPool {
  public:
-  /// What the callers work with; all of it must outlive them.
-  struct Tools {
+  /// What the callers use; all of it must outlive them.
+  struct Services {
     MCommandProcessor& processor;
     MDesyncEventScheduler& scheduler;
-    Workbench& bench;
+    ProcessorContext& context;
     ProgressLine& progress;
     RunMonitor& monitor;
   };
 
-  CallerPool(const Tools& callerTools, std::vector<FileResult>& fileResults);
+  CallerPool(const Services& services, std::vector<FileResult>& results);
   CallerPool(const CallerPool&) = delete;
   CallerPool& operator=(const CallerPool&) = delete;
 
-  /// Lets the run close, stops the processor, which releases who still waits for it, and joins.
+  /// Lets the callers submit their totals, stops the processor, which releases every caller that
+  /// waits for it, and joins.
   ~CallerPool();
 
   /// Errors: `std::system_error` when the system refuses a thread.
   void Start(unsigned count);
   void Join();
 
-  /// After `Join`: how many handed over, and how many the processor refused.
-  [[nodiscard]] unsigned GetHandedOver() const noexcept;
-  [[nodiscard]] unsigned GetRefused() const noexcept;
+  /// After `Join`: how many callers' totals the processor added, and how many it refused.
+  [[nodiscard]] unsigned GetAddedCount() const noexcept;
+  [[nodiscard]] unsigned GetRefusedCount() const noexcept;
 
-  /// After `Join`: the totals that were refused.
-  [[nodiscard]] Totals GetTotalsLeft() const noexcept;
+  /// After `Join`: the sum of the totals that were refused.
+  [[nodiscard]] Totals GetRefusedTotals() const noexcept;
 
  private:
   struct Caller {
@@ -58,13 +59,13 @@ class CallerPool {
 
   void Run(Caller& caller, unsigned number);
   void CountOne(Caller& caller, FileResult& result);
-  void NotifyDone(const FileResult& result);
-  void HandTotalsOver(Caller& caller);
+  void NotifyFileDone(const FileResult& result);
+  void SubmitTotals(Caller& caller);
 
-  Tools tools;
-  std::vector<FileResult>& results;
-  std::atomic<std::size_t> nextResult{0};
-  std::vector<Caller> callers;
+  Services services_;
+  std::vector<FileResult>& results_;
+  std::atomic<std::size_t> nextResult_{0};
+  std::vector<Caller> callers_;
 };
 
 }  // namespace host

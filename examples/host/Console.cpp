@@ -15,23 +15,23 @@ namespace host {
 
 Console::Console() {
   DWORD mode = 0;  // only a console has one; the null device counts as a terminal elsewhere
-  terminal = ::GetConsoleMode(::GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+  terminal_ = ::GetConsoleMode(::GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
   const UINT current = ::GetConsoleOutputCP();
   if (current != 0 && current != CP_UTF8 && ::SetConsoleOutputCP(CP_UTF8) != 0) {
-    earlierCodePage = current;
+    earlierCodePage_ = current;
   }
 }
 
 Console::~Console() {
   static_cast<void>(Flush());
-  if (earlierCodePage != 0) {
-    ::SetConsoleOutputCP(earlierCodePage);
+  if (earlierCodePage_ != 0) {
+    ::SetConsoleOutputCP(earlierCodePage_);
   }
 }
 
 #else
 
-Console::Console() : terminal(::isatty(STDOUT_FILENO) == 1) {}
+Console::Console() : terminal_(::isatty(STDOUT_FILENO) == 1) {}
 
 Console::~Console() { static_cast<void>(Flush()); }
 

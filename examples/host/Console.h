@@ -15,20 +15,20 @@ class Console {
   Console& operator=(const Console&) = delete;
   ~Console();
 
-  /// Whether somebody watches standard output, rather than a file or a program.
-  [[nodiscard]] bool IsTerminal() const { return terminal; }
+  /// Whether standard output is a terminal, rather than a file or a pipe.
+  [[nodiscard]] bool IsTerminal() const { return terminal_; }
 
   void Write(std::string_view utf8);
 
-  /// To standard error, behind everything that was written before.
+  /// To standard error, after everything that was written before.
   void WriteError(std::string_view utf8);
 
   /// @return whether standard output has taken everything so far
   [[nodiscard]] bool Flush();
 
  private:
-  bool terminal;
-  unsigned earlierCodePage = 0;  // 0: nothing to restore
+  bool terminal_;
+  unsigned earlierCodePage_ = 0;  // 0: nothing to restore
 };
 
 }  // namespace host

@@ -26,17 +26,17 @@ bool IsSpace(unsigned char byte) noexcept { return byte == ' ' || (byte >= '\t' 
 }  // namespace
 
 void ContentCounter::Add(const unsigned char* data, std::size_t length) noexcept {
-  totals.bytes += length;
+  totals_.bytes += length;
   for (const unsigned char* const end = data + length; data != end; ++data) {
-    remainder = remainder >> 8 ^ kRemainders[(remainder ^ *data) & 0xFF];
+    remainder_ = remainder_ >> 8 ^ kRemainders[(remainder_ ^ *data) & 0xFF];
     if (*data == '\n') {
-      ++totals.lines;
+      ++totals_.lines;
     }
     const bool space = IsSpace(*data);
-    if (!space && !inWord) {
-      ++totals.words;
+    if (!space && !inWord_) {
+      ++totals_.words;
     }
-    inWord = !space;
+    inWord_ = !space;
   }
 }
 

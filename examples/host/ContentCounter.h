@@ -25,13 +25,13 @@ class ContentCounter {
  public:
   void Add(const unsigned char* data, std::size_t length) noexcept;
 
-  [[nodiscard]] const Totals& GetTotals() const noexcept { return totals; }
-  [[nodiscard]] std::uint32_t GetChecksum() const noexcept { return ~remainder; }
+  [[nodiscard]] const Totals& GetTotals() const noexcept { return totals_; }
+  [[nodiscard]] std::uint32_t GetChecksum() const noexcept { return ~remainder_; }
 
  private:
-  Totals totals;
-  std::uint32_t remainder = 0xFFFFFFFF;
-  bool inWord = false;  // a word may go on in the next block
+  Totals totals_;
+  std::uint32_t remainder_ = 0xFFFFFFFF;
+  bool inWord_ = false;  // a word may go on in the next block
 };
 
 }  // namespace host

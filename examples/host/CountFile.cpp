@@ -19,42 +19,41 @@ const RegisteredName registeredName(ClassName);
 
 }  // namespace
 
-CountFile::CountFile(MExceptionHolder outcome, Workbench& commandBench,
-                     MDesyncEventScheduler& notifications, ProgressLine& progressLine,
-                     FileResult& fileResult)
+CountFile::CountFile(MExceptionHolder outcome, ProcessorContext& context,
+                     MDesyncEventScheduler& scheduler, ProgressLine& progress, FileResult& result)
     : MCommandSynchronous(std::move(outcome)),
-      bench(commandBench),
-      scheduler(notifications),
-      progress(progressLine),
-      result(fileResult) {}
+      context_(context),
+      scheduler_(scheduler),
+      progress_(progress),
+      result_(result) {}
 
 void CountFile::Execute() {
   static MFlowPoint point(ClassName, L"Execute");
   const MFlowScope scope = point.At(this).OpenScope();
-  ++bench.commandsRun;
+  ++context_.commandsRun;
   try {
-    ThrowingFrameworkErrors(point.At(this), [this] { Count(); });
+    TranslateExceptions(point.At(this), [this] { Count(); });
   } catch (const MException& cause) {
     MError error = point.At(this).MakeCascadeError(L"FileNotCounted");
-    error.AddParameter(L"file", ToText(result.path));
+    error.AddParameter(L"file", ToText(result_.path));
     ThrowCausedBy(cause, error);
   }
 }
 
 void CountFile::Count() {
-  InputFile file(result.path);
+  InputFile file(result_.path);
   ContentCounter counter;
   std::uint64_t notified = 0;
-  while (const std::size_t length = file.ReadBlock(bench.block)) {
-    counter.Add(bench.block.data(), length);
+  while (const std::size_t length = file.ReadBlock(context_.block)) {
+    counter.Add(context_.block.data(), length);
     if (counter.GetTotals().bytes - notified >= kBytesPerNotification) {
       notified += kBytesPerNotification;
-      scheduler.ScheduleDesyncEvent(
-          std::make_unique<ProgressMade>(progress, 0, kBytesPerNotification).release());
+      scheduler_.ScheduleDesyncEvent(
+          std::make_unique<ProgressMade>(progress_, 0, kBytesPerNotification).release());
     }
   }
-  result.totals = counter.GetTotals();
-  result.checksum = counter.GetChecksum();
+  result_.totals = counter.GetTotals();
+  result_.checksum = counter.GetChecksum();
 }
 
 }  // namespace host

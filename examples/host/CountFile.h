@@ -2,7 +2,7 @@
 #pragma once
 
 #include "ContentCounter.h"
-#include "Workbench.h"
+#include "ProcessorContext.h"
 #include "velta/commands/MCommandSynchronous.h"
 #include "velta/commands/MDesyncEventScheduler.h"
 #include "velta/errors/MException.h"
@@ -25,14 +25,14 @@ struct FileResult {
 
 /// The command that counts one file, into the totals and the checksum of its result.
 ///
-/// Large files are announced to the progress line while they are read.
+/// Schedules notifications for the progress line while it reads a large file.
 /// Errors: CountFile.Execute:FileNotCounted with "file", caused by an error of `InputFile`.
 class CountFile final : public MCommandSynchronous {
  public:
   static constexpr std::uint64_t kBytesPerNotification = std::uint64_t{4} * 1024 * 1024;
 
-  CountFile(MExceptionHolder outcome, Workbench& commandBench, MDesyncEventScheduler& notifications,
-            ProgressLine& progressLine, FileResult& fileResult);
+  CountFile(MExceptionHolder outcome, ProcessorContext& context, MDesyncEventScheduler& scheduler,
+            ProgressLine& progress, FileResult& result);
 
  protected:
   void Execute() override;
@@ -40,10 +40,10 @@ class CountFile final : public MCommandSynchronous {
  private:
   void Count();
 
-  Workbench& bench;
-  MDesyncEventScheduler& scheduler;
-  ProgressLine& progress;
-  FileResult& result;
+  ProcessorContext& context_;
+  MDesyncEventScheduler& scheduler_;
+  ProgressLine& progress_;
+  FileResult& result_;
 };
 
 }  // namespace host

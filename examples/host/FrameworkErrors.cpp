@@ -43,7 +43,7 @@ std::string Describe(const MException& exception) {
   for (std::int32_t i = exception.GetErrorCount(); i-- > 0;) {
     const MError* const error = exception.GetError(i);
     lines += lines.empty() ? "  " : "  caused by ";
-    lines += error != nullptr ? DescribeError(*error) : "an error that memory did not suffice for";
+    lines += error != nullptr ? DescribeError(*error) : "an error that there was no memory for";
     lines += '\n';
   }
   return lines;

@@ -12,13 +12,13 @@
 
 namespace host {
 
-/// Runs what a framework thread has called.
+/// Runs `work`, and throws an `MException` in place of whatever other exception it throws.
 ///
-/// There an `MException` goes back to the caller or is logged, and any other exception ends the
-/// process: this makes the one of the other. An exception of the runtime becomes the error
-/// "UnexpectedException" of `point`.
+/// For code that a thread of the framework calls: there an `MException` goes back to the caller or
+/// is logged, and any other exception ends the process. An exception of the runtime becomes the
+/// error "UnexpectedException" of `point`.
 template <class Work>
-void ThrowingFrameworkErrors(MFlowPoint& point, Work work) {
+void TranslateExceptions(MFlowPoint& point, Work work) {
   try {
     work();
   } catch (const MException&) {

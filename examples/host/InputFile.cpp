@@ -26,14 +26,14 @@ std::FILE* Open(const std::filesystem::path& path) noexcept {
 
 }  // namespace
 
-InputFile::InputFile(const std::filesystem::path& path) : file(Open(path)) {
+InputFile::InputFile(const std::filesystem::path& path) : file_(Open(path)) {
   const int error = errno;  // first: nothing may run in between
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
-  if (file == nullptr) {
+  if (file_ == nullptr) {
     RaiseErrno(point.At(this), L"OpenFailed", error);
   }
-  std::setvbuf(file.get(), nullptr, _IONBF, 0);  // the blocks are large enough
+  std::setvbuf(file_.get(), nullptr, _IONBF, 0);  // the blocks are large enough
 }
 
 InputFile::~InputFile() {
@@ -42,9 +42,9 @@ InputFile::~InputFile() {
 }
 
 std::size_t InputFile::ReadBlock(std::vector<unsigned char>& block) {
-  const std::size_t length = std::fread(block.data(), 1, block.size(), file.get());
+  const std::size_t length = std::fread(block.data(), 1, block.size(), file_.get());
   const int error = errno;
-  if (std::ferror(file.get()) != 0) {
+  if (std::ferror(file_.get()) != 0) {
     static MFlowPoint point(ClassName, L"ReadBlock");
     RaiseErrno(point.At(this), L"ReadFailed", error);
   }

@@ -27,9 +27,9 @@ class InputFile {
 
  private:
   struct Closer {
-    void operator()(std::FILE* open) const noexcept { std::fclose(open); }
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
   };
-  std::unique_ptr<std::FILE, Closer> file;
+  std::unique_ptr<std::FILE, Closer> file_;
 };
 
 }  // namespace host

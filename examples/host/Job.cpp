@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Job.h"
 
+#include "AddTotals.h"
 #include "CallerPool.h"
 #include "FrameworkErrors.h"
-#include "HandOver.h"
 #include "ListFolder.h"
+#include "ProcessorContext.h"
 #include "Submit.h"
-#include "Workbench.h"
 #include "examples/shared/RegisteredName.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowLogger.h"
@@ -19,24 +19,24 @@
 namespace host {
 namespace {
 
-using Milestone = RunMonitor::Milestone;
+using Signal = RunMonitor::Signal;
 
 const wchar_t ClassName[] = L"Job";
 const RegisteredName registeredName(ClassName);
 
-// Short, since the end of a run waits for one idle round.
+// Short, since the stop waits for the idle hook once.
 constexpr std::uint32_t kIdleTimeoutMs = 20;
 
-std::unique_ptr<MCallbackFunctor> Hook(Workbench& bench, void (Workbench::*operation)()) {
-  return std::make_unique<MCallbackFunctorImp<Workbench>>(&bench, operation);
+std::unique_ptr<MCallbackFunctor> Hook(ProcessorContext& context,
+                                       void (ProcessorContext::*operation)()) {
+  return std::make_unique<MCallbackFunctorImp<ProcessorContext>>(&context, operation);
 }
 
-std::unique_ptr<MCommandProcessor> MakeProcessor(RunMonitor& monitor, Workbench& bench) {
-  // All are made before the first is given away: the processor deletes what it is given, and
-  // nobody else what it is not.
-  auto startHook = Hook(bench, &Workbench::OnThreadStart);
-  auto exitHook = Hook(bench, &Workbench::OnThreadExit);
-  auto idleHook = Hook(bench, &Workbench::OnIdle);
+std::unique_ptr<MCommandProcessor> MakeProcessor(RunMonitor& monitor, ProcessorContext& context) {
+  // All are made before the first is released: only a processor that is constructed deletes them.
+  auto startHook = Hook(context, &ProcessorContext::OnThreadStart);
+  auto exitHook = Hook(context, &ProcessorContext::OnThreadExit);
+  auto idleHook = Hook(context, &ProcessorContext::OnIdle);
   return std::make_unique<MCommandProcessor>(&monitor, startHook.release(), exitHook.release(),
                                              idleHook.release(), kIdleTimeoutMs, false);
 }
@@ -48,17 +48,18 @@ void NameObjects(const MCommandProcessor& processor, const MDesyncEventScheduler
   }
 }
 
+/// The objects of one run: what the commands and notifications refer to, and what runs them.
 class Job {
  public:
-  Job(RunMonitor& runMonitor, ProgressLine::Writer writer)
-      : monitor(runMonitor),
-        bench(runMonitor),
-        progress(std::move(writer)),
-        scheduler(&runMonitor),
-        processor(MakeProcessor(runMonitor, bench)) {
+  Job(RunMonitor& monitor, ProgressLine::Writer progress)
+      : monitor_(monitor),
+        context_(monitor),
+        progress_(std::move(progress)),
+        scheduler_(&monitor),
+        processor_(MakeProcessor(monitor, context_)) {
     static MFlowPoint point(ClassName, ClassName);
     point.At(this).LogConstruction();
-    NameObjects(*processor, scheduler);
+    NameObjects(*processor_, scheduler_);
   }
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
@@ -73,77 +74,90 @@ class Job {
   JobReport report;
 
  private:
-  void CloseDown(CallerPool& callers, unsigned callerCount);
-  void AskTheStoppedProcessor();
-  void EndNotifications();
+  void CountFiles(CallerPool& callers, std::uint32_t callerCount);
+  void StopWithQueuedCommands(CallerPool& callers, std::uint32_t callerCount);
+  void SubmitAfterStop();
+  void DisableNotifications();
+  void FillReport(const CallerPool& callers);
 
-  RunMonitor& monitor;
-  Workbench bench;
-  ProgressLine progress;
-  // Behind all that commands and notifications refer to: what is still queued goes first.
-  MDesyncEventScheduler scheduler;
-  std::unique_ptr<MCommandProcessor> processor;
+  RunMonitor& monitor_;
+  ProcessorContext context_;
+  ProgressLine progress_;
+  // Last, so that they are destroyed before anything that their commands and notifications use.
+  MDesyncEventScheduler scheduler_;
+  std::unique_ptr<MCommandProcessor> processor_;
 };
 
 void Job::Run(const std::vector<std::filesystem::path>& paths, std::uint32_t callerCount) {
   static MFlowPoint point(ClassName, L"Run");
   const MFlowScope scope = point.At(this).OpenScope();
-  scheduler.Enable();
-  processor->Start();
+  scheduler_.Enable();  // first, since commands schedule notifications
+  processor_->Start();
 
-  FindFiles(*processor, bench, paths, report.files);
-  progress.ExpectFiles(report.files.size());
-  CallerPool callers({*processor, scheduler, bench, progress, monitor}, report.files);
-  callers.Start(callerCount);
-  processor->Flush();  // in the midst of their calls: returns once what is queued by now has run
-  report.flushed = true;
-  monitor.WaitFor(Milestone::FilesCounted, callerCount);
+  FindFiles(*processor_, context_, paths, report.files);
+  progress_.ExpectFiles(report.files.size());
+  CallerPool callers({*processor_, scheduler_, context_, progress_, monitor_}, report.files);
+  CountFiles(callers, callerCount);
 
-  CloseDown(callers, callerCount);
-  AskTheStoppedProcessor();
-  EndNotifications();
-
-  report.totals = bench.totals;
-  report.totals += callers.GetTotalsLeft();
-  report.handedOver = callers.GetHandedOver();
-  report.refused = callers.GetRefused();
-  report.commandsRun = bench.commandsRun;
-  report.idleRounds = bench.idleRounds;
-  report.startHookRuns = bench.startHookRuns;
-  report.exitHookRuns = bench.exitHookRuns;
-  report.notifications = progress.GetNotifications();
-  report.failure = monitor.GetFailure();
+  StopWithQueuedCommands(callers, callerCount);
+  SubmitAfterStop();
+  DisableNotifications();
+  FillReport(callers);
 }
 
-// Stops the processor while every caller has work for it: what is queued by then is run, what comes
-// later is refused, and either way its caller gets an answer.
-void Job::CloseDown(CallerPool& callers, unsigned callerCount) {
-  static MFlowPoint point(ClassName, L"CloseDown");
+void Job::CountFiles(CallerPool& callers, std::uint32_t callerCount) {
+  callers.Start(callerCount);
+  processor_->Flush();  // returns once the commands that are queued now have run
+  report.flushed = true;
+  monitor_.WaitFor(Signal::kFilesCounted, callerCount);
+}
+
+// Stops the processor while each caller has a command for it. Those that are queued by then are
+// run, those that come later are refused; no caller waits for ever.
+void Job::StopWithQueuedCommands(CallerPool& callers, std::uint32_t callerCount) {
+  static MFlowPoint point(ClassName, L"StopWithQueuedCommands");
   const MFlowScope scope = point.At(this).OpenScope();
-  bench.HoldUntilStopOf(*processor);
-  monitor.WaitFor(Milestone::Holding, 1);
-  monitor.Reach(Milestone::Closing);
-  monitor.WaitFor(Milestone::HandingOver, callerCount);
-  processor->Stop();
+  context_.BlockUntilStop(*processor_);
+  monitor_.WaitFor(Signal::kProcessorBlocked);
+  monitor_.Send(Signal::kSubmitTotals);
+  monitor_.WaitFor(Signal::kTotalsSubmitted, callerCount);
+  processor_->Stop();
   callers.Join();
 }
 
-void Job::AskTheStoppedProcessor() {
-  static MFlowPoint point(ClassName, L"AskTheStoppedProcessor");
+// A stopped processor refuses commands.
+void Job::SubmitAfterStop() {
+  static MFlowPoint point(ClassName, L"SubmitAfterStop");
   const MFlowScope scope = point.At(this).OpenScope();
   try {
-    Submit<HandOver>(*processor, bench, Totals());
+    Submit<AddTotals>(*processor_, context_, Totals());
   } catch (const MException& exception) {
-    report.lateRefusal.emplace(exception);
+    report.refusedAfterStop.emplace(exception);
   }
 }
 
-void Job::EndNotifications() {
-  static MFlowPoint point(ClassName, L"EndNotifications");
+// Notifications that are queued when their scheduler is disabled are not delivered, so the last one
+// is waited for.
+void Job::DisableNotifications() {
+  static MFlowPoint point(ClassName, L"DisableNotifications");
   const MFlowScope scope = point.At(this).OpenScope();
-  scheduler.ScheduleDesyncEvent(std::make_unique<LastNotification>(progress, monitor).release());
-  monitor.WaitFor(Milestone::AllNotified, 1);
-  scheduler.Disable();
+  scheduler_.ScheduleDesyncEvent(std::make_unique<LastNotification>(progress_, monitor_).release());
+  monitor_.WaitFor(Signal::kLastNotification);
+  scheduler_.Disable();
+}
+
+// The processor and the callers have ended, so that their counters can be read.
+void Job::FillReport(const CallerPool& callers) {
+  report.totals = context_.totals;
+  report.totals += callers.GetRefusedTotals();
+  report.runAtStop = callers.GetAddedCount();
+  report.refusedAtStop = callers.GetRefusedCount();
+  report.commandsRun = context_.commandsRun;
+  report.idleHookRuns = context_.idleHookRuns;
+  report.startHookRuns = context_.startHookRuns;
+  report.exitHookRuns = context_.exitHookRuns;
+  report.notifications = progress_.GetNotifications();
+  report.failure = monitor_.GetFailure();
 }
 
 }  // namespace

@@ -20,24 +20,24 @@ struct JobReport {
   Totals totals;
   std::uint64_t commandsRun = 0;
   std::uint64_t notifications = 0;
-  std::uint32_t idleRounds = 0;
+  std::uint32_t idleHookRuns = 0;
   std::uint32_t startHookRuns = 0;
   std::uint32_t exitHookRuns = 0;
-  bool flushed = false;     ///< while the callers were at work
-  unsigned handedOver = 0;  ///< commands that were queued when the processor was stopped, and ran
-  unsigned refused = 0;     ///< commands that came too late for that
-  std::optional<MException> lateRefusal;  ///< of a command for the stopped processor
-  std::optional<MException> failure;      ///< of a thread of the framework; the rest is incomplete
+  bool flushed = false;        ///< while the callers were at work
+  unsigned runAtStop = 0;      ///< commands that the stop found queued, and that ran
+  unsigned refusedAtStop = 0;  ///< commands that came too late for that
+  std::optional<MException> refusedAfterStop;  ///< why the stopped processor refused a command
+  std::optional<MException> failure;  ///< of a thread of the framework; the rest is incomplete
   double seconds = 0;
 };
 
 /// Counts the files of `paths`, and those below its folders.
 ///
-/// Makes a command processor and a notification scheduler, has several threads call the processor,
-/// and takes everything down again.
+/// Starts a command processor and a notification scheduler, has several threads call the processor,
+/// and stops everything again.
 ///
 /// @param callers   how many threads call the processor
-/// @param monitor   hears of the framework's threads; outlives the call
+/// @param monitor   receives the errors of the framework's threads; outlives the call
 /// @param progress  where notifications go
 /// @param eventLog  receives the event log once the threads have stopped; may be null
 ///

@@ -19,8 +19,8 @@ namespace fs = std::filesystem;
 const wchar_t ClassName[] = L"ListFolder";
 const RegisteredName registeredName(ClassName);
 
-// An entry of which nothing can be learned counts as a file: reading it will tell why.
-enum class Kind { File, Folder, LeftOut };
+// An entry without a known type counts as a file: opening it will fail and say why.
+enum class Kind { kFile, kFolder, kLeftOut };
 
 /// Whether what `folder` lists lies elsewhere. Windows has more kinds of links than the standard
 /// library tells from folders, but each leads to another place.
@@ -35,65 +35,65 @@ Kind KindOf(const fs::path& folder, const fs::directory_entry& entry) {
   std::error_code error;
   switch (entry.status(error).type()) {
     case fs::file_type::directory:
-      return IsLink(folder, entry) ? Kind::LeftOut : Kind::Folder;
+      return IsLink(folder, entry) ? Kind::kLeftOut : Kind::kFolder;
     case fs::file_type::block:
     case fs::file_type::character:
     case fs::file_type::fifo:
     case fs::file_type::socket:
-      return Kind::LeftOut;
+      return Kind::kLeftOut;
     default:
-      return Kind::File;
+      return Kind::kFile;
   }
 }
 
 }  // namespace
 
-ListFolder::ListFolder(MExceptionHolder outcome, Workbench& commandBench, fs::path folderPath,
-                       std::shared_ptr<std::vector<FolderEntry>> listedEntries)
+ListFolder::ListFolder(MExceptionHolder outcome, ProcessorContext& context, fs::path folder,
+                       std::shared_ptr<std::vector<FolderEntry>> entries)
     : MCommandSynchronous(std::move(outcome)),
-      bench(commandBench),
-      folder(std::move(folderPath)),
-      entries(std::move(listedEntries)) {}
+      context_(context),
+      folder_(std::move(folder)),
+      entries_(std::move(entries)) {}
 
 void ListFolder::Execute() {
   static MFlowPoint point(ClassName, L"Execute");
   const MFlowScope scope = point.At(this).OpenScope();
-  ++bench.commandsRun;
+  ++context_.commandsRun;
   try {
-    ThrowingFrameworkErrors(point.At(this), [this] { Read(); });
+    TranslateExceptions(point.At(this), [this] { Read(); });
   } catch (const MException& cause) {
     MError error = point.At(this).MakeCascadeError(L"FolderNotListed");
-    error.AddParameter(L"folder", ToText(folder));
+    error.AddParameter(L"folder", ToText(folder_));
     ThrowCausedBy(cause, error);
   }
 }
 
 void ListFolder::Read() {
   static MFlowPoint point(ClassName, L"Read");
-  // The folder was there when it was found; it may be gone now, or go while it is read.
+  // The folder_ was there when it was found; it may be gone now, or go while it is read.
   std::error_code error;
-  const fs::path place = fs::canonical(folder, error);
+  const fs::path place = fs::canonical(folder_, error);
   if (error) {
     RaiseErrorCode(point.At(this), L"ReadFailed", error);
   }
-  for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator();
+  for (fs::directory_iterator next(folder_, error); !error && next != fs::directory_iterator();
        next.increment(error)) {
     const Kind kind = KindOf(place, *next);
-    if (kind != Kind::LeftOut) {
-      entries->push_back({next->path(), kind == Kind::Folder});
+    if (kind != Kind::kLeftOut) {
+      entries_->push_back({next->path(), kind == Kind::kFolder});
     }
   }
   if (error) {
     RaiseErrorCode(point.At(this), L"ReadFailed", error);
   }
-  std::sort(entries->begin(), entries->end(),
+  std::sort(entries_->begin(), entries_->end(),
             [](const FolderEntry& left, const FolderEntry& right) {
               return left.path.native() < right.path.native();
             });
 }
 
-void FindFiles(MCommandProcessor& processor, Workbench& bench, const std::vector<fs::path>& paths,
-               std::vector<FileResult>& results) {
+void FindFiles(MCommandProcessor& processor, ProcessorContext& context,
+               const std::vector<fs::path>& paths, std::vector<FileResult>& results) {
   std::vector<FolderEntry> pending;  // the next one last
   for (const fs::path& path : paths) {
     std::error_code error;
@@ -111,7 +111,7 @@ void FindFiles(MCommandProcessor& processor, Workbench& bench, const std::vector
 
     const auto entries = std::make_shared<std::vector<FolderEntry>>();
     try {
-      Submit<ListFolder>(processor, bench, result.path, entries);
+      Submit<ListFolder>(processor, context, result.path, entries);
       results.pop_back();
     } catch (const MException& exception) {
       result.failure.emplace(exception);

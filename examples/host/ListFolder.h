@@ -2,7 +2,7 @@
 #pragma once
 
 #include "CountFile.h"
-#include "Workbench.h"
+#include "ProcessorContext.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MCommandSynchronous.h"
 
@@ -26,8 +26,8 @@ struct FolderEntry {
 /// ListFolder.Read:ReadFailed with "errorCode" and "errorMessage".
 class ListFolder final : public MCommandSynchronous {
  public:
-  ListFolder(MExceptionHolder outcome, Workbench& commandBench, std::filesystem::path folderPath,
-             std::shared_ptr<std::vector<FolderEntry>> listedEntries);
+  ListFolder(MExceptionHolder outcome, ProcessorContext& context, std::filesystem::path folder,
+             std::shared_ptr<std::vector<FolderEntry>> entries);
 
  protected:
   void Execute() override;
@@ -35,9 +35,9 @@ class ListFolder final : public MCommandSynchronous {
  private:
   void Read();
 
-  Workbench& bench;
-  std::filesystem::path folder;
-  std::shared_ptr<std::vector<FolderEntry>> entries;  // a command may outlive a failed wait for it
+  ProcessorContext& context_;
+  std::filesystem::path folder_;
+  std::shared_ptr<std::vector<FolderEntry>> entries_;  // a command may outlive a failed wait for it
 };
 
 /// Finds the files that `paths` name and those below the folders that they name: in the order of
@@ -45,7 +45,7 @@ class ListFolder final : public MCommandSynchronous {
 /// among the results with its failure.
 ///
 /// @param results  receives the files, not yet counted
-void FindFiles(MCommandProcessor& processor, Workbench& bench,
+void FindFiles(MCommandProcessor& processor, ProcessorContext& context,
                const std::vector<std::filesystem::path>& paths, std::vector<FileResult>& results);
 
 }  // namespace host

@@ -16,61 +16,61 @@ const wchar_t LastClassName[] = L"LastNotification";
 const RegisteredName registeredNames[] = {RegisteredName(MadeClassName),
                                           RegisteredName(LastClassName)};
 
-// As often as an eye can follow: a terminal is slower than the notifications.
+// Notifications come faster than a terminal can draw.
 constexpr std::chrono::milliseconds kBetweenDraws{50};
 
 }  // namespace
 
 void ProgressLine::Advance(std::uint64_t moreFiles, std::uint64_t moreBytes) {
-  files += moreFiles;
-  bytes += moreBytes;
-  if (!write) {
+  files_ += moreFiles;
+  bytes_ += moreBytes;
+  if (!writer_) {
     return;
   }
   const auto now = std::chrono::steady_clock::now();
-  if (now < nextDraw) {
+  if (now < nextDraw_) {
     return;
   }
-  nextDraw = now + kBetweenDraws;
+  nextDraw_ = now + kBetweenDraws;
   Draw();
 }
 
 void ProgressLine::Draw() {
   MString wide;
   MLocale::GetClassic().Format(
-      wide, L"%llu of %llu files, %llu bytes", static_cast<unsigned long long>(files),
-      static_cast<unsigned long long>(expectedFiles), static_cast<unsigned long long>(bytes));
+      wide, L"%llu of %llu files, %llu bytes", static_cast<unsigned long long>(files_),
+      static_cast<unsigned long long>(expectedFiles_), static_cast<unsigned long long>(bytes_));
   std::string text = ToUtf8(wide);
   const std::size_t length = text.size();
-  if (length < drawnLength) {
-    text.append(drawnLength - length, ' ');
+  if (length < drawnLength_) {
+    text.append(drawnLength_ - length, ' ');
   }
-  drawnLength = length;
-  write('\r' + text);
+  drawnLength_ = length;
+  writer_('\r' + text);
 }
 
 void ProgressLine::Erase() {
-  if (drawnLength == 0) {
+  if (drawnLength_ == 0) {
     return;
   }
-  write('\r' + std::string(drawnLength, ' ') + '\r');
-  drawnLength = 0;
+  writer_('\r' + std::string(drawnLength_, ' ') + '\r');
+  drawnLength_ = 0;
 }
 
 void ProgressMade::Fire() {
   static MFlowPoint point(MadeClassName, L"Fire");
-  point.At(this).LogTimingPoint(static_cast<std::uint32_t>(files),
-                                static_cast<std::uint32_t>(bytes));
-  line.CountNotification();
-  ThrowingFrameworkErrors(point, [this] { line.Advance(files, bytes); });
+  point.At(this).LogTimingPoint(static_cast<std::uint32_t>(files_),
+                                static_cast<std::uint32_t>(bytes_));
+  line_.CountNotification();
+  TranslateExceptions(point, [this] { line_.Advance(files_, bytes_); });
 }
 
 void LastNotification::Fire() {
   static MFlowPoint point(LastClassName, L"Fire");
   point.At(this).LogTimingPoint(0, 0);
-  line.CountNotification();
-  ThrowingFrameworkErrors(point, [this] { line.Erase(); });
-  monitor.Reach(RunMonitor::Milestone::AllNotified);
+  line_.CountNotification();
+  TranslateExceptions(point, [this] { line_.Erase(); });
+  monitor_.Send(RunMonitor::Signal::kLastNotification);
 }
 
 }  // namespace host

@@ -12,71 +12,71 @@
 
 namespace host {
 
-/// The line that shows how far the counting has come, drawn over and over in place.
+/// The line that shows how far the counting has come, redrawn in place.
 ///
-/// It is the receiver of this host's notifications: they arrive one at a time, on the scheduler's
+/// It receives this host's notifications. They arrive one at a time, on the scheduler's
 /// thread, so nothing here needs a lock. Others read its counters once the scheduler is disabled.
 class ProgressLine {
  public:
   /// Writes UTF-8 to a terminal.
   using Writer = std::function<void(std::string_view)>;
 
-  /// @param terminalWriter  empty when nobody watches; the line then counts but draws nothing
-  explicit ProgressLine(Writer terminalWriter) : write(std::move(terminalWriter)) {}
+  /// @param writer  empty when output is no terminal; the line then counts but draws nothing
+  explicit ProgressLine(Writer writer) : writer_(std::move(writer)) {}
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
 
   /// Before the first notification.
-  void ExpectFiles(std::uint64_t count) noexcept { expectedFiles = count; }
+  void ExpectFiles(std::uint64_t count) noexcept { expectedFiles_ = count; }
 
   void Advance(std::uint64_t moreFiles, std::uint64_t moreBytes);
 
   /// Removes the line, so that something else can be written.
   void Erase();
 
-  void CountNotification() noexcept { ++notifications; }
-  [[nodiscard]] std::uint64_t GetNotifications() const noexcept { return notifications; }
-  [[nodiscard]] std::uint64_t GetFiles() const noexcept { return files; }
-  [[nodiscard]] std::uint64_t GetBytes() const noexcept { return bytes; }
+  void CountNotification() noexcept { ++notifications_; }
+  [[nodiscard]] std::uint64_t GetNotifications() const noexcept { return notifications_; }
+  [[nodiscard]] std::uint64_t GetFiles() const noexcept { return files_; }
+  [[nodiscard]] std::uint64_t GetBytes() const noexcept { return bytes_; }
 
  private:
   void Draw();
 
-  Writer write;
-  std::uint64_t expectedFiles = 0;
-  std::uint64_t files = 0;
-  std::uint64_t bytes = 0;
-  std::uint64_t notifications = 0;
-  std::size_t drawnLength = 0;
-  std::chrono::steady_clock::time_point nextDraw;
+  Writer writer_;
+  std::uint64_t expectedFiles_ = 0;
+  std::uint64_t files_ = 0;
+  std::uint64_t bytes_ = 0;
+  std::uint64_t notifications_ = 0;
+  std::size_t drawnLength_ = 0;
+  std::chrono::steady_clock::time_point nextDraw_;
 };
 
-/// The notification that files are done, or that part of a large one is.
+/// The notification that a file is done, or a part of a large one.
 class ProgressMade final : public MDesyncEvent {
  public:
-  ProgressMade(ProgressLine& receiver, std::uint64_t moreFiles, std::uint64_t moreBytes) noexcept
-      : line(receiver), files(moreFiles), bytes(moreBytes) {}
+  ProgressMade(ProgressLine& line, std::uint64_t files, std::uint64_t bytes) noexcept
+      : line_(line), files_(files), bytes_(bytes) {}
 
   void Fire() override;
 
  private:
-  ProgressLine& line;
-  std::uint64_t files;
-  std::uint64_t bytes;
+  ProgressLine& line_;
+  std::uint64_t files_;
+  std::uint64_t bytes_;
 };
 
-/// The notification behind all others. Notifications that are still queued when their scheduler is
-/// disabled stay there: wait for the last one first.
+/// The notification that is scheduled after all others, and says that they have been delivered.
+/// Those that are still queued when their scheduler is disabled never are.
 class LastNotification final : public MDesyncEvent {
  public:
-  LastNotification(ProgressLine& receiver, RunMonitor& runMonitor) noexcept
-      : line(receiver), monitor(runMonitor) {}
+  LastNotification(ProgressLine& line, RunMonitor& monitor) noexcept
+      : line_(line), monitor_(monitor) {}
 
   void Fire() override;
 
  private:
-  ProgressLine& line;
-  RunMonitor& monitor;
+  ProgressLine& line_;
+  RunMonitor& monitor_;
 };
 
 }  // namespace host

@@ -26,10 +26,10 @@ const RegisteredName registeredName(ClassName);
 
 constexpr int kMostLinks = 40;  // as many as Linux follows
 
-/// Where a file at `path` is or would be: links are followed, also one that leads nowhere yet.
-fs::path BehindLinks(MFlowPoint& point, const fs::path& path) {
+/// The path to which links lead from `path`, whether or not there is a file.
+fs::path ResolveLinks(MFlowPoint& point, const fs::path& path) {
   fs::path target = path;
-  std::error_code error;  // creating the new file tells what is wrong
+  std::error_code error;  // shows when the new file is created
   for (int links = 0; fs::is_symlink(fs::symlink_status(target, error)); ++links) {
     if (links == kMostLinks) {
       RaiseErrno(point, L"CreateFailed", ELOOP);
@@ -39,8 +39,9 @@ fs::path BehindLinks(MFlowPoint& point, const fs::path& path) {
   return target;
 }
 
-/// A name that no other process uses. One that a killed process has left is used again.
-fs::path NameBeside(const fs::path& path) {
+/// A name beside `path` that no other process uses. A file that a killed process has left there is
+/// overwritten.
+fs::path TemporaryNameFor(const fs::path& path) {
 #if defined(_WIN32)
   const int process = ::_getpid();
 #else
@@ -78,19 +79,19 @@ int WriteAll(std::FILE* file, std::string_view content) noexcept {
   return std::fclose(file) == 0 || error != 0 ? error : errno;
 }
 
-/// Removes a file in the end, if it is still there then.
-class RemovedFile {
+/// Removes the file at the end of its scope, unless it has been renamed by then.
+class TemporaryFile {
  public:
-  explicit RemovedFile(const fs::path& filePath) : path(filePath) {}
-  RemovedFile(const RemovedFile&) = delete;
-  RemovedFile& operator=(const RemovedFile&) = delete;
-  ~RemovedFile() {
+  explicit TemporaryFile(const fs::path& path) : path_(path) {}
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
     std::error_code ignored;
-    fs::remove(path, ignored);
+    fs::remove(path_, ignored);
   }
 
  private:
-  const fs::path& path;
+  const fs::path& path_;
 };
 
 }  // namespace
@@ -98,14 +99,14 @@ class RemovedFile {
 void ReplaceContent(const fs::path& path, std::string_view content) {
   static MFlowPoint point(ClassName, ClassName);
   const MFlowScope scope = point.At(nullptr).OpenScope();
-  const fs::path target = BehindLinks(point.At(nullptr), path);
-  const fs::path created = NameBeside(target);
+  const fs::path target = ResolveLinks(point.At(nullptr), path);
+  const fs::path created = TemporaryNameFor(target);
   std::FILE* const file = Create(created);
   const int createError = errno;  // first: nothing may run in between
   if (file == nullptr) {
     RaiseErrno(point.At(nullptr), L"CreateFailed", createError);
   }
-  const RemovedFile removed(created);
+  const TemporaryFile temporary(created);
   std::error_code error;
   if (const fs::file_status old = fs::status(target, error); fs::exists(old)) {
     fs::permissions(created, old.permissions(), error);  // before there is anything to read

@@ -36,7 +36,7 @@ std::string Checksum(const MLocale& locale, std::uint32_t checksum) {
   return ToUtf8(text);
 }
 
-// Two digits that mean something, and no fraction of many seconds.
+// With at least two significant digits, and without a fraction from ten seconds on.
 std::string Seconds(const MLocale& locale, double seconds) {
   MString text;
   locale.Format(text, L"%.*f", seconds < 1 ? 2 : seconds < 10 ? 1 : 0, seconds);
@@ -164,13 +164,14 @@ std::string Summary(const JobReport& report, const RunResults& results, const Lo
   text += Line("notifications", Number(locale, report.notifications) + " delivered");
   text += Line("hooks", "start " + Times(locale, report.startHookRuns) + ", exit " +
                             Times(locale, report.exitHookRuns) + ", idle " +
-                            Times(locale, report.idleRounds));
+                            Times(locale, report.idleHookRuns));
   text += Line("flush", report.flushed ? "returned while the callers were at work" : "not reached");
-  text += Line("stop", "with " + Number(locale, report.handedOver + report.refused) +
-                           " queued: " + Number(locale, report.handedOver) + " run by it, " +
-                           Number(locale, report.refused) + " refused");
-  text += Line("after the stop",
-               report.lateRefusal ? "refused, " + LastCode(*report.lateRefusal) : "not refused");
+  text += Line("stop", "with " + Number(locale, report.runAtStop + report.refusedAtStop) +
+                           " queued: " + Number(locale, report.runAtStop) + " run by it, " +
+                           Number(locale, report.refusedAtStop) + " refused");
+  text += Line("after the stop", report.refusedAfterStop
+                                     ? "refused, " + LastCode(*report.refusedAfterStop)
+                                     : "not refused");
   if (!log.file.empty()) {
     text += Line("event log", log.file);
   }

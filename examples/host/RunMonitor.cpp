@@ -7,34 +7,29 @@
 
 namespace host {
 
-void RunMonitor::Reach(Milestone milestone) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  ++Counter(milestone);
-  changed.notify_all();
+void RunMonitor::Send(Signal signal) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  ++Counter(signal);
+  changed_.notify_all();
 }
 
-std::uint32_t RunMonitor::Count(Milestone milestone) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  return Counter(milestone);
-}
-
-bool RunMonitor::WaitFor(Milestone milestone, std::uint32_t times) {
-  std::unique_lock<std::mutex> lock(mutex);
-  changed.wait(lock, [&] { return failure.has_value() || Counter(milestone) >= times; });
-  return !failure.has_value();
+bool RunMonitor::WaitFor(Signal signal, std::uint32_t times) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [&] { return failure_.has_value() || Counter(signal) >= times; });
+  return !failure_.has_value();
 }
 
 std::optional<MException> RunMonitor::GetFailure() {
-  const std::lock_guard<std::mutex> lock(mutex);
-  return failure;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return failure_;
 }
 
 void RunMonitor::OnSpontaneousError(const MException& exception) {
-  const std::lock_guard<std::mutex> lock(mutex);
-  if (!failure.has_value()) {
-    failure.emplace(exception);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!failure_.has_value()) {
+    failure_.emplace(exception);
   }
-  changed.notify_all();
+  changed_.notify_all();
 }
 
 void RunMonitor::OnUnhandledException(std::uintptr_t /*argument*/) {

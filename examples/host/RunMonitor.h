@@ -13,21 +13,22 @@
 
 namespace host {
 
-/// How far a run has come: threads reach milestones, and others wait for them.
+/// Lets the threads of a run wait for each other, and receives the errors that end a thread of the
+/// framework.
 ///
-/// It also hears of errors that end a thread of the framework. Nobody would ever be told by a
-/// thread that is gone, so every wait then ends, and the host can stop what still runs.
+/// A thread that has ended sends no signal. So a failed thread ends every wait, and the host can
+/// stop what still runs.
 ///
 /// Threads: every operation from any thread.
 class RunMonitor final : public IThreadErrorHandler {
  public:
-  enum class Milestone : std::uint8_t {
-    FilesCounted,  ///< by one of the callers, which found no file left
-    Idle,          ///< the processor found nothing to do
-    Holding,       ///< the processor runs nothing until it is stopped
-    Closing,       ///< the callers may hand over
-    HandingOver,   ///< by one of the callers
-    AllNotified,   ///< the last notification has been delivered
+  /// What threads wait for. How often each was sent is counted.
+  enum class Signal : std::uint8_t {
+    kFilesCounted,      ///< by each caller, when no file is left
+    kProcessorBlocked,  ///< the processor runs no command until it is stopped
+    kSubmitTotals,      ///< the callers may submit their totals
+    kTotalsSubmitted,   ///< by each caller, right before it submits its totals
+    kLastNotification,  ///< the last notification has been delivered
     kCount
   };
 
@@ -35,34 +36,29 @@ class RunMonitor final : public IThreadErrorHandler {
   RunMonitor(const RunMonitor&) = delete;
   RunMonitor& operator=(const RunMonitor&) = delete;
 
-  void Reach(Milestone milestone);
+  void Send(Signal signal);
 
-  /// How often `milestone` has been reached.
-  [[nodiscard]] std::uint32_t Count(Milestone milestone);
-
-  /// Waits until `milestone` has been reached `times` times, or a thread has failed.
+  /// Waits until `signal` has been sent `times` times, or a thread has failed.
   ///
   /// @return false in the second case
-  bool WaitFor(Milestone milestone, std::uint32_t times);
+  bool WaitFor(Signal signal, std::uint32_t times = 1);
 
   /// The first error that ended a thread, if any.
   [[nodiscard]] std::optional<MException> GetFailure();
 
   void OnSpontaneousError(const MException& exception) override;
 
-  /// Writes a line about it, and the event log to the framework's debug dump, while that is still
-  /// possible. Installed by `main` as what `std::terminate` does first.
+  /// Writes a line to standard error, and the event log to the framework's debug dump. `main` has
+  /// `std::terminate` call it first.
   void OnUnhandledException(std::uintptr_t argument) override;
 
  private:
-  std::uint32_t& Counter(Milestone milestone) {
-    return counts[static_cast<std::size_t>(milestone)];
-  }
+  std::uint32_t& Counter(Signal signal) { return counters_[static_cast<std::size_t>(signal)]; }
 
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::array<std::uint32_t, static_cast<std::size_t>(Milestone::kCount)> counts{};
-  std::optional<MException> failure;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::array<std::uint32_t, static_cast<std::size_t>(Signal::kCount)> counters_{};
+  std::optional<MException> failure_;
 };
 
 }  // namespace host

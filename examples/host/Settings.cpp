@@ -86,13 +86,13 @@ void ReadSettings(IInFilerTagged& filer, Settings& settings, std::vector<std::st
 
 }  // namespace
 
-bool WriteMemory(IOutFilerTagged& filer, const Memory& memory) {
-  return filer.WriteUnsignedInt(L"Format", kFormat) && WriteSettings(filer, memory.settings) &&
-         (!memory.lastRun || WriteResults(filer, *memory.lastRun));
+bool WriteState(IOutFilerTagged& filer, const HostState& state) {
+  return filer.WriteUnsignedInt(L"Format", kFormat) && WriteSettings(filer, state.settings) &&
+         (!state.lastRun || WriteResults(filer, *state.lastRun));
 }
 
-std::optional<Memory> ReadMemory(IInFilerTagged& filer, std::vector<std::string>& complaints) {
-  static MFlowPoint point(ClassName, L"ReadMemory");
+std::optional<HostState> ReadState(IInFilerTagged& filer, std::vector<std::string>& complaints) {
+  static MFlowPoint point(ClassName, L"ReadState");
   const MFlowScope scope = point.At(nullptr).OpenScope();
   std::uint32_t format = 0;
   if (!filer.ReadUnsignedInt(L"Format", &format, 0)) {
@@ -102,13 +102,13 @@ std::optional<Memory> ReadMemory(IInFilerTagged& filer, std::vector<std::string>
     point.At(nullptr).Raise(L"UnknownFormat", L"format", format);
   }
 
-  Memory memory;
-  ReadSettings(filer, memory.settings, complaints);
-  if (!ReadResults(filer, memory.lastRun.emplace())) {
-    memory.lastRun.reset();
+  HostState state;
+  ReadSettings(filer, state.settings, complaints);
+  if (!ReadResults(filer, state.lastRun.emplace())) {
+    state.lastRun.reset();
     complaints.emplace_back("LastRun lacks a value or has one of another type: it is not shown");
   }
-  return memory;
+  return state;
 }
 
 }  // namespace host

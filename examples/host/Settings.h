@@ -35,7 +35,7 @@ struct RunResults {
 };
 
 /// What the host remembers from one run to the next.
-struct Memory {
+struct HostState {
   Settings settings;
   std::optional<RunResults> lastRun;
 };
@@ -52,17 +52,17 @@ struct Memory {
 /// | LastFailure | chain of errors | LastRun |
 ///
 /// @return whether all was stored
-[[nodiscard]] bool WriteMemory(IOutFilerTagged& filer, const Memory& memory);
+[[nodiscard]] bool WriteState(IOutFilerTagged& filer, const HostState& state);
 
-/// Reads what `WriteMemory` wrote.
+/// Reads what `WriteState` wrote.
 ///
 /// @param complaints  receives a line for each setting that was missing, of another type or out of
 ///                    range, and has its default; and one for results, which are left out as a
 ///                    whole
 /// @return nothing when nothing of the kind is stored
 ///
-/// Errors: Settings.ReadMemory:UnknownFormat with "format".
-[[nodiscard]] std::optional<Memory> ReadMemory(IInFilerTagged& filer,
-                                               std::vector<std::string>& complaints);
+/// Errors: Settings.ReadState:UnknownFormat with "format".
+[[nodiscard]] std::optional<HostState> ReadState(IInFilerTagged& filer,
+                                                 std::vector<std::string>& complaints);
 
 }  // namespace host

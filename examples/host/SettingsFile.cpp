@@ -59,38 +59,38 @@ void RequireDocument(MFlowPoint& point, const MInFilerTaggedXml& filer) {
 
 }  // namespace
 
-std::string SettingsFile::GetPlace() const { return DisplayName(path); }
+std::string SettingsFile::GetPlace() const { return DisplayName(path_); }
 
-std::optional<Memory> SettingsFile::Load(std::vector<std::string>& complaints) {
+std::optional<HostState> SettingsFile::Load(std::vector<std::string>& complaints) {
   static MFlowPoint point(ClassName, L"Load");
   const MFlowScope scope = point.At(this).OpenScope();
-  std::error_code ignored;  // told when the file is opened
-  if (fs::status(path, ignored).type() == fs::file_type::not_found) {
+  std::error_code ignored;  // shows when the file is opened
+  if (fs::status(path_, ignored).type() == fs::file_type::not_found) {
     return std::nullopt;
   }
 
-  const DecodedText decoded = DecodeXml(ReadBytes(path));
+  const DecodedText decoded = DecodeXml(ReadBytes(path_));
   if (!decoded.problem.empty()) {
     point.At(this).Raise(L"NotText", L"problem", decoded.problem);
   }
   MInFilerTaggedXml filer(decoded.text, kRoot, kNamespace);
   RequireDocument(point.At(this), filer);
-  std::optional<Memory> memory = ReadMemory(filer, complaints);
-  if (!memory) {
+  std::optional<HostState> state = ReadState(filer, complaints);
+  if (!state) {
     point.At(this).Raise(L"NotSettings");
   }
-  return memory;
+  return state;
 }
 
-void SettingsFile::Save(const Memory& memory) {
+void SettingsFile::Save(const HostState& state) {
   static MFlowPoint point(ClassName, L"Save");
   const MFlowScope scope = point.At(this).OpenScope();
   MOutFilerTaggedXml filer(kRoot, kNamespace);
   MString text;
-  if (!WriteMemory(filer, memory) || !filer.GetText(&text)) {
+  if (!WriteState(filer, state) || !filer.GetText(&text)) {
     point.At(this).Raise(L"NotWritten");
   }
-  ReplaceContent(path, ToUtf8(text));
+  ReplaceContent(path_, ToUtf8(text));
 }
 
 }  // namespace host

@@ -11,18 +11,18 @@
 
 namespace host {
 
-/// Keeps the memory in an XML file.
+/// Keeps the state in an XML file.
 ///
 /// It is written as UTF-8, with the root element "HostMemory" in the namespace "urn:velta:host".
 /// What is no character, as half a pair in a file name, is stored as U+FFFD. A file that was edited
 /// may have any encoding that its declaration names and `DecodeXml` knows.
 class SettingsFile final : public SettingsStore {
  public:
-  explicit SettingsFile(std::filesystem::path filePath) : path(std::move(filePath)) {}
+  explicit SettingsFile(std::filesystem::path path) : path_(std::move(path)) {}
 
   [[nodiscard]] std::string GetPlace() const override;
 
-  /// Errors: those of `InputFile` and `ReadMemory`, and of SettingsFile.Load
+  /// Errors: those of `InputFile` and `ReadState`, and of SettingsFile.Load
   /// - NotText with "problem", which names the byte;
   /// - IllFormed with "messages", the parser's own, and "offset", "line" and "column" of the first
   ///   fault that has a place;
@@ -30,15 +30,15 @@ class SettingsFile final : public SettingsStore {
   ///   or none if that is as expected.
   ///
   /// And `std::bad_alloc`.
-  [[nodiscard]] std::optional<Memory> Load(std::vector<std::string>& complaints) override;
+  [[nodiscard]] std::optional<HostState> Load(std::vector<std::string>& complaints) override;
 
   /// Replaces the file as a whole: a save that fails leaves the old one.
   ///
   /// Errors: those of `ReplaceContent`.
-  void Save(const Memory& memory) override;
+  void Save(const HostState& state) override;
 
  private:
-  std::filesystem::path path;
+  std::filesystem::path path_;
 };
 
 }  // namespace host

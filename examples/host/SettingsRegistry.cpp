@@ -16,20 +16,20 @@ const RegisteredName registeredName(ClassName);
 }  // namespace
 
 std::string SettingsRegistry::GetPlace() const {
-  return "HKEY_CURRENT_USER\\Software\\Velta\\" + ToUtf8(applicationKey);
+  return "HKEY_CURRENT_USER\\Software\\Velta\\" + ToUtf8(applicationKey_);
 }
 
-std::optional<Memory> SettingsRegistry::Load(std::vector<std::string>& complaints) {
+std::optional<HostState> SettingsRegistry::Load(std::vector<std::string>& complaints) {
   constexpr bool kReadOnly = true;
-  IInFilerTaggedRegistry filer(applicationKey, kReadOnly);
-  return ReadMemory(filer, complaints);
+  IInFilerTaggedRegistry filer(applicationKey_, kReadOnly);
+  return ReadState(filer, complaints);
 }
 
-void SettingsRegistry::Save(const Memory& memory) {
+void SettingsRegistry::Save(const HostState& state) {
   static MFlowPoint point(ClassName, L"Save");
   const MFlowScope scope = point.At(this).OpenScope();
-  IOutFilerTaggedRegistry filer(applicationKey);
-  if (!WriteMemory(filer, memory)) {
+  IOutFilerTaggedRegistry filer(applicationKey_);
+  if (!WriteState(filer, state)) {
     point.At(this).Raise(L"WriteFailed");
   }
 }

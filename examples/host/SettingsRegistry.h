@@ -11,23 +11,23 @@
 
 namespace host {
 
-/// Keeps the memory in the registry, below the key of an application.
+/// Keeps the state in the registry, below the key of an application.
 class SettingsRegistry final : public SettingsStore {
  public:
-  explicit SettingsRegistry(MString key) : applicationKey(std::move(key)) {}
+  explicit SettingsRegistry(MString applicationKey) : applicationKey_(std::move(applicationKey)) {}
 
   [[nodiscard]] std::string GetPlace() const override;
 
-  /// Errors: those of `ReadMemory`.
-  [[nodiscard]] std::optional<Memory> Load(std::vector<std::string>& complaints) override;
+  /// Errors: those of `ReadState`.
+  [[nodiscard]] std::optional<HostState> Load(std::vector<std::string>& complaints) override;
 
   /// Each value is replaced as a whole. A save that fails on the way leaves newer and older values.
   ///
   /// Errors: SettingsRegistry.Save:WriteFailed.
-  void Save(const Memory& memory) override;
+  void Save(const HostState& state) override;
 
  private:
-  MString applicationKey;
+  MString applicationKey_;
 };
 
 }  // namespace host

@@ -20,15 +20,15 @@ class SettingsStore {
   /// For display, on one line, in UTF-8.
   [[nodiscard]] virtual std::string GetPlace() const = 0;
 
-  /// What is stored; nothing when nothing is. For `complaints` see `ReadMemory`.
+  /// What is stored; nothing when nothing is. For `complaints` see `ReadState`.
   ///
   /// Errors: an `MException` when something is stored that cannot be used.
-  [[nodiscard]] virtual std::optional<Memory> Load(std::vector<std::string>& complaints) = 0;
+  [[nodiscard]] virtual std::optional<HostState> Load(std::vector<std::string>& complaints) = 0;
 
   /// Replaces what is stored.
   ///
   /// Errors: an `MException`.
-  virtual void Save(const Memory& memory) = 0;
+  virtual void Save(const HostState& state) = 0;
 };
 
 }  // namespace host

@@ -5,8 +5,8 @@
 #include "FrameworkErrors.h"
 #include "Job.h"
 #include "Options.h"
+#include "PersistentState.h"
 #include "Report.h"
-#include "RunMemory.h"
 #include "RunMonitor.h"
 #include "Text.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
@@ -53,8 +53,8 @@ int Count(const Options& options, Console& console) {
     return kBadArguments;
   }
 
-  RunMemory memory(options, console);
-  const Settings& settings = memory.GetSettings();
+  PersistentState state(options, console);
+  const Settings& settings = state.GetSettings();
 
   ProgressLine::Writer progress;
   if (console.IsTerminal() && !settings.quiet) {
@@ -66,10 +66,9 @@ int Count(const Options& options, Console& console) {
   const JobReport report =
       RunJob(options.paths, settings.threads, Monitor(), progress, log.is_open() ? &log : nullptr);
   const RunResults results = ResultsOf(report);
-  const bool kept = memory.Keep(results);
+  const bool saved = state.Save(results);
 
-  // The job's own dump has emptied the log. What has come since is how everything went down; the
-  // whole run, if there was no such dump.
+  // The debug dump has what was logged since the job's own dump, or the whole run without one.
   LogReport logReport;
   if (MFlowLogger* const logger = MFlowLogger::Instance()) {
     logReport.debugDump = logger->DumpToFile();
@@ -90,13 +89,13 @@ int Count(const Options& options, Console& console) {
     console.WriteError("host: the event log could not be written completely\n");
   }
   if (!settings.quiet) {
-    console.Write('\n' + Summary(report, results, logReport, memory.GetPlace(), locale));
-    if (const std::optional<RunResults>& lastRun = memory.GetLastRun()) {
+    console.Write('\n' + Summary(report, results, logReport, state.GetPlace(), locale));
+    if (const std::optional<RunResults>& lastRun = state.GetLastRun()) {
       console.Write('\n' + LastRunSummary(*lastRun, locale));
     }
   }
   const bool allCounted = results.failed == 0 && !report.failure;
-  return allCounted && complete && kept && console.Flush() ? EXIT_SUCCESS : EXIT_FAILURE;
+  return allCounted && complete && saved && console.Flush() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int RunHost(const std::vector<std::filesystem::path>& arguments) {

@@ -19,7 +19,7 @@ void AppendEscape(std::string& line, char32_t character) {
 bool JsonLines::Write(MXmlDocument& document) {
   document.ResetPosition();
   int depth = 0;
-  // Down before on, and up when a level ends: no recursion, however deep the document.
+  // Children first, then siblings, then the parent: no recursion, however deep the document.
   for (;;) {
     if (document.FindElement()) {
       WriteElement(document, depth);
@@ -32,43 +32,43 @@ bool JsonLines::Write(MXmlDocument& document) {
       break;
     }
   }
-  return std::fflush(out) == 0 && std::ferror(out) == 0;
+  return std::fflush(out_) == 0 && std::ferror(out_) == 0;
 }
 
 void JsonLines::WriteElement(const MXmlDocument& document, int depth) {
-  line = "{\"depth\":" + std::to_string(depth) + ",\"name\":";
+  line_ = "{\"depth\":" + std::to_string(depth) + ",\"name\":";
   AppendString(document.GetTagName());
-  line += ",\"attributes\":[";
+  line_ += ",\"attributes\":[";
   std::int32_t cursor = 0;
-  for (const char* separator = ""; document.GetNextAttribute(&cursor, &name, &value);
+  for (const char* separator = ""; document.GetNextAttribute(&cursor, &name_, &value_);
        separator = ",") {
-    line += separator;
-    line += '[';
-    AppendString(name);
-    line += ',';
-    AppendString(value);
-    line += ']';
+    line_ += separator;
+    line_ += '[';
+    AppendString(name_);
+    line_ += ',';
+    AppendString(value_);
+    line_ += ']';
   }
-  line += "],\"data\":";
-  static_cast<void>(document.GetData(&value));
-  AppendString(value);
-  line += "}\n";
-  std::fwrite(line.data(), 1, line.size(), out);
+  line_ += "],\"data\":";
+  static_cast<void>(document.GetData(&value_));
+  AppendString(value_);
+  line_ += "}\n";
+  std::fwrite(line_.data(), 1, line_.size(), out_);
 }
 
 void JsonLines::AppendString(std::wstring_view text) {
-  line += '"';
+  line_ += '"';
   for (std::size_t i = 0; i < text.size();) {
     char32_t character = 0;
     i += DecodeWide(text, i, character);
     if (character == U'"' || character == U'\\') {
-      line += '\\';
-      line += static_cast<char>(character);
+      line_ += '\\';
+      line_ += static_cast<char>(character);
     } else if (character < 0x20 || IsSurrogate(character)) {
-      AppendEscape(line, character);
+      AppendEscape(line_, character);
     } else {
-      AppendUtf8(line, character <= 0x10FFFF ? character : 0xFFFD);
+      AppendUtf8(line_, character <= 0x10FFFF ? character : 0xFFFD);
     }
   }
-  line += '"';
+  line_ += '"';
 }

@@ -10,10 +10,11 @@
 /// Writes the elements of a document as JSON, one object a line, in the order of their start tags:
 /// {"depth":1,"name":"Count","attributes":[["type","int"]],"data":"42"}
 ///
-/// Each line is written as soon as it is known, so the output of a large document takes no memory.
+/// Each line is written as soon as it is known, so the memory in use does not grow with the
+/// document.
 class JsonLines {
  public:
-  explicit JsonLines(std::FILE* output) : out(output) {}
+  explicit JsonLines(std::FILE* out) : out_(out) {}
 
   /// @return false when something could not be written
   [[nodiscard]] bool Write(MXmlDocument& document);
@@ -22,8 +23,8 @@ class JsonLines {
   void WriteElement(const MXmlDocument& document, int depth);
   void AppendString(std::wstring_view text);
 
-  std::FILE* out;
-  std::string line;
-  MString name;  // these two kept for their memory
-  MString value;
+  std::FILE* out_;
+  std::string line_;
+  MString name_;  // these two are kept for their capacity
+  MString value_;
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Tells whether an XML file is well formed, and shows its elements: an example of the document used
-// by itself.
+// Checks whether an XML file is well formed, and shows its elements: an example of the document
+// used by itself.
 
 #include "JsonLines.h"
 #include "examples/shared/TextDecoding.h"

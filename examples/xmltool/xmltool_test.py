@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Runs xmltool on files made here and compares what it says with what Python's own parser sees.
 
-XMLTOOL_COMMAND holds the program, behind an emulator's and a "|" where there is one.
+XMLTOOL_COMMAND holds the program, after an emulator and a "|" where there is one.
 """
 
 import json

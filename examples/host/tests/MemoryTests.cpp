@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the host's memory is held in gives back what was put in, to the last bit.
+// What the host stores is loaded unchanged, to the last bit.
 #include "examples/host/FrameworkErrors.h"
 #include "examples/host/ReplaceContent.h"
 #include "examples/host/SettingsFile.h"
@@ -45,10 +45,10 @@ class NoFile {
   const fs::path path;
 };
 
-Memory Extremes() {
-  Memory memory;
-  memory.settings = {64, true};
-  RunResults& run = memory.lastRun.emplace();
+HostState Extremes() {
+  HostState state;
+  state.settings = {64, true};
+  RunResults& run = state.lastRun.emplace();
   run.endedAt = L"2026-02-28T23:59:60Z";
   run.counted = (std::numeric_limits<std::uint64_t>::max)();
   run.bytes = (std::uint64_t{1} << 53) + 1;
@@ -60,13 +60,13 @@ Memory Extremes() {
   run.lastFailure.AddError(cause);
   run.lastFailure.AddError(MError(L"C.D:Error"));
   run.lastFailure.AddError(MError(L"C.D:Error"));
-  return memory;
+  return state;
 }
 
-void ExpectEqual(const Memory& actual, const Memory& expected) {
-  const auto allOf = [](const Memory& memory) {
-    const RunResults& run = memory.lastRun.value();
-    return std::tuple(memory.settings.threads, memory.settings.quiet, run.endedAt, run.counted,
+void ExpectEqual(const HostState& actual, const HostState& expected) {
+  const auto allOf = [](const HostState& state) {
+    const RunResults& run = state.lastRun.value();
+    return std::tuple(state.settings.threads, state.settings.quiet, run.endedAt, run.counted,
                       run.failed, run.bytes, run.lines, run.words, run.seconds,
                       Describe(run.lastFailure));
   };
@@ -77,17 +77,17 @@ void ExpectRemembers(SettingsStore& store) {
   std::vector<std::string> complaints;
   EXPECT_FALSE(store.Load(complaints));
 
-  Memory memory = Extremes();
-  store.Save(memory);
-  std::optional<Memory> loaded = store.Load(complaints);
+  HostState state = Extremes();
+  store.Save(state);
+  std::optional<HostState> loaded = store.Load(complaints);
   ASSERT_TRUE(loaded);
-  ExpectEqual(*loaded, memory);
+  ExpectEqual(*loaded, state);
 
-  memory.lastRun.emplace();  // nothing of the old chain may stay
-  store.Save(memory);
+  state.lastRun.emplace();  // nothing of the old chain may stay
+  store.Save(state);
   loaded = store.Load(complaints);
   ASSERT_TRUE(loaded);
-  ExpectEqual(*loaded, memory);
+  ExpectEqual(*loaded, state);
   EXPECT_THAT(complaints, ::testing::IsEmpty());
 }
 
@@ -170,7 +170,7 @@ TEST(HostReplaceContent, TheContentIsNeverWhereMoreMayReadItThanTheOldOne) {
     ::close(pipe);
   });
 
-  EXPECT_THROW(ReplaceContent(file.path, "new"), MException);  // no disk is behind a pipe
+  EXPECT_THROW(ReplaceContent(file.path, "new"), MException);  // a pipe cannot be flushed to a disk
 
   reader.join();
   EXPECT_EQ(seen.st_mode & 0777U, 0600U);

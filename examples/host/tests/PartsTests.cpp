@@ -78,27 +78,29 @@ std::vector<MString> CodesOf(Action action) {
 class HostParts : public ::testing::Test {
  protected:
   HostParts()
-      : bench(monitor),
+      : context(monitor),
         progress(nullptr),
         scheduler(&monitor),
-        processor(&monitor, new MCallbackFunctorImp<Workbench>(&bench, &Workbench::OnThreadStart),
-                  nullptr, nullptr, 0, false) {
+        processor(
+            &monitor,
+            new MCallbackFunctorImp<ProcessorContext>(&context, &ProcessorContext::OnThreadStart),
+            nullptr, nullptr, 0, false) {
     processor.Start();
     scheduler.Enable();
   }
 
-  // A scheduler forgets what is still queued.
+  // What is still queued when the scheduler is destroyed would leak.
   void TearDown() override {
     if (monitor.GetFailure()) {
       return;
     }
     scheduler.ScheduleDesyncEvent(new LastNotification(progress, monitor));
-    EXPECT_TRUE(monitor.WaitFor(RunMonitor::Milestone::AllNotified, 1));
+    EXPECT_TRUE(monitor.WaitFor(RunMonitor::Signal::kLastNotification));
   }
 
   const Watchdog watchdog{"a part of the host"};
   RunMonitor monitor;
-  Workbench bench;
+  ProcessorContext context;
   ProgressLine progress;
   MDesyncEventScheduler scheduler;
   MCommandProcessor processor;
@@ -111,7 +113,7 @@ TEST_F(HostParts, AFolderIsListedByNameOrHasVanished) {
   fs::create_directory(folder.path / "c");
 
   const auto entries = std::make_shared<std::vector<FolderEntry>>();
-  Submit<ListFolder>(processor, bench, folder.path, entries);
+  Submit<ListFolder>(processor, context, folder.path, entries);
 
   EXPECT_THAT(*entries,
               ElementsAre(Field(&FolderEntry::path, first), Field(&FolderEntry::path, second),
@@ -119,7 +121,7 @@ TEST_F(HostParts, AFolderIsListedByNameOrHasVanished) {
   EXPECT_TRUE(entries->back().isFolder);
 
   const fs::path gone = folder.path / "gone";
-  EXPECT_THAT(CodesOf([&] { Submit<ListFolder>(processor, bench, gone, entries); }),
+  EXPECT_THAT(CodesOf([&] { Submit<ListFolder>(processor, context, gone, entries); }),
               ElementsAre(L"ListFolder.Read:ReadFailed", L"ListFolder.Execute:FolderNotListed"));
 }
 
@@ -128,13 +130,13 @@ TEST_F(HostParts, AFileThatVanishedAfterItWasFoundIsAChainOfErrors) {
   folder.Write("stays", "1\n");
   folder.Write("vanishes", "");
   std::vector<FileResult> files;
-  FindFiles(processor, bench, {folder.path}, files);
+  FindFiles(processor, context, {folder.path}, files);
   ASSERT_EQ(files.size(), 2U);
   fs::remove(folder.path / "vanishes");
   {
-    CallerPool callers({processor, scheduler, bench, progress, monitor}, files);
+    CallerPool callers({processor, scheduler, context, progress, monitor}, files);
     callers.Start(2);
-    EXPECT_TRUE(monitor.WaitFor(RunMonitor::Milestone::FilesCounted, 2));
+    EXPECT_TRUE(monitor.WaitFor(RunMonitor::Signal::kFilesCounted, 2));
   }
   EXPECT_FALSE(files[0].failure);
   EXPECT_EQ(files[0].totals.lines, 1U);
@@ -150,9 +152,9 @@ TEST_F(HostParts, AStoppedProcessorRefusesEveryFileAndTheTotals) {
     file.path = folder.Write("file", "");
   }
   processor.Stop();
-  monitor.Reach(RunMonitor::Milestone::Closing);
+  monitor.Send(RunMonitor::Signal::kSubmitTotals);
 
-  CallerPool callers({processor, scheduler, bench, progress, monitor}, files);
+  CallerPool callers({processor, scheduler, context, progress, monitor}, files);
   callers.Start(3);
   callers.Join();
 
@@ -161,13 +163,12 @@ TEST_F(HostParts, AStoppedProcessorRefusesEveryFileAndTheTotals) {
     EXPECT_THAT(CodesOf([&] { throw MException(*file.failure); }),
                 ElementsAre(L"MCommandProcessor.ExecuteSynchronously:ProcessorStopped"));
   }
-  EXPECT_EQ(callers.GetRefused(), 3U);
-  EXPECT_EQ(callers.GetHandedOver(), 0U);
+  EXPECT_EQ(callers.GetRefusedCount(), 3U);
+  EXPECT_EQ(callers.GetAddedCount(), 0U);
 }
 
 TEST_F(HostParts, AThreadThatFailsEndsEveryWait) {
-  std::thread waiting(
-      [this] { EXPECT_FALSE(monitor.WaitFor(RunMonitor::Milestone::FilesCounted, 1)); });
+  std::thread waiting([this] { EXPECT_FALSE(monitor.WaitFor(RunMonitor::Signal::kFilesCounted)); });
   monitor.OnSpontaneousError(MException(MError(L"first")));
   monitor.OnSpontaneousError(MException(MError(L"second")));
   waiting.join();
@@ -203,7 +204,7 @@ TEST(HostContentCounter, CountsTheSameHoweverTheContentIsCut) {
 TEST(HostFrameworkErrors, OnlyFrameworkExceptionsLeave) {
   static MFlowPoint point(ClassName, L"Work");
   const auto throwing = [](auto exception) {
-    return CodesOf([&] { ThrowingFrameworkErrors(point, [&] { throw exception; }); });
+    return CodesOf([&] { TranslateExceptions(point, [&] { throw exception; }); });
   };
   EXPECT_THAT(throwing(MException(MError(L"own"))), ElementsAre(L"own"));
   EXPECT_THAT(throwing(std::runtime_error("other")),

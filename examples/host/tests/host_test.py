@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Runs the host on files made here and compares what it says with what Python counts.
 
-HOST_COMMAND holds the program, behind an emulator's and a "|" where there is one.
+HOST_COMMAND holds the program, after an emulator and a "|" where there is one.
 """
 
 import os
@@ -81,10 +81,10 @@ class HostTest(unittest.TestCase):
         self.assertRegex(summary["hooks"], r"^start once, exit once, idle (once|\d+ times)$")
         self.assertEqual(summary["flush"], "returned while the callers were at work")
         stop = re.fullmatch(r"with 3 queued: (\d) run by it, (\d) refused", summary["stop"])
-        handed_over, refused = map(int, stop.groups())
-        self.assertEqual(handed_over + refused, 3)
+        run_at_stop, refused = map(int, stop.groups())
+        self.assertEqual(run_at_stop + refused, 3)
         # 5 files, 3 folders, and what the stop found queued.
-        self.assertEqual(summary["commands"], f"{8 + handed_over} run")
+        self.assertEqual(summary["commands"], f"{8 + run_at_stop} run")
         self.assertEqual(summary["after the stop"], f"refused, {STOPPED}")
 
     def test_order_is_that_of_names_for_any_number_of_threads(self):
@@ -205,7 +205,7 @@ class HostTest(unittest.TestCase):
         return (self.folder / "settings.xml").read_bytes()
 
     def check_memory(self, *option):
-        """What one run leaves, the next one uses and tells."""
+        """What one run stores, the next one uses and shows."""
         present, gone = "f\u00fcnf & \u20ac.txt", "gone & \u20ac"
         self.write(present, b"one two\n")
         self.run_host(*option, "--threads", "7", "--no-quiet", gone, present)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "HandOver.h"
+#include "AddTotals.h"
 
 #include "examples/shared/RegisteredName.h"
 #include "velta/logging/MFlowPoint.h"
@@ -9,19 +9,19 @@
 namespace host {
 namespace {
 
-const wchar_t ClassName[] = L"HandOver";
+const wchar_t ClassName[] = L"AddTotals";
 const RegisteredName registeredName(ClassName);
 
 }  // namespace
 
-HandOver::HandOver(MExceptionHolder outcome, Workbench& commandBench, const Totals& callerTotals)
-    : MCommandSynchronous(std::move(outcome)), bench(commandBench), totals(callerTotals) {}
+AddTotals::AddTotals(MExceptionHolder outcome, ProcessorContext& context, const Totals& totals)
+    : MCommandSynchronous(std::move(outcome)), context_(context), totals_(totals) {}
 
-void HandOver::Execute() {
+void AddTotals::Execute() {
   static MFlowPoint point(ClassName, L"Execute");
   const MFlowScope scope = point.At(this).OpenScope();
-  ++bench.commandsRun;
-  bench.totals += totals;
+  ++context_.commandsRun;
+  context_.totals += totals_;
 }
 
 }  // namespace host

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Workbench.h"
+#include "ProcessorContext.h"
 
 #include "FrameworkErrors.h"
 #include "examples/shared/RegisteredName.h"
@@ -12,38 +12,37 @@
 namespace host {
 namespace {
 
-const wchar_t ClassName[] = L"Workbench";
+const wchar_t ClassName[] = L"ProcessorContext";
 const RegisteredName registeredName(ClassName);
 
 constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 
 }  // namespace
 
-void Workbench::OnThreadStart() {
+void ProcessorContext::OnThreadStart() {
   static MFlowPoint point(ClassName, L"OnThreadStart");
   const MFlowScope scope = point.At(this).OpenScope();
-  ThrowingFrameworkErrors(point, [this] { block.resize(kBlockBytes); });
+  TranslateExceptions(point, [this] { block.resize(kBlockBytes); });
   ++startHookRuns;
 }
 
-void Workbench::OnThreadExit() {
+void ProcessorContext::OnThreadExit() {
   static MFlowPoint point(ClassName, L"OnThreadExit");
   const MFlowScope scope = point.At(this).OpenScope();
   std::vector<unsigned char>().swap(block);
   ++exitHookRuns;
 }
 
-void Workbench::OnIdle() {
+void ProcessorContext::OnIdle() {
   static MFlowPoint point(ClassName, L"OnIdle");
-  point.At(this).LogTimingPoint(++idleRounds, 0);
-  monitor.Reach(RunMonitor::Milestone::Idle);
+  point.At(this).LogTimingPoint(++idleHookRuns, 0);
 
-  const MCommandProcessor* const processor = held.load();
+  const MCommandProcessor* const processor = blocked_.load();
   if (processor == nullptr) {
     return;
   }
-  monitor.Reach(RunMonitor::Milestone::Holding);
-  // Asked again and again because the stop request itself is the only sign of it.
+  monitor_.Send(RunMonitor::Signal::kProcessorBlocked);
+  // Polled, since a hook has nothing to wait for that a stop request would signal.
   while (!processor->IsStopRequested()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
