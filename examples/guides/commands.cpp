@@ -18,35 +18,38 @@ namespace {
 class Catalogue {
  public:
   void Open() {
-    titles = {{1, L"Lamp"}, {2, L"Chair"}};
+    titles_ = {{1, L"Lamp"}, {2, L"Chair"}};
     std::wcout << L"opened\n";
   }
   void Close() { std::wcout << L"closed\n"; }
 
   const std::wstring& Find(std::uint32_t number) {
     static MFlowPoint point(L"Catalogue", L"Find");
-    if (titles.count(number) == 0) {
+    if (titles_.count(number) == 0) {
       point.At(this).Raise(L"NoSuchItem", L"number", number);
     }
-    return titles.at(number);
+    return titles_.at(number);
   }
 
  private:
-  std::map<std::uint32_t, std::wstring> titles;
+  std::map<std::uint32_t, std::wstring> titles_;
 };
 
 class FindTitle final : public MCommandSynchronous {
  public:
-  FindTitle(const MExceptionHolder& outcome, Catalogue& from, std::uint32_t wanted,
+  FindTitle(const MExceptionHolder& outcome, Catalogue& catalogue, std::uint32_t number,
             std::shared_ptr<std::wstring> title)
-      : MCommandSynchronous(outcome), catalogue(from), number(wanted), result(std::move(title)) {}
+      : MCommandSynchronous(outcome),
+        catalogue_(catalogue),
+        number_(number),
+        title_(std::move(title)) {}
 
  private:
-  void Execute() override { *result = catalogue.Find(number); }
+  void Execute() override { *title_ = catalogue_.Find(number_); }
 
-  Catalogue& catalogue;
-  std::uint32_t number;
-  std::shared_ptr<std::wstring> result;
+  Catalogue& catalogue_;
+  std::uint32_t number_;
+  std::shared_ptr<std::wstring> title_;
 };
 
 // What the rest of the program sees: an ordinary function that may throw.

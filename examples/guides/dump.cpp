@@ -17,20 +17,20 @@ const wchar_t BoilerName[] = L"Boiler";
 
 class Heat final : public MCommandSynchronous {
  public:
-  Heat(const MExceptionHolder& outcome, std::uint32_t wanted)
-      : MCommandSynchronous(outcome), degrees(wanted) {}
+  Heat(const MExceptionHolder& outcome, std::uint32_t degrees)
+      : MCommandSynchronous(outcome), degrees_(degrees) {}
 
  private:
   void Execute() override {
     static MFlowPoint point(HeatName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (degrees > 90) {
-      point.At(this).Raise(L"TooHot", L"degrees", degrees);
+    if (degrees_ > 90) {
+      point.At(this).Raise(L"TooHot", L"degrees", degrees_);
     }
-    point.At(this).LogTimingPoint(degrees, 0);
+    point.At(this).LogTimingPoint(degrees_, 0);
   }
 
-  std::uint32_t degrees;
+  std::uint32_t degrees_;
 };
 
 void Run(MCommandProcessor& processor, std::uint32_t degrees) {

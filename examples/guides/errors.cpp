@@ -35,13 +35,13 @@ class Calibration {
       error.AddParameter(L"highest", kHighest, false);
       point.Throw(error);
     }
-    current = level;
+    current_ = level;
   }
 
   void ApplyAll(const std::string& first, const std::string& second) {
     static MFlowPoint point(ClassName, L"ApplyAll");
-    const std::uint32_t before = current;
-    Velta::Libraries::GenericGuard undo([&] { current = before; });
+    const std::uint32_t before = current_;
+    Velta::Libraries::GenericGuard undo([&] { current_ = before; });
     try {
       Apply(first);
       Apply(second);
@@ -58,11 +58,11 @@ class Calibration {
     try {
       Apply(text);
     } catch (const MException& exception) {
-      point.At(this).LogDismissedError(exception);  // the level before will do
+      point.At(this).LogDismissedError(exception);  // the level stays as it was
     }
   }
 
-  std::uint32_t GetCurrent() const noexcept { return current; }
+  std::uint32_t GetCurrent() const noexcept { return current_; }
 
  private:
   static constexpr std::uint32_t kHighest = 11;
@@ -76,7 +76,7 @@ class Calibration {
     }
   }
 
-  std::uint32_t current = 0;
+  std::uint32_t current_ = 0;
 };
 
 void Print(const MException& exception) {

@@ -11,19 +11,19 @@ const wchar_t ClassName[] = L"Measurement";
 
 class Measurement final : public MCommandSynchronous {
  public:
-  Measurement(const MExceptionHolder& outcome, std::uint32_t from)
-      : MCommandSynchronous(outcome), channel(from) {}
+  Measurement(const MExceptionHolder& outcome, std::uint32_t channel)
+      : MCommandSynchronous(outcome), channel_(channel) {}
 
  private:
   void Execute() override {
     static MFlowPoint point(ClassName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (channel > 3) {
-      point.At(this).Raise(L"NoSuchChannel", L"channel", channel);
+    if (channel_ > 3) {
+      point.At(this).Raise(L"NoSuchChannel", L"channel", channel_);
     }
   }
 
-  std::uint32_t channel;
+  std::uint32_t channel_;
 };
 
 }  // namespace

@@ -23,30 +23,30 @@ class Display {
 
 class Progress final : public MDesyncEvent {
  public:
-  Progress(Display& receiver, std::uint32_t done) : display(receiver), percent(done) {}
+  Progress(Display& display, std::uint32_t percent) : display_(display), percent_(percent) {}
 
-  void Fire() override { display.ShowProgress(percent); }
+  void Fire() override { display_.ShowProgress(percent_); }
 
  private:
-  Display& display;
-  std::uint32_t percent;
+  Display& display_;
+  std::uint32_t percent_;
 };
 
 // Says that everything scheduled before it has been delivered.
-class Milestone final : public MDesyncEvent {
+class LastNotification final : public MDesyncEvent {
  public:
-  explicit Milestone(std::promise<void>& signal) : reached(signal) {}
+  explicit LastNotification(std::promise<void>& delivered) : delivered_(delivered) {}
 
-  void Fire() override { reached.set_value(); }
+  void Fire() override { delivered_.set_value(); }
 
  private:
-  std::promise<void>& reached;
+  std::promise<void>& delivered_;
 };
 
 void WaitUntilDelivered(MDesyncEventScheduler& scheduler) {
-  std::promise<void> reached;
-  scheduler.ScheduleDesyncEvent(new Milestone(reached));
-  reached.get_future().wait();
+  std::promise<void> delivered;
+  scheduler.ScheduleDesyncEvent(new LastNotification(delivered));
+  delivered.get_future().wait();
 }
 
 }  // namespace

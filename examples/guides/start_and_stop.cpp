@@ -30,54 +30,54 @@ class Saved final : public MDesyncEvent {
 class Save final : public MCommandSynchronous {
  public:
   Save(const MExceptionHolder& outcome, MDesyncEventScheduler& notifications)
-      : MCommandSynchronous(outcome), scheduler(notifications) {}
+      : MCommandSynchronous(outcome), notifications_(notifications) {}
 
  private:
-  void Execute() override { scheduler.ScheduleDesyncEvent(new Saved); }
+  void Execute() override { notifications_.ScheduleDesyncEvent(new Saved); }
 
-  MDesyncEventScheduler& scheduler;
+  MDesyncEventScheduler& notifications_;
 };
 
 class LastNotification final : public MDesyncEvent {
  public:
-  explicit LastNotification(std::promise<void>& signal) : delivered(signal) {}
-  void Fire() override { delivered.set_value(); }
+  explicit LastNotification(std::promise<void>& delivered) : delivered_(delivered) {}
+  void Fire() override { delivered_.set_value(); }
 
  private:
-  std::promise<void>& delivered;
+  std::promise<void>& delivered_;
 };
 
 class Application {
  public:
-  Application() : notifications(&reporter), processor(NewProcessor(&reporter)) {}
+  Application() : notifications_(&reporter_), processor_(NewProcessor(&reporter_)) {}
 
   void Start() {
-    notifications.Enable();
-    Velta::Libraries::GenericGuard undo([this] { notifications.Disable(); });
-    processor->Start();
+    notifications_.Enable();
+    Velta::Libraries::GenericGuard undo([this] { notifications_.Disable(); });
+    processor_->Start();
     undo.Dismiss();
     std::wcout << L"started\n";
   }
 
   void Stop() {
-    processor->Stop();  // no command runs from here on, so nothing new is scheduled
+    processor_->Stop();  // no command runs from here on, so nothing new is scheduled
     std::promise<void> delivered;
-    notifications.ScheduleDesyncEvent(new LastNotification(delivered));
+    notifications_.ScheduleDesyncEvent(new LastNotification(delivered));
     delivered.get_future().wait();
-    notifications.Disable();
+    notifications_.Disable();
     std::wcout << L"stopped\n";
   }
 
   void Restart() {
     Stop();
-    processor = NewProcessor(&reporter);  // a stopped one refuses work for good
+    processor_ = NewProcessor(&reporter_);  // a stopped one stays stopped
     Start();
   }
 
   void SaveAll() {
     const MExceptionHolder outcome = MExceptionHolder::Create();
-    std::unique_ptr<MCommandSynchronous> command = std::make_unique<Save>(outcome, notifications);
-    processor->ExecuteSynchronously(command);
+    std::unique_ptr<MCommandSynchronous> command = std::make_unique<Save>(outcome, notifications_);
+    processor_->ExecuteSynchronously(command);
     outcome.ThrowIfError();
   }
 
@@ -86,10 +86,10 @@ class Application {
     return std::make_unique<MCommandProcessor>(handler, nullptr, nullptr, nullptr, 0, false);
   }
 
-  // In the order in which they need each other; they go in the opposite order.
-  Reporter reporter;
-  MDesyncEventScheduler notifications;
-  std::unique_ptr<MCommandProcessor> processor;
+  // In the order in which they need each other: they are destroyed in the opposite order.
+  Reporter reporter_;
+  MDesyncEventScheduler notifications_;
+  std::unique_ptr<MCommandProcessor> processor_;
 };
 
 }  // namespace

@@ -24,17 +24,17 @@ constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
 class Worker final : public MEngineThread {
  public:
   explicit Worker(IThreadErrorHandler* handler) : MEngineThread(handler, false) {
-    AddEvent(jobs.GetEvent(), new MCallbackFunctorImp<Worker>(this, &Worker::RunNext));
+    AddEvent(jobs_.GetEvent(), new MCallbackFunctorImp<Worker>(this, &Worker::RunNext));
   }
   ~Worker() override {
-    EndForDestruction();  // the thread uses the queue, which goes before the base
+    EndForDestruction();  // the thread uses the queue, which is destroyed before the base
     while (const std::unique_ptr<Job> job = Next()) {
     }
   }
 
   void Post(Job job) {
     auto owned = std::make_unique<Job>(std::move(job));
-    jobs.Push(owned.get());
+    jobs_.Push(owned.get());
     static_cast<void>(owned.release());
   }
 
@@ -63,11 +63,11 @@ class Worker final : public MEngineThread {
 
   std::unique_ptr<Job> Next() {
     Job* job = nullptr;
-    static_cast<void>(jobs.Pop(job));
+    static_cast<void>(jobs_.Pop(job));
     return std::unique_ptr<Job>(job);
   }
 
-  MThreadSafeFifo<Job*, Job*> jobs;
+  MThreadSafeFifo<Job*, Job*> jobs_;
 };
 
 class Reporter final : public IThreadErrorHandler {
@@ -83,29 +83,29 @@ class Reporter final : public IThreadErrorHandler {
 // The same with nothing but events and callbacks: no class derived from a thread.
 class Mailbox {
  public:
-  explicit Mailbox(std::latch& signal) : read(signal), thread(nullptr) {
-    thread.RegisterSchedulerEvent(letters.GetEvent(),
-                                  new MCallbackFunctorImp<Mailbox>(this, &Mailbox::OnLetter));
-    thread.Start();
+  explicit Mailbox(std::latch& read) : read_(read), thread_(nullptr) {
+    thread_.RegisterSchedulerEvent(letters_.GetEvent(),
+                                   new MCallbackFunctorImp<Mailbox>(this, &Mailbox::OnLetter));
+    thread_.Start();
   }
   Mailbox(const Mailbox&) = delete;
   Mailbox& operator=(const Mailbox&) = delete;
 
-  void Send(const wchar_t* letter) { letters.Push(letter); }
+  void Send(const wchar_t* letter) { letters_.Push(letter); }
 
  private:
   void OnLetter() {
     const wchar_t* letter = nullptr;
-    if (!letters.Pop(letter)) {
+    if (!letters_.Pop(letter)) {
       return;
     }
     std::wcout << letter << L'\n';
-    read.count_down();
+    read_.count_down();
   }
 
-  std::latch& read;
-  MThreadSafeFifo<const wchar_t*, const wchar_t*> letters;
-  MSchedulerThread thread;  // last, so that it goes first
+  std::latch& read_;
+  MThreadSafeFifo<const wchar_t*, const wchar_t*> letters_;
+  MSchedulerThread thread_;  // last, so that it is destroyed first
 };
 
 void PrintCode(const wchar_t* when, const MException& exception) {

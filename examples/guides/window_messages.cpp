@@ -15,8 +15,7 @@ namespace {
 const wchar_t kWindowClass[] = L"CounterWindow";
 constexpr UINT kCount = WM_APP;
 
-// Counts the messages that its window gets. The window belongs to the processor's thread, and so
-// does all else here.
+// Counts the messages that its window gets. All of it belongs to the processor's thread.
 class Counter {
  public:
   void Open() {
@@ -24,14 +23,14 @@ class Counter {
     windowClass.lpfnWndProc = &OnMessage;
     windowClass.lpszClassName = kWindowClass;
     ::RegisterClassW(&windowClass);
-    window = ::CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
-                               nullptr, nullptr);
+    window_ = ::CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                nullptr, nullptr);
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between
     static MFlowPoint point(L"Counter", L"Open");
-    if (window == nullptr) {
+    if (window_ == nullptr) {
       point.At(this).Raise(L"NoWindow", L"winErrorCode", lastError);
     }
-    ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    ::SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
   }
 
   void Pump() {
@@ -42,10 +41,10 @@ class Counter {
     }
   }
 
-  void Close() { ::DestroyWindow(window); }
+  void Close() { ::DestroyWindow(window_); }
 
-  HWND GetWindow() const { return window; }
-  int GetCount() const { return count; }
+  HWND GetWindow() const { return window_; }
+  int GetCount() const { return count_; }
 
  private:
   static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
@@ -53,23 +52,23 @@ class Counter {
       return ::DefWindowProcW(window, message, first, second);
     }
     auto* const counter = reinterpret_cast<Counter*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-    return ++counter->count;
+    return ++counter->count_;
   }
 
-  HWND window = nullptr;
-  int count = 0;
+  HWND window_ = nullptr;
+  int count_ = 0;
 };
 
 class ReadCount final : public MCommandSynchronous {
  public:
-  ReadCount(const MExceptionHolder& outcome, const Counter& from, std::shared_ptr<int> count)
-      : MCommandSynchronous(outcome), counter(from), result(std::move(count)) {}
+  ReadCount(const MExceptionHolder& outcome, const Counter& counter, std::shared_ptr<int> count)
+      : MCommandSynchronous(outcome), counter_(counter), count_(std::move(count)) {}
 
  private:
-  void Execute() override { *result = counter.GetCount(); }
+  void Execute() override { *count_ = counter_.GetCount(); }
 
-  const Counter& counter;
-  std::shared_ptr<int> result;
+  const Counter& counter_;
+  std::shared_ptr<int> count_;
 };
 
 }  // namespace

@@ -32,13 +32,13 @@ bool WriteValues(IOutFilerTagged& filer) {
 class ImportError final : public MError {
  public:
   explicit ImportError(MString causeChain)
-      : MError(L"Importer.Run:ImportFailed"), causes(std::move(causeChain)) {}
+      : MError(L"Importer.Run:ImportFailed"), causeChain_(std::move(causeChain)) {}
 
   ImportError* Clone() const noexcept override { return new (std::nothrow) ImportError(*this); }
-  MString GetCauseChain() const override { return causes; }
+  MString GetCauseChain() const override { return causeChain_; }
 
  private:
-  MString causes;
+  MString causeChain_;
 };
 
 MString ChainText(const MException& chain) {

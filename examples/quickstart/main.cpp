@@ -10,22 +10,22 @@
 
 class Divide : public MCommandSynchronous {
  public:
-  Divide(const MExceptionHolder& outcome, std::uint32_t number, std::uint32_t divisor,
-         std::shared_ptr<std::uint32_t> result)
-      : MCommandSynchronous(outcome), a(number), b(divisor), quotient(std::move(result)) {}
+  Divide(const MExceptionHolder& outcome, std::uint32_t a, std::uint32_t b,
+         std::shared_ptr<std::uint32_t> quotient)
+      : MCommandSynchronous(outcome), a_(a), b_(b), quotient_(std::move(quotient)) {}
 
  private:
   void Execute() override {  // on the processor's thread
     static MFlowPoint point(L"Divide", L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (b == 0) {
-      point.At(this).Raise(L"DivisorIsZero", L"number", a);
+    if (b_ == 0) {
+      point.At(this).Raise(L"DivisorIsZero", L"number", a_);
     }
-    *quotient = a / b;
+    *quotient_ = a_ / b_;
   }
 
-  std::uint32_t a, b;
-  std::shared_ptr<std::uint32_t> quotient;  // shared: a failed wait leaves the command behind
+  std::uint32_t a_, b_;
+  std::shared_ptr<std::uint32_t> quotient_;  // shared: the command may outlive a failed wait
 };
 
 int main() {

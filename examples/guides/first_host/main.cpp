@@ -12,24 +12,24 @@
 
 namespace {
 
-// Adds the numbers from 1 to a limit. The total is the caller's as well.
+// Adds the numbers from 1 to a limit. The caller shares the total.
 class Sum : public MCommandSynchronous {
  public:
-  Sum(const MExceptionHolder& outcome, std::uint32_t upTo, std::shared_ptr<std::uint32_t> result)
-      : MCommandSynchronous(outcome), limit(upTo), total(std::move(result)) {}
+  Sum(const MExceptionHolder& outcome, std::uint32_t limit, std::shared_ptr<std::uint32_t> total)
+      : MCommandSynchronous(outcome), limit_(limit), total_(std::move(total)) {}
 
  private:
   void Execute() override {
     static MFlowPoint point(L"Sum", L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
-    if (limit > 65535) {
-      point.At(this).Raise(L"LimitTooHigh", L"limit", limit);
+    if (limit_ > 65535) {
+      point.At(this).Raise(L"LimitTooHigh", L"limit", limit_);
     }
-    *total = limit % 2 == 0 ? limit / 2 * (limit + 1) : (limit + 1) / 2 * limit;
+    *total_ = limit_ % 2 == 0 ? limit_ / 2 * (limit_ + 1) : (limit_ + 1) / 2 * limit_;
   }
 
-  std::uint32_t limit;
-  std::shared_ptr<std::uint32_t> total;
+  std::uint32_t limit_;
+  std::shared_ptr<std::uint32_t> total_;
 };
 
 void AddUp(MCommandProcessor& processor, std::uint32_t limit) {
