@@ -51,9 +51,9 @@ int main() {
   MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);
   processor.Start();
   Measure(processor, 1);
-  log->Attach(&secondHandle);  // from here on every event stands in both
+  log->Attach(&secondHandle);  // from here on every event goes to both
   Measure(processor, 7);
-  log->Attach(nullptr);  // before the second log goes
+  log->Attach(nullptr);  // before the second log is destroyed
   processor.Stop();
 
   std::ostringstream mirrored;

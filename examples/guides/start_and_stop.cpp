@@ -70,7 +70,7 @@ class Application {
 
   void Restart() {
     Stop();
-    processor_ = NewProcessor(&reporter_);  // a stopped one stays stopped
+    processor_ = NewProcessor(&reporter_);  // a stopped one refuses commands
     Start();
   }
 
