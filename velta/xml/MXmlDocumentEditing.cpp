@@ -172,9 +172,9 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, NewAttribute att
   const auto level = asChild ? Edit::Level::kChild : Edit::Level::kCurrent;
   if (data.empty() && hasEndTag) {
     text.append((flags & MXmlDocument::kAddSpaceBeforeSlash) != 0 ? L" />"sv : L"/>"sv);
-    return edit.CommitElement({edit.Composed(), Length::kZero}, kEmptyTag, level);
+    return edit.CommitElement({LengthFrom(edit.Composed()), Length::kZero}, kEmptyTag, level);
   }
-  const Length startTag = edit.Composed() + Length{1};
+  const Length startTag = LengthFrom(edit.Composed() + 1);
   const std::wstring_view content = (flags & MXmlDocument::kAddCData) != 0 && !data.empty()
                                         ? AsCData(data, state.escaped)
                                         : Escaped(data, false, state.escaped);
@@ -183,7 +183,7 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, NewAttribute att
     return edit.CommitStartTag(level);
   }
   AppendParts(text, L">"sv, content, L"</"sv, name, L">"sv);
-  return edit.CommitElement({startTag, LengthOf(name) + Length{3}}, 0, level);
+  return edit.CommitElement({startTag, LengthFrom(name.size() + 3)}, 0, level);
 }
 
 /// @param name  of the element to be added around its root, empty for none: it is then a child

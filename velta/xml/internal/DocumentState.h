@@ -43,8 +43,9 @@ struct DocumentState {
   std::uint32_t flags = 0;
   ElementIndex index;
   SavedPositions saved;
-  MString spareText;  // an edit takes it for its text, and gives it back: for its capacity
-  MString escaped;    // where edits escape values; kept for its capacity too
+  // Kept for their capacity; one edit at a time uses them.
+  MString editText;  // what it inserts
+  MString escaped;   // what of this it had to escape
 
   [[nodiscard]] bool IgnoresCase() const noexcept;
   [[nodiscard]] bool IsIllFormed() const noexcept {

@@ -143,13 +143,12 @@ Place PlaceInCurrent(const DocumentState& state) noexcept {
 
 Edit::Edit(DocumentState& state, const Place& place, Layout layout)
     : state_(state),
-      text_(std::move(state.spareText)),
+      text_(state.editText),
       replaced_{place.offset, state.index.At(place.parent).Has(kEmptyTag)
                                   ? state.index.EndOf(place.parent)
                                   : place.offset},
       around_(place.parent),
       following_(FollowingOnLevel(state.index, place.parent, place.previous)),
-      after_(state.position),
       place_(place),
       layout_(layout),
       opensParent_(state.index.At(place.parent).Has(kEmptyTag)) {
@@ -168,27 +167,24 @@ Edit::Edit(DocumentState& state, const Place& place, Layout layout)
 
 Edit::Edit(DocumentState& state, Span replaced, ElementId element) noexcept
     : state_(state),
-      text_(std::move(state.spareText)),
+      text_(state.editText),
       replaced_(replaced),
       around_(element != ElementId::kNone ? element : state.position.parent),
       following_(FollowingOnLevel(
           state.index, around_,
           element != ElementId::kNone ? ElementId::kNone : state.position.precedingElement)),
-      after_(state.position),
       retagged_(element) {
   text_.clear();
 }
 
 Edit::Edit(DocumentState& state, ElementId removed) noexcept
     : state_(state),
-      text_(std::move(state.spareText)),
+      text_(state.editText),
       replaced_{state.index.At(removed).start, AfterLineBreak(state, state.index.EndOf(removed))},
       around_(state.index.At(removed).parent),
       following_(state.index.After(removed)),
       removed_(removed) {
   text_.clear();
-  after_.parent = around_;
-  after_.current = state.index.At(removed).previousSibling;
 }
 
 bool Edit::CommitElement(TagLengths tags, std::int32_t flags, Level level) {
@@ -234,14 +230,15 @@ bool Edit::CommitNode(MXmlNodeType type, Length before) {
 }
 
 bool Edit::CommitTag() {
-  ExpectedNode expected{MXmlNodeType::kElement, Offset::kBegin};
+  const auto takeNone = [] { return UnlinkedTree(); };
   if (retagged_ != ElementId::kNone) {
-    expected.offset = state_.index.At(retagged_).start;
-  } else {
-    expected = {MXmlNodeType::kProcessingInstruction, state_.position.nodeOffset};
-    after_.nodeLength += Growth();
+    return Commit({MXmlNodeType::kElement, state_.index.At(retagged_).start}, takeNone);
   }
-  return Commit(expected, [] { return UnlinkedTree(); });
+  if (!Commit({MXmlNodeType::kProcessingInstruction, state_.position.nodeOffset}, takeNone)) {
+    return false;
+  }
+  state_.position.nodeLength += Growth();
+  return true;
 }
 
 bool Edit::CommitRemoval() {
@@ -267,7 +264,6 @@ bool Edit::Commit(ExpectedNode expected, TakeRecords takeRecords) {
   if (added_ != ElementId::kNone) {
     state_.index.Link(added_, place_.parent, place_.previous);
   }
-  state_.position = after_;
   return true;
 }
 
@@ -286,11 +282,12 @@ bool Edit::CommitByParsing(ExpectedNode expected) {
   const auto moved = [&](ElementId element) {
     return element != ElementId::kNone ? index.FindStart(NewStartOf(element)) : ElementId::kNone;
   };
+  Position position = removed_ != ElementId::kNone ? PositionBeforeRemoved() : state_.position;
   for (ElementId* const element :
-       {&after_.parent, &after_.current, &after_.child, &after_.precedingElement}) {
+       {&position.parent, &position.current, &position.child, &position.precedingElement}) {
     *element = moved(*element);
   }
-  state_.position = after_;
+  state_.position = position;
   state_.saved.ForEach([&](SavedPosition& entry) {
     if (entry.element != ElementId::kDocument) {
       const ElementId element = moved(entry.element);
@@ -306,7 +303,7 @@ bool Edit::CommitByParsing(ExpectedNode expected) {
 }
 
 void Edit::CloseText() {
-  nodeLength_ = Composed();
+  nodeLength_ = LengthFrom(Composed());
   if (layout_ == Layout::kOwnLine) {
     text_ += L'\n';
   }
@@ -361,6 +358,7 @@ void Edit::DropRemoved() noexcept {
     return;
   }
   ElementIndex& index = state_.index;
+  state_.position = PositionBeforeRemoved();
   index.Unlink(removed_);
   index.ReleaseTree(removed_);
   state_.saved.DropIf(
@@ -389,6 +387,14 @@ void Edit::MoveToAdded(Level level) noexcept {
     position.current = added_;
   }
   state_.position = position;
+}
+
+Position Edit::PositionBeforeRemoved() const noexcept {
+  const ElementRecord& record = state_.index.At(removed_);
+  Position position;
+  position.parent = record.parent;
+  position.current = record.previousSibling;
+  return position;
 }
 
 Offset Edit::NewStartOf(ElementId element) const noexcept {

@@ -30,7 +30,8 @@ struct Place {
 /// ```cpp
 /// Edit edit(state, PlaceAfterCurrent(state), Edit::Layout::kOwnLine);
 /// edit.Text().append(L"<a/>");
-/// return edit.CommitElement({edit.Composed(), Length::kZero}, kEmptyTag, Edit::Level::kCurrent);
+/// return edit.CommitElement({LengthFrom(edit.Composed()), Length::kZero}, kEmptyTag,
+///                           Edit::Level::kCurrent);
 /// ```
 ///
 /// A commit returns false, with nothing changed, when the text would be too long, or when a fault
@@ -39,7 +40,7 @@ class Edit {
  public:
   enum class Layout : std::uint8_t { kInline, kOwnLine };
 
-  /// As what a new element is current.
+  /// What a new element becomes: the current element or the current child.
   enum class Level : std::uint8_t { kCurrent, kChild };
 
   /// Inserts a node. An empty tag around it becomes a start tag and an end tag.
@@ -55,13 +56,12 @@ class Edit {
 
   Edit(const Edit&) = delete;
   Edit& operator=(const Edit&) = delete;
-  ~Edit() { state_.spareText.swap(text_); }
 
   /// What is inserted: append it here.
   [[nodiscard]] MString& Text() noexcept { return text_; }
 
-  /// How much has been appended.
-  [[nodiscard]] Length Composed() const noexcept { return LengthFrom(text_.size() - opening_); }
+  /// How many characters have been appended. More than a text may have are refused by the commit.
+  [[nodiscard]] std::size_t Composed() const noexcept { return text_.size() - opening_; }
 
   // One of these ends the edit.
 
@@ -95,7 +95,8 @@ class Edit {
     Offset offset;
   };
 
-  /// The one place that tells ill-formed documents from others.
+  /// Changes the index with the text; of an ill-formed document, parses the text again. No other
+  /// function tells the two apart.
   ///
   /// @param takeRecords  returns an `UnlinkedTree` for the element that is added; may throw
   template <class TakeRecords>
@@ -111,17 +112,19 @@ class Edit {
   void DropRemoved() noexcept;
   void MoveToAdded(Level level) noexcept;
 
+  /// Where the document stands without the removed element: on the one before it.
+  [[nodiscard]] Position PositionBeforeRemoved() const noexcept;
+
   /// Where an element will begin; kNowhere when it is replaced.
   [[nodiscard]] Offset NewStartOf(ElementId element) const noexcept;
   [[nodiscard]] Length Growth() const noexcept { return LengthOf(text_) - replaced_.Size(); }
   [[nodiscard]] Offset NodeStart() const noexcept { return replaced_.begin + LengthFrom(opening_); }
 
   DocumentState& state_;
-  MString text_;               // takes the place of what is replaced
+  MString& text_;              // takes the place of what is replaced; the document keeps it
   const Span replaced_;        // a part of the text as it was
   const ElementId around_;     // the innermost element that grows or shrinks
   const ElementId following_;  // the first element after the change
-  Position after_;             // the document's when this is done, in terms of the index before
   // Of an insertion.
   Place place_{};
   Layout layout_ = Layout::kInline;
@@ -129,8 +132,8 @@ class Edit {
   Length nodeLength_ = Length::kZero;
   ElementId added_ = ElementId::kNone;
   // Other changes to elements.
-  ElementId retagged_ = ElementId::kNone;  // the element whose tags change
-  bool opensParent_ = false;               // that is the parent, an empty tag so far
+  ElementId retagged_ = ElementId::kNone;  // its tag lengths change
+  bool opensParent_ = false;               // that is the parent: so far an empty tag
   bool isOpenElement_ = false;             // what is added lacks its end tag
   ElementId removed_ = ElementId::kNone;
 };
