@@ -100,17 +100,12 @@ class Tokenizer {
       const BlockMarks marks = FindMarks(block, end_);
       for (unsigned mask = marks.closing; mask != 0; mask &= mask - 1) {
         const wchar_t* const at = block + std::countr_zero(mask);
-        if (quote != L'\0') {
-          if (*at == quote) {
-            quote = L'\0';
-          }
-        } else if (*at == L'>') {
+        if (quote == L'\0' && *at == L'>') {
           next_ = at + 1;
           nextMarkup_ = FirstAfter(block, marks.less, mask);
           return {TokenType::kElement, begin, next_, at[-1] == L'/' && IsEmptyTag(begin, at - 1)};
-        } else if (FollowsEqualsSign(at)) {
-          quote = *at;
         }
+        quote = QuoteAfter(at, quote);
       }
       if (end_ - block <= kBlock) {
         break;
@@ -127,6 +122,16 @@ class Tokenizer {
     // Of the "<", those above the lowest bit of the mask.
     const unsigned after = less & ~(mask ^ (mask - 1));
     return after != 0 ? block + std::countr_zero(after) : nullptr;
+  }
+
+  /// The quote of the value that goes on after a mark, or NUL.
+  ///
+  /// @param quote  the one before the mark, or NUL: the mark is then a quote itself
+  static wchar_t QuoteAfter(const wchar_t* mark, wchar_t quote) noexcept {
+    if (quote != L'\0') {
+      return *mark == quote ? L'\0' : quote;
+    }
+    return FollowsEqualsSign(mark) ? *mark : L'\0';
   }
 
   /// Only there does a quote hide what follows.
