@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/platform/Api.h"
+#include "velta/platform/ThreadSafety.h"
 
 #include <cstddef>
 
@@ -9,7 +10,7 @@
 ///
 /// Guards one name table of the log, which static initialisers and destructors may reach at any
 /// time. The owning thread may enter again; each `Enter` needs its `Leave`.
-class KGuardedLock {
+class VELTA_CAPABILITY("lock") KGuardedLock {
  public:
   VELTA_API KGuardedLock() noexcept;
   KGuardedLock(const KGuardedLock&) = delete;
@@ -17,10 +18,10 @@ class KGuardedLock {
   VELTA_API ~KGuardedLock();
 
   /// Waits until no other thread is inside. Does nothing while the lock is not initialised.
-  VELTA_API void Enter() noexcept;
+  VELTA_API void Enter() noexcept VELTA_ACQUIRE();
 
   /// Lets the next thread in. Does nothing while the lock is not initialised.
-  VELTA_API void Leave() noexcept;
+  VELTA_API void Leave() noexcept VELTA_RELEASE();
 
  private:
   friend struct KLoggerProbe;

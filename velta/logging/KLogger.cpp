@@ -17,9 +17,7 @@ const wchar_t ClassName[] = L"KLogger";
 const ClassNameRegistration registration(ClassName);
 
 template <typename Table>
-void Insert(Table& table, KGuardedLock& lock, typename Table::key_type key,
-            std::string_view name) noexcept {
-  const KLockHolder holder(lock);
+void Insert(Table& table, typename Table::key_type key, std::string_view name) noexcept {
   try {
     table.try_emplace(key, name);
   } catch (...) {  // out of memory: the key stays unnamed
@@ -27,10 +25,7 @@ void Insert(Table& table, KGuardedLock& lock, typename Table::key_type key,
 }
 
 template <typename Table>
-void Merge(const Table& from, KGuardedLock& fromLock, Table& into,
-           KGuardedLock& intoLock) noexcept {
-  const KLockHolder fromHolder(fromLock);
-  const KLockHolder intoHolder(intoLock);
+void Merge(const Table& from, Table& into) noexcept {
   try {
     into.insert(from.begin(), from.end());
   } catch (...) {  // out of memory: the rest of this table is not copied
@@ -87,35 +82,39 @@ void KLogger::Write(KLogger* core, std::int32_t code, std::int32_t value1, std::
 
 void KLogger::RegisterName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->names, core->namesLock_, key, name);
+    const KLockHolder lock(core->namesLock_);
+    Insert(core->names, key, name);
   }
 }
 
 void KLogger::RegisterStateName(KLogger* core, std::int32_t classKey, std::int32_t state,
                                 std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->stateNames, core->stateNamesLock_, StateKey(classKey, state), name);
+    const KLockHolder lock(core->stateNamesLock_);
+    Insert(core->stateNames, StateKey(classKey, state), name);
   }
 }
 
 void KLogger::RegisterMessageName(KLogger* core, std::int32_t key, std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->stateNames, core->stateNamesLock_, key, name);
+    const KLockHolder lock(core->stateNamesLock_);
+    Insert(core->stateNames, key, name);
   }
 }
 
 void KLogger::RegisterObjectName(KLogger* core, const void* object,
                                  std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->objectNames, core->objectNamesLock_, reinterpret_cast<std::uintptr_t>(object),
-           name);
+    const KLockHolder lock(core->objectNamesLock_);
+    Insert(core->objectNames, reinterpret_cast<std::uintptr_t>(object), name);
   }
 }
 
 void KLogger::RegisterThreadName(KLogger* core, std::uint32_t threadId,
                                  std::string_view name) noexcept {
   if (core != nullptr) {
-    Insert(core->threadNames, core->threadNamesLock_, static_cast<std::int32_t>(threadId), name);
+    const KLockHolder lock(core->threadNamesLock_);
+    Insert(core->threadNames, static_cast<std::int32_t>(threadId), name);
   }
 }
 
@@ -123,10 +122,26 @@ void KLogger::MergeNamesInto(KLogger* other) noexcept {
   if (other == nullptr) {
     return;
   }
-  Merge(threadNames, threadNamesLock_, other->threadNames, other->threadNamesLock_);
-  Merge(names, namesLock_, other->names, other->namesLock_);
-  Merge(stateNames, stateNamesLock_, other->stateNames, other->stateNamesLock_);
-  Merge(objectNames, objectNamesLock_, other->objectNames, other->objectNamesLock_);
+  {
+    const KLockHolder fromLock(threadNamesLock_);
+    const KLockHolder intoLock(other->threadNamesLock_);
+    Merge(threadNames, other->threadNames);
+  }
+  {
+    const KLockHolder fromLock(namesLock_);
+    const KLockHolder intoLock(other->namesLock_);
+    Merge(names, other->names);
+  }
+  {
+    const KLockHolder fromLock(stateNamesLock_);
+    const KLockHolder intoLock(other->stateNamesLock_);
+    Merge(stateNames, other->stateNames);
+  }
+  {
+    const KLockHolder fromLock(objectNamesLock_);
+    const KLockHolder intoLock(other->objectNamesLock_);
+    Merge(objectNames, other->objectNames);
+  }
 }
 
 std::int32_t KLogger::StateKey(std::int32_t classKey, std::int32_t state) noexcept {

@@ -4,6 +4,7 @@
 #include "velta/logging/KGuardedLock.h"
 #include "velta/logging/KLogRecord.h"
 #include "velta/platform/Api.h"
+#include "velta/platform/ThreadSafety.h"
 
 #include <atomic>
 #include <cstdint>
@@ -178,11 +179,11 @@ class KLogger {
   std::uint32_t capacity = 0;
   std::atomic<std::uint32_t> counter{0};  // bit 0: enabled; above: records written
   bool ready = false;
-  Names eventNames;
-  Names threadNames;
-  Names names;
-  Names stateNames;
-  ObjectNames objectNames;
+  Names eventNames;  // as constructed
+  Names threadNames VELTA_GUARDED_BY(threadNamesLock_);
+  Names names VELTA_GUARDED_BY(namesLock_);
+  Names stateNames VELTA_GUARDED_BY(stateNamesLock_);
+  ObjectNames objectNames VELTA_GUARDED_BY(objectNamesLock_);
   mutable KGuardedLock eventNamesLock_;
   mutable KGuardedLock threadNamesLock_;
   mutable KGuardedLock namesLock_;

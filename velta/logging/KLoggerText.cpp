@@ -87,25 +87,31 @@ void Put(std::ostream& stream, std::string_view text) {
   }
 }
 
+template <typename Key>
+const std::string* FindIn(const std::map<Key, std::string>& table, Key key) {
+  const auto found = table.find(key);
+  return found != table.end() ? &found->second : nullptr;
+}
+
 // Names found so far. A registered name never changes or disappears, so a hit needs no lock. A miss
 // is not kept: the name may be registered later.
 template <typename Key, unsigned kBits>
 class NameCache {
  public:
-  const std::string* Find(const std::map<Key, std::string>& table, KGuardedLock& lock, Key key) {
+  /// @param findInTable  looks a name up under the table's lock; null when there is none
+  template <typename FindInTable>
+  const std::string* Find(Key key, FindInTable findInTable) {
     // Fibonacci hashing: keys are addresses, alike in their low bits.
     constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15U;
     Entry& entry = entries_[static_cast<std::uint64_t>(key) * kMultiplier >> (64 - kBits)];
     if (entry.name != nullptr && entry.key == key) {
       return entry.name;
     }
-    const KLockHolder holder(lock);
-    const auto found = table.find(key);
-    if (found == table.end()) {
-      return nullptr;
+    const std::string* const name = findInTable();
+    if (name != nullptr) {
+      entry = {key, name};
     }
-    entry = {key, &found->second};
-    return entry.name;
+    return name;
   }
 
  private:
@@ -161,7 +167,7 @@ class KLogger::Formatter {
   void AppendPlace(std::string& text, const KLogRecord& record) {
     text += " in_class ";
     AppendName(text, record.classKey);
-    const std::string* const point = names_.Find(log_.names, log_.namesLock_, record.pointKey);
+    const std::string* const point = FindName(record.pointKey);
     if (point == nullptr && record.code == kTimingPoint) {
       text += " at_point ";
       AppendNumber(text, +record.pointKey);
@@ -171,12 +177,12 @@ class KLogger::Formatter {
     }
     text += " for_object ";
     AppendPointer(text, record.object);
-    AppendOwnName(text, objects_.Find(log_.objectNames, log_.objectNamesLock_, record.object));
+    AppendOwnName(text, FindObject(record.object));
     if (record.threadId != 0) {
       const auto threadId = static_cast<std::int32_t>(record.threadId);
       text += " in_thread ";
       AppendNumber(text, threadId);
-      AppendOwnName(text, threads_.Find(log_.threadNames, log_.threadNamesLock_, threadId));
+      AppendOwnName(text, FindThread(threadId));
     }
   }
 
@@ -194,19 +200,47 @@ class KLogger::Formatter {
   }
 
   void AppendName(std::string& text, std::int32_t key) {
-    const std::string* const name = names_.Find(log_.names, log_.namesLock_, key);
+    const std::string* const name = FindName(key);
     text += name != nullptr ? std::string_view(*name) : "(unknown)";
   }
 
   void AppendState(std::string& text, std::int32_t key, std::string_view beforeName,
                    std::string_view beforeNumber, std::int32_t number) {
-    if (const std::string* const name = states_.Find(log_.stateNames, log_.stateNamesLock_, key)) {
+    if (const std::string* const name = FindState(key)) {
       text += beforeName;
       text += *name;
     } else {
       text += beforeNumber;
       AppendNumber(text, number);
     }
+  }
+
+  const std::string* FindName(std::int32_t key) {
+    return names_.Find(key, [&] {
+      const KLockHolder lock(log_.namesLock_);
+      return FindIn(log_.names, key);
+    });
+  }
+
+  const std::string* FindState(std::int32_t key) {
+    return states_.Find(key, [&] {
+      const KLockHolder lock(log_.stateNamesLock_);
+      return FindIn(log_.stateNames, key);
+    });
+  }
+
+  const std::string* FindObject(std::uint64_t key) {
+    return objects_.Find(key, [&] {
+      const KLockHolder lock(log_.objectNamesLock_);
+      return FindIn(log_.objectNames, key);
+    });
+  }
+
+  const std::string* FindThread(std::int32_t key) {
+    return threads_.Find(key, [&] {
+      const KLockHolder lock(log_.threadNamesLock_);
+      return FindIn(log_.threadNames, key);
+    });
   }
 
   static void AppendOwnName(std::string& text, const std::string* name) {

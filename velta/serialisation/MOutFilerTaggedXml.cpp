@@ -34,7 +34,7 @@ MOutFilerTaggedXml::~MOutFilerTaggedXml() = default;
 bool MOutFilerTaggedXml::WriteValue(const MString& tag, std::wstring_view type,
                                     std::wstring_view text) {
   return document_ != nullptr && DocumentAccess::AddElementWithAttribute(
-                                    *document_, tag, ValueTypes::kAttribute, type, text);
+                                     *document_, tag, ValueTypes::kAttribute, type, text);
 }
 
 template <class T>

@@ -2,16 +2,19 @@
 #pragma once
 
 #include "velta/logging/KGuardedLock.h"
+#include "velta/platform/ThreadSafety.h"
 
 namespace Velta::Logging {
 
 /// Holds a lock for the length of a block.
-class KLockHolder {
+class VELTA_SCOPED_CAPABILITY KLockHolder {
  public:
-  explicit KLockHolder(KGuardedLock& lock) noexcept : lock_(lock) { lock_.Enter(); }
+  explicit KLockHolder(KGuardedLock& lock) noexcept VELTA_ACQUIRE(lock) : lock_(lock) {
+    lock_.Enter();
+  }
   KLockHolder(const KLockHolder&) = delete;
   KLockHolder& operator=(const KLockHolder&) = delete;
-  ~KLockHolder() { lock_.Leave(); }
+  ~KLockHolder() VELTA_RELEASE() { lock_.Leave(); }
 
  private:
   KGuardedLock& lock_;
