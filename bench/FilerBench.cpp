@@ -31,7 +31,7 @@
 namespace {
 
 /// Memory once asked for stays with the process: whether the C runtime gives it back to the system
-/// after each document, and asks anew, is chance, and would be most of what is measured.
+/// after each document, and asks again, is chance, and would be most of what is measured.
 const bool memoryIsKept = ::mallopt(M_MMAP_MAX, 0) == 1 &&
                           ::mallopt(M_TRIM_THRESHOLD, (std::numeric_limits<int>::max)()) == 1;
 

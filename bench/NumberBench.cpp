@@ -22,7 +22,7 @@ std::vector<double> MakeNumbers() {
   std::uint32_t state = 1;
   const auto next = [&state] { return state = state * 1664525 + 1013904223; };
   while (numbers.size() < kNumbers) {
-    // Up to nine digits, none to six of them behind the point.
+    // Up to nine digits, none to six of them after the point.
     const auto digits = static_cast<std::int32_t>(next()) >> (next() >> 28);
     numbers.push_back(digits / std::pow(10.0, (next() >> 16) % 7));
   }

@@ -212,7 +212,7 @@ void MakeSiblings(MXmlDocument& document, std::int64_t count) {
   }
 }
 
-/// An element added behind all others, with its attribute, as a settings writer does.
+/// An element added after all others, with its attribute, as a settings writer does.
 void AppendAtEnd(benchmark::State& state) {
   MXmlDocument document;
   MakeSiblings(document, state.range(0));
@@ -247,7 +247,7 @@ void EditAtFront(benchmark::State& state) {
   MakeSiblings(document, state.range(0));
   bool done = document.OutOfElement() && document.AddElement(L"x") && document.RemoveElement();
   for ([[maybe_unused]] auto _ : state) {
-    // As the first child: behind a child that is there first.
+    // As the first child: after a child that is there first.
     document.ResetPosition();
     done = done && document.FindElement() && document.FindChildElement() &&
            document.AddElement(L"value", L"1", MXmlDocument::kAddAsChild) &&
@@ -258,7 +258,7 @@ void EditAtFront(benchmark::State& state) {
   }
 }
 
-/// The moves of memory that this implies: the text and the records behind the place, there and
+/// The moves of memory that this implies: the text and the records after the place, there and
 /// back.
 void EditAtFrontMoves(benchmark::State& state) {
   MXmlDocument document;

@@ -141,7 +141,7 @@ def ratio_of(row, results):
 
 
 def compute(results):
-    """(row, ratio) of all rows that were measured, a mean behind the rows that it is of."""
+    """(row, ratio) of all rows that were measured, a mean after the rows that it is of."""
     rows = [(row, ratio_of(row, results)) for row in ROWS
             if row.ours in results and row.peer in results]
     for label, area, goal in MEANS:

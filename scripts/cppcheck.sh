@@ -13,8 +13,9 @@ scripts/setup.sh linux
 #   legacyUninitvar      it does not know what std::to_chars writes
 #   nullPointer          what crashes on purpose
 #   zerodivcond          it does not see that raising an error does not return
+# With the assertions: it takes what they state for granted after them.
 exec cppcheck --enable=warning,performance,portability --std=c++20 --language=c++ --quiet \
-  --library=googletest -DVELTA_BUILDING -D__GNUC__=12 -D__GLIBCXX__ -D_GLIBCXX_USE_CXX11_ABI=1 \
+  --library=googletest -DVELTA_BUILDING -DVELTA_ASSERTIONS -D__GNUC__=12 -D__GLIBCXX__ -D_GLIBCXX_USE_CXX11_ABI=1 \
   -I. -j "$(nproc)" --error-exitcode=1 \
   --suppress=duplInheritedMember --suppress=cppcheckError:velta/serialisation/MTypedPtrArray.h \
   --suppress=internalAstError:tests/platform/EventTests.cpp \

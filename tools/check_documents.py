@@ -11,7 +11,7 @@ A comment in front of a fenced block says where its text comes from:
     <!-- output, numbers aside: guide_dump | velta-log errors -->   the same, numbers masked
     <!-- output on Windows: guide_window_messages -->  left alone where programs are built for Linux
 
-A line "..." of an output stands for any number of lines; a program behind "|" reads what the one in
+A line "..." of an output stands for any number of lines; a program after "|" reads what the one in
 front of it prints. Every block of C++ needs a comment, and
 every relative link a target. Without --bin no program is run.
 """
@@ -56,7 +56,7 @@ def mask(text):
 
 
 def stands_in(shown, source):
-    """Whether the lines stand in the source, one behind the other, all indented by the same."""
+    """Whether the lines stand in the source, one after the other, all indented by the same."""
     wanted = textwrap.dedent(shown).splitlines()
     lines = source.splitlines()
     for start in range(len(lines) - len(wanted) + 1):

@@ -9,7 +9,7 @@ in one file; public headers reach neither private headers nor windows.h. With --
 names the rooms' object files, one a line) the symbols that one room's objects take from another's
 are held against the same table. The four seams that go upwards are listed below and nowhere else.
 
-docs/rooms.svg shows the rooms and what they include; --graph draws it anew.
+docs/rooms.svg shows the rooms and what they include; --graph draws it again.
 """
 
 import argparse

@@ -21,7 +21,7 @@
 namespace {
 
 // Refuses `action` each of its allocations, alone and with all that follow: it may throw what is
-// thrown for lack of memory, and leaves nothing behind.
+// thrown for lack of memory, and keeps nothing.
 void SurvivesRefusals(const std::function<void()>& action) {
   // Names are registered once and stay, so the first of two equal passes may leave some.
   for (const bool first : {true, false}) {
@@ -90,7 +90,7 @@ class Allocation : public testing::Test {
   void Execute(const std::function<void()>& work, const MExceptionHolder& holder = {}) {
     std::unique_ptr<MCommandSynchronous> command = std::make_unique<Command>(work, holder);
     processor.ExecuteSynchronously(command);
-    processor.Flush();  // behind the command's deletion
+    processor.Flush();  // after the command's deletion
   }
 
   const Watchdog watchdog{"an operation without memory"};

@@ -197,15 +197,15 @@ HANDLE GrantEvents(BOOL manualReset, BOOL initialState) {
   return nullptr;
 }
 
-TEST_F(CommandProcessor, AnEventThatTheSystemRefusesIsToldAndNothingIsHandedOver) {
-  const auto isTold = [](const wchar_t* code) {
+TEST_F(CommandProcessor, ARefusedEventIsAnErrorAndNothingIsHandedOver) {
+  const auto isError = [](const wchar_t* code) {
     return RaisesWith(code, ElementsAre(Pair(L"winErrorCode", L"8")));
   };
   processor.Start();
   auto command = Make();
   const SystemCallOverride grant(systemCalls.createEvent, &GrantEvents);
   EXPECT_THAT([&] { processor.ExecuteSynchronously(command); },
-              isTold(L"MCommandProcessor.ExecuteSynchronously:WaitFailed"));
+              isError(L"MCommandProcessor.ExecuteSynchronously:WaitFailed"));
   EXPECT_NE(command, nullptr);
   processor.Flush();
   EXPECT_EQ(tally.run, 0);
@@ -222,7 +222,7 @@ TEST_F(CommandProcessor, AnEventThatTheSystemRefusesIsToldAndNothingIsHandedOver
       eventsGranted = granted;
       MCommandProcessor(nullptr, new Callback([] {}), nullptr, nullptr, 0, false).Start();
     };
-    EXPECT_THAT(make, isTold(refused(granted)));
+    EXPECT_THAT(make, isError(refused(granted)));
   }
 }
 
@@ -418,7 +418,7 @@ TEST_F(CommandProcessor, AnExceptionFromTheLastFlushIsLoggedAndTheRestAborted) {
   Caller first(processor, MakeHolding());
   holding.Wait();
   Caller fatal(processor, std::make_unique<FatalCommand>(tally));
-  Caller behind(processor, Make());
+  Caller after(processor, Make());
   const std::vector<LoggedEvent> events = LogDuring([&] { StopWhileHeld(); });
   EXPECT_THAT(
       events,
@@ -430,7 +430,7 @@ TEST_F(CommandProcessor, AnExceptionFromTheLastFlushIsLoggedAndTheRestAborted) {
           "Scope_pop MCommandProcessor.ThreadFunction"}));
   EXPECT_EQ(first.Outcome(), L"");
   EXPECT_EQ(fatal.Outcome(), kAborted);
-  EXPECT_EQ(behind.Outcome(), kAborted);
+  EXPECT_EQ(after.Outcome(), kAborted);
   EXPECT_EQ(tally.run, 1);
   EXPECT_EQ(tally.deleted, 3);
   EXPECT_FALSE(recorder.error.has_value());

@@ -38,7 +38,7 @@ TEST_F(Registry, AQueryTellsTypeAndSizeAndRefusesABufferThatIsTooSmall) {
   size = sizeof data;
   EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_SUCCESS);
   EXPECT_EQ(size, 5U);
-  EXPECT_THAT(data, testing::ElementsAre(1, 2, 3, 4, 5, 9, 9, 9)) << "nothing behind the data";
+  EXPECT_THAT(data, testing::ElementsAre(1, 2, 3, 4, 5, 9, 9, 9)) << "nothing after the data";
   EXPECT_EQ(::RegQueryValueExW(key, L"Missing", nullptr, &type, data, &size), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, &type, data, nullptr),
             ERROR_INVALID_PARAMETER);

@@ -44,7 +44,7 @@ int RefuseEverywhere(Action action, int refused = kUnlimited) {
 }
 
 /// Calls `attempt` with 0, 1, ... until it returns that it was refused nothing, and sees that no
-/// attempt leaves anything behind.
+/// attempt leaves a block.
 template <typename Attempt>
 void WithLittle(Attempt attempt) {
   bool wasRefused = true;

@@ -167,7 +167,7 @@ TEST_F(EngineThread, AFailedStartIsInactiveAgainAndAFailedFlushGoesOnRunning) {
   }
 }
 
-TEST_F(EngineThread, AThreadThatTheSystemRefusesIsToldWithErrno) {
+TEST_F(EngineThread, ARefusedThreadIsAnErrorWithErrno) {
   Engine engine;
   {
     const SystemCallOverride refuse(
@@ -224,7 +224,7 @@ TEST_F(EngineThread, ARoundOfTheLoopTellsEveryEndOfItsWait) {
     }
     EXPECT_TRUE(engine.WaitForEvents(0));  // making it has signalled the restart event
     EXPECT_FALSE(engine.WaitForEvents(0));
-    const End input = {3, L"Unexpected", Status(L"3")};  // one behind the built-in events
+    const End input = {3, L"Unexpected", Status(L"3")};  // one after the built-in events
     ScriptedWaits::nextAny = input.Script();
     if (windowMessages) {
       EXPECT_FALSE(engine.WaitForEvents(INFINITE));
@@ -320,7 +320,7 @@ TEST_F(EngineThread, ItsOwnControlIsRefusedWhileAnotherThreadFlushes) {
   }
 }
 
-TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsToldOnItOrDropped) {
+TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsReportedOnItOrDropped) {
   const SystemCallOverride record(systemCalls.beginThread, &RecordThread);
   enum class Where { kBeforeItStarted, kInItsBody, kInAFlush };
   for (const Where where : {Where::kBeforeItStarted, Where::kInItsBody, Where::kInAFlush}) {
@@ -357,7 +357,7 @@ TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsToldOnItOrDropped) {
         EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"failure"), testing::IsEmpty()));
       }
 
-      // A request or an answer that the dead thread left behind is not the next one's.
+      // A request or an answer that the dead thread left is not the next one's.
       int flushes = 0;
       engine.body = [&engine] { engine.Loop(); };
       engine.flush = [&] { ++flushes; };

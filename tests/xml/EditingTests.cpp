@@ -60,7 +60,7 @@ TEST(MXmlDocument, AnElementIsWrittenAsItsFlagsSay) {
   ExpectText(document, L"<r type=\"&lt;&quot;\"/>\n");
 }
 
-TEST(MXmlDocument, AnElementGoesBehindTheCurrentNodeOrTheContent) {
+TEST(MXmlDocument, AnElementGoesAfterTheCurrentNodeOrTheContent) {
   struct Case {
     const wchar_t* text;
     const wchar_t* current;  // null: none, on the level inside of "r"
@@ -90,7 +90,7 @@ TEST(MXmlDocument, AnElementGoesBehindTheCurrentNodeOrTheContent) {
   }
 }
 
-TEST(MXmlDocument, AChildGoesBehindTheCurrentChildOrTheContent) {
+TEST(MXmlDocument, AChildGoesAfterTheCurrentChildOrTheContent) {
   At at(L"<r><a/><b/>x</r>", L"r");
   MXmlDocument& document = at.document;
   ASSERT_TRUE(document.FindChildElement(L"a"));
@@ -137,7 +137,7 @@ TEST(MXmlDocument, AStartTagAloneIsAFaultUntilItsEndIsThere) {
 }
 
 TEST(MXmlDocument, WhatAFaultBeforeItWouldSwallowIsRefused) {
-  // Each text ends in something without an end, and what is added goes behind it.
+  // Each text ends in something without an end, and what is added goes after it.
   const wchar_t* const texts[] = {L"<r/><b",   L"<r/><b c='",       L"<r/></b",
                                   L"<r/><!--", L"<r/><![CDATA[",    L"<r/><?p",
                                   L"<r/><",    L"<r/><!DOCTYPE b '"};
@@ -175,7 +175,7 @@ TEST(MXmlDocument, WhatAFaultBeforeItWouldSwallowIsRefused) {
     }
   }
 
-  // What is not swallowed stands in the element that is open there, whatever it was added behind.
+  // What is not swallowed stands in the element that is open there, whatever it was added after.
   MXmlDocument document;
   ASSERT_FALSE(document.SetText(L"<r><a/>"));
   ASSERT_TRUE(document.FindElement() && document.AddNode(MXmlNodeType::kComment, L"x"));
@@ -208,8 +208,8 @@ TEST(MXmlDocument, NodesAreWrittenInTheirShape) {
     ASSERT_TRUE(empty.document.IntoElement());
     ASSERT_TRUE(empty.document.AddNode(c.type, c.content));
     ExpectText(empty.document, L"<r>" + lineFeed + node + lineFeed + L"</r>");
-    At behind(L"<r><a/></r>", L"a");
-    MXmlDocument& document = behind.document;
+    At after(L"<r><a/></r>", L"a");
+    MXmlDocument& document = after.document;
     ASSERT_TRUE(document.AddNode(c.type, c.content));
     ExpectText(document, L"<r><a/>" + node + lineFeed + L"</r>");
     EXPECT_EQ(document.GetNodeText(), node);

@@ -214,9 +214,9 @@ TEST(MXmlDocument, MarkupIsNoPartOfAName) {
     return Velta::Xml::DocumentAccess::PeekData(document, name, attribute, value, buffer)
         .has_value();
   };
-  const std::wstring behind = text.substr(4) + std::wstring(20, L'\0');
-  for (std::size_t length = 0; length <= behind.size(); ++length) {
-    const std::wstring name = behind.substr(0, length);
+  const std::wstring padded = text.substr(4) + std::wstring(20, L'\0');
+  for (std::size_t length = 0; length <= padded.size(); ++length) {
+    const std::wstring name = padded.substr(0, length);
     const bool isName = length == 15;
     ASSERT_EQ(peeks(name, L"t", L"1"), isName) << name;
     ASSERT_EQ(document.FindElement(name), isName) << name;

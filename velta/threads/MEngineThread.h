@@ -83,7 +83,7 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
  protected:
   /// Makes an inactive thread.
   ///
-  /// @param errorHandler           hears of an `MException` that ends the body; may be null, is not
+  /// @param errorHandler           receives an `MException` that ends the body; may be null, is not
   ///                               owned, must outlive the thread
   /// @param processWindowMessages  whether `WaitForEvents` also returns for window input, which the
   ///                               body then pumps; the limit is 63 events in that case

@@ -18,7 +18,7 @@ VELTA_EXPORTS_BEGIN
 ///
 /// A ring of slots whose number grows by the grow step whenever a push finds it full; the oldest
 /// element then moves to slot 0. Growing by single slots would copy everything at each push, so the
-/// storage behind the slots is doubled ahead of them and holds the elements in a ring of its own:
+/// storage of the slots is doubled ahead of them and holds the elements in a ring of its own:
 /// which slot an element is in is a matter of counting, and n pushes cost O(n).
 class VELTA_API MPointerFifo {
  public:

@@ -80,7 +80,7 @@ class MXmlDocument {
   /// `Escape`: escapes both quotes too.
   static constexpr std::uint32_t kEscapeQuotes = 0x100;
 
-  /// An empty document: no text, no errors, not well formed for want of a root element.
+  /// An empty document: no text, no errors, not well formed since it has no root element.
   VELTA_API MXmlDocument();
   MXmlDocument(const MXmlDocument&) = delete;
   MXmlDocument& operator=(const MXmlDocument&) = delete;
