@@ -117,7 +117,7 @@ configuration() {  # configuration PRESET
 }
 
 case $what in
-  all)     steps=(setup-linux setup-windows format layers locks cppcheck dialect reference
+  all)     steps=(setup-linux setup-windows format layers words locks cppcheck dialect reference
                   linux asan tsan windows windows-shared fuzz) ;;
   windows) steps=(setup-windows windows windows-shared) ;;
   *)       steps=(setup-linux "$what") ;;
@@ -128,6 +128,8 @@ for step in "${steps[@]}"; do
     setup-*)   scripts/setup.sh "${step#setup-}" || report "$step" 0 1 0 ;;
     format)    check format scripts/format.sh --check ;;
     layers)    check layers python3 tools/check_layers.py . ;;
+    words)     check words python3 tools/check_words.py bench cmake docs examples fuzz packaging \
+                 scripts tests tools velta CHANGELOG.md CONTRIBUTING.md README.md ;;
     locks)     check locks scripts/thread_safety.sh ;;
     cppcheck)  check cppcheck scripts/cppcheck.sh ;;
     dialect)   check dialect scripts/msvc_dialect.sh ;;
