@@ -203,7 +203,7 @@ TEST_F(CommandProcessor, ARefusedEventIsAnErrorAndNothingIsHandedOver) {
   };
   processor.Start();
   auto command = Make();
-  const SystemCallOverride grant(systemCalls.createEvent, &GrantEvents);
+  const SystemCallOverride grant(Velta::Platform::systemCalls.createEvent, &GrantEvents);
   EXPECT_THAT([&] { processor.ExecuteSynchronously(command); },
               isError(L"MCommandProcessor.ExecuteSynchronously:WaitFailed"));
   EXPECT_NE(command, nullptr);
@@ -338,7 +338,8 @@ std::atomic<DWORD> lastTimeout{0};
 
 TEST_F(CommandProcessor, CallsTheIdleHookAtEachTimeOutAndForWindowInputWhateverItThrows) {
   const SystemCallOverride record(
-      systemCalls.waitForAnyOrInput, +[](DWORD count, const HANDLE*, DWORD timeoutMs) {
+      Velta::Platform::systemCalls.waitForAnyOrInput,
+      +[](DWORD count, const HANDLE*, DWORD timeoutMs) {
         lastTimeout = timeoutMs;
         return timeoutMs == INFINITE ? WAIT_OBJECT_0 + count : WAIT_TIMEOUT;
       });

@@ -13,17 +13,17 @@ namespace {
 
 class Section {
  public:
-  Section() { ::InitializeCriticalSection(&section); }
+  Section() { ::InitializeCriticalSection(&section_); }
   Section(const Section&) = delete;
   Section& operator=(const Section&) = delete;
-  ~Section() { ::DeleteCriticalSection(&section); }
+  ~Section() { ::DeleteCriticalSection(&section_); }
 
-  void Enter() { ::EnterCriticalSection(&section); }
-  bool TryEnter() { return ::TryEnterCriticalSection(&section) != FALSE; }
-  void Leave() { ::LeaveCriticalSection(&section); }
+  void Enter() { ::EnterCriticalSection(&section_); }
+  bool TryEnter() { return ::TryEnterCriticalSection(&section_) != FALSE; }
+  void Leave() { ::LeaveCriticalSection(&section_); }
 
  private:
-  CRITICAL_SECTION section;
+  CRITICAL_SECTION section_;
 };
 
 bool CanAnotherThreadEnter(Section& section) {

@@ -20,14 +20,14 @@ constexpr const char* kUtf8 = "C.UTF-8";
 
 class Locale {
  public:
-  explicit Locale(const char* name) : handle(::_create_locale(LC_ALL, name)) {}
+  explicit Locale(const char* name) : handle_(::_create_locale(LC_ALL, name)) {}
   Locale(const Locale&) = delete;
   Locale& operator=(const Locale&) = delete;
-  ~Locale() { ::_free_locale(handle); }
-  operator _locale_t() const { return handle; }
+  ~Locale() { ::_free_locale(handle_); }
+  operator _locale_t() const { return handle_; }
 
  private:
-  const _locale_t handle;
+  const _locale_t handle_;
 };
 
 /// The number, and how many characters it took.

@@ -13,16 +13,16 @@ class Event {
   static constexpr Reset kAutomatic = Reset::kAutomatic;
 
   explicit Event(Reset reset, bool signalled = false)
-      : handle(::CreateEventW(nullptr, reset == kManual ? TRUE : FALSE, signalled ? TRUE : FALSE,
-                              nullptr)) {}
+      : handle_(::CreateEventW(nullptr, reset == kManual ? TRUE : FALSE, signalled ? TRUE : FALSE,
+                               nullptr)) {}
   Event(const Event&) = delete;
   Event& operator=(const Event&) = delete;
-  ~Event() { ::CloseHandle(handle); }
+  ~Event() { ::CloseHandle(handle_); }
 
-  operator HANDLE() const { return handle; }
+  operator HANDLE() const { return handle_; }
 
  private:
-  const HANDLE handle;
+  const HANDLE handle_;
 };
 
 /// A handle that was valid once.
@@ -59,12 +59,12 @@ class TolerateInvalidParameters {
  public:
 #if defined(_WIN32)
   TolerateInvalidParameters()
-      : previous(::_set_invalid_parameter_handler(
+      : previous_(::_set_invalid_parameter_handler(
             [](const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {})) {}
-  ~TolerateInvalidParameters() { ::_set_invalid_parameter_handler(previous); }
+  ~TolerateInvalidParameters() { ::_set_invalid_parameter_handler(previous_); }
 
  private:
-  const _invalid_parameter_handler previous;
+  const _invalid_parameter_handler previous_;
 #else
   TolerateInvalidParameters() = default;
   ~TolerateInvalidParameters() {}

@@ -59,7 +59,7 @@ TEST(CauseChain, ATextThatIsNoneIsIgnored) {
 
 TEST(CauseChain, WithoutALocaleTheErrorItselfIsStillReported) {
   const ForeignError error(L"Host.Run:Failed", ChainText(TwoErrors()));
-  const SystemCallOverride refuse(systemCalls.createLocale,
+  const SystemCallOverride refuse(Velta::Platform::systemCalls.createLocale,
                                   [](const char*) -> _locale_t { return nullptr; });
   const MException exception(error);
   ASSERT_EQ(exception.GetErrorCount(), 1);

@@ -395,7 +395,7 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency) noexcept {
   return TRUE;
 }
 
-void AnnounceThreadName(std::uint32_t /*threadId*/, const char* name) noexcept {
+void Velta::Platform::AnnounceThreadName(std::uint32_t /*threadId*/, const char* name) noexcept {
   if (Scheduler* const scheduler = Scheduler::Current()) {
     scheduler->SetName(Scheduler::Self(), name);
   }

@@ -91,8 +91,10 @@ class ScriptedWaits {
     });
   }
 
-  const SystemCallOverride<SystemCalls::WaitForSingle> single{systemCalls.waitForSingle, &Single};
-  const SystemCallOverride<SystemCalls::WaitForMultiple> any{systemCalls.waitForAny, &Any};
-  const SystemCallOverride<SystemCalls::WaitForMultiple> anyOrInput{systemCalls.waitForAnyOrInput,
-                                                                    &AnyOrInput};
+  const SystemCallOverride<Velta::Platform::SystemCalls::WaitForSingle> single{
+      Velta::Platform::systemCalls.waitForSingle, &Single};
+  const SystemCallOverride<Velta::Platform::SystemCalls::WaitForMultiple> any{
+      Velta::Platform::systemCalls.waitForAny, &Any};
+  const SystemCallOverride<Velta::Platform::SystemCalls::WaitForMultiple> anyOrInput{
+      Velta::Platform::systemCalls.waitForAnyOrInput, &AnyOrInput};
 };

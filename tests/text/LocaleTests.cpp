@@ -112,7 +112,7 @@ TEST(MLocale, AnUnknownNameIsRefusedWithTheNameAsked) {
 }
 
 TEST(MLocale, ANameThatOnlyTheStreamsKnowIsRefusedAsBadCppLocaleToo) {
-  const SystemCallOverride refuse(systemCalls.createLocale,
+  const SystemCallOverride refuse(Velta::Platform::systemCalls.createLocale,
                                   [](const char*) -> _locale_t { return nullptr; });
   const std::vector<LoggedEvent> events = LogDuring([] {
     EXPECT_THAT(

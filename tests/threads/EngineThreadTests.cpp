@@ -128,7 +128,7 @@ TEST_F(EngineThread, RunsStopsAndRunsAgainWithTheSameEvents) {
 }
 
 TEST_F(EngineThread, AFailedStartIsInactiveAgainAndAFailedFlushGoesOnRunning) {
-  const SystemCallOverride record(systemCalls.beginThread, &RecordThread);
+  const SystemCallOverride record(Velta::Platform::systemCalls.beginThread, &RecordThread);
   const End ends[] = {{128, L"Abandoned", Status(L"128")},
                       {129, L"Abandoned", Status(L"129")},
                       {127, L"Unexpected", Status(L"127")},
@@ -171,7 +171,8 @@ TEST_F(EngineThread, ARefusedThreadIsAnErrorWithErrno) {
   Engine engine;
   {
     const SystemCallOverride refuse(
-        systemCalls.beginThread, +[](unsigned (*)(void*), void*, unsigned*) -> std::uintptr_t {
+        Velta::Platform::systemCalls.beginThread,
+        +[](unsigned (*)(void*), void*, unsigned*) -> std::uintptr_t {
           errno = 11;
           return 0;
         });
@@ -321,7 +322,7 @@ TEST_F(EngineThread, ItsOwnControlIsRefusedWhileAnotherThreadFlushes) {
 }
 
 TEST_F(EngineThread, AnExceptionEndsTheThreadAndIsReportedOnItOrDropped) {
-  const SystemCallOverride record(systemCalls.beginThread, &RecordThread);
+  const SystemCallOverride record(Velta::Platform::systemCalls.beginThread, &RecordThread);
   enum class Where { kBeforeItStarted, kInItsBody, kInAFlush };
   for (const Where where : {Where::kBeforeItStarted, Where::kInItsBody, Where::kInAFlush}) {
     for (const bool handled : {true, false}) {

@@ -13,6 +13,7 @@
 #include <new>
 #include <utility>
 
+using namespace Velta::Platform;
 using namespace Velta::Threads;
 
 namespace {

@@ -143,7 +143,7 @@ void MKLoggerAdapter::RegisterObjectName(const void* object, const wchar_t* name
 void MKLoggerAdapter::RegisterThreadName(const wchar_t* name) noexcept {
   Register(name, [](KLogger* log, const std::string& narrow) {
     const std::uint32_t threadId = ::GetCurrentThreadId();
-    AnnounceThreadName(threadId, narrow.c_str());
+    Velta::Platform::AnnounceThreadName(threadId, narrow.c_str());
     KLogger::RegisterThreadName(log, threadId, narrow);
   });
 }

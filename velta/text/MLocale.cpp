@@ -79,7 +79,8 @@ std::locale WithoutGrouping(const std::shared_ptr<const std::locale>& named, wch
 }
 
 void* CreateCLocale(const std::string& name, MFlowPoint& point) {
-  const _locale_t handle = systemCalls.createLocale.load(std::memory_order_relaxed)(name.c_str());
+  const _locale_t handle =
+      Velta::Platform::systemCalls.createLocale.load(std::memory_order_relaxed)(name.c_str());
   if (handle == nullptr) {
     point.Raise(L"BadCLocale", L"name", name);
   }

@@ -18,6 +18,7 @@
 #include <new>
 
 using Velta::Libraries::GenericGuard;
+using namespace Velta::Platform;
 using namespace Velta::Threads;
 
 namespace {

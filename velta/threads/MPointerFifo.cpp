@@ -16,6 +16,7 @@
 #include <new>
 #include <utility>
 
+using namespace Velta::Platform;
 using namespace Velta::Threads;
 
 namespace {

@@ -10,7 +10,9 @@
 #include <cstdint>
 #include <memory>
 
+namespace Velta::Platform {
 class DeferredWakeUps;
+}
 
 VELTA_EXPORTS_BEGIN
 
@@ -18,8 +20,8 @@ VELTA_EXPORTS_BEGIN
 ///
 /// A ring of slots whose number grows by the grow step whenever a push finds it full; the oldest
 /// element then moves to slot 0. Growing by single slots would copy everything at each push, so the
-/// storage of the slots is doubled ahead of them and holds the elements in a ring of its own:
-/// which slot an element is in is a matter of counting, and n pushes cost O(n).
+/// buffer doubles ahead of the slots and holds the elements in a ring of its own: the slots are
+/// only counted, and n pushes cost O(n).
 class VELTA_API MPointerFifo {
  public:
   /// @param growStep  slots added at a time; less than 1 counts as 1
@@ -43,7 +45,7 @@ class VELTA_API MPointerFifo {
   HANDLE GetEvent() const noexcept { return dataEvent_; }
 
  private:
-  void Append(void* item, DeferredWakeUps& wakeUps) VELTA_REQUIRES(mutex_);
+  void Append(void* item, Velta::Platform::DeferredWakeUps& wakeUps) VELTA_REQUIRES(mutex_);
   void GrowStorage() VELTA_REQUIRES(mutex_);
 
   // Null while the capacity is 0.

@@ -122,7 +122,7 @@ TEST(PosixWakes, ASetInsideASectionWakesAtOnceADeferredOneWhenItsScopeEnds) {
     }
     ::EnterCriticalSection(&section);
     if (deferred) {
-      DeferredWakeUps().SetEvent(go);
+      Velta::Platform::DeferredWakeUps().SetEvent(go);
     } else {
       ::SetEvent(go);
     }

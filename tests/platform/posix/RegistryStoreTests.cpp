@@ -20,21 +20,21 @@ namespace fs = std::filesystem;
 /// An environment variable for one scope; null removes it.
 class Variable {
  public:
-  Variable(const char* variableName, const char* value) : name(variableName) {
-    if (const char* const before = std::getenv(name)) {
-      previous = before;
+  Variable(const char* name, const char* value) : name_(name) {
+    if (const char* const before = std::getenv(name_)) {
+      previous_ = before;
     }
     Set(value);
   }
   Variable(const Variable&) = delete;
   Variable& operator=(const Variable&) = delete;
-  ~Variable() { Set(previous ? previous->c_str() : nullptr); }
+  ~Variable() { Set(previous_ ? previous_->c_str() : nullptr); }
 
  private:
-  void Set(const char* value) { value != nullptr ? ::setenv(name, value, 1) : ::unsetenv(name); }
+  void Set(const char* value) { value != nullptr ? ::setenv(name_, value, 1) : ::unsetenv(name_); }
 
-  const char* const name;
-  std::optional<std::string> previous;
+  const char* const name_;
+  std::optional<std::string> previous_;
 };
 
 TEST(RegistryStore, LiesInTheUsersConfigurationUnlessTheVariableSaysOtherwise) {

@@ -130,9 +130,9 @@ void TheEndOfAThread() {
   history.Settle();
 }
 
-/// As a synchronous command does: the event is closed by whom it wakes, its slot used again at
-/// once, while the setter and a late one may still be inside their calls.
-void AnEventThatIsClosedByWhomItWakes() {
+/// As a synchronous command does: the waiter closes the event and uses its slot again at once,
+/// while the setter and a late one may still be inside their calls.
+void AnEventThatItsWaiterCloses() {
   History history;
   const int done = history.MakeEvent(kAutomatic);
   int next = -1;
@@ -147,7 +147,7 @@ void AnEventThatIsClosedByWhomItWakes() {
   history.Settle();
 }
 
-/// Slots go from hand to hand: what one thread frees, two take.
+/// What one thread frees, two take.
 void SlotsAreTakenByOneThreadEach() {
   const History atRest;
   HANDLE handles[4];
@@ -181,7 +181,7 @@ void AQueueThatDefersItsWakeUps() {
   struct Queue {
     Queue() { ::InitializeCriticalSection(&section); }
     void Push() {
-      DeferredWakeUps wakeUps;
+      Velta::Platform::DeferredWakeUps wakeUps;
       ::EnterCriticalSection(&section);
       if (++count == 1) {
         wakeUps.SetEvent(event);
@@ -282,7 +282,7 @@ void AddScenarios(std::vector<Scenario>& scenarios) {
       {"wait.lowest", &TheLowestIndexFirst},
       {"wait.twice", &OneHandleTwice},
       {"wait.thread", &TheEndOfAThread},
-      {"wait.woken-closes", &AnEventThatIsClosedByWhomItWakes},
+      {"wait.woken-closes", &AnEventThatItsWaiterCloses},
       {"wait.three", &AnyThree},
       {"table.slots", &SlotsAreTakenByOneThreadEach},
       {"section.three", &OneSection},

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-void Velta::FailAssertion(const char* condition, const char* file, int line) noexcept {
+void Velta::Platform::FailAssertion(const char* condition, const char* file, int line) noexcept {
   std::fprintf(stderr, "%s:%d: assertion failed: %s\n", file, line, condition);
   std::fflush(stderr);
   std::abort();

@@ -10,14 +10,15 @@
 /// state that a lock guards. What a caller or an input does wrong is an error with a name.
 #if defined(VELTA_ASSERTIONS)
 
-namespace Velta {
+namespace Velta::Platform {
 
 [[noreturn]] void FailAssertion(const char* condition, const char* file, int line) noexcept;
 
-}  // namespace Velta
+}  // namespace Velta::Platform
 
-#define VELTA_ASSERT(condition) \
-  ((condition) ? static_cast<void>(0) : Velta::FailAssertion(#condition, __FILE__, __LINE__))
+#define VELTA_ASSERT(condition)       \
+  ((condition) ? static_cast<void>(0) \
+               : Velta::Platform::FailAssertion(#condition, __FILE__, __LINE__))
 
 #else
 

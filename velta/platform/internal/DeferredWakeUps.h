@@ -7,6 +7,8 @@
 #include "velta/platform/posix/WakeList.h"
 #endif
 
+namespace Velta::Platform {
+
 /// Sets events under a lock, and wakes their waiters after the lock has been released.
 ///
 /// A thread that is woken under the lock often takes over the processor, only to find the lock
@@ -31,11 +33,13 @@ class DeferredWakeUps {
 #if defined(_WIN32)
   void SetEvent(HANDLE event) noexcept { ::SetEvent(event); }
 #else
-  ~DeferredWakeUps() { wakes.WakeAll(); }
+  ~DeferredWakeUps() { wakeUps_.WakeAll(); }
 
-  void SetEvent(HANDLE event) noexcept { Velta::Posix::SetEventAndNote(event, &wakes); }
+  void SetEvent(HANDLE event) noexcept { Posix::SetEventAndNote(event, &wakeUps_); }
 
  private:
-  Velta::Posix::WakeList wakes;
+  Posix::WakeList wakeUps_;
 #endif
 };
+
+}  // namespace Velta::Platform

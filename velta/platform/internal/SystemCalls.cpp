@@ -3,6 +3,8 @@
 
 #include <clocale>
 
+namespace Velta::Platform {
+
 // Functions of our own: the address of an imported one is no constant on Windows.
 constinit SystemCalls systemCalls{
     .waitForSingle =
@@ -26,3 +28,5 @@ constinit SystemCalls systemCalls{
         },
     .createLocale = +[](const char* name) { return ::_create_locale(LC_ALL, name); },
 };
+
+}  // namespace Velta::Platform

@@ -5,6 +5,8 @@
 
 #include <atomic>
 
+namespace Velta::Platform {
+
 /// The system calls that fail for reasons no test can bring about: a wait that breaks, an event or
 /// a thread that cannot be made, a locale that only one of two libraries knows.
 ///
@@ -31,3 +33,5 @@ struct SystemCalls {
 };
 
 extern SystemCalls systemCalls;
+
+}  // namespace Velta::Platform

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace Velta::Platform {
+
 /// Tells the platform's tools the name of the calling thread.
 ///
 /// @param threadId  id of the calling thread; a debugger on Windows is told it with the name
@@ -12,3 +14,5 @@
 /// is swallowed here. Linux: names the thread for ps, top and gdb; the kernel keeps 15 bytes.
 /// Never throws, never fails visibly.
 void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept;
+
+}  // namespace Velta::Platform

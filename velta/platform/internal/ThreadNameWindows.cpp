@@ -27,7 +27,7 @@ LONG CALLBACK SwallowThreadName(EXCEPTION_POINTERS* pointers) {
 
 }  // namespace
 
-void AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
+void Velta::Platform::AnnounceThreadName(std::uint32_t threadId, const char* name) noexcept {
   if (name == nullptr) {
     return;
   }

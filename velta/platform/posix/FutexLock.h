@@ -30,17 +30,17 @@ class VELTA_CAPABILITY("mutex") FutexLock {
 
   void lock() noexcept VELTA_ACQUIRE() {
     std::uint32_t seen = kFree;
-    if (!state.compare_exchange_strong(seen, kHeld, std::memory_order_acquire,
-                                       std::memory_order_relaxed)) {
+    if (!state_.compare_exchange_strong(seen, kHeld, std::memory_order_acquire,
+                                        std::memory_order_relaxed)) {
       LockContended();
     }
   }
 
   void unlock() noexcept VELTA_RELEASE() {
-    const std::uint32_t was = state.exchange(kFree, std::memory_order_release);
+    const std::uint32_t was = state_.exchange(kFree, std::memory_order_release);
     VELTA_ASSERT(was != kFree);
     if (was == kHeldWithSleepers) {
-      FutexWake(&state, 1);
+      FutexWake(&state_, 1);
     }
   }
 
@@ -51,21 +51,19 @@ class VELTA_CAPABILITY("mutex") FutexLock {
 
   void LockContended() noexcept;
 
-  Atomic<std::uint32_t> state{kFree};
+  Atomic<std::uint32_t> state_{kFree};
 };
 
 /// Holds a `FutexLock` until its scope ends.
 class VELTA_SCOPED_CAPABILITY FutexGuard {
  public:
-  explicit FutexGuard(FutexLock& guarded) noexcept VELTA_ACQUIRE(guarded) : futexLock(guarded) {
-    futexLock.lock();
-  }
+  explicit FutexGuard(FutexLock& lock) noexcept VELTA_ACQUIRE(lock) : lock_(lock) { lock_.lock(); }
   FutexGuard(const FutexGuard&) = delete;
   FutexGuard& operator=(const FutexGuard&) = delete;
-  ~FutexGuard() VELTA_RELEASE() { futexLock.unlock(); }
+  ~FutexGuard() VELTA_RELEASE() { lock_.unlock(); }
 
  private:
-  FutexLock& futexLock;
+  FutexLock& lock_;
 };
 
 }  // namespace Velta::Posix

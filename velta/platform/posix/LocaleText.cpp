@@ -18,17 +18,17 @@ namespace {
 class LocaleScope {
  public:
   explicit LocaleScope(_locale_t locale) noexcept
-      : previous(locale != nullptr ? ::uselocale(locale) : nullptr) {}
+      : previous_(locale != nullptr ? ::uselocale(locale) : nullptr) {}
   LocaleScope(const LocaleScope&) = delete;
   LocaleScope& operator=(const LocaleScope&) = delete;
   ~LocaleScope() {
-    if (previous != nullptr) {
-      ::uselocale(previous);
+    if (previous_ != nullptr) {
+      ::uselocale(previous_);
     }
   }
 
  private:
-  const _locale_t previous;
+  const _locale_t previous_;
 };
 
 /// The whole text of a format, up to 64 million characters. There is no call that counts wide
@@ -37,11 +37,11 @@ class FormattedText {
  public:
   FormattedText(const wchar_t* format, va_list arguments) noexcept {
     int error = TryFormat(format, arguments);
-    while (length < 0 && error != EILSEQ && capacity < kLongest) {
-      std::free(heap);
-      capacity *= 4;
-      heap = static_cast<wchar_t*>(std::malloc(capacity * sizeof(wchar_t)));
-      if (heap == nullptr) {
+    while (length_ < 0 && error != EILSEQ && capacity_ < kLongest) {
+      std::free(heap_);
+      capacity_ *= 4;
+      heap_ = static_cast<wchar_t*>(std::malloc(capacity_ * sizeof(wchar_t)));
+      if (heap_ == nullptr) {
         errno = ENOMEM;
         return;
       }
@@ -50,11 +50,11 @@ class FormattedText {
   }
   FormattedText(const FormattedText&) = delete;
   FormattedText& operator=(const FormattedText&) = delete;
-  ~FormattedText() { std::free(heap); }
+  ~FormattedText() { std::free(heap_); }
 
   /// Negative when the text could not be made; `errno` is ENOMEM then if that was for memory.
-  [[nodiscard]] int Length() const noexcept { return length; }
-  [[nodiscard]] const wchar_t* Text() const noexcept { return heap != nullptr ? heap : local; }
+  [[nodiscard]] int Length() const noexcept { return length_; }
+  [[nodiscard]] const wchar_t* Text() const noexcept { return heap_ != nullptr ? heap_ : local_; }
 
  private:
   static constexpr std::size_t kShort = 256;
@@ -65,17 +65,17 @@ class FormattedText {
     va_copy(copy, arguments);
     const int kept = errno;
     errno = 0;
-    length = std::vswprintf(heap != nullptr ? heap : local, capacity, format, copy);
+    length_ = std::vswprintf(heap_ != nullptr ? heap_ : local_, capacity_, format, copy);
     const int error = errno;
     errno = kept;
     va_end(copy);
     return error;
   }
 
-  wchar_t local[kShort];
-  wchar_t* heap = nullptr;
-  std::size_t capacity = kShort;
-  int length = -1;
+  wchar_t local_[kShort];
+  wchar_t* heap_ = nullptr;
+  std::size_t capacity_ = kShort;
+  int length_ = -1;
 };
 
 /// The "C" locale of the platform that we imitate maps every byte to the character of its number;

@@ -58,7 +58,7 @@ WaitableObject* TakeObject() noexcept;
 /// Makes the object valid with these flags, and gives its handle.
 HANDLE Publish(WaitableObject* object, std::uint64_t flags) noexcept;
 
-/// Hands on the slot of an object that is closed and on which nobody waits.
+/// Frees the slot of an object that is closed and on which nobody waits.
 void RecycleObject(WaitableObject* object) noexcept;
 
 // A handle is generation, index and two zero bits: never null, never one of the pseudo handles.

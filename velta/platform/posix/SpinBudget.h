@@ -11,25 +11,25 @@ namespace Velta::Posix {
 class SpinBudget {
  public:
   [[nodiscard]] bool MaySpin() noexcept {
-    if (waitsToSkip == 0) {
+    if (waitsToSkip_ == 0) {
       return true;
     }
-    --waitsToSkip;
+    --waitsToSkip_;
     return false;
   }
 
   void Report(bool satisfied) noexcept {
     if (satisfied) {
-      misses = 0;
-      pause = kFirstPause;
+      misses_ = 0;
+      pause_ = kFirstPause;
       return;
     }
-    if (++misses < kMisses) {
+    if (++misses_ < kMisses) {
       return;
     }
-    waitsToSkip = pause;
-    if (pause < kLongestPause) {
-      pause *= 2;
+    waitsToSkip_ = pause_;
+    if (pause_ < kLongestPause) {
+      pause_ *= 2;
     }
   }
 
@@ -38,9 +38,9 @@ class SpinBudget {
   static constexpr int kFirstPause = 64;
   static constexpr int kLongestPause = 8192;
 
-  int misses = 0;
-  int waitsToSkip = 0;
-  int pause = kFirstPause;
+  int misses_ = 0;
+  int waitsToSkip_ = 0;
+  int pause_ = kFirstPause;
 };
 
 }  // namespace Velta::Posix

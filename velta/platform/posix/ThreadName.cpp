@@ -6,7 +6,7 @@
 
 #include <pthread.h>
 
-void AnnounceThreadName(std::uint32_t /*threadId*/, const char* name) noexcept {
+void Velta::Platform::AnnounceThreadName(std::uint32_t /*threadId*/, const char* name) noexcept {
   if (name == nullptr) {
     return;
   }

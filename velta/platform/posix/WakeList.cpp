@@ -6,18 +6,18 @@
 namespace Velta::Posix {
 
 void WakeList::Add(const Atomic<std::uint32_t>* word) noexcept {
-  if (count == kCapacity) {
+  if (count_ == kCapacity) {
     FutexWake(word, 1);  // hardly ever do so many sleep on one event: let these meet the lock
     return;
   }
-  words[count++] = word;
+  words_[count_++] = word;
 }
 
 void WakeList::WakeEach() noexcept {
-  for (int i = 0; i < count; ++i) {
-    FutexWake(words[i], 1);
+  for (int i = 0; i < count_; ++i) {
+    FutexWake(words_[i], 1);
   }
-  count = 0;
+  count_ = 0;
 }
 
 }  // namespace Velta::Posix

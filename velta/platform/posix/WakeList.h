@@ -18,7 +18,7 @@ class WakeList {
 
   /// Wakes them all and empties the list.
   void WakeAll() noexcept {
-    if (count != 0) {
+    if (count_ != 0) {
       WakeEach();
     }
   }
@@ -27,8 +27,8 @@ class WakeList {
   void WakeEach() noexcept;
 
   static constexpr int kCapacity = 32;
-  const Atomic<std::uint32_t>* words[kCapacity];
-  int count = 0;
+  const Atomic<std::uint32_t>* words_[kCapacity];
+  int count_ = 0;
 };
 
 /// `SetEvent`, with the sleepers that are to be woken left to the caller.

@@ -17,7 +17,7 @@ enum class EventReset : std::uint8_t { kAutomatic, kManual };
 ///
 /// Errors: "CreateEvent" with "winErrorCode" when the system has none to give.
 inline HANDLE MakeEvent(MFlowPoint& point, EventReset reset) {
-  const HANDLE event = systemCalls.createEvent.load(std::memory_order_relaxed)(
+  const HANDLE event = Platform::systemCalls.createEvent.load(std::memory_order_relaxed)(
       reset == EventReset::kManual ? TRUE : FALSE, FALSE);
   if (event == nullptr) {
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between

@@ -20,12 +20,13 @@ inline WaitOutcome ObserveWait(DWORD result) noexcept { return {result, ::GetLas
 
 /// Waits without a time-out for any one of the handles; the lowest signalled index wins.
 inline WaitOutcome WaitForAny(std::initializer_list<HANDLE> handles) noexcept {
-  return ObserveWait(systemCalls.waitForAny.load(std::memory_order_relaxed)(
+  return ObserveWait(Platform::systemCalls.waitForAny.load(std::memory_order_relaxed)(
       static_cast<DWORD>(handles.size()), handles.begin(), INFINITE));
 }
 
 inline WaitOutcome WaitForOne(HANDLE handle, DWORD timeoutMs) noexcept {
-  return ObserveWait(systemCalls.waitForSingle.load(std::memory_order_relaxed)(handle, timeoutMs));
+  return ObserveWait(
+      Platform::systemCalls.waitForSingle.load(std::memory_order_relaxed)(handle, timeoutMs));
 }
 
 /// Whether an "Abandoned" error carries the wait's result.

@@ -18,44 +18,44 @@ template <class T>
 class Atomic {
  public:
   constexpr Atomic() noexcept = default;
-  explicit constexpr Atomic(T initial) noexcept : value(initial) {}
+  explicit constexpr Atomic(T initial) noexcept : value_(initial) {}
   Atomic(const Atomic&) = delete;
   Atomic& operator=(const Atomic&) = delete;
 
   T load(std::memory_order /*order*/) const noexcept {
     Simulation::BeforeAtomic("load", this);
-    return value;
+    return value_;
   }
   void store(T next, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("store", this);
-    value = next;
+    value_ = next;
   }
   T exchange(T next, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("exchange", this);
-    const T was = value;
-    value = next;
+    const T was = value_;
+    value_ = next;
     return was;
   }
   T fetch_and(T mask, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("and", this);
-    const T was = value;
-    value = was & mask;
+    const T was = value_;
+    value_ = was & mask;
     return was;
   }
   T fetch_or(T mask, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("or", this);
-    const T was = value;
-    value = was | mask;
+    const T was = value_;
+    value_ = was | mask;
     return was;
   }
   bool compare_exchange_strong(T& expected, T next, std::memory_order /*success*/,
                                std::memory_order /*failure*/ = {}) noexcept {
     Simulation::BeforeAtomic("compare and exchange", this);
-    if (value != expected) {
-      expected = value;
+    if (value_ != expected) {
+      expected = value_;
       return false;
     }
-    value = next;
+    value_ = next;
     return true;
   }
   bool compare_exchange_weak(T& expected, T next, std::memory_order success,
@@ -64,10 +64,10 @@ class Atomic {
   }
 
   /// A look that nobody can come before.
-  [[nodiscard]] T Peek() const noexcept { return value; }
+  [[nodiscard]] T Peek() const noexcept { return value_; }
 
  private:
-  T value{};
+  T value_{};
 };
 
 }  // namespace Velta::Posix
