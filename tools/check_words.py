@@ -15,7 +15,7 @@ SUFFIXES = {".h", ".cpp", ".md", ".py", ".txt", ".cmake", ".sh", ".natvis"}
 
 # (what is out, what to write): whole words whatever their case, or a part of an identifier.
 WORDS = [
-    (r"\bbehind\b", "after"),
+    (r"(?<!left )(?<!leaves )\bbehind\b", "after"),
     (r"\banew\b", "again"),
     (r"\bhe\b|\bhim\b|\bhis\b", "it, its"),
     (r"\bhands?\s+((it|this|that|them)\s+)?on\b", "passes on"),

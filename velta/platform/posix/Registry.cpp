@@ -69,7 +69,7 @@ LSTATUS WithFolder(HKEY key, REGSAM access, Action action) noexcept {
   if (!use.IsValid()) {
     return ERROR_INVALID_HANDLE;
   }
-  return use.Admits(access) ? action(use.Folder()) : ERROR_ACCESS_DENIED;
+  return use.Matches(access) ? action(use.Folder()) : ERROR_ACCESS_DENIED;
 }
 
 }  // namespace

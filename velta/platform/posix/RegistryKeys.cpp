@@ -143,6 +143,6 @@ KeyUse::~KeyUse() {
 
 int KeyUse::Folder() const noexcept { return slot->folder; }
 
-bool KeyUse::Admits(REGSAM access) const noexcept { return (slot->access & access) == access; }
+bool KeyUse::Matches(REGSAM access) const noexcept { return (slot->access & access) == access; }
 
 }  // namespace Velta::Posix

@@ -49,7 +49,7 @@ class KeyUse {
   /// Whether the handle belongs to an open key. Any value may be asked for.
   [[nodiscard]] bool IsValid() const noexcept { return slot != nullptr; }
   [[nodiscard]] int Folder() const noexcept;
-  [[nodiscard]] bool Admits(REGSAM access) const noexcept;
+  [[nodiscard]] bool Matches(REGSAM access) const noexcept;
 
  private:
   KeySlot* slot;

@@ -9,7 +9,7 @@ namespace Velta::Posix {
 /// The name of a key or value as the name of a file.
 ///
 /// Lower-case letters, digits, "-", "_" and " " stand for themselves, everything else is escaped:
-/// no name holds a "/" or a ".", so none leaves its folder or meets what is put behind it after a
+/// no name holds a "/" or a ".", so none leaves its folder or meets what follows it after a
 /// ".". A name that would be too long is cut and ends in a hash of the whole.
 class EncodedName {
  public:
