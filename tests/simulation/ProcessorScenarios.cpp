@@ -283,7 +283,17 @@ Ticket& World::NewTicket(Action action, bool isFatal) {
 }
 
 void World::ExecuteCommand(std::string_view documented, Action action) {
-  Ticket& ticket = NewTicket(std::move(action), false);
+  const bool isBad = tickets_.size() % 2 != 0;  // an error of its own, of which its caller learns
+  Ticket& ticket = NewTicket(
+      [isBad, action = std::move(action)] {
+        if (action) {
+          action();
+        }
+        if (isBad) {
+          throw failure;
+        }
+      },
+      false);
   const MExceptionHolder outcome = MExceptionHolder::Create();
   std::unique_ptr<MCommandSynchronous> command =
       std::make_unique<Synchronous>(*this, ticket, outcome);
@@ -291,6 +301,7 @@ void World::ExecuteCommand(std::string_view documented, Action action) {
       Call("ExecuteSynchronously", documented, [&] { processor_->ExecuteSynchronously(command); });
   if (error.name.empty()) {
     Check(ticket.ran == 1 && command == nullptr, "the command has not run, its caller returned");
+    Check(outcome.HasError() == isBad, "an outcome that is not the command's");
     return;
   }
   ticket.isRefused = true;
@@ -371,6 +382,8 @@ void World::JoinAll() const {
 
 void World::Close() {
   Scheduler::Current()->WaitForOthers("all wait", false);  // every call has returned or is inside
+  Check(stops_ != 0 || exitThrows_ || heard_ == thrown_,
+        "an error that ended the thread was not reported");
   gate_.Set();
   for (const Asked& asked : asked_) {
     if (asked.mustReturn) {
