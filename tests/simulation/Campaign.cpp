@@ -73,7 +73,7 @@ void RunAll(const Scenario& scenario, const Plan& plan) {
     if (left < 0) {
       SetVerdict("freed memory written");
     } else if (left > 0 && LeavesAgain(scenario, plan.fine)) {
-      SetVerdict("memory left behind");
+      SetVerdict("memory left over");
     }
     if (shared->verdict[0] != '\0') {
       ::_exit(1);

@@ -14,18 +14,6 @@ namespace Velta::Simulation {
 
 namespace {
 
-class ThreadEnds final : public Condition {
- public:
-  explicit ThreadEnds(const Thread& thread) : thread_(thread) {}
-  [[nodiscard]] bool Holds() const noexcept override { return thread_.ended; }
-  [[nodiscard]] std::string Describe() const override {
-    return "the end of thread " + std::to_string(thread_.number);
-  }
-
- private:
-  const Thread& thread_;
-};
-
 std::string Narrow(const MString& text) { return {text.begin(), text.end()}; }
 
 /// The scopes that the thread has open, by the log. For a process that has run one schedule: the
@@ -96,7 +84,12 @@ Actor::Actor(const char* name, std::function<void()> action)
           name, {[](void* actor) { static_cast<Actor*>(actor)->action_(); }, [](void*) {}, this})) {
 }
 
-void Actor::Join() const { Scheduler::Current()->Wait("joins an actor", 0, ThreadEnds(*thread_)); }
+void Actor::Join() const {
+  Scheduler::Current()->Wait(
+      "joins an actor", 0,
+      {[this] { return thread_->ended; },
+       [this] { return "the end of thread " + std::to_string(thread_->number); }});
+}
 
 Error Call(const char* operation, std::string_view documented, const std::function<void()>& call) {
   Error error;

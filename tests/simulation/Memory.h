@@ -12,7 +12,7 @@ namespace Velta::Simulation::Memory {
 void BeginRun() noexcept;
 
 /// Fails the run, which goes on, when memory is freed twice.
-/// @return how many blocks the run has left behind; -1 when freed memory was written
+/// @return how many blocks the run has left over; -1 when freed memory was written
 std::int64_t EndRun() noexcept;
 
 }  // namespace Velta::Simulation::Memory

@@ -165,7 +165,7 @@ void AddPlantedFaults(std::vector<Scenario>& scenarios) {
   add("write", &WriteAfterFree, "freed memory written");
   add("free", &FreedTwice, "memory freed twice");
   add("crash", &Crash, "crash: Segmentation fault");
-  add("leak", &Leak, "memory left behind");
+  add("leak", &Leak, "memory left over");
 #endif
   scenarios.push_back(InRun("planted.none", &KeptWake));
 }

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -26,7 +27,7 @@ namespace {
 
 static_assert(Platform::kRefusal == static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
 
-class ObjectWait;
+struct ObjectWait;
 
 /// An event or a thread.
 struct Object {
@@ -49,69 +50,34 @@ struct Object {
   }
 };
 
-/// As the system does it: what waits is satisfied by the set itself, not when it next looks. Else
-/// two sets could release one waiter only.
-class ObjectWait final : public Condition {
- public:
-  ObjectWait(const Thread& thread, std::vector<Object*> objects)
-      : thread_(thread), objects_(std::move(objects)) {
-    for (DWORD i = 0; i < objects_.size(); ++i) {
-      objects_[i]->waiting.push_back({this, i});
+/// One wait for several objects. As the system does it: the set itself satisfies what waits, not
+/// its next look. Else two sets could release one waiter only.
+struct ObjectWait {
+  const Thread& thread;
+  std::vector<Object*> objects;
+  DWORD index = WAIT_TIMEOUT;
+
+  void Enlist() {
+    for (DWORD i = 0; i < objects.size(); ++i) {
+      objects[i]->waiting.push_back({this, i});
     }
   }
-  ObjectWait(const ObjectWait&) = delete;
-  ObjectWait& operator=(const ObjectWait&) = delete;
-  ~ObjectWait() { Leave(); }
-
-  [[nodiscard]] bool Holds() const noexcept override { return index_ != WAIT_TIMEOUT; }
-  [[nodiscard]] std::string Describe() const override {
-    std::string text;
-    for (const Object* object : objects_) {
-      text += (text.empty() ? "" : ", ") + object->Name();
-    }
-    return objects_.empty() ? "its time" : text;
-  }
-
-  void Satisfy(DWORD index) noexcept {
-    index_ = index;
-    Leave();
-  }
-  [[nodiscard]] DWORD index() const noexcept { return index_; }
-  [[nodiscard]] const Thread& thread() const noexcept { return thread_; }
-
- private:
   void Leave() noexcept {
-    for (Object* const object : std::exchange(objects_, {})) {
+    for (Object* const object : objects) {
       std::erase_if(object->waiting, [&](const Object::Node& node) { return node.wait == this; });
     }
   }
-
-  const Thread& thread_;
-  std::vector<Object*> objects_;
-  DWORD index_ = WAIT_TIMEOUT;
-};
-
-class SectionIsFree final : public Condition {
- public:
-  explicit SectionIsFree(const CRITICAL_SECTION& section) : section_(section) {}
-  [[nodiscard]] bool Holds() const noexcept override { return section_.owner == nullptr; }
-  [[nodiscard]] std::string Describe() const override {
-    const auto* const owner = static_cast<const Thread*>(section_.owner);
-    return "a critical section of thread " + std::to_string(owner != nullptr ? owner->number : 0);
+  void Satisfy(DWORD by) noexcept {
+    index = by;
+    Leave();
   }
-
- private:
-  const CRITICAL_SECTION& section_;
-};
-
-class InitialiserEnds final : public Condition {
- public:
-  explicit InitialiserEnds(const unsigned char* guard) : guard_(guard) {}
-  [[nodiscard]] bool Holds() const noexcept override { return guard_[1] == 0; }
-  [[nodiscard]] std::string Describe() const override { return "a static initialiser"; }
-
- private:
-  const unsigned char* guard_;
+  [[nodiscard]] std::string Describe() const {
+    std::string text;
+    for (const Object* object : objects) {
+      text += (text.empty() ? "" : ", ") + object->Name();
+    }
+    return objects.empty() ? "its time" : text;
+  }
 };
 
 constexpr std::uintptr_t kHandleBase = 0x10000;
@@ -120,11 +86,6 @@ std::vector<std::unique_ptr<Object>> objects;
 std::uint32_t liveThreads = 0;
 thread_local std::int32_t granted = Platform::kUnlimited;
 constexpr int kOutside = 0;  // its address owns the sections that are entered outside of runs
-
-BOOL Refuse(DWORD error) noexcept {
-  ::SetLastError(error);
-  return FALSE;
-}
 
 DWORD RefuseWait(DWORD error) noexcept {
   ::SetLastError(error);
@@ -166,13 +127,15 @@ Object* Find(HANDLE handle, const char* operation) noexcept {
 }
 
 /// Decides who goes on, then finds the object: the handle may have been closed meanwhile.
-Object* Reach(const char* operation, HANDLE handle) noexcept {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (scheduler == nullptr) {
-    return nullptr;
+BOOL Reach(const char* operation, HANDLE handle, const std::function<void(Object&)>& action) {
+  Scheduler::Current()->Point(operation, reinterpret_cast<std::uintptr_t>(handle));
+  Object* const object = Find(handle, operation);
+  if (object == nullptr) {
+    ::SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
   }
-  scheduler->Point(operation, reinterpret_cast<std::uintptr_t>(handle));
-  return Find(handle, operation);
+  action(*object);
+  return TRUE;
 }
 
 /// An automatic event goes to one waiter and is not set; a manual one releases all, whoever resets
@@ -209,11 +172,15 @@ DWORD WaitForAny(const char* name, DWORD count, const HANDLE* handles, DWORD tim
   if (timeoutMs == 0) {
     return WAIT_TIMEOUT;
   }
-  ObjectWait wait(Scheduler::Self(), std::move(awaited));
+  ObjectWait wait{Scheduler::Self(), std::move(awaited)};
+  wait.Enlist();
   const std::int64_t deadline =
       timeoutMs != INFINITE ? scheduler.now() + std::int64_t{timeoutMs} * 1'000'000 : kNever;
-  scheduler.Wait("waits", first, wait, deadline);
-  return wait.index();
+  scheduler.Wait("waits", first,
+                 {[&] { return wait.index != WAIT_TIMEOUT; }, [&] { return wait.Describe(); }},
+                 deadline);
+  wait.Leave();
+  return wait.index;
 }
 
 void RunProgram(void* object) {
@@ -280,35 +247,24 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
 }
 
 BOOL SetEvent(HANDLE handle) noexcept {
-  Object* const event = Reach("SetEvent", handle);
-  if (event == nullptr) {
-    return Refuse(ERROR_INVALID_HANDLE);
-  }
-  Signal(*event);
-  Scheduler::Current()->FinePoint("after SetEvent");
-  return TRUE;
+  return Reach("SetEvent", handle, [](Object& event) {
+    Signal(event);
+    Scheduler::Current()->FinePoint("after SetEvent");
+  });
 }
 
 BOOL ResetEvent(HANDLE handle) noexcept {
-  Object* const event = Reach("ResetEvent", handle);
-  if (event == nullptr) {
-    return Refuse(ERROR_INVALID_HANDLE);
-  }
-  event->isSignalled = false;
-  return TRUE;
+  return Reach("ResetEvent", handle, [](Object& event) { event.isSignalled = false; });
 }
 
 BOOL CloseHandle(HANDLE handle) noexcept {
-  Object* const object = Reach("CloseHandle", handle);
-  if (object == nullptr) {
-    return Refuse(ERROR_INVALID_HANDLE);
-  }
-  if (!object->waiting.empty()) {
-    Scheduler::Current()->Fail("%s closed while thread %u waits for it", object->Name().c_str(),
-                               object->waiting.front().wait->thread().number);
-  }
-  object->isOpen = false;
-  return TRUE;
+  return Reach("CloseHandle", handle, [](Object& object) {
+    if (!object.waiting.empty()) {
+      Scheduler::Current()->Fail("%s closed while thread %u waits for it", object.Name().c_str(),
+                                 object.waiting.front().wait->thread.number);
+    }
+    object.isOpen = false;
+  });
 }
 
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
@@ -357,12 +313,9 @@ std::uintptr_t _beginthreadex(void* /*security*/, unsigned /*stackSize*/, unsign
 }
 
 BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode) noexcept {
-  const Object* const thread = Reach("GetExitCodeThread", handle);
-  if (thread == nullptr || thread->entry == nullptr) {
-    return Refuse(ERROR_INVALID_HANDLE);
-  }
-  *exitCode = thread->isSignalled ? thread->exitCode : STILL_ACTIVE;
-  return TRUE;
+  return Reach("GetExitCodeThread", handle, [&](const Object& thread) {
+    *exitCode = thread.isSignalled ? thread.exitCode : STILL_ACTIVE;
+  });
 }
 
 DWORD GetCurrentThreadId() noexcept {
@@ -449,7 +402,12 @@ void EnterCriticalSection(CRITICAL_SECTION* section) noexcept {
         scheduler->Fail("critical section entered in freed memory");
       }
       ++section->waiting;
-      scheduler->Wait("waits for a critical section", address, SectionIsFree(*section));
+      scheduler->Wait("waits for a critical section", address,
+                      {[&] { return section->owner == nullptr; },
+                       [&] {
+                         const auto* const owner = static_cast<const Thread*>(section->owner);
+                         return "a critical section of thread " + std::to_string(owner->number);
+                       }});
       --section->waiting;
     }
   }
@@ -491,7 +449,8 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept {
 extern "C" int __cxa_guard_acquire(unsigned char* guard) {
   Scheduler* const scheduler = Scheduler::Current();
   if (scheduler != nullptr && guard[1] != 0) {
-    scheduler->Wait("waits for a static initialiser", 0, InitialiserEnds(guard));
+    scheduler->Wait("waits for a static initialiser", 0,
+                    {[&] { return guard[1] == 0; }, [] { return "a static initialiser"; }});
   }
   if (guard[0] != 0) {
     return 0;

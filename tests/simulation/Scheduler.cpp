@@ -19,25 +19,8 @@ constinit thread_local Thread* self = nullptr;
 
 bool CanGoOn(const Thread& thread) noexcept {
   return !thread.ended &&
-         (thread.condition == nullptr || thread.timedOut || thread.condition->Holds());
+         (thread.condition == nullptr || thread.timedOut || thread.condition->holds());
 }
-
-class OthersRest final : public Condition {
- public:
-  OthersRest(const std::vector<std::unique_ptr<Thread>>& threads, bool end)
-      : threads_(threads), self_(self), end_(end) {}
-  [[nodiscard]] bool Holds() const noexcept override {
-    return std::all_of(threads_.begin() + 1, threads_.end(), [this](const auto& thread) {
-      return thread->ended || thread.get() == self_ || (!end_ && !CanGoOn(*thread));
-    });
-  }
-  [[nodiscard]] std::string Describe() const override { return "the end of all other threads"; }
-
- private:
-  const std::vector<std::unique_ptr<Thread>>& threads_;
-  const Thread* self_;
-  bool end_;
-};
 
 void TakeBaton(Thread& thread) noexcept {
   while (::sem_wait(&thread.baton) != 0) {
@@ -73,16 +56,6 @@ void* RunThread(void* argument) noexcept {
 
 }  // namespace
 
-class Scheduler::AddressWait final : public Condition {
- public:
-  explicit AddressWait(const void* waitsOn) : address(waitsOn) {}
-  [[nodiscard]] bool Holds() const noexcept override { return woken; }
-  [[nodiscard]] std::string Describe() const override { return "a wake-up"; }
-
-  const void* address;
-  bool woken = false;
-};
-
 std::string (*Scheduler::describeThread)(const Thread& thread) = nullptr;
 
 Scheduler* Scheduler::Current() noexcept { return self != nullptr ? running : nullptr; }
@@ -105,7 +78,12 @@ void Scheduler::Run(const std::function<void()>& body) {
 }
 
 void Scheduler::WaitForOthers(const char* name, bool end) noexcept {
-  Wait(name, 0, OthersRest(threads_, end));
+  const auto isAtRest = [&me = *self, end](const auto& other) {
+    return other->ended || other.get() == &me || (!end && !CanGoOn(*other));
+  };
+  Wait(name, 0,
+       {[&] { return std::all_of(threads_.begin() + 1, threads_.end(), isAtRest); },
+        [] { return "all other threads"; }});
 }
 
 Thread& Scheduler::Spawn(const char* name, const Program& program) {
@@ -146,8 +124,6 @@ bool Scheduler::Knows(const void* thread) const noexcept {
   return std::any_of(threads_.begin(), threads_.end(),
                      [&](const auto& known) { return known.get() == thread; });
 }
-
-bool Scheduler::IsBlocked(const Thread& thread) noexcept { return !CanGoOn(thread); }
 
 void Scheduler::End() noexcept {
   if (self->sections != 0) {
@@ -194,22 +170,23 @@ bool Scheduler::Wait(const char* name, std::uintptr_t object, const Condition& c
   self->condition = nullptr;
   self->deadline = kNever;
   self->timedOut = false;
-  return condition.Holds();
+  return condition.holds();
 }
 
 bool Scheduler::WaitOn(const char* name, const void* address, std::int64_t deadline) noexcept {
-  AddressWait wait(address);
-  sleepers_.push_back(&wait);
-  const bool woken = Wait(name, reinterpret_cast<std::uintptr_t>(address), wait, deadline);
-  std::erase(sleepers_, &wait);
-  return woken;
+  Sleeper sleeper{address, false};
+  sleepers_.push_back(&sleeper);
+  Wait(name, reinterpret_cast<std::uintptr_t>(address),
+       {[&] { return sleeper.isWoken; }, [] { return "a wake-up"; }}, deadline);
+  std::erase(sleepers_, &sleeper);
+  return sleeper.isWoken;
 }
 
 std::uint32_t Scheduler::Wake(const void* address, std::uint32_t most) noexcept {
   std::uint32_t count = 0;
-  for (AddressWait* const sleeper : sleepers_) {
-    if (count < most && sleeper->address == address && !sleeper->woken) {
-      sleeper->woken = true;
+  for (Sleeper* const sleeper : sleepers_) {
+    if (count < most && sleeper->address == address && !sleeper->isWoken) {
+      sleeper->isWoken = true;
       ++count;
     }
   }
@@ -299,7 +276,7 @@ std::string Scheduler::Describe() const {
     }
     text += "  thread " + std::to_string(thread.number) + " " + NameOf(thread);
     if (thread.condition != nullptr && !CanGoOn(thread)) {
-      text += " waits for " + thread.condition->Describe();
+      text += " waits for " + thread.condition->describe();
     } else {
       text += &thread == current_ ? " runs" : " can go on";
     }

@@ -20,14 +20,9 @@ inline constexpr std::int64_t kNever = (std::numeric_limits<std::int64_t>::max)(
 inline constexpr std::uint32_t kClock = 0;  // the clock is chosen like a thread; 1 is the body
 
 /// What a thread waits for; lives as long as the wait.
-class Condition {
- public:
-  [[nodiscard]] virtual bool Holds() const noexcept = 0;
-  /// For reports: "event #3".
-  [[nodiscard]] virtual std::string Describe() const = 0;
-
- protected:
-  ~Condition() = default;
+struct Condition {
+  std::function<bool()> holds;
+  std::function<std::string()> describe;  // for reports: "event #3"
 };
 
 /// What a simulated thread runs, and what is told after it has: as the last thing on the thread,
@@ -62,7 +57,7 @@ struct Step {
   const char* name;
 };
 
-/// What a run leaves behind for the process that watches it, whatever ends it.
+/// What a run leaves to the process that watches it, whatever ends it.
 struct Record {
   static constexpr std::uint32_t kMaxSteps = 20'000;
   static constexpr std::uint32_t kMaxThreads = 64;
@@ -131,8 +126,6 @@ class Scheduler {
   void SetName(const Thread& thread, const char* name) noexcept;
   [[nodiscard]] const char* NameOf(const Thread& thread) const noexcept;
   [[nodiscard]] bool Knows(const void* thread) const noexcept;
-  /// Whether it waits for something that is not so, or has ended.
-  [[nodiscard]] static bool IsBlocked(const Thread& thread) noexcept;
 
   [[nodiscard]] std::int64_t now() const noexcept { return now_; }  // nanoseconds
   std::int64_t Tick() noexcept { return now_ / 100 + ticks_++; }
@@ -145,7 +138,10 @@ class Scheduler {
 
  private:
   friend struct ThreadEnd;
-  class AddressWait;
+  struct Sleeper {
+    const void* address;
+    bool isWoken;
+  };
 
   void End() noexcept;
   void Decide(const char* name, std::uintptr_t object) noexcept;
@@ -158,7 +154,7 @@ class Scheduler {
   bool finePoints_;
   std::vector<std::unique_ptr<Thread>> threads_;  // [number]; [kClock] stands for the clock
   std::vector<std::uint32_t> options_;
-  std::vector<AddressWait*> sleepers_;  // first come first
+  std::vector<Sleeper*> sleepers_;  // first come first
   Thread* current_ = nullptr;
   bool yields_ = false;
   std::int64_t now_ = 1'000'000'000;

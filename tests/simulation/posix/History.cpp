@@ -10,15 +10,9 @@ namespace Velta::Simulation {
 
 namespace {
 
-class Never final : public Condition {
- public:
-  [[nodiscard]] bool Holds() const noexcept override { return false; }
-  [[nodiscard]] std::string Describe() const override { return "time to pass"; }
-};
-
 void LetTimePass(DWORD milliseconds) {
   Scheduler& scheduler = *Scheduler::Current();
-  scheduler.Wait("time passes", 0, Never(),
+  scheduler.Wait("time passes", 0, {[] { return false; }, [] { return "time to pass"; }},
                  scheduler.now() + std::int64_t{milliseconds} * 1'000'000);
 }
 
