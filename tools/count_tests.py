@@ -23,6 +23,8 @@ PASSED = "passed"
 NEVER_BEGAN = "ended at once, without a word"
 AT_ONCE_SECONDS = 30  # what takes longer hangs; every test's time-out is longer
 NAMED = 20
+QUOTED = 5
+QUOTED_LINES = 60
 
 
 def complain(text):
@@ -71,6 +73,14 @@ def read_report(path, listing):
         return {}
 
 
+def last_words(path, name):
+    """The end of what the test printed."""
+    for case in ElementTree.parse(path).getroot().iter("testcase"):
+        if case.get("name") == name:
+            return "\n".join(case.findtext("system-out", "").splitlines()[-QUOTED_LINES:])
+    return ""
+
+
 def failures(listing, first, again, status):
     """name -> verdict of all that has not passed."""
     failed = {}
@@ -102,6 +112,9 @@ def main():
         complain(f"{name}: {shown}")
     if len(failed) > NAMED:
         complain(f"and {len(failed) - NAMED} more")
+    for name in [name for name, shown in failed.items() if shown == "failed"][:QUOTED]:
+        report = arguments.again if name in again else arguments.report
+        complain(f"---- {name}:\n{last_words(report, name)}")
     never_began = list(failed.values()).count(NEVER_BEGAN)
     print(len(listing.keys() - failed.keys()), len(failed), never_began)
 

@@ -106,6 +106,7 @@ class Counts(unittest.TestCase):
         ]:
             with self.subTest(what):
                 self.assertEqual(self.count(**arguments), expected + "\n", self.named)
+                self.assertEqual(HEADER in self.named, what == "failed with a word")
 
     def test_the_repetition(self):
         for what, expected, arguments in [
@@ -155,7 +156,9 @@ class Counts(unittest.TestCase):
         run("ctest", "--output-junit", "junit.xml")
         text = (self.folder / "junit.xml").read_text(encoding="utf-8")
         self.assertEqual(self.count(text, status=8, listed=listed), "1 8 2\n")
-        named = dict(line.split(": ", 1) for line in self.named.splitlines()[-8:])
+        verdicts, quotes = self.named.split("----", 1)
+        self.assertIn("slow:\nword\n", quotes)
+        named = dict(line.split(": ", 1) for line in verdicts.splitlines()[-8:])
         self.assertEqual(named, {
             "A.One": "passed without its test", "disabled": "did not run: disabled",
             "gone": "did not run: Unable to find executable", "loud": "failed",

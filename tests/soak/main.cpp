@@ -7,6 +7,7 @@
 
 #include "Loads.h"
 #include "ResidentMemory.h"
+#include "velta/logging/MFlowLogger.h"
 
 #include <algorithm>
 #include <charconv>
@@ -78,6 +79,8 @@ int main(int count, char** arguments) {
     return 2;
   }
   const std::chrono::seconds length(seconds);
+  static_cast<void>(
+      MFlowLogger::Instance());  // threads that race for its first use may make two, and keep both
   Tally tally;
   const MemoryCurve memory = RunLoads(tally, length);
 

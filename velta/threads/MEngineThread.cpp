@@ -26,6 +26,10 @@ namespace {
 const wchar_t ClassName[] = L"MEngineThread";
 const ClassNameRegistration registration(ClassName);
 
+// The engine whose body this thread runs. The id alone does not tell: the system gives a dead
+// thread's id to a new one.
+constinit thread_local const MEngineThread* engineOfThisThread = nullptr;
+
 void RegisterStateNames() noexcept {
   if (MDiagnosticsRegistry* registry = MDiagnosticsRegistry::Instance()) {
     const wchar_t* const names[] = {L"Inactive", L"Starting", L"Running", L"Stopping"};
@@ -173,10 +177,9 @@ void MEngineThread::CreateThread(MFlowPoint& point) {
 
 unsigned MEngineThread::RunThread(void* argument) {
   auto* const self = static_cast<MEngineThread*>(argument);
-  // Stored and cleared by the thread itself, which alone needs to be told from others: the starter
-  // might store it after the body has ended, and the system gives a dead thread's id to a new one.
-  const std::uint32_t id = ::GetCurrentThreadId();
-  self->threadId_.store(id, std::memory_order_relaxed);
+  // Both by the thread itself: its body may ask before its starter could store the id.
+  engineOfThisThread = self;
+  self->threadId_.store(::GetCurrentThreadId(), std::memory_order_relaxed);
   try {
     self->ThreadFunction();
   } catch (const MException& exception) {
@@ -187,9 +190,7 @@ unsigned MEngineThread::RunThread(void* argument) {
       point.At(self).LogDismissedError(exception);
     }
   }
-  // Only its own: when a stop failed, a later thread may run by now.
-  std::uint32_t own = id;
-  self->threadId_.compare_exchange_strong(own, 0, std::memory_order_relaxed);
+  // From here on the object may be gone: when a start or a stop failed, nobody waits for the end.
   return 0;
 }
 
@@ -308,7 +309,8 @@ void MEngineThread::CloseThread() noexcept {
 }
 
 bool MEngineThread::IsOnEngineThread() const noexcept {
-  return ::GetCurrentThreadId() == threadId_.load(std::memory_order_relaxed);
+  return engineOfThisThread == this &&
+         threadId_.load(std::memory_order_relaxed) == ::GetCurrentThreadId();
 }
 
 bool MEngineThread::IsRunning() const noexcept {

@@ -163,7 +163,7 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
 
   std::atomic<State> state_{State::Inactive};
   MMutex controlMutex_;
-  std::atomic<std::uint32_t> threadId_{0};  // 0 unless the thread is inside its body
+  std::atomic<std::uint32_t> threadId_{0};                         // of the thread, 0 without one
   HANDLE threadHandle_ VELTA_GUARDED_BY(controlMutex_) = nullptr;  // owned
   HANDLE flushRequestEvent_ = nullptr;
   HANDLE stopEvent_ = nullptr;
