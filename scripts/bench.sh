@@ -6,6 +6,8 @@
 #
 #   --keep    keeps the ratios in bench/last_ratios.json and draws the charts in docs/performance
 #   --check   fails when a ratio is more than a quarter worse than the one kept
+#
+# Needs and installs setup's "bench"; leaves build/bench.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

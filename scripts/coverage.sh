@@ -2,6 +2,8 @@
 # SPDX-License-Identifier: MIT
 # Which lines and branches of the library the tests run: build/coverage/index.html, and a summary.
 # Fails below 90 percent of the lines outside platform/, whose other half only Windows runs.
+#
+# Needs and installs setup's "linux"; leaves build/coverage and build/logs.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Runs cppcheck over the library, the examples, the tools and their tests.
+#
+# Needs and installs setup's "linux"; leaves nothing.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

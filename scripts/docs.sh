@@ -4,6 +4,8 @@
 # error.
 #
 #   scripts/docs.sh
+#
+# Needs and installs setup's "docs"; leaves build/docs.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 

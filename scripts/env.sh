@@ -2,6 +2,8 @@
 # Sourced by the scripts and the compiler wrappers: where the tools and caches live. Nothing here
 # depends on the checkout's own place, so that a second clone finds the compiler and its caches warm.
 #
+# Needs and leaves nothing.
+#
 #   VELTA_CACHE   tools and caches; default: the user's cache folder
 export VELTA_CACHE="${VELTA_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/velta}"
 # The Windows compiler compiles its C and C++ runtimes once, for its own path: keep both fixed.

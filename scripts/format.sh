@@ -3,6 +3,8 @@
 # Formats the C++ files of the tree; with --check only says which would change.
 #
 #   scripts/format.sh [--check]
+#
+# Needs and installs setup's "linux"; leaves the sources formatted.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

@@ -5,6 +5,8 @@
 #
 #   scripts/fuzz.sh [seconds for each; default 60]
 #   scripts/fuzz.sh --runs <inputs for each>
+#
+# Needs and installs setup's "linux"; leaves build/fuzz and build/logs.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

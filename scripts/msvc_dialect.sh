@@ -3,6 +3,8 @@
 # Parses the Windows sources as Visual C++ would read them, as far as clang imitates it: its keywords,
 # its lookup rules, no GNU extension, and our own branches for it. What uses the library is parsed
 # as a program that imports it. Visual C++'s own library and code generation are not tried.
+#
+# Needs and installs setup's "linux" and "windows"; leaves build/msvc-dialect.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

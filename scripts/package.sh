@@ -4,7 +4,7 @@
 #
 #   scripts/package.sh [linux|windows]     default: both
 #
-# They lie in build/packages afterwards.
+# Needs and installs setup's part for the platform; leaves build/packages and the builds.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

@@ -4,6 +4,8 @@
 # repository's own files.
 #
 #   scripts/run.sh [--windows] [host arguments]
+#
+# Needs and installs setup's part for the platform; leaves the build and build/host-events.log.
 set -euo pipefail
 here=$PWD
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."

@@ -6,6 +6,8 @@
 #
 # Debian's packages are pinned by the release they come from (and by the major version in their
 # names where Debian ships several); the Windows compiler is pinned by its lock file.
+#
+# Needs Debian and the right to install; leaves packages, and the compiler in $VELTA_CACHE.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

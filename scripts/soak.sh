@@ -9,6 +9,8 @@
 # million with seeds that begin at the time of day. Takes about an hour on two idle cores.
 #
 #   scripts/soak.sh simulation
+#
+# Needs and installs setup's part for the platform; leaves the build and build/logs.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

@@ -5,6 +5,8 @@
 # passed has failed.
 #
 #   scripts/test.sh [linux|asan|tsan|windows]     default: everything
+#
+# Needs and installs setup's "linux" and "windows"; leaves the builds and build/logs.
 set -uo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit 1
 source scripts/env.sh
@@ -117,7 +119,7 @@ configuration() {  # configuration PRESET
 }
 
 case $what in
-  all)     steps=(setup-linux setup-windows format layers words locks cppcheck dialect reference
+  all)     steps=(setup-linux setup-windows format layers words locks style cppcheck dialect reference
                   linux asan tsan windows windows-shared fuzz) ;;
   windows) steps=(setup-windows windows windows-shared) ;;
   *)       steps=(setup-linux "$what") ;;
@@ -131,6 +133,7 @@ for step in "${steps[@]}"; do
     words)     check words python3 tools/check_words.py bench cmake docs examples fuzz packaging \
                  scripts tests tools velta CHANGELOG.md CONTRIBUTING.md README.md ;;
     locks)     check locks scripts/thread_safety.sh ;;
+    style)     check style scripts/tidy.sh --style ;;
     cppcheck)  check cppcheck scripts/cppcheck.sh ;;
     dialect)   check dialect scripts/msvc_dialect.sh ;;
     reference) check reference scripts/docs.sh ;;

@@ -2,6 +2,8 @@
 # SPDX-License-Identifier: MIT
 # Has clang hold the library's sources against what they declare of locks
 # (velta/platform/ThreadSafety.h), and shows that it would find a missing one.
+#
+# Needs and installs setup's "linux"; leaves nothing.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh

@@ -2,16 +2,23 @@
 # SPDX-License-Identifier: MIT
 # Runs clang-tidy over the sources; without file names over all of them.
 #
-#   scripts/tidy.sh [file ...]
+#   scripts/tidy.sh [--style] [file ...]
+#
+# --style: names, braces and agreement of declarations with definitions only.
+#
+# Needs and installs setup's "linux"; leaves build/linux-clang and, in the cache, what was clean.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
 source scripts/env.sh
 scripts/setup.sh linux
-mkdir -p build
-cmake --preset linux-clang >build/tidy-configure.log 2>&1 || { tail -n 20 build/tidy-configure.log >&2; exit 1; }
-if [ $# -gt 0 ]; then
-  exec clang-tidy-19 -p build/linux-clang --quiet "$@"
+
+checks=
+if [ "${1-}" = --style ]; then
+  shift
+  checks='-*,readability-braces-around-statements,readability-identifier-naming'
+  checks+=',readability-inconsistent-declaration-parameter-name'
 fi
-# What the build compiles, less the test framework and the generated sources.
-exec run-clang-tidy-19 -p build/linux-clang -quiet -j "$(nproc)" \
-  "^$PWD/(velta|tests|examples|bench|tools)/.*\.cpp$"
+mkdir -p build/logs
+log=build/logs/tidy-configure.log
+cmake --preset linux-clang >"$log" 2>&1 || { tail -n 20 "$log" >&2; exit 1; }
+exec python3 tools/tidy.py --checks="$checks" build/linux-clang "$@"

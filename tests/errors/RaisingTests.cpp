@@ -43,7 +43,7 @@ TEST(MFlowPoint, TheCodeLeavesOutWhatIsNullOrEmptyWithItsSeparator) {
 
 TEST(MFlowPoint, EveryFormOfRaisingThrowsOneErrorWithItsParametersAndLogsIt) {
   static const wchar_t className[] = L"RaisingTests";
-  const ClassNameRegistration registration(className);
+  const Velta::Logging::ClassNameRegistration registration(className);
   MFlowPoint point(className, L"Raise");
   const std::vector<LoggedEvent> events = LogDuring([&] {
     EXPECT_THAT([&] { point.Raise(L"Plain"); },

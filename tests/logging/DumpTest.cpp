@@ -214,7 +214,7 @@ TEST(KLoggerDump, NullCoreAndMissingBufferAreIgnored) {
 // that an earlier dump is gone.
 class DebugDumpFile : public testing::Test {
  protected:
-  const std::filesystem::path file = kDebugDumpPath;
+  const std::filesystem::path file = Velta::Platform::kDebugDumpPath;
   const std::filesystem::path folder = file.parent_path();
   const bool folderWasThere = std::filesystem::exists(folder);
 

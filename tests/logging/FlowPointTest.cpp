@@ -22,7 +22,7 @@ class MException {};
 namespace {
 
 const wchar_t ClassName[] = L"MJob";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 TEST(MFlowPoint, EveryOperationLogsItsKindWithTheNamesTheObjectAndTheLine) {
   int subject = 0;

@@ -19,7 +19,7 @@ using namespace Velta::Threads;
 namespace {
 
 const wchar_t ClassName[] = L"MCommandProcessor";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 void RunHook(const std::unique_ptr<MCallbackFunctor>& hook) {
   if (hook != nullptr) {

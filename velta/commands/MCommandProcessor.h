@@ -108,7 +108,7 @@ class VELTA_API MCommandProcessor : public MEngineThread {
   MCommandProcessor(IThreadErrorHandler* errorHandler,
                     std::unique_ptr<MCallbackFunctor> threadStartHook,
                     std::unique_ptr<MCallbackFunctor> threadExitHook,
-                    std::unique_ptr<MCallbackFunctor> idleHook, std::uint32_t idleTimeoutMs_,
+                    std::unique_ptr<MCallbackFunctor> idleHook, std::uint32_t idleTimeoutMs,
                     bool processWindowMessages);
 
   static void AbortUnlessAborted(MEngineThread& engine);

@@ -12,7 +12,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"MDesyncEventScheduler";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

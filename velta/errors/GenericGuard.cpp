@@ -11,7 +11,7 @@ namespace Velta::Libraries {
 namespace {
 
 const wchar_t ClassName[] = L"GenericGuard";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

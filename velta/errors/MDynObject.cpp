@@ -6,7 +6,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"MDynObject";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

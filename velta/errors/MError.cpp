@@ -15,8 +15,8 @@ namespace {
 
 const wchar_t ClassName[] = L"MError";
 const wchar_t OutOfMemoryClassName[] = L"MErrorOutOfMemory";
-const ClassNameRegistration registration(ClassName);
-const ClassNameRegistration outOfMemoryRegistration(OutOfMemoryClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration outOfMemoryRegistration(OutOfMemoryClassName);
 
 }  // namespace
 
@@ -30,11 +30,11 @@ const MClassInfo MErrorUserEscape = {L"MErrorUserEscape", &MError::ClassInfo};
 
 namespace {
 
-const ClassNameRegistration kindRegistrations[] = {
-    ClassNameRegistration(MErrorInternal.className),
-    ClassNameRegistration(MErrorDivisionByZero.className),
-    ClassNameRegistration(MErrorBadInput.className),
-    ClassNameRegistration(MErrorUserEscape.className)};
+const Velta::Logging::ClassNameRegistration kindRegistrations[] = {
+    Velta::Logging::ClassNameRegistration(MErrorInternal.className),
+    Velta::Logging::ClassNameRegistration(MErrorDivisionByZero.className),
+    Velta::Logging::ClassNameRegistration(MErrorBadInput.className),
+    Velta::Logging::ClassNameRegistration(MErrorUserEscape.className)};
 
 }  // namespace
 

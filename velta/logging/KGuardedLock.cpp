@@ -9,7 +9,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"KGuardedLock";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 // The object in `KGuardedLock::section_`, whose declaration cannot name the type.
 CRITICAL_SECTION* In(std::byte* section) noexcept {

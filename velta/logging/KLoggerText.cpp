@@ -291,7 +291,7 @@ void KLogger::Dump(KLogger* core, std::ostream& stream) noexcept {
 }
 
 bool KLogger::DumpToFile() {
-  const std::unique_ptr<std::ostream> file = OpenDebugDumpFile();
+  const std::unique_ptr<std::ostream> file = Velta::Platform::OpenDebugDumpFile();
   if (file == nullptr) {
     return false;
   }

@@ -8,8 +8,9 @@ namespace {
 
 const wchar_t ClassName[] = L"MFlowLogger";
 const wchar_t ImplementationClassName[] = L"MFlowLoggerImplementation";
-const ClassNameRegistration registrations[] = {ClassNameRegistration(ClassName),
-                                               ClassNameRegistration(ImplementationClassName)};
+const Velta::Logging::ClassNameRegistration registrations[] = {
+    Velta::Logging::ClassNameRegistration(ClassName),
+    Velta::Logging::ClassNameRegistration(ImplementationClassName)};
 
 }  // namespace
 

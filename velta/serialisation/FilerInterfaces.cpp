@@ -7,8 +7,9 @@ namespace {
 
 const wchar_t OutFilerName[] = L"IOutFilerTagged";
 const wchar_t InFilerName[] = L"IInFilerTagged";
-const ClassNameRegistration registrations[] = {ClassNameRegistration(OutFilerName),
-                                               ClassNameRegistration(InFilerName)};
+const Velta::Logging::ClassNameRegistration registrations[] = {
+    Velta::Logging::ClassNameRegistration(OutFilerName),
+    Velta::Logging::ClassNameRegistration(InFilerName)};
 
 }  // namespace
 

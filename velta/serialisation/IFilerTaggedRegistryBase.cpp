@@ -7,7 +7,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"IFilerTaggedRegistryBase";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

@@ -14,7 +14,7 @@ using namespace Velta::Serialisation;
 namespace {
 
 const wchar_t ClassName[] = L"IInFilerTaggedRegistry";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 RegistryUse UseOf(bool readOnly) noexcept {
   return readOnly ? RegistryUse::kReadOnly : RegistryUse::kRead;

@@ -13,7 +13,7 @@ using namespace Velta::Serialisation;
 namespace {
 
 const wchar_t ClassName[] = L"IOutFilerTaggedRegistry";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

@@ -19,7 +19,7 @@ using namespace Velta::Serialisation;
 namespace {
 
 const wchar_t ClassName[] = L"MInFilerTaggedXml";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 /// Restores the position at the end of its scope unless the read succeeded.
 class ReadAttempt {

@@ -15,7 +15,7 @@ using namespace Velta::Serialisation;
 namespace {
 
 const wchar_t ClassName[] = L"MOutFilerTaggedXml";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

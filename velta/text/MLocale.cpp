@@ -20,7 +20,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"MLocale";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 _locale_t Handle(void* cLocale) noexcept { return static_cast<_locale_t>(cLocale); }
 

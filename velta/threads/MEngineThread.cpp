@@ -24,7 +24,7 @@ using namespace Velta::Threads;
 namespace {
 
 const wchar_t ClassName[] = L"MEngineThread";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 // The engine whose body this thread runs. The id alone does not tell: the system gives a dead
 // thread's id to a new one.

@@ -152,7 +152,7 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
  private:
   class ControlCall;
 
-  static unsigned RunThread(void* engineThread);
+  static unsigned RunThread(void* argument);
 
   bool IsOnEngineThread() const noexcept;
   void RegisterBuiltInEvents(MFlowPoint& point);

@@ -23,7 +23,7 @@ namespace {
 
 // What a host knows the queue as.
 const wchar_t ClassName[] = L"MThreadSafeFifo";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 HANDLE MakeDataEvent(const MPointerFifo* queue) {
   static MFlowPoint point(ClassName, ClassName);

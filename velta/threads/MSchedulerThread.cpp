@@ -13,7 +13,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"MSchedulerThread";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

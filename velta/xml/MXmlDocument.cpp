@@ -15,7 +15,7 @@ using Velta::Xml::DocumentState;
 namespace {
 
 const wchar_t ClassName[] = L"MXmlDocument";
-const ClassNameRegistration registration(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

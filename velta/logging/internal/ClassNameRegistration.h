@@ -12,7 +12,7 @@ namespace Velta::Logging {
 /// ```cpp
 /// const wchar_t MJobRunner::ClassName[] = L"MJobRunner";
 /// namespace {
-/// const ClassNameRegistration registration(MJobRunner::ClassName);
+/// const Velta::Logging::ClassNameRegistration registration(MJobRunner::ClassName);
 /// }
 /// ```
 class ClassNameRegistration {
@@ -21,5 +21,3 @@ class ClassNameRegistration {
 };
 
 }  // namespace Velta::Logging
-
-using Velta::Logging::ClassNameRegistration;  // for the classes of all rooms

@@ -4,6 +4,8 @@
 #include <memory>
 #include <ostream>
 
+namespace Velta::Platform {
+
 /// Where a debug dump of the event log goes. The folder is never created: a machine on which it is
 /// missing has not asked for dumps.
 #if defined(_WIN32)
@@ -23,3 +25,5 @@ inline constexpr char kDebugDumpPath[] = "/tmp/DebugDump.log";
 ///
 /// Errors: `std::bad_alloc` if memory for the stream is missing.
 [[nodiscard]] std::unique_ptr<std::ostream> OpenDebugDumpFile();
+
+}  // namespace Velta::Platform

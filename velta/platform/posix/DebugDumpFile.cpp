@@ -18,19 +18,19 @@ class FileBuffer final : public std::streambuf {
   FileBuffer(const FileBuffer&) = delete;
   FileBuffer& operator=(const FileBuffer&) = delete;
   ~FileBuffer() override {
-    if (file != -1) {
-      ::close(file);
+    if (file_ != -1) {
+      ::close(file_);
     }
   }
 
   bool Open() noexcept {
     // Without waiting for the reader of a pipe, and emptied only once it is known to be the user's.
-    file =
-        ::open(kDebugDumpPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
-               S_IRUSR | S_IWUSR);
+    file_ = ::open(Velta::Platform::kDebugDumpPath,
+                   O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+                   S_IRUSR | S_IWUSR);
     struct stat status = {};
-    return file != -1 && ::fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
-           status.st_uid == ::geteuid() && status.st_nlink == 1 && ::ftruncate(file, 0) == 0;
+    return file_ != -1 && ::fstat(file_, &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_uid == ::geteuid() && status.st_nlink == 1 && ::ftruncate(file_, 0) == 0;
   }
 
  protected:
@@ -46,7 +46,7 @@ class FileBuffer final : public std::streambuf {
 
   int sync() override {
     for (const char* rest = pbase(); rest != pptr();) {
-      const ssize_t written = ::write(file, rest, static_cast<std::size_t>(pptr() - rest));
+      const ssize_t written = ::write(file_, rest, static_cast<std::size_t>(pptr() - rest));
       if (written < 0 && errno != EINTR) {
         return -1;
       }
@@ -59,25 +59,25 @@ class FileBuffer final : public std::streambuf {
   }
 
  private:
-  void Empty() noexcept { setp(buffer.data(), buffer.data() + buffer.size()); }
+  void Empty() noexcept { setp(buffer_.data(), buffer_.data() + buffer_.size()); }
 
-  int file = -1;
-  std::array<char, 65536> buffer;
+  int file_ = -1;
+  std::array<char, 65536> buffer_;
 };
 
 class FileStream final : public std::ostream {
  public:
-  FileStream() : std::ostream(nullptr) { rdbuf(&buffer); }
+  FileStream() : std::ostream(nullptr) { rdbuf(&buffer_); }
 
-  bool Open() noexcept { return buffer.Open(); }
+  bool Open() noexcept { return buffer_.Open(); }
 
  private:
-  FileBuffer buffer;
+  FileBuffer buffer_;
 };
 
 }  // namespace
 
-std::unique_ptr<std::ostream> OpenDebugDumpFile() {
+std::unique_ptr<std::ostream> Velta::Platform::OpenDebugDumpFile() {
   auto stream = std::make_unique<FileStream>();
   if (!stream->Open()) {
     return nullptr;

@@ -68,7 +68,7 @@ struct FileName {
 class ValueFiles {
  public:
   explicit ValueFiles(std::wstring_view valueName) noexcept
-      : name(valueName, EncodedName::Case::kFolded) {}
+      : name_(valueName, EncodedName::Case::kFolded) {}
 
   /// The value itself.
   [[nodiscard]] FileName Value() const noexcept { return Compose("value"); }
@@ -84,12 +84,12 @@ class ValueFiles {
  private:
   [[nodiscard]] FileName Compose(const char* suffix) const noexcept {
     FileName file;
-    const char* const stem = name.Length() == 0 ? "@" : name.Text();  // a key's default value
+    const char* const stem = name_.Length() == 0 ? "@" : name_.Text();  // a key's default value
     std::snprintf(file.text, sizeof file.text, "%s.%s", stem, suffix);
     return file;
   }
 
-  const EncodedName name;
+  const EncodedName name_;
 };
 
 /// Writes all of it, from the start of the file.

@@ -3,7 +3,6 @@
 
 #include "velta/platform/posix/FutexLock.h"
 
-#include <mutex>
 #include <new>
 
 #include <unistd.h>
@@ -83,20 +82,20 @@ int DropUse(KeySlot* slot) noexcept {
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
   if (this != &other) {
-    const FileDescriptor previous(number);
-    number = other.Release();
+    const FileDescriptor previous(number_);
+    number_ = other.Release();
   }
   return *this;
 }
 
 FileDescriptor::~FileDescriptor() {
-  if (number >= 0) {
-    ::close(number);
+  if (number_ >= 0) {
+    ::close(number_);
   }
 }
 
 HKEY AddKey(FileDescriptor folder, REGSAM access) noexcept {
-  const std::lock_guard lock(keysLock);
+  const FutexGuard lock(keysLock);
   KeySlot* const slot = TakeSlot();
   if (slot == nullptr) {
     return nullptr;
@@ -114,7 +113,7 @@ HKEY AddKey(FileDescriptor folder, REGSAM access) noexcept {
 
 bool RemoveKey(HKEY key) noexcept {
   FileDescriptor unused;
-  const std::lock_guard lock(keysLock);
+  const FutexGuard lock(keysLock);
   KeySlot* const slot = FindOpen(key);
   if (slot == nullptr) {
     return false;
@@ -125,24 +124,24 @@ bool RemoveKey(HKEY key) noexcept {
 }
 
 KeyUse::KeyUse(HKEY key) noexcept {
-  const std::lock_guard lock(keysLock);
-  slot = FindOpen(key);
-  if (slot != nullptr) {
-    ++slot->users;
+  const FutexGuard lock(keysLock);
+  slot_ = FindOpen(key);
+  if (slot_ != nullptr) {
+    ++slot_->users;
   }
 }
 
 KeyUse::~KeyUse() {
-  if (slot == nullptr) {
+  if (slot_ == nullptr) {
     return;
   }
   FileDescriptor unused;
-  const std::lock_guard lock(keysLock);
-  unused = FileDescriptor(DropUse(slot));
+  const FutexGuard lock(keysLock);
+  unused = FileDescriptor(DropUse(slot_));
 }
 
-int KeyUse::Folder() const noexcept { return slot->folder; }
+int KeyUse::Folder() const noexcept { return slot_->folder; }
 
-bool KeyUse::Matches(REGSAM access) const noexcept { return (slot->access & access) == access; }
+bool KeyUse::Matches(REGSAM access) const noexcept { return (slot_->access & access) == access; }
 
 }  // namespace Velta::Posix

@@ -11,23 +11,23 @@ namespace Velta::Posix {
 class FileDescriptor {
  public:
   FileDescriptor() noexcept = default;
-  explicit FileDescriptor(int opened) noexcept : number(opened) {}
+  explicit FileDescriptor(int opened) noexcept : number_(opened) {}
   FileDescriptor(const FileDescriptor&) = delete;
   FileDescriptor& operator=(const FileDescriptor&) = delete;
-  FileDescriptor(FileDescriptor&& other) noexcept : number(other.Release()) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : number_(other.Release()) {}
   FileDescriptor& operator=(FileDescriptor&& other) noexcept;
   ~FileDescriptor();
 
-  [[nodiscard]] bool IsOpen() const noexcept { return number >= 0; }
-  [[nodiscard]] int Get() const noexcept { return number; }
+  [[nodiscard]] bool IsOpen() const noexcept { return number_ >= 0; }
+  [[nodiscard]] int Get() const noexcept { return number_; }
   int Release() noexcept {
-    const int released = number;
-    number = -1;
+    const int released = number_;
+    number_ = -1;
     return released;
   }
 
  private:
-  int number = -1;
+  int number_ = -1;
 };
 
 /// Makes a handle for an open key; null when memory is out.
@@ -47,12 +47,12 @@ class KeyUse {
   ~KeyUse();
 
   /// Whether the handle belongs to an open key. Any value may be asked for.
-  [[nodiscard]] bool IsValid() const noexcept { return slot != nullptr; }
+  [[nodiscard]] bool IsValid() const noexcept { return slot_ != nullptr; }
   [[nodiscard]] int Folder() const noexcept;
   [[nodiscard]] bool Matches(REGSAM access) const noexcept;
 
  private:
-  KeySlot* slot;
+  KeySlot* slot_;
 };
 
 }  // namespace Velta::Posix

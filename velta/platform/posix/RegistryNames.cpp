@@ -33,16 +33,16 @@ bool IsPlain(wchar_t character) noexcept {
 /// FNV-1a with 64 bits.
 class Hash {
  public:
-  explicit Hash(std::uint64_t seed) noexcept : value(seed) {}
+  explicit Hash(std::uint64_t seed) noexcept : value_(seed) {}
   void Add(std::uint32_t word) noexcept {
     for (int shift = 0; shift < 32; shift += 8) {
-      value = (value ^ (word >> shift & 0xFF)) * 0x100000001B3;
+      value_ = (value_ ^ (word >> shift & 0xFF)) * 0x100000001B3;
     }
   }
-  [[nodiscard]] std::uint64_t Value() const noexcept { return value; }
+  [[nodiscard]] std::uint64_t Value() const noexcept { return value_; }
 
  private:
-  std::uint64_t value;
+  std::uint64_t value_;
 };
 
 }  // namespace
@@ -55,22 +55,22 @@ EncodedName::EncodedName(std::wstring_view name, Case spelling) noexcept {
     const auto code = static_cast<std::uint32_t>(character);
     first.Add(code);
     second.Add(~code);
-    if (length > kMaxPlain) {
+    if (length_ > kMaxPlain) {
       continue;
     }
     if (IsPlain(character)) {
-      text[length++] = static_cast<char>(character);
+      text_[length_++] = static_cast<char>(character);
     } else {
-      length += static_cast<std::size_t>(
-          std::snprintf(text + length, sizeof text - length, "%%%" PRIx32 ";", code));
+      length_ += static_cast<std::size_t>(
+          std::snprintf(text_ + length_, sizeof text_ - length_, "%%%" PRIx32 ";", code));
     }
   }
-  if (length > kMaxPlain) {
-    length = kHashed + static_cast<std::size_t>(std::snprintf(text + kHashed, sizeof text - kHashed,
-                                                              "%%~%016" PRIx64 "%016" PRIx64,
-                                                              first.Value(), second.Value()));
+  if (length_ > kMaxPlain) {
+    length_ = kHashed + static_cast<std::size_t>(std::snprintf(
+                            text_ + kHashed, sizeof text_ - kHashed, "%%~%016" PRIx64 "%016" PRIx64,
+                            first.Value(), second.Value()));
   }
-  text[length] = '\0';
+  text_[length_] = '\0';
 }
 
 }  // namespace Velta::Posix

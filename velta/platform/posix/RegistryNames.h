@@ -18,15 +18,15 @@ class EncodedName {
 
   EncodedName(std::wstring_view name, Case spelling) noexcept;
 
-  [[nodiscard]] const char* Text() const noexcept { return text; }
-  [[nodiscard]] std::size_t Length() const noexcept { return length; }
+  [[nodiscard]] const char* Text() const noexcept { return text_; }
+  [[nodiscard]] std::size_t Length() const noexcept { return length_; }
 
  private:
   static constexpr std::size_t kMaxPlain = 200;  // leaves room for what follows in 255 bytes
   static constexpr std::size_t kHashed = 160;    // what is kept of a longer one
 
-  std::size_t length = 0;
-  char text[kMaxPlain + 16];
+  std::size_t length_ = 0;
+  char text_[kMaxPlain + 16];
 };
 
 }  // namespace Velta::Posix

@@ -192,7 +192,7 @@ DWORD WaitBlocking(DWORD count, const HANDLE* handles, DWORD milliseconds, DWORD
   return WAIT_OBJECT_0 + waiter.word.load(std::memory_order_acquire);
 }
 
-DWORD WaitForAny(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
+DWORD TakeOrWait(DWORD count, const HANDLE* handles, DWORD milliseconds) noexcept {
   DWORD result = TakeUnlocked(count, handles);
   if (result == WAIT_TIMEOUT || result == kContested) {
     result = WaitBlocking(count, handles, milliseconds, result);
@@ -226,7 +226,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL waitAll,
   if (count == 0 || count > MAXIMUM_WAIT_OBJECTS || objects == nullptr || waitAll != FALSE) {
     return Fail(ERROR_INVALID_PARAMETER);
   }
-  return WaitForAny(count, objects, milliseconds);
+  return TakeOrWait(count, objects, milliseconds);
 }
 
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD milliseconds,
@@ -235,5 +235,5 @@ DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD mill
       (flags & ~MWMO_INPUTAVAILABLE) != 0) {
     return Fail(ERROR_INVALID_PARAMETER);
   }
-  return WaitForAny(count, objects, milliseconds);
+  return TakeOrWait(count, objects, milliseconds);
 }

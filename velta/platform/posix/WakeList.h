@@ -32,6 +32,6 @@ class WakeList {
 };
 
 /// `SetEvent`, with the sleepers that are to be woken left to the caller.
-BOOL SetEventAndNote(HANDLE event, WakeList* wakes) noexcept;
+BOOL SetEventAndNote(HANDLE handle, WakeList* wakes) noexcept;
 
 }  // namespace Velta::Posix

@@ -35,13 +35,13 @@ constexpr bool IsNameEnd(wchar_t c) noexcept { return IsIn(kNameEnds, c); }
 
 /// Whether an element tag may begin with this character after its "<".
 constexpr bool IsTagStart(wchar_t c) noexcept {
-  constexpr LowSet refusedFrom64 =  // "@[\\]^`"
+  constexpr LowSet kRefusedFrom64 =  // "@[\\]^`"
       LowSet{1} | LowSet{0xF} << ('[' - 64) | LowSet{1} << ('`' - 64);
   const auto code = static_cast<std::uint32_t>(c);
   if (code < 64) {
     return c == L':';
   }
-  return code >= 128 || (refusedFrom64 >> (code - 64) & 1) == 0;
+  return code >= 128 || (kRefusedFrom64 >> (code - 64) & 1) == 0;
 }
 
 /// Stricter than what is read: names that every XML reader accepts.

@@ -53,9 +53,9 @@ Token Tokenizer::ReadDeclaration(const wchar_t* begin) {
 }
 
 Token Tokenizer::ReadDocumentType(const wchar_t* begin) {
-  constexpr LowSet stops = kNul | kQuotes | SetOf(L"<>");
+  constexpr LowSet kStops = kNul | kQuotes | SetOf(L"<>");
   for (const wchar_t* at = begin + 3;;) {
-    while (!IsIn(stops, *at)) {
+    while (!IsIn(kStops, *at)) {
       ++at;
     }
     if (*at == L'>') {
@@ -90,9 +90,9 @@ Token Tokenizer::ReadNested(const wchar_t* begin) {
 }
 
 Token Tokenizer::ReadMarkupDeclaration(const wchar_t* begin) {
-  constexpr LowSet stops = kNul | kQuotes | SetOf(L">");
+  constexpr LowSet kStops = kNul | kQuotes | SetOf(L">");
   for (const wchar_t* at = begin + 3;; ++at) {
-    while (!IsIn(stops, *at)) {
+    while (!IsIn(kStops, *at)) {
       ++at;
     }
     if (*at == L'>') {
