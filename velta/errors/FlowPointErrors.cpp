@@ -2,12 +2,14 @@
 // The error side of the flow point. It stands here, above the log, so that the log needs no errors.
 
 #include "velta/errors/MError.h"
+#include "velta/errors/MErrorParameter.h"
 #include "velta/errors/MException.h"
 #include "velta/errors/internal/RuntimeMessage.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/text/NumberText.h"
 
 #include <exception>
+#include <initializer_list>
 #include <string>
 
 namespace {
@@ -39,6 +41,15 @@ MError MFlowPoint::MakeRootError(const wchar_t* errorName) {
   return MError(BuildCode(className, operationName, errorName));
 }
 
+MError MFlowPoint::MakeRootError(const wchar_t* errorName,
+                                 std::initializer_list<MErrorParameter> parameters) {
+  MError error = MakeRootError(errorName);
+  for (const MErrorParameter& parameter : parameters) {
+    error.AddParameter(parameter);
+  }
+  return error;
+}
+
 MError MFlowPoint::MakeCascadeError(const wchar_t* errorName) {
   ReportError(MFlowEventKind::CascadeError, errorName);
   return MError(BuildCode(className, operationName, errorName));
@@ -60,6 +71,11 @@ void MFlowPoint::Raise(const wchar_t* errorName, const wchar_t* parameterName,
   MError error = MakeRootError(errorName);
   error.AddParameter(parameterName, ToWide(text));
   Throw(error);
+}
+
+void MFlowPoint::Raise(const wchar_t* errorName,
+                       std::initializer_list<MErrorParameter> parameters) {
+  Throw(MakeRootError(errorName, parameters));
 }
 
 void MFlowPoint::RaiseFromException(const std::exception& cause, const wchar_t* errorName,

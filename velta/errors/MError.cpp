@@ -121,6 +121,17 @@ void MError::AddParameter(const wchar_t* name, std::uint32_t value, bool hexadec
                hexadecimal ? Velta::Text::HexadecimalText(value) : Velta::Text::DecimalText(value));
 }
 
+void MError::AddHexadecimal(const wchar_t* name, std::uint64_t value) {
+  AddParameter(name, Velta::Text::HexadecimalText(value));
+}
+
+void MError::AddParameter(const MErrorParameter& parameter) {
+  Insert(MString(parameter.name_), MString(parameter.text_));
+  if (!parameter.message_.empty()) {
+    Insert(parameter.messageName_, MString(parameter.message_));
+  }
+}
+
 void MError::Insert(MString&& name, MString&& value) {
   parameters_.try_emplace(std::move(name), std::move(value));
 }

@@ -2,11 +2,16 @@
 #pragma once
 
 #include "velta/errors/MDynObject.h"
+#include "velta/errors/MErrorParameter.h"
 #include "velta/platform/Api.h"
 #include "velta/text/MString.h"
+#include "velta/text/TextOf.h"
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <type_traits>
 
 class IInFilerTagged;
 class IOutFilerTagged;
@@ -82,12 +87,42 @@ class VELTA_API MError : public MDynObject {
   /// The same, as unsigned decimal text or as eight hexadecimal digits and "h" (0000002ah).
   void AddParameter(const wchar_t* name, std::uint32_t value, bool hexadecimal);
 
+  /// The same with another integer: a negative one keeps its sign, or shows its bits; one of 64
+  /// bits has sixteen hexadecimal digits.
+  template <std::integral Number>
+    requires(!Velta::Character<Number> && !std::same_as<Number, std::uint32_t>)
+  void AddParameter(const wchar_t* name, Number value, bool hexadecimal) {
+    if (!hexadecimal) {
+      AddParameter(name, value);
+    } else if constexpr (sizeof(Number) > sizeof(std::uint32_t)) {
+      AddHexadecimal(name, static_cast<std::uint64_t>(value));
+    } else {
+      AddParameter(name, static_cast<std::uint32_t>(value), true);
+    }
+  }
+
+  /// The same with any value that has a text (`Velta::TextOf`): a number is never changed.
+  template <Velta::HasText Value>
+  void AddParameter(const wchar_t* name, const Value& value) {
+    AddParameter(MErrorParameter(name, value));
+  }
+
+  /// Does not compile: a character may mean a number or a text, and a `long double` would be cut.
+  template <class Value>
+    requires(std::is_arithmetic_v<Value> && !Velta::HasText<Value>)
+  void AddParameter(const wchar_t* name, Value value) = delete;
+  void AddParameter(const wchar_t* name, std::nullptr_t value) = delete;
+
+  /// The same with a parameter made elsewhere, and what belongs to it.
+  void AddParameter(const MErrorParameter& parameter);
+
 #if defined(_WIN32)
   MString GetMessageA() const { return GetMessage(); }
   MString GetMessageW() const { return GetMessage(); }
 #endif
 
  private:
+  void AddHexadecimal(const wchar_t* name, std::uint64_t value);
   void Insert(MString&& name, MString&& value);
   void ReadParameters(IInFilerTagged& filer);
 

@@ -6,11 +6,14 @@
 #include "velta/platform/Api.h"
 
 #include <atomic>
+#include <concepts>
 #include <cstdint>
 #include <exception>
+#include <initializer_list>
 #include <string>
 
 class MError;
+class MErrorParameter;
 class MException;
 
 /// The place in an instrumented function from which it logs and raises its errors.
@@ -94,6 +97,11 @@ class MFlowPoint {
   /// Errors: an allocation failure while the code is built propagates as such.
   [[nodiscard]] VELTA_API MError MakeRootError(const wchar_t* errorName);
 
+  /// The same with parameters, written in place: `{{L"file", path}, {L"bytes", size},
+  /// LastError()}`. Whoever calls it includes `velta/errors/MError.h`.
+  [[nodiscard]] VELTA_API MError MakeRootError(const wchar_t* errorName,
+                                               std::initializer_list<MErrorParameter> parameters);
+
   /// The same for an exception of the runtime that is being converted: logged as a cascade error.
   [[nodiscard]] VELTA_API MError MakeCascadeError(const wchar_t* errorName);
 
@@ -110,6 +118,20 @@ class MFlowPoint {
   /// Throws the root error `errorName` with one text parameter, widened by the C locale in force.
   [[noreturn]] VELTA_API void Raise(const wchar_t* errorName, const wchar_t* parameterName,
                                     const std::string& text);
+
+  /// Throws the root error `errorName` with one parameter of any other type that has a text
+  /// (`Velta::TextOf`): a number is never changed. Whoever calls it includes
+  /// `velta/errors/MError.h`.
+  template <class Value, class Parameter = MErrorParameter>
+    requires(!std::convertible_to<const Value&, std::string>)
+  [[noreturn]] void Raise(const wchar_t* errorName, const wchar_t* parameterName,
+                          const Value& value) {
+    Raise(errorName, {Parameter(parameterName, value)});
+  }
+
+  /// Throws the root error `errorName` with all of the parameters, as `MakeRootError` takes them.
+  [[noreturn]] VELTA_API void Raise(const wchar_t* errorName,
+                                    std::initializer_list<MErrorParameter> parameters);
 
   /// Throws the cascade error `errorName` that `cause` led to.
   ///

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/platform/Api.h"
+#include "velta/serialisation/FitsInto.h"
 #include "velta/text/MLocale.h"
 #include "velta/text/MString.h"
 
@@ -33,6 +34,27 @@ class VELTA_API IOutFilerTagged {
   [[nodiscard]] virtual bool WriteShort(const MString& tag, std::int16_t value) = 0;
   [[nodiscard]] virtual bool WriteUnsignedInt(const MString& tag, std::uint32_t value) = 0;
   [[nodiscard]] virtual bool WriteInt(const MString& tag, std::int32_t value) = 0;
+
+  // An argument whose value the operation's type might not hold does not compile: a literal for an
+  // unsigned operation has the suffix u.
+  template <Velta::MayChangeIn<char> Value>
+  bool WriteChar(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<double> Value>
+  bool WriteDouble(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<float> Value>
+  bool WriteFloat(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<bool> Value>
+  bool WriteBool(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<std::uint8_t> Value>
+  bool WriteByte(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<std::uint16_t> Value>
+  bool WriteUnsignedShort(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<std::int16_t> Value>
+  bool WriteShort(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<std::uint32_t> Value>
+  bool WriteUnsignedInt(const MString& tag, Value value) = delete;
+  template <Velta::MayChangeIn<std::int32_t> Value>
+  bool WriteInt(const MString& tag, Value value) = delete;
 
   /// Adds a group and goes into it: what is written next belongs to it, until `EndGroup`.
   [[nodiscard]] virtual bool BeginGroup(const MString& tag) = 0;

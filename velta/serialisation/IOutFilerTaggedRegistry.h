@@ -58,6 +58,17 @@ class VELTA_API IOutFilerTaggedRegistry : public IOutFilerTagged, public IFilerT
   explicit IOutFilerTaggedRegistry(const MString& applicationKeyName);
   ~IOutFilerTaggedRegistry() override;
 
+  // With what does not compile.
+  using IOutFilerTagged::WriteBool;
+  using IOutFilerTagged::WriteByte;
+  using IOutFilerTagged::WriteChar;
+  using IOutFilerTagged::WriteDouble;
+  using IOutFilerTagged::WriteFloat;
+  using IOutFilerTagged::WriteInt;
+  using IOutFilerTagged::WriteShort;
+  using IOutFilerTagged::WriteUnsignedInt;
+  using IOutFilerTagged::WriteUnsignedShort;
+
   bool WriteChar(const MString& tag, char value) override;
   bool WriteString(const MString& tag, const MString& value) override;
   bool WriteDouble(const MString& tag, double value) override;

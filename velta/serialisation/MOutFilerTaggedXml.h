@@ -47,6 +47,17 @@ class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
   MOutFilerTaggedXml(const MString& rootName, const MString& namespaceText);
   ~MOutFilerTaggedXml() override;
 
+  // With what does not compile.
+  using IOutFilerTagged::WriteBool;
+  using IOutFilerTagged::WriteByte;
+  using IOutFilerTagged::WriteChar;
+  using IOutFilerTagged::WriteDouble;
+  using IOutFilerTagged::WriteFloat;
+  using IOutFilerTagged::WriteInt;
+  using IOutFilerTagged::WriteShort;
+  using IOutFilerTagged::WriteUnsignedInt;
+  using IOutFilerTagged::WriteUnsignedShort;
+
   bool WriteChar(const MString& tag, char value) override;
   bool WriteString(const MString& tag, const MString& value) override;
   bool WriteDouble(const MString& tag, double value) override;

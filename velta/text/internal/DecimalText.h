@@ -26,10 +26,11 @@ MString DecimalText(T value) {
   return text;
 }
 
-/// Exactly eight lower-case hexadecimal digits and the letter "h": 42 gives 0000002ah.
-inline MString HexadecimalText(std::uint32_t value) {
-  MString text(8, L'0');
-  for (std::size_t i = 8; i-- > 0; value >>= 4) {
+/// All lower-case hexadecimal digits of the type and the letter "h": 42 gives 0000002ah.
+template <std::unsigned_integral T>
+MString HexadecimalText(T value) {
+  MString text(2 * sizeof(T), L'0');
+  for (std::size_t i = text.size(); i-- > 0; value >>= 4) {
     text[i] = L"0123456789abcdef"[value & 0xF];
   }
   return text + L'h';
