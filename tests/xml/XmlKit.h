@@ -5,6 +5,7 @@
 #include "velta/xml/internal/DocumentAccess.h"
 #include "velta/xml/internal/DocumentState.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -13,9 +14,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-/// The records of a document's elements in the order of the text, links as numbers in that order:
-/// so that indexes compare whatever numbers their records have.
-inline std::vector<std::vector<std::int64_t>> RecordsInOrder(const MXmlDocument& document) {
+/// A record's fields: start, length, start tag, end tag, flags, parent, first child, next, previous
+/// and last child. Links are places in the order of the text.
+using RecordFields = std::array<std::int64_t, 10>;
+
+/// The records of a document's elements in the order of the text, so that indexes compare whatever
+/// numbers their records have.
+inline std::vector<RecordFields> RecordsInOrder(const MXmlDocument& document) {
   using namespace Velta::Xml;
   const ElementIndex& index = DocumentAccess::StateOf(document).index;
   std::vector<ElementId> order{ElementId::kDocument};
@@ -25,7 +30,7 @@ inline std::vector<std::vector<std::int64_t>> RecordsInOrder(const MXmlDocument&
     place[element] = static_cast<std::int64_t>(order.size());
     order.push_back(element);
   }
-  std::vector<std::vector<std::int64_t>> records;
+  std::vector<RecordFields> records;
   for (const ElementId element : order) {
     const ElementRecord& record = index.At(element);
     const TagLengths tags = index.GetTagLengths(element);
@@ -56,21 +61,32 @@ inline testing::AssertionResult IndexIsThatOfItsText(const MXmlDocument& documen
   return testing::AssertionFailure() << difference.str() << " in: " << document.GetText();
 }
 
+inline void ExpectText(const MXmlDocument& document, const std::wstring& text) {
+  EXPECT_EQ(document.GetText(), text);
+  EXPECT_TRUE(IndexIsThatOfItsText(document));
+}
+
 inline constexpr auto kAnyNode = static_cast<MXmlNodeType>(127);
 
-/// The elements below the current level as "a(b(c)d)": moves through the whole of it.
-inline std::wstring Outline(MXmlDocument& document) {
-  std::wstring outline;
-  for (int depth = 0;;) {
-    if (document.FindElement()) {
-      outline.append(document.GetTagName()).append(1, L'(');
-      if (document.IntoElement()) {
-        ++depth;
+/// Moves to each node of these types on the current level and below it. `visit` gets a node's depth
+/// and ends the walk there by returning true.
+template <class Visit>
+void Walk(MXmlDocument& document, MXmlNodeType types, Visit visit) {
+  for (std::size_t depth = 0;;) {
+    if (document.FindNode(types) != MXmlNodeType::kNone) {
+      if (visit(depth)) {
+        return;
       }
+      depth += document.IntoElement() ? 1 : 0;
     } else if (depth-- == 0 || !document.OutOfElement()) {
-      return outline;
-    } else {
-      outline += L')';
+      return;
     }
   }
+}
+
+/// Sets a text, well formed or not, and moves to its first element of that name.
+inline void Open(MXmlDocument& document, const std::wstring& text, std::wstring_view name) {
+  static_cast<void>(document.SetText(text));
+  Walk(document, MXmlNodeType::kElement,
+       [&](std::size_t) { return document.GetTagName() == name; });
 }
