@@ -5,7 +5,11 @@
 #include "velta/logging/MKLoggerAdapter.h"
 #include "velta/logging/internal/ProcessLog.h"
 
-#include <limits>
+#include <cstdint>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,20 +40,54 @@ class ForeignLogger : public MFlowLoggerImplementation {
   void Attach(MFlowLoggerImplementation*) noexcept override {}
 };
 
-TEST(MKLoggerAdapter, TranslatesEveryKind) {
+TEST(MKLoggerAdapter, EveryKindIsAnEventWhoseTextShowsWhatItsFirstValueMeans) {
+  constexpr std::uint32_t kNoKind = 99;  // written to the log itself
+  const struct {
+    std::uint32_t kind;
+    std::int32_t code;
+    std::int32_t value;
+    const char* text;
+  } table[] = {{0, 0, 3, "Timing_point (3, 5) (unknown).point 7"},
+               {1, -105, 9, "Root_error WaitFailed (unknown).(unknown)"},
+               {2, -104, 1, "Cascade_error (unknown) (unknown).(unknown)"},
+               {3, -103, 0, "Dismissed_error (unknown) (unknown).(unknown)"},
+               {4, -14, 0, "Construction (unknown).(unknown)"},
+               {5, -13, 0, "Destruction (unknown).(unknown)"},
+               {6, -25, -4, "State_change to state_-4 (unknown).(unknown)"},
+               {7, -7, 0, "Scope_push (unknown).(unknown)"},
+               {8, -8, 0, "Scope_pop (unknown).(unknown)"},
+               {9, 0, 3, "Timing_point (3, 5) (unknown).point 7"},
+               {10, -102, 9, "Return_error WaitFailed (unknown).(unknown)"},
+               {11, -101, 9, "Warning WaitFailed (unknown).(unknown)"},
+               {12, -21, 5000, "Message_send Refresh (unknown).(unknown)"},
+               {12, -21, 5001, "Message_send 5001 (unknown).(unknown)"},
+               {13, -20, 5000, "Message_receive (unknown).(unknown)"},
+               {kNoKind, -202, 0, "Log_module_added (unknown).(unknown)"},
+               {kNoKind, -201, 0, "Log_module_removed (unknown).(unknown)"},
+               {kNoKind, -23, 0, "Notify (unknown).(unknown)"},
+               {kNoKind, -22, 0, "Update (unknown).(unknown)"},
+               {kNoKind, -1, 3, "Timing_point (unknown).(unknown)"},
+               {kNoKind, 42, 3, "unknown event (unknown).(unknown)"}};
   Module module;
-  const std::int32_t codes[] = {0,  -105, -104, -103, -14,  -13, -25,
-                                -7, -8,   0,    -102, -101, -21, -20};
-  for (std::uint32_t kind = 0; kind < std::size(codes); ++kind) {
-    module.logger.LogEvent(kind, 0xFFFFFFFF, 2, 3, 0x80000000, Address(0x1122334455667788));
-    const KLogRecord record = KLoggerProbe::Record(module.log, kind);
-    const KLogRecord expected{
-        record.time,        codes[kind],    -1, 2, 3, std::numeric_limits<std::int32_t>::min(),
-        0x1122334455667788, record.threadId};
-    EXPECT_EQ(record, expected) << kind;
-    EXPECT_NE(+record.time, 0);
-    EXPECT_NE(+record.threadId, 0U);
+  KLogger::RegisterName(&module.log, 9, "WaitFailed");
+  KLogger::RegisterMessageName(&module.log, 5000, "Refresh");
+  const void* const object = Address(0x1122334455667788);
+  std::vector<std::string> texts;
+  for (const auto& [kind, code, value, text] : table) {
+    if (kind == kNoKind) {
+      KLogger::Write(&module.log, code, value, 5, 6, 7, object);
+    } else {
+      module.logger.LogEvent(kind, static_cast<std::uint32_t>(value), 5, 6, 7, object);
+    }
+    const auto slot = static_cast<std::uint32_t>(texts.size());
+    const KLogRecord record = KLoggerProbe::Record(module.log, slot);
+    const KLogRecord expected{record.time,        code,           value, 5, 6, 7,
+                              0x1122334455667788, record.threadId};
+    EXPECT_EQ(record, expected) << text;
+    EXPECT_TRUE(record.time != 0 && record.threadId != 0);
+    texts.emplace_back(text);
   }
+  EXPECT_THAT(DumpEvents(module.log), Logged(texts));
 }
 
 TEST(MKLoggerAdapter, RegistersUnderLowKeyBitsAndCutsCharacters) {
@@ -110,41 +148,36 @@ TEST(MKLoggerAdapter, ForeignLoggerDetachesAndASecondModuleReplacesSilently) {
   Module second;
   Module third;
   ForeignLogger foreign;
-
   own.adapter.Attach(&foreign);  // nothing attached: nothing happens
   own.adapter.Attach(nullptr);
-  EXPECT_THAT(DumpEvents(own.log), IsEmpty());
-
   own.adapter.Attach(&second.adapter);
   own.adapter.Attach(&third.adapter);
   own.logger.LogEvent(4, 0, 0, 0, 0, nullptr);
   own.adapter.Attach(&foreign);
-  EXPECT_THAT(DumpEvents(second.log), Logged({"Log_module_added (unknown).(unknown)"}));
-  EXPECT_THAT(DumpEvents(third.log),
-              Logged({"Log_module_added (unknown).(unknown)", "Construction (unknown).(unknown)",
-                      "Log_module_removed (unknown).(unknown)"}));
+  const std::string added = "Log_module_added (unknown).(unknown)";
+  const std::string logged = "Construction (unknown).(unknown)";
+  const std::string removed = "Log_module_removed (unknown).(unknown)";
+  EXPECT_THAT(DumpEvents(own.log), Logged({added, added, logged, removed}));
+  EXPECT_THAT(DumpEvents(second.log), Logged({added}));
+  EXPECT_THAT(DumpEvents(third.log), Logged({added, logged, removed}));
 }
 
 TEST(MKLoggerAdapter, WithoutALogItDropsEverything) {
   Module other;
   MKLoggerAdapter adapter(nullptr);
-  adapter.LogEvent(4, 0, 0, 0, 0, nullptr);
-  adapter.RegisterClassName(Address(1), L"name");
-  adapter.Attach(&other.adapter);
-  adapter.LogEvent(5, 0, 0, 0, 0, nullptr);
-  std::ostringstream text;
-  adapter.Dump(text);
-  EXPECT_EQ(text.str(), "");
-  EXPECT_FALSE(adapter.DumpToFile());
-  EXPECT_THAT(DumpEvents(other.log), SizeIs(2));
-
+  MFlowLogger withoutLog(&adapter);
   MFlowLogger nowhere(nullptr);
-  nowhere.LogEvent(4, 0, 0, 0, 0, nullptr);
+  std::ostringstream text;
+  adapter.Attach(&other.adapter);
+  for (MFlowLogger* const logger : {&withoutLog, &nowhere}) {
+    logger->LogEvent(4, 0, 0, 0, 0, nullptr);
+    logger->Dump(text);
+    EXPECT_FALSE(logger->DumpToFile());
+  }
   nowhere.Attach(&other.logger);
-  nowhere.Dump(text);
-  EXPECT_EQ(text.str(), "");
-  EXPECT_FALSE(nowhere.DumpToFile());
   MDiagnosticsRegistry(nullptr).RegisterThreadName(L"name");
+  EXPECT_EQ(text.str(), "");
+  EXPECT_THAT(DumpEvents(other.log), SizeIs(2));
   EXPECT_THAT(KLoggerProbe::Threads(other.log), IsEmpty());
 }
 
@@ -154,7 +187,6 @@ TEST(ProcessLog, IsOneAndNamesTheFrameworkFromStartUp) {
   EXPECT_EQ(KLogger::Instance(), log);
   EXPECT_EQ(MFlowLogger::Instance(), MFlowLogger::Instance());
   EXPECT_EQ(MDiagnosticsRegistry::Instance(), MDiagnosticsRegistry::Instance());
-
   for (const char* const name :
        {"KLogger", "KGuardedLock", "MKLoggerAdapter", "MFlowLogger", "MFlowLoggerImplementation",
         "MDiagnosticsRegistry", "MDiagnosticsRegistryImplementation", "MFlowPoint", "MFlowScope",

@@ -71,28 +71,6 @@ TEST(LogAllocation, RefusedWhileMergingKeepsBothLogsUsable) {
   EXPECT_EQ(KLoggerProbe::States(into), KLoggerProbe::States(from));
 }
 
-TEST(LogAllocation, RefusedWhileDumpingFreezesTheLog) {
-  KLogger log;
-  KLogger::Write(&log, -7, 1, 2, 3, 4, nullptr);
-  bool frozen = false;
-  RefuseEverywhere([&] {
-    struct : std::streambuf {
-      std::streamsize xsputn(const char* /*text*/, std::streamsize length) override {
-        return length;
-      }
-    } sink;
-    std::ostream stream(&sink);
-    KLogger::Dump(&log, stream);
-    if (stream.bad()) {
-      frozen = true;
-      EXPECT_EQ(KLoggerProbe::Counter(log), 1U << 1U);
-      EXPECT_EQ(+KLoggerProbe::Record(log, 0).value1, 1);
-    }
-  });
-  EXPECT_TRUE(frozen);
-  EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
-}
-
 TEST(LogAllocation, RefusedOnFirstUseIsTriedAgain) {
   MFlowPoint point(nullptr, nullptr);
   KLogger* const core = ProcessLog::core.exchange(nullptr);

@@ -35,45 +35,41 @@ void WriteNumbered(KLogger& log, std::int32_t first, std::int32_t count) {
   }
 }
 
-// Takes `room` bytes, then throws or, as a full disk does, refuses.
-class NarrowBuffer : public std::streambuf {
+// Takes `room` bytes and, if there is room for all, none the further way. Where it fails it throws
+// or, as a full disk does, refuses.
+class FailingBuffer : public std::streambuf {
  public:
-  enum class Full { kThrows, kRefuses };
-
-  NarrowBuffer(std::size_t bytes, Full manner) : room(bytes), full(manner) {}
+  FailingBuffer(std::size_t room, bool throws) : room_(room), throws_(throws) {}
 
  protected:
-  std::streamsize xsputn(const char* text, std::streamsize length) override {
-    for (std::streamsize i = 0; i < length; ++i) {
-      if (overflow(static_cast<unsigned char>(text[i])) == traits_type::eof()) {
-        return i;
-      }
-    }
-    return length;
-  }
   int_type overflow(int_type byte) override {
-    if (room == 0) {
-      if (full == Full::kThrows) {
-        throw std::runtime_error("no room");
-      }
-      return traits_type::eof();
+    if (room_ == 0) {
+      return Fail();
     }
-    --room;
+    --room_;
     return byte;
   }
+  int sync() override { return Fail(); }
 
  private:
-  std::size_t room;
-  Full full;
+  [[nodiscard]] int Fail() const { return throws_ ? throw std::runtime_error("no room") : -1; }
+
+  std::size_t room_;
+  bool throws_;
 };
 
 TEST(KLoggerDump, EmptyLogIsTwoHeaderLinesAndAPause) {
+  const auto dump = [](KLogger& log) {
+    std::ostringstream text;
+    KLogger::Dump(&log, text);
+    return text.str();
+  };
   KLogger log;
   // Noon at Greenwich in the middle of the month: the same day, month and year everywhere.
   KLoggerProbe::SetClock(log, 1000, 12345, 1789473600, 7);
   const auto begin = std::chrono::steady_clock::now();
 
-  const std::string text = DumpText(log);
+  const std::string text = dump(log);
 
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(9));
   EXPECT_THAT(text, MatchesRegex("%% Reference time: 12\\.345000 is approximately 7ms past "
@@ -81,7 +77,7 @@ TEST(KLoggerDump, EmptyLogIsTwoHeaderLinesAndAPause) {
   EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
 
   KLoggerProbe::SetClock(log, 1000, 0, -1, 0);  // no time that can be shown
-  EXPECT_EQ(DumpText(log), "%% Reference time: 0.000000 is wrong.\n%%\n");
+  EXPECT_EQ(dump(log), "%% Reference time: 0.000000 is wrong.\n%%\n");
 }
 
 TEST(KLoggerDump, TimesAreRelativeToTheFirstRecordWhichIsLaterThanTheLogItself) {
@@ -91,15 +87,14 @@ TEST(KLoggerDump, TimesAreRelativeToTheFirstRecordWhichIsLaterThanTheLogItself) 
   EXPECT_NEAR(static_cast<double>(KLoggerProbe::StartSeconds(log)),
               static_cast<double>(seconds.count()), 60.0);
   WriteNumbered(log, 0, 2);
-
-  const std::string text = DumpText(log);
-  const LogReader dump(text);
-
-  EXPECT_THAT(dump.header, testing::StartsWith("%% Reference time: -0."));
-  ASSERT_EQ(dump.events.size(), 2U);
-  EXPECT_EQ(dump.events[0].time, "0.000000");
-  EXPECT_GE(std::stod(dump.events[1].time), 0.0);
-  EXPECT_EQ(text.find('\r'), std::string::npos);
+  std::ostringstream text;
+  KLogger::Dump(&log, text);
+  EXPECT_THAT(text.str(), testing::StartsWith("%% Reference time: -0."));
+  EXPECT_EQ(text.str().find('\r'), std::string::npos);
+  const std::vector<LoggedEvent> events = LogReader::Events(text.str());
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[0].time, "0.000000");
+  EXPECT_GE(std::stod(events[1].time), 0.0);
 }
 
 TEST(KLoggerDump, ShowsTheLastRecordsOldestFirstAndEmptiesTheLog) {
@@ -109,7 +104,7 @@ TEST(KLoggerDump, ShowsTheLastRecordsOldestFirstAndEmptiesTheLog) {
       {1, 1}, {1, kCapacity}, {1, kCapacity + 5}, {kThreeBeforeTheCountWraps, kCapacity + 7}};
   for (const auto& [counter, writes] : cases) {
     KLogger log;
-    KLoggerProbe::SetCounter(log, counter);
+    KLoggerProbe::Counter(log) = counter;
     WriteNumbered(log, 0, writes);
 
     const std::vector<LoggedEvent> events = DumpEvents(log);
@@ -128,30 +123,39 @@ TEST(KLoggerDump, ShowsTheLastRecordsOldestFirstAndEmptiesTheLog) {
   }
 }
 
+// As `std::cerr` by default, a stream may flush each piece; standard libraries do so in a
+// destructor, which must not throw.
 TEST(KLoggerDump, AFailureAnywhereFreezesTheLogWithItsRecordsUnlessTheStreamMerelyTurnsBad) {
+  constexpr std::ios_base::iostate kNone = std::ios_base::goodbit;
   const struct {
-    NarrowBuffer::Full full;
+    bool throws;
     std::ios_base::iostate exceptions;
-    bool freezes;
-  } cases[] = {{NarrowBuffer::Full::kThrows, std::ios_base::goodbit, true},
-               {NarrowBuffer::Full::kThrows, std::ios_base::badbit | std::ios_base::failbit, true},
-               {NarrowBuffer::Full::kRefuses, std::ios_base::badbit, true},
-               {NarrowBuffer::Full::kRefuses, std::ios_base::failbit, true},
-               {NarrowBuffer::Full::kRefuses, std::ios_base::goodbit, false}};
-  for (const auto& sample : cases) {
-    for (std::size_t room = 0; room < 300; room += 23) {  // the text is longer
-      SCOPED_TRACE(room);
+    std::size_t room;  // up to here in steps; the text is longer than 300, and shorter than 10000
+    std::ios_base::fmtflags flags;
+  } cases[] = {{true, kNone, 300, {}},
+               {true, std::ios_base::badbit | std::ios_base::failbit, 300, {}},
+               {false, std::ios_base::badbit, 300, {}},
+               {false, std::ios_base::failbit, 300, {}},
+               {false, kNone, 300, {}},
+               {true, kNone, 10000, {}},
+               {false, std::ios_base::badbit, 10000, {}},
+               {true, kNone, 10000, std::ios_base::unitbuf},
+               {false, std::ios_base::badbit, 10000, std::ios_base::unitbuf}};
+  for (const auto& [throws, exceptions, room, flags] : cases) {
+    for (std::size_t left = room == 300 ? 0 : room; left <= room; left += 23) {
+      SCOPED_TRACE(left);
       KLogger log;
       WriteNumbered(log, 1, 3);
       const KLogRecord second = KLoggerProbe::Record(log, 1);
-      NarrowBuffer buffer(room, sample.full);
+      FailingBuffer buffer(left, throws);
       std::ostream stream(&buffer);
-      stream.exceptions(sample.exceptions);
+      stream.setf(flags);
+      stream.exceptions(exceptions);
 
       KLogger::Dump(&log, stream);
 
       EXPECT_TRUE(stream.bad());
-      if (sample.freezes) {
+      if (throws || exceptions != kNone) {
         EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);  // the count kept, disabled
         EXPECT_EQ(KLoggerProbe::Record(log, 1), second);
         WriteNumbered(log, 9, 1);
@@ -165,48 +169,15 @@ TEST(KLoggerDump, AFailureAnywhereFreezesTheLogWithItsRecordsUnlessTheStreamMere
   }
 }
 
-// What a dump leaves in the buffer must get out before the log is emptied. As `std::cerr` by
-// default, a stream may flush each piece; standard libraries do so in a destructor, which must not
-// throw.
-TEST(KLoggerDump, AStreamThatFailsToFlushFreezesTheLogAsWell) {
-  struct Unsynchronised : std::stringbuf {
-    bool throws = false;
-    int sync() override { return throws ? throw std::runtime_error("no way on") : -1; }
-  };
-  for (const bool eachPiece : {true, false}) {
-    for (const bool throws : {true, false}) {
-      KLogger log;
-      WriteNumbered(log, 1, 3);
-      Unsynchronised buffer;
-      buffer.throws = throws;
-      std::ostream stream(&buffer);
-      if (eachPiece) {
-        stream << std::unitbuf;
-      }
-      if (!throws) {
-        stream.exceptions(std::ios_base::badbit);
-      }
-
-      KLogger::Dump(&log, stream);
-
-      EXPECT_TRUE(stream.bad());
-      EXPECT_EQ(KLoggerProbe::Counter(log), 3U << 1U);
-      EXPECT_EQ(DumpEvents(log).size(), 3U);
-    }
-  }
-}
-
 TEST(KLoggerDump, NullCoreAndMissingBufferAreIgnored) {
   std::ostringstream stream;
   KLogger::Dump(nullptr, stream);
   EXPECT_EQ(stream.str(), "");
   KLogger::Write(nullptr, 0, 0, 0, 0, 0, nullptr);
-
   KLogger log;
   KLoggerProbe::DropBuffer(log);
   WriteNumbered(log, 1, 3);
   EXPECT_EQ(KLoggerProbe::Counter(log), 1U);  // not even counted
-  EXPECT_EQ(log.FormatRecord(0, 0), "");
   EXPECT_TRUE(DumpEvents(log).empty());
 }
 
@@ -214,48 +185,44 @@ TEST(KLoggerDump, NullCoreAndMissingBufferAreIgnored) {
 // that an earlier dump is gone.
 class DebugDumpFile : public testing::Test {
  protected:
-  const std::filesystem::path file = Velta::Platform::kDebugDumpPath;
-  const std::filesystem::path folder = file.parent_path();
-  const bool folderWasThere = std::filesystem::exists(folder);
-
-  void SetUp() override { std::filesystem::remove(file); }
-  void TearDown() override {
-    std::filesystem::remove(file);
-    if (!folderWasThere) {
-      std::filesystem::remove(folder);
+  DebugDumpFile() {
+    std::filesystem::remove(file_);
+    WriteNumbered(log_, 1, 3);
+  }
+  ~DebugDumpFile() override {
+    std::filesystem::remove(file_);
+    if (!folderWasThere_) {
+      std::filesystem::remove(folder_);
     }
   }
+
+  const std::filesystem::path file_ = Velta::Platform::kDebugDumpPath;
+  const std::filesystem::path folder_ = file_.parent_path();
+  const bool folderWasThere_ = std::filesystem::exists(folder_);
+  KLogger log_;
 };
 
 TEST_F(DebugDumpFile, IsReplacedByTheDumpEvenWhileAnotherReadsIt) {
-  std::filesystem::create_directories(folder);
-  std::ofstream(file) << std::string(100000, 'x');
-  const std::ifstream other(file);
-  KLogger log;
-  WriteNumbered(log, 1, 3);
-  MKLoggerAdapter adapter(&log);
+  std::filesystem::create_directories(folder_);
+  std::ofstream(file_) << std::string(100000, 'x');
+  const std::ifstream other(file_);
 
-  EXPECT_TRUE(adapter.DumpToFile());
+  EXPECT_TRUE(MKLoggerAdapter(&log_).DumpToFile());
 
-  std::ifstream written(file);
+  std::ifstream written(file_);
   const std::string text(std::istreambuf_iterator<char>(written), {});
   EXPECT_EQ(LogReader::Events(text).size(), 3U);
-  EXPECT_EQ(KLoggerProbe::Counter(log), 1U);
+  EXPECT_EQ(KLoggerProbe::Counter(log_), 1U);
 }
 
 TEST_F(DebugDumpFile, ThatCannotBeOpenedLeavesTheLogUntouched) {
   // A folder in the file's place, or no folder for the file at all.
-  if (folderWasThere) {
-    std::filesystem::create_directory(file);
+  if (folderWasThere_) {
+    std::filesystem::create_directory(file_);
   }
-  KLogger log;
-  WriteNumbered(log, 1, 3);
-  MKLoggerAdapter adapter(&log);
-
-  EXPECT_FALSE(adapter.DumpToFile());
-
-  EXPECT_EQ(KLoggerProbe::Counter(log), 1U + 2U * 3U);
-  EXPECT_NE(log.FormatRecord(2, 0), "");
+  EXPECT_FALSE(MKLoggerAdapter(&log_).DumpToFile());
+  EXPECT_EQ(KLoggerProbe::Counter(log_), 1U + 2U * 3U);
+  EXPECT_NE(log_.FormatRecord(2, 0), "");
 }
 
 #if !defined(_WIN32)
@@ -263,55 +230,51 @@ TEST_F(DebugDumpFile, ThatCannotBeOpenedLeavesTheLogUntouched) {
 // user's files.
 TEST_F(DebugDumpFile, IsARegularFileOfTheUsersOwnOrIsLeftAlone) {
   const Watchdog watchdog("a dump into a pipe");
-  const std::filesystem::path victim = file.string() + ".victim";
+  const std::filesystem::path victim = file_.string() + ".victim";
   std::ofstream(victim) << "kept";
-  KLogger log;
-  WriteNumbered(log, 1, 3);
+  const auto makePipe = [this] { ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0); };
   int reader = -1;
-  const std::function<void()> traps[] = {[&] { std::filesystem::create_symlink(victim, file); },
-                                         [&] { std::filesystem::create_hard_link(victim, file); },
-                                         [&] { ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); },
+  const std::function<void()> traps[] = {[&] { std::filesystem::create_symlink(victim, file_); },
+                                         [&] { std::filesystem::create_hard_link(victim, file_); },
+                                         makePipe,
                                          [&] {
-                                           ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
-                                           reader = ::open(file.c_str(), O_RDONLY | O_NONBLOCK);
+                                           makePipe();
+                                           reader = ::open(file_.c_str(), O_RDONLY | O_NONBLOCK);
                                          }};
   for (const auto& lay : traps) {
     lay();
-    EXPECT_FALSE(log.DumpToFile());
-    std::filesystem::remove(file);
+    EXPECT_FALSE(log_.DumpToFile());
+    std::filesystem::remove(file_);
   }
   ::close(reader);
+  std::filesystem::rename(victim, file_);
   if (::geteuid() == 0) {
-    std::filesystem::rename(victim, file);
-    std::filesystem::permissions(file, std::filesystem::perms::all);
+    std::filesystem::permissions(file_, std::filesystem::perms::all);
     const OrdinaryUser user;
-    EXPECT_FALSE(log.DumpToFile());
-  } else {
-    std::filesystem::rename(victim, file);
+    EXPECT_FALSE(log_.DumpToFile());
   }
-  EXPECT_EQ(std::filesystem::file_size(file), 4U);
-  EXPECT_EQ(KLoggerProbe::Counter(log), 1U + 2U * 3U);
+  EXPECT_EQ(std::filesystem::file_size(file_), 4U);
+  EXPECT_EQ(KLoggerProbe::Counter(log_), 1U + 2U * 3U);
 
-  std::filesystem::remove(file);
-  EXPECT_TRUE(log.DumpToFile());
-  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+  std::filesystem::remove(file_);
+  EXPECT_TRUE(log_.DumpToFile());
+  EXPECT_EQ(std::filesystem::status(file_).permissions(), std::filesystem::perms(0600));
 }
 
 TEST_F(DebugDumpFile, OnAFullDiskCostsNoRecord) {
-  KLogger log;
-  WriteNumbered(log, 1, 3000);
+  WriteNumbered(log_, 4, 2997);
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
   const rlimit full{100000, before.rlim_max};
   const auto handler = std::signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
 
-  EXPECT_TRUE(log.DumpToFile());
+  EXPECT_TRUE(log_.DumpToFile());
 
   ::setrlimit(RLIMIT_FSIZE, &before);
   std::signal(SIGXFSZ, handler);
-  EXPECT_EQ(std::filesystem::file_size(file), 100000U);
-  EXPECT_EQ(DumpEvents(log).size(), 3000U);
+  EXPECT_EQ(std::filesystem::file_size(file_), 100000U);
+  EXPECT_EQ(DumpEvents(log_).size(), 3000U);
 }
 #endif
 

@@ -6,31 +6,35 @@
 #include "velta/logging/internal/KLogWords.h"
 
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
-#include <map>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+using RecordWords = std::array<std::uint64_t, 5>;
+
 inline bool operator==(const KLogRecord& a, const KLogRecord& b) {
-  return std::bit_cast<std::array<std::uint64_t, 5>>(a) ==
-         std::bit_cast<std::array<std::uint64_t, 5>>(b);
+  return std::bit_cast<RecordWords>(a) == std::bit_cast<RecordWords>(b);
 }
 
 /// What tests need of a log beyond its interface.
 struct KLoggerProbe {
-  static std::uint32_t Counter(const KLogger& log) { return log.counter.load(); }
-  static void SetCounter(KLogger& log, std::uint32_t counter) { log.counter.store(counter); }
+  static std::atomic<std::uint32_t>& Counter(KLogger& log) { return log.counter; }
+  static const auto& Names(const KLogger& log) { return log.names; }
+  static const auto& States(const KLogger& log) { return log.stateNames; }
+  static const auto& Threads(const KLogger& log) { return log.threadNames; }
+  static const auto& Objects(const KLogger& log) { return log.objectNames; }
+  static bool& Initialised(KGuardedLock& lock) { return lock.initialised; }
 
   static KLogRecord Record(const KLogger& log, std::uint32_t slot) { return log.ReadRecord(slot); }
   static void SetRecord(KLogger& log, std::uint32_t slot, const KLogRecord& record) {
-    const auto words = std::bit_cast<std::array<std::uint64_t, 5>>(record);
-    for (std::size_t i = 0; i < words.size(); ++i) {
-      Velta::Logging::KLogWords::Store(log.records[Velta::Logging::KLogWords::Offset(slot) + i],
-                                       words[i]);
+    std::size_t at = Velta::Logging::KLogWords::Offset(slot);
+    for (const std::uint64_t word : std::bit_cast<RecordWords>(record)) {
+      Velta::Logging::KLogWords::Store(log.records[at++], word);
     }
   }
   static void DropBuffer(KLogger& log) {
@@ -38,6 +42,7 @@ struct KLoggerProbe {
     log.records = nullptr;
   }
 
+  static std::int64_t StartSeconds(const KLogger& log) { return log.startWallClock.time; }
   static void SetClock(KLogger& log, std::int64_t frequency, std::int64_t startCounter,
                        std::int64_t wallSeconds, std::uint16_t wallMillis) {
     log.frequency = frequency;
@@ -45,32 +50,12 @@ struct KLoggerProbe {
     log.startWallClock.time = wallSeconds;
     log.startWallClock.millitm = wallMillis;
   }
-  static std::int64_t StartSeconds(const KLogger& log) { return log.startWallClock.time; }
-
-  static const std::map<std::int32_t, std::string>& Names(const KLogger& log) { return log.names; }
-  static const std::map<std::int32_t, std::string>& States(const KLogger& log) {
-    return log.stateNames;
-  }
-  static const std::map<std::int32_t, std::string>& Threads(const KLogger& log) {
-    return log.threadNames;
-  }
-  static const std::map<std::uint64_t, std::string>& Objects(const KLogger& log) {
-    return log.objectNames;
-  }
-
-  static void SetInitialised(KGuardedLock& lock, bool initialised) {
-    lock.initialised = initialised;
-  }
 };
 
 inline const void* Address(std::uint64_t value) { return reinterpret_cast<const void*>(value); }
 
-inline std::string DumpText(KLogger& log) {
+inline std::vector<LoggedEvent> DumpEvents(KLogger& log) {
   std::ostringstream text;
   KLogger::Dump(&log, text);
-  return text.str();
-}
-
-inline std::vector<LoggedEvent> DumpEvents(KLogger& log) {
-  return LogReader::Events(DumpText(log));
+  return LogReader::Events(text.str());
 }
