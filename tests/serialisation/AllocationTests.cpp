@@ -9,7 +9,6 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
-#include <exception>
 #include <functional>
 #include <memory>
 #include <new>
@@ -49,10 +48,9 @@ TEST(XmlFilers, WithoutMemoryAWriteLeavesWhatWasThere) {
   for (const auto& write : writes) {
     Allocations::WithLittle([&](int granted) {
       MOutFilerTaggedXml filer(L"Root", L"");
-      EXPECT_TRUE(filer.WriteInt(L"before", 1) && filer.BeginGroup(L"empty"));
       MString before;
       MString after;
-      EXPECT_TRUE(filer.GetText(&before));
+      EXPECT_TRUE(filer.WriteInt(L"before", 1) && filer.GetText(&before));
       const auto [written, refused] = Try(granted, [&] { return write(filer); });
       EXPECT_NE(written, refused);
       EXPECT_TRUE(filer.GetText(&after));
@@ -88,21 +86,18 @@ TEST(MInFilerTaggedXml, WithoutMemoryForItsDocumentItSaysSo) {
   using Kind = MInFilerTaggedXml::FaultKind;
   const MString root(100, L'r');
   const std::pair<MString, Kind> texts[] = {
-      {L"<" + root + L" xmlns='" + kTag + L"'><n type='int'>1</n></" + root + L">", Kind::kNone},
+      {L"<" + root + L" xmlns='" + kTag + L"'/>", Kind::kNone},
       {L"<" + root + L" xmlns='" + kTag + L"x'/>", Kind::kNamespace},
       {L"<" + kTag + L"/>", Kind::kRoot},
       {L"<" + root + L">", Kind::kText}};
   for (const auto& sample : texts) {
-    const auto kind = sample.second;
     Allocations::WithLittle([&](int granted) {
       std::optional<MInFilerTaggedXml> reader;
       const bool refused = IsRefused(granted, [&] { reader.emplace(sample.first, root, kTag); });
       const MInFilerTaggedXml::Fault& fault = reader->GetFault();
-      EXPECT_EQ(fault.kind, refused ? Kind::kMemory : kind);
+      EXPECT_EQ(fault.kind, refused ? Kind::kMemory : sample.second);
       EXPECT_EQ(reader->HasDocument(), fault.kind == Kind::kNone);
-      EXPECT_EQ(fault.message.empty(), refused || kind == Kind::kNone);
-      std::int32_t number = 0;
-      EXPECT_EQ(reader->ReadInt(L"n", &number, 5), reader->HasDocument());
+      EXPECT_EQ(fault.message.empty(), refused || fault.kind == Kind::kNone);
       return refused;
     });
   }

@@ -6,6 +6,8 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <utility>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -13,62 +15,28 @@ namespace {
 /// An error that another component reported, with the chain that it sent along.
 class ForeignError : public MError {
  public:
-  ForeignError(const MString& errorCode, MString chain)
-      : MError(errorCode), causes(std::move(chain)) {}
-  MString GetCauseChain() const override { return causes; }
+  explicit ForeignError(MString chain) : MError(L"Host.Run:Failed"), causes_(std::move(chain)) {}
+  MString GetCauseChain() const override { return causes_; }
 
  private:
-  MString causes;
+  MString causes_;
 };
 
-MString ChainText(const MException& exception, const wchar_t* root = L"ExceptionChain") {
-  MOutFilerTaggedXml filer(root, L"");
-  EXPECT_TRUE(exception.Write(filer, L"Exception"));
-  MString text;
-  EXPECT_TRUE(filer.GetText(&text));
-  return text;
-}
-
-MException TwoErrors() {
+/// Two errors, the first with parameters.
+MString ChainText(const wchar_t* root = L"ExceptionChain") {
   MError first(L"Disk.Read:Failed");
   first.AddParameter(L"winErrorCode", 5u, false);
   first.AddParameter(L"name", L"<&>");
   MException exception(first);
   exception.AddError(MError(L"File.Load:Unreadable"));
-  return exception;
+  MOutFilerTaggedXml filer(root, L"");
+  MString text;
+  EXPECT_TRUE(exception.Write(filer, L"Exception") && filer.GetText(&text));
+  return text;
 }
 
 TEST(CauseChain, ThrowingAnErrorThatCarriesOneUnfoldsIt) {
-  const MException unfolded(ForeignError(L"Host.Run:Failed", ChainText(TwoErrors())));
-  ASSERT_EQ(unfolded.GetErrorCount(), 3);
-  EXPECT_EQ(unfolded.GetError(0)->GetCode(), L"Disk.Read:Failed");
-  EXPECT_EQ(unfolded.GetError(0)->GetParameters(), TwoErrors().GetError(0)->GetParameters());
-  EXPECT_EQ(unfolded.GetError(1)->GetCode(), L"File.Load:Unreadable");
-  EXPECT_EQ(unfolded.GetError(2)->GetCode(), L"Host.Run:Failed");
-}
-
-TEST(CauseChain, ATextThatIsNoneIsIgnored) {
-  const MString whole = ChainText(TwoErrors());
-  const MString texts[] = {L"", L"<ExceptionChain/>", ChainText(TwoErrors(), L"Other"),
-                           whole + L"<x/>", whole.substr(0, whole.size() / 2)};
-  for (const MString& text : texts) {
-    const MException exception(ForeignError(L"Host.Run:Failed", text));
-    EXPECT_EQ(exception.GetErrorCount(), 1) << testing::PrintToString(text);
-  }
-}
-
-TEST(CauseChain, WithoutALocaleTheErrorItselfIsStillReported) {
-  const ForeignError error(L"Host.Run:Failed", ChainText(TwoErrors()));
-  const SystemCallOverride refuse(Velta::Platform::systemCalls.createLocale,
-                                  [](const char*) -> _locale_t { return nullptr; });
-  const MException exception(error);
-  ASSERT_EQ(exception.GetErrorCount(), 1);
-  EXPECT_EQ(exception.GetError(0)->GetCode(), L"Host.Run:Failed");
-}
-
-TEST(MException, ReadStandsInTheElementThatWriteMade) {
-  const MString text = ChainText(TwoErrors());
-  EXPECT_EQ(text,
+  EXPECT_EQ(ChainText(),
             L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<ExceptionChain>\n<Exception>\n<Error>\n"
             L"<Code type=\"string\">Disk.Read:Failed</Code>\n"
             L"<Parameter>\n<Name type=\"string\">name</Name>\n"
@@ -77,7 +45,32 @@ TEST(MException, ReadStandsInTheElementThatWriteMade) {
             L"<Value type=\"string\">5</Value>\n</Parameter>\n</Error>\n"
             L"<Error>\n<Code type=\"string\">File.Load:Unreadable</Code>\n</Error>\n"
             L"</Exception>\n</ExceptionChain>\n");
-  MInFilerTaggedXml filer(text, L"ExceptionChain", L"");
+  const MException unfolded{ForeignError(ChainText())};
+  ASSERT_EQ(unfolded.GetErrorCount(), 3);
+  EXPECT_EQ(unfolded.GetError(0)->GetCode(), L"Disk.Read:Failed");
+  EXPECT_EQ(unfolded.GetError(0)->GetParameters().at(L"name"), L"<&>");
+  EXPECT_EQ(unfolded.GetError(1)->GetCode(), L"File.Load:Unreadable");
+  EXPECT_EQ(unfolded.GetError(2)->GetCode(), L"Host.Run:Failed");
+}
+
+TEST(CauseChain, WhatCannotBeReadIsIgnored) {
+  const auto expectAlone = [](const MString& chain) {
+    const MException exception{ForeignError(chain)};
+    ASSERT_EQ(exception.GetErrorCount(), 1) << chain;
+    EXPECT_EQ(exception.GetError(0)->GetCode(), L"Host.Run:Failed");
+  };
+  const MString whole = ChainText();
+  for (const MString& text : {MString(), MString(L"<ExceptionChain/>"), ChainText(L"Other"),
+                              whole + L"<x/>", whole.substr(0, whole.size() / 2)}) {
+    expectAlone(text);
+  }
+  const SystemCallOverride refuse(Velta::Platform::systemCalls.createLocale,
+                                  [](const char*) -> _locale_t { return nullptr; });
+  expectAlone(whole);
+}
+
+TEST(MException, ReadStandsInTheElementThatWriteMade) {
+  MInFilerTaggedXml filer(ChainText(), L"ExceptionChain", L"");
   MException read;
   EXPECT_TRUE(read.Read(filer, L"Exception"));
   EXPECT_EQ(read.GetErrorCount(), 0) << "not entered yet";

@@ -36,15 +36,10 @@ class RegistryFilers : public testing::Test {
 
   /// The raw value below the application's key.
   [[nodiscard]] StoredValue Raw(const wchar_t* name, const wchar_t* groups = L"") const {
-    HKEY key = nullptr;
     const std::wstring path = KeyName() + L"\\" + groups;
-    const LSTATUS status = ::RegOpenKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, KEY_READ, &key);
-    if (status != ERROR_SUCCESS) {
-      return {status, 0, {}};
-    }
-    const StoredValue value = Stored(key, name);
-    ::RegCloseKey(key);
-    return value;
+    const LSTATUS status = Opened(HKEY_CURRENT_USER, path.c_str());
+    return status == ERROR_SUCCESS ? Stored(TestKey(HKEY_CURRENT_USER, path), name)
+                                   : StoredValue{status, 0, {}};
   }
 
   void StoreRaw(const wchar_t* name, DWORD type, const std::vector<BYTE>& data) const {
@@ -61,27 +56,52 @@ class RegistryFilers : public testing::Test {
 StoredValue Dword(std::uint32_t value) { return {ERROR_SUCCESS, REG_DWORD, BytesOf(value)}; }
 StoredValue Text(const std::wstring& text) { return {ERROR_SUCCESS, REG_SZ, BytesOf(text)}; }
 
-TEST_F(RegistryFilers, EveryTypeIsStoredByteForByte) {
-  ASSERT_TRUE(writer.WriteChar(L"char", '\xE9') && writer.WriteByte(L"byte", 255) &&
-              writer.WriteBool(L"yes", true) && writer.WriteBool(L"no", false) &&
-              writer.WriteShort(L"short", -2) && writer.WriteUnsignedShort(L"ushort", 65534) &&
-              writer.WriteInt(L"int", -2) && writer.WriteUnsignedInt(L"uint", 4294967294U) &&
-              writer.WriteString(L"string", L"A & B") && writer.WriteString(L"empty", L"") &&
-              writer.WriteDouble(L"double", 1.5) && writer.WriteFloat(L"float", -1.5F) &&
-              writer.WriteDouble(L"pi", 3.14159265358979312));
-  EXPECT_EQ(Raw(L"char"), Dword(0xE9));
-  EXPECT_EQ(Raw(L"byte"), Dword(255));
-  EXPECT_EQ(Raw(L"yes"), Dword(1));
-  EXPECT_EQ(Raw(L"no"), Dword(0));
-  EXPECT_EQ(Raw(L"short"), Dword(0xFFFFFFFE));
-  EXPECT_EQ(Raw(L"ushort"), Dword(0x0000FFFE));
-  EXPECT_EQ(Raw(L"int"), Dword(0xFFFFFFFE));
-  EXPECT_EQ(Raw(L"uint"), Dword(0xFFFFFFFE));
-  EXPECT_EQ(Raw(L"string"), Text(L"A & B"));
-  EXPECT_EQ(Raw(L"empty"), Text(L""));
-  EXPECT_EQ(Raw(L"double"), Text(L"1.50000000000000e+00"));
-  EXPECT_EQ(Raw(L"float"), Text(L"-1.500000e+00"));
-  EXPECT_EQ(Raw(L"pi"), Text(L"3.14159265358979e+00"));
+#if defined(_WIN32)
+/// A file of UTF-16 with a byte order mark, or of ASCII, with line feeds alone.
+std::string LinesOf(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::string text(std::istreambuf_iterator<char>(stream), {});
+  std::erase_if(text, [](char c) { return c <= 0 || c == '\r'; });
+  return text;
+}
+#endif
+
+TEST_F(RegistryFilers, EveryTypeIsStoredByteForByteAndGroupsAreKeys) {
+  ASSERT_TRUE(writer.WriteInt(L"Count", 42) && writer.WriteFloat(L"Ratio", 0.1F) &&
+              writer.WriteDouble(L"Scale", 1.5) && writer.WriteString(L"Title", L"A \"&\" B\\C") &&
+              writer.BeginGroup(L"Panel") && writer.WriteChar(L"Mark", 'x') &&
+              writer.WriteShort(L"Offset", -2) && writer.WriteBool(L"Visible", true) &&
+              writer.BeginGroup(L"Layout") && writer.WriteByte(L"Columns", 3) &&
+              writer.WriteUnsignedShort(L"Height", 65535) &&
+              writer.WriteUnsignedInt(L"Width", 4294967295U));
+#if defined(_WIN32)
+  const std::filesystem::path file =
+      std::filesystem::temp_directory_path() / (application + L".reg");
+  const std::wstring key = L"HKCU\\" + KeyName();
+  ASSERT_EQ(::_wspawnlp(_P_WAIT, L"reg.exe", L"reg.exe", L"export", key.c_str(), file.c_str(),
+                        L"/y", nullptr),
+            0);
+  std::string exported = LinesOf(file);
+  std::filesystem::remove(file);
+  const std::string unique(application.begin(), application.end());
+  for (auto at = exported.find(unique); at != std::string::npos; at = exported.find(unique)) {
+    exported.replace(at, unique.size(), "Example");
+  }
+  EXPECT_EQ(exported, LinesOf(VELTA_TEST_SOURCES "/tests/golden/registry.reg"));
+#endif
+  EXPECT_EQ(Raw(L"Count"), Dword(42));
+  EXPECT_EQ(Raw(L"Ratio"), Text(L"1.000000e-01"));
+  EXPECT_EQ(Raw(L"Scale"), Text(L"1.50000000000000e+00"));
+  EXPECT_EQ(Raw(L"Title"), Text(L"A \"&\" B\\C"));
+  EXPECT_EQ(Raw(L"Mark", L"Panel"), Dword('x'));
+  EXPECT_EQ(Raw(L"Offset", L"Panel"), Dword(0xFFFFFFFE));
+  EXPECT_EQ(Raw(L"Visible", L"Panel"), Dword(1));
+  EXPECT_EQ(Raw(L"Columns", L"Panel\\Layout"), Dword(3));
+  EXPECT_EQ(Raw(L"Height", L"Panel\\Layout"), Dword(65535));
+  EXPECT_EQ(Raw(L"Width", L"Panel\\Layout"), Dword(0xFFFFFFFF));
+  ASSERT_TRUE(writer.WriteChar(L"Mark", '\xE9') && writer.EndGroup() && writer.EndGroup());
+  EXPECT_EQ(Raw(L"Mark", L"Panel\\Layout"), Dword(0xE9));
+  EXPECT_FALSE(writer.EndGroup()) << "none is begun";
 }
 
 TEST_F(RegistryFilers, EveryValueComesBackAsFarAsItsTextCarriesIt) {
@@ -140,27 +160,18 @@ TEST_F(RegistryFilers, AStringIsWhatIsStoredAsOne) {
   EXPECT_EQ(read, L"default");
 }
 
-TEST_F(RegistryFilers, GroupsAreKeys) {
-  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.BeginGroup(L"Layout") &&
-              writer.WriteInt(L"Width", 1) && writer.EndGroup() && writer.WriteInt(L"Count", 2) &&
-              writer.EndGroup() && writer.WriteInt(L"Top", 3));
-  EXPECT_EQ(Raw(L"Width", L"Panel\\Layout"), Dword(1));
-  EXPECT_EQ(Raw(L"Count", L"Panel"), Dword(2));
-  EXPECT_EQ(Raw(L"Top"), Dword(3));
-  EXPECT_FALSE(writer.EndGroup()) << "none is begun";
-
+TEST_F(RegistryFilers, ReadingStaysWithinItsGroupAndCreatesNone) {
+  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.WriteInt(L"Count", 2) && writer.EndGroup());
   std::int32_t number = 0;
   ASSERT_TRUE(reader.BeginGroup(L"Panel") && reader.BeginGroup(L"Missing"));
   EXPECT_FALSE(reader.ReadInt(L"Count", &number, 8));
   EXPECT_EQ(number, 8);
-  ASSERT_TRUE(reader.EndGroup());
-  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
+  ASSERT_TRUE(reader.EndGroup() && reader.ReadInt(L"Count", &number, 0));
   EXPECT_EQ(number, 2);
   ASSERT_TRUE(reader.EndGroup());
   EXPECT_FALSE(reader.EndGroup());
-  EXPECT_EQ(Raw(L"", L"Panel\\Missing").status, ERROR_FILE_NOT_FOUND) << "reading creates no group";
-
   ASSERT_TRUE(writer.BeginGroup(L"Empty") && writer.EndGroup());
+  EXPECT_EQ(Raw(L"", L"Panel\\Missing").status, ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(Raw(L"", L"Empty").status, ERROR_FILE_NOT_FOUND) << "nor does a group without a value";
 }
 
@@ -211,13 +222,9 @@ TEST_F(RegistryFilers, OnlyAReaderThatMayCreatesTheApplicationsKey) {
   std::int32_t number = 0;
   IInFilerTaggedRegistry cautious(application, true);
   EXPECT_FALSE(cautious.ReadInt(L"Count", &number, 5));
-  HKEY key = nullptr;
-  EXPECT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
-            ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(Opened(HKEY_CURRENT_USER, KeyName().c_str()), ERROR_FILE_NOT_FOUND);
   EXPECT_FALSE(reader.ReadInt(L"Count", &number, 5));
-  EXPECT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, KeyName().c_str(), 0, KEY_READ, &key),
-            ERROR_SUCCESS);
-  ::RegCloseKey(key);
+  EXPECT_EQ(Opened(HKEY_CURRENT_USER, KeyName().c_str()), ERROR_SUCCESS);
   ASSERT_TRUE(writer.WriteInt(L"Count", 6) && cautious.ReadInt(L"Count", &number, 5));
   EXPECT_EQ(number, 6);
 }
@@ -235,92 +242,46 @@ TEST_F(RegistryFilers, DocumentsAndTheReservedOperationAreNotSupported) {
 TEST_F(RegistryFilers, AnErrorWithAParameterComesBackAndAChainLeavesItsLast) {
   MError first(L"A.B:First");
   first.AddParameter(L"status", L"128");
-  MException chain(first);
-  chain.AddError(MError(L"C.D:Second"));
-  ASSERT_TRUE(first.Write(writer, L"Single") && chain.Write(writer, L"Exception"));
+  MException chain(MError(L"C.D:Overwritten"));
+  chain.AddError(first);
+  ASSERT_TRUE(chain.Write(writer, L"Exception") && reader.BeginGroup(L"Exception"));
   MError error;
-  EXPECT_TRUE(error.Read(reader, L"Single"));
-  EXPECT_EQ(error.GetCode(), L"A.B:First");
-  EXPECT_THAT(error.GetParameters(), ElementsAre(Pair(L"status", L"128")));
   EXPECT_FALSE(error.Read(reader, L"Missing"));
-  EXPECT_FALSE(reader.EndGroup()) << "no group is left open";
-
-  ASSERT_TRUE(reader.BeginGroup(L"Exception"));
   EXPECT_TRUE(chain.Read(reader, L"Exception") && reader.EndGroup());
-  EXPECT_FALSE(reader.EndGroup());
+  EXPECT_FALSE(reader.EndGroup()) << "no group is left open";
   ASSERT_EQ(chain.GetErrorCount(), 1);
-  EXPECT_EQ(chain.GetError(0)->GetCode(), L"C.D:Second");
+  EXPECT_EQ(chain.GetError(0)->GetCode(), L"A.B:First");
+  EXPECT_THAT(chain.GetError(0)->GetParameters(), ElementsAre(Pair(L"status", L"128")));
 }
 
-#if defined(_WIN32)
+#if !defined(_WIN32)
 
-/// A file of UTF-16 with a byte order mark, or of ASCII, with line feeds alone.
-std::string LinesOf(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string text(std::istreambuf_iterator<char>(stream), {});
-  std::erase_if(text, [](char c) { return c <= 0 || c == '\r'; });
-  return text;
-}
-
-TEST_F(RegistryFilers, TheExportedTextIsTheExpectedFile) {
-  ASSERT_TRUE(writer.WriteInt(L"Count", 42) && writer.WriteFloat(L"Ratio", 0.1F) &&
-              writer.WriteDouble(L"Scale", 1.5) && writer.WriteString(L"Title", L"A \"&\" B\\C") &&
-              writer.BeginGroup(L"Panel") && writer.WriteChar(L"Mark", 'x') &&
-              writer.WriteShort(L"Offset", -2) && writer.WriteBool(L"Visible", true) &&
-              writer.BeginGroup(L"Layout") && writer.WriteByte(L"Columns", 3) &&
-              writer.WriteUnsignedShort(L"Height", 65535) &&
-              writer.WriteUnsignedInt(L"Width", 4294967295U));
-  const std::filesystem::path file =
-      std::filesystem::temp_directory_path() / (application + L".reg");
-  const std::wstring key = L"HKCU\\" + KeyName();
-  ASSERT_EQ(::_wspawnlp(_P_WAIT, L"reg.exe", L"reg.exe", L"export", key.c_str(), file.c_str(),
-                        L"/y", nullptr),
-            0);
-  std::string exported = LinesOf(file);
-  std::filesystem::remove(file);
-  const std::string unique(application.begin(), application.end());
-  for (auto at = exported.find(unique); at != std::string::npos; at = exported.find(unique)) {
-    exported.replace(at, unique.size(), "Example");
-  }
-  EXPECT_EQ(exported, LinesOf(VELTA_TEST_SOURCES "/tests/golden/registry.reg"));
-}
-
-#else
-
-class ReadOnlyKeys : public testing::Test {
- protected:
-  void Allow(const std::string& key, bool writing) const {
-    using Perms = std::filesystem::perms;
-    std::filesystem::permissions(
-        registry.Store() / "HKEY_CURRENT_USER" / key,
-        writing ? Perms::owner_all : Perms::owner_read | Perms::owner_exec);
-  }
-
+TEST(ReadOnlyKeys, OnTheWayAreEnoughTheApplicationsIsForTheReaderAlone) {
   const OrdinaryUser user;
   const TestRegistry registry;
-  IOutFilerTaggedRegistry writer{L"App"};
-  IInFilerTaggedRegistry reader{L"App", false};
+  const auto allow = [&](const char* key, bool writing) {
+    using Perms = std::filesystem::perms;
+    std::filesystem::permissions(
+        registry.Store() / "HKEY_CURRENT_USER/software" / key,
+        writing ? Perms::owner_all : Perms::owner_read | Perms::owner_exec);
+  };
+  IOutFilerTaggedRegistry writer(L"App");
+  IInFilerTaggedRegistry reader(L"App", false);
   std::int32_t number = 0;
-};
-
-TEST_F(ReadOnlyKeys, ThoseOnTheWayAreEnoughForBothFilers) {
-  ASSERT_TRUE(writer.WriteInt(L"Count", 1));
-  Allow("software", false);
-  Allow("software/velta", false);
-  EXPECT_TRUE(writer.WriteInt(L"Count", 2) && reader.ReadInt(L"Count", &number, 0));
+  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.WriteInt(L"Count", 1));
+  allow("", false);
+  allow("velta", false);
+  EXPECT_TRUE(writer.WriteInt(L"Count", 2));
+  EXPECT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadInt(L"Count", &number, 0));
   EXPECT_EQ(number, 2);
   EXPECT_FALSE(IOutFilerTaggedRegistry(L"New").WriteInt(L"Count", 1)) << "no key can be created";
-  Allow("software", true);
-  Allow("software/velta", true);
-}
-
-TEST_F(ReadOnlyKeys, TheApplicationsIsEnoughForTheReaderAlone) {
-  ASSERT_TRUE(writer.BeginGroup(L"Panel") && writer.WriteInt(L"Width", 2));
-  Allow("software/velta/app", false);
-  EXPECT_FALSE(writer.WriteInt(L"Width", 4)) << "though the group's key could be written";
-  ASSERT_TRUE(reader.BeginGroup(L"Panel") && reader.ReadInt(L"Width", &number, 0));
+  allow("velta/app", false);
+  EXPECT_FALSE(writer.WriteInt(L"Count", 3)) << "though the group's key could be written";
+  EXPECT_TRUE(reader.ReadInt(L"Count", &number, 0));
   EXPECT_EQ(number, 2);
-  Allow("software/velta/app", true);
+  for (const char* const key : {"", "velta", "velta/app"}) {
+    allow(key, true);
+  }
 }
 
 TEST_F(RegistryFilers, NoKeyStaysOpenBetweenCalls) {

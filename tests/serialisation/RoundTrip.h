@@ -25,37 +25,40 @@ class RoundTrip {
   /// @param doubleDigits, floatDigits  how many the prescribed text has after the point: what is
   ///                                   asked back is the number nearest to that text
   /// @param randoms                    how many random values of a kind
-  RoundTrip(IOutFilerTagged& filer, int doubleDigits, int floatDigits, int randoms)
-      : writer(filer) {
-    WriteIntegers();
+  RoundTrip(IOutFilerTagged& writer, int doubleDigits, int floatDigits, int randoms)
+      : writer_(writer) {
+    for (int i = 0; i < 256; ++i) {
+      Write(&Out::WriteChar, &In::ReadChar, static_cast<char>(i));
+    }
+    Write(&Out::WriteBool, &In::ReadBool, true);
+    Write(&Out::WriteBool, &In::ReadBool, false);
+    WriteIntegers<std::uint8_t>(&Out::WriteByte, &In::ReadByte);
+    WriteIntegers<std::int16_t>(&Out::WriteShort, &In::ReadShort);
+    WriteIntegers<std::uint16_t>(&Out::WriteUnsignedShort, &In::ReadUnsignedShort);
+    WriteIntegers<std::int32_t>(&Out::WriteInt, &In::ReadInt);
+    WriteIntegers<std::uint32_t>(&Out::WriteUnsignedInt, &In::ReadUnsignedInt);
     WriteTexts(randoms / 2);
-    char digits[64];
-    for (const double value : Floating<double, std::uint64_t>(randoms)) {
-      std::snprintf(digits, sizeof digits, "%.*e", doubleDigits, value);
-      Write(&IOutFilerTagged::WriteDouble, &IInFilerTagged::ReadDouble, value,
-            std::strtod(digits, nullptr));
-    }
-    for (const float value : Floating<float, std::uint32_t>(randoms)) {
-      std::snprintf(digits, sizeof digits, "%.*e", floatDigits, static_cast<double>(value));
-      Write(&IOutFilerTagged::WriteFloat, &IInFilerTagged::ReadFloat, value,
-            std::strtof(digits, nullptr));
-    }
+    WriteFloating<double, std::uint64_t>(&Out::WriteDouble, &In::ReadDouble, &std::strtod,
+                                         doubleDigits, randoms);
+    WriteFloating<float, std::uint32_t>(&Out::WriteFloat, &In::ReadFloat, &std::strtof, floatDigits,
+                                        randoms);
   }
 
   void ExpectBack(IInFilerTagged& reader) const {
-    for (const auto& read : reads) {
+    for (const auto& read : reads_) {
       read(reader);
     }
   }
 
  private:
+  using Out = IOutFilerTagged;
+  using In = IInFilerTagged;
+
   template <class T>
   static bool Same(const T& left, const T& right) {
     if constexpr (std::is_floating_point_v<T>) {
-      if (std::isnan(left)) {
-        return std::isnan(right);
-      }
-      return std::memcmp(&left, &right, sizeof left) == 0;  // zeros have signs
+      return std::isnan(left) ? std::isnan(right)
+                              : std::memcmp(&left, &right, sizeof left) == 0;  // zeros have signs
     } else {
       return left == right;
     }
@@ -63,67 +66,48 @@ class RoundTrip {
 
   template <class T, class Writing, class Reading>
   void Write(Writing write, Reading read, const T& value, const T& expected) {
-    const MString tag = L"v" + std::to_wstring(reads.size());
-    EXPECT_TRUE((writer.*write)(tag, value));
-    reads.push_back([=](IInFilerTagged& reader) {
+    const MString tag = L"v" + std::to_wstring(reads_.size());
+    EXPECT_TRUE((writer_.*write)(tag, value));
+    reads_.push_back([=](IInFilerTagged& reader) {
       T back{};
       EXPECT_TRUE((reader.*read)(tag, &back, T{})) << testing::PrintToString(value);
       EXPECT_TRUE(Same(back, expected))
           << testing::PrintToString(value) << " comes back as " << testing::PrintToString(back);
     });
   }
-
   template <class T, class Writing, class Reading>
-  void WriteAll(Writing write, Reading read, const std::vector<T>& values) {
-    for (const T& value : values) {
-      Write(write, read, value, value);
-    }
+  void Write(Writing write, Reading read, const T& value) {
+    Write(write, read, value, value);
   }
 
   /// Those at the edges and around zero.
   template <class T, class Writing, class Reading>
   void WriteIntegers(Writing write, Reading read) {
     using Limits = std::numeric_limits<T>;
-    WriteAll<T>(write, read, {(Limits::min)(), static_cast<T>(-1), 0, 1, (Limits::max)()});
-  }
-
-  void WriteIntegers() {
-    using Out = IOutFilerTagged;
-    using In = IInFilerTagged;
-    for (int i = 0; i < 256; ++i) {
-      const auto character = static_cast<char>(i);
-      Write(&Out::WriteChar, &In::ReadChar, character, character);
+    for (const T value : {(Limits::min)(), static_cast<T>(-1), T{0}, T{1}, (Limits::max)()}) {
+      Write(write, read, value);
     }
-    WriteIntegers<std::uint8_t>(&Out::WriteByte, &In::ReadByte);
-    WriteIntegers<std::int16_t>(&Out::WriteShort, &In::ReadShort);
-    WriteIntegers<std::uint16_t>(&Out::WriteUnsignedShort, &In::ReadUnsignedShort);
-    WriteIntegers<std::int32_t>(&Out::WriteInt, &In::ReadInt);
-    WriteIntegers<std::uint32_t>(&Out::WriteUnsignedInt, &In::ReadUnsignedInt);
-    Write(&Out::WriteBool, &In::ReadBool, true, true);
-    Write(&Out::WriteBool, &In::ReadBool, false, false);
   }
 
   void WriteTexts(int randoms) {
-    std::vector<MString> texts = {L"\r\n\t",
-                                  L"<a b=\"c\">'\\</a>&amp;",
-                                  MString(L"a\0b\0", 4),
-                                  MString(1, wchar_t(0xD800)),
-                                  MString(1, wchar_t(0xFFFF)),
-                                  L"\u4e2d",
-                                  MString(100000, L'<')};
+    for (const MString& text :
+         {MString(L"\r\n\t"), MString(L"<a b=\"c\">'\\</a>&amp;"), MString(L"a\0b\0", 4),
+          MString(1, wchar_t(0xD800)), MString(1, wchar_t(0xFFFF)), MString(L"\u4e2d"),
+          MString(100000, L'<')}) {
+      Write(&Out::WriteString, &In::ReadString, text);
+    }
     for (int i = 0; i < randoms; ++i) {
       MString text;
-      for (auto n = random() % 20; n > 0; --n) {
-        text += L"<>&'\"];#x \n\r\t/=!-?a0\xE9"[random() % 21];
+      for (auto n = random_() % 20; n > 0; --n) {
+        text += L"<>&'\"];#x \n\r\t/=!-?a0\xE9"[random_() % 21];
       }
-      texts.push_back(text);
+      Write(&Out::WriteString, &In::ReadString, text);
     }
-    WriteAll(&IOutFilerTagged::WriteString, &IInFilerTagged::ReadString, texts);
   }
 
   /// Every kind of number there is, then any bit pattern.
-  template <class T, class Bits>
-  std::vector<T> Floating(int randoms) {
+  template <class T, class Bits, class Writing, class Reading, class Parse>
+  void WriteFloating(Writing write, Reading read, Parse parse, int digits, int randoms) {
     using Limits = std::numeric_limits<T>;
     std::vector<T> values = {T{0},
                              -T{0},
@@ -135,13 +119,17 @@ class RoundTrip {
                              -Limits::infinity(),
                              Limits::quiet_NaN()};
     for (int i = 0; i < randoms; ++i) {
-      const auto bits = static_cast<Bits>(random());
+      const auto bits = static_cast<Bits>(random_());
       std::memcpy(&values.emplace_back(), &bits, sizeof bits);
     }
-    return values;
+    for (const T value : values) {
+      char text[64];
+      std::snprintf(text, sizeof text, "%.*e", digits, static_cast<double>(value));
+      Write(write, read, value, parse(text, nullptr));
+    }
   }
 
-  IOutFilerTagged& writer;
-  std::vector<std::function<void(IInFilerTagged&)>> reads;
-  std::mt19937_64 random{20261121};
+  IOutFilerTagged& writer_;
+  std::vector<std::function<void(IInFilerTagged&)>> reads_;
+  std::mt19937_64 random_{20261121};
 };
