@@ -48,24 +48,19 @@ TEST(MError, ParametersAreTextInOrderOfTheirNamesAndTheFirstOfANameStays) {
                           Pair(L"hexAll", L"c0000005h"), Pair(L"status", L"4294967295")));
 }
 
-TEST(MError, TheMessageIsTheCodeUnlessThereIsNoneOrMemoryRanOut) {
+TEST(MError, TheMessageIsTheCodeUnlessThereIsNoneOrMemoryRanOutAlsoInAClone) {
   EXPECT_EQ(MError().GetMessage(), L"Unspecified error");
   EXPECT_EQ(MError(L"A.B:C").GetMessage(), L"A.B:C");
-
   MInFilerTaggedXml reader = ReaderOf(ErrorElement(L""));
   MErrorOutOfMemory outOfMemory;
   ASSERT_TRUE(outOfMemory.Read(reader, L"Error"));
   EXPECT_EQ(outOfMemory.GetCode(), L"A.B:C");
   EXPECT_EQ(outOfMemory.GetMessage(), L"Out of memory");
-}
 
-TEST(MError, CloneAndCreateNewKeepTheClass) {
-  MErrorOutOfMemory outOfMemory;
   outOfMemory.AddParameter(L"n", L"v");
   const std::unique_ptr<MDynObject> clone(static_cast<const MDynObject&>(outOfMemory).Clone());
   ASSERT_NE(dynamic_cast<MErrorOutOfMemory*>(clone.get()), nullptr);
   EXPECT_EQ(dynamic_cast<MError&>(*clone).GetParameters(), outOfMemory.GetParameters());
-
   const std::unique_ptr<MDynObject> created(clone->CreateNew());
   EXPECT_EQ(&created->GetClassInfo(), &MErrorOutOfMemory::ClassInfo);
   EXPECT_THAT(dynamic_cast<MError&>(*created).GetParameters(), IsEmpty());
@@ -148,49 +143,42 @@ TEST(MError, ReadingStopsAtTheFirstIncompleteParameterAndNeedsACode) {
   EXPECT_FALSE(reader.EndGroup()) << "the element without a code was not left";
 }
 
-TEST(MException, HoldsClonesOldestFirst) {
-  EXPECT_EQ(MException().GetErrorCount(), 0);
-  EXPECT_EQ(MException().GetError(0), nullptr);
-
-  const MErrorOutOfMemory first;
-  MException exception(first);
-  exception.AddError(MError(L"second"));
-  ASSERT_EQ(exception.GetErrorCount(), 2);
-  EXPECT_NE(exception.GetError(0), &first);
-  EXPECT_EQ(exception.GetError(0)->GetMessage(), L"Out of memory");
-  EXPECT_EQ(exception.GetError(1)->GetCode(), L"second");
-  EXPECT_EQ(exception.GetError(-1), nullptr);
-  EXPECT_EQ(exception.GetError(2), nullptr);
-
-  const MException copy(exception);
-  EXPECT_NE(copy.GetError(1), exception.GetError(1));
-  exception = MException(MError(L"other"));
-  EXPECT_EQ(exception.GetErrorCount(), 1);
-  EXPECT_EQ(copy.GetErrorCount(), 2);
-  EXPECT_STREQ(copy.what(), "Unknown exception");
-}
-
 /// An error whose clones cannot be had.
 class UncloneableError : public MError {
  public:
   MError* Clone() const noexcept override { return nullptr; }
 };
 
-TEST(MException, AnEntryWithoutACloneIsNullAndSkipped) {
-  MException exception(MError(L"first"));
+TEST(MException, HoldsClonesOldestFirstAndSkipsThoseThatCouldNotBeHad) {
+  EXPECT_EQ(MException().GetErrorCount(), 0);
+  EXPECT_EQ(MException().GetError(0), nullptr);
+
+  const MErrorOutOfMemory first;
+  MException exception(first);
   exception.AddError(UncloneableError());
   exception.AddError(MError(L"last"));
-  EXPECT_EQ(exception.GetErrorCount(), 3);
+  ASSERT_EQ(exception.GetErrorCount(), 3);
+  EXPECT_NE(exception.GetError(0), &first);
+  EXPECT_EQ(exception.GetError(0)->GetMessage(), L"Out of memory");
   EXPECT_EQ(exception.GetError(1), nullptr);
-  EXPECT_EQ(MException(exception).GetErrorCount(), 2);
+  EXPECT_EQ(exception.GetError(2)->GetCode(), L"last");
+  EXPECT_EQ(exception.GetError(-1), nullptr);
+  EXPECT_EQ(exception.GetError(3), nullptr);
 
-  MOutFilerTaggedXml writer(L"Root", L"");
+  const MException copy(exception);
+  ASSERT_EQ(copy.GetErrorCount(), 2);
+  EXPECT_NE(copy.GetError(1), exception.GetError(2));
+  LimitedWriter writer(100);
   MString text;
   ASSERT_TRUE(exception.Write(writer, L"Exception") && writer.GetText(&text));
   MInFilerTaggedXml reader(text, L"Root", L"");
   ASSERT_TRUE(reader.BeginGroup(L"Exception") && exception.Read(reader, L"Exception"));
   ASSERT_EQ(exception.GetErrorCount(), 2);
   EXPECT_EQ(exception.GetError(1)->GetCode(), L"last");
+  exception = MException(MError(L"other"));
+  EXPECT_EQ(exception.GetErrorCount(), 1);
+  EXPECT_EQ(copy.GetError(1)->GetCode(), L"last");
+  EXPECT_STREQ(copy.what(), "Unknown exception");
 }
 
 TEST(MException, ReadTakesTheErrorsOfTheElementItStandsInUpToTheFirstUnreadable) {

@@ -22,22 +22,18 @@ using testing::Pair;
 using Velta::Libraries::GenericGuard;
 
 TEST(MFlowPoint, TheCodeLeavesOutWhatIsNullOrEmptyWithItsSeparator) {
-  struct Case {
+  const struct {
     const wchar_t* className;
     const wchar_t* operation;
     const wchar_t* error;
     const wchar_t* code;
-  };
-  const Case cases[] = {
-      {L"MCommandProcessor", L"ExecuteSynchronously", L"WaitFailed",
-       L"MCommandProcessor.ExecuteSynchronously:WaitFailed"},
-      {L"", L"ExecuteSynchronously", L"WaitFailed", L"ExecuteSynchronously:WaitFailed"},
-      {nullptr, nullptr, L"WaitFailed", L"WaitFailed"},
-      {L"Class", L"", L"Error", L"Class:Error"},
-      {L"Class", L"Operation", nullptr, L"Class.Operation"}};
-  for (const Case& sample : cases) {
-    MFlowPoint point(sample.className, sample.operation);
-    EXPECT_EQ(point.MakeRootError(sample.error).GetCode(), sample.code);
+  } cases[] = {{L"Class", L"Operation", L"Error", L"Class.Operation:Error"},
+               {L"", L"Operation", L"Error", L"Operation:Error"},
+               {nullptr, nullptr, L"Error", L"Error"},
+               {L"Class", L"", L"Error", L"Class:Error"},
+               {L"Class", L"Operation", nullptr, L"Class.Operation"}};
+  for (const auto& [className, operation, error, code] : cases) {
+    EXPECT_EQ(MFlowPoint(className, operation).MakeRootError(error).GetCode(), code);
   }
 }
 
@@ -45,24 +41,22 @@ TEST(MFlowPoint, EveryFormOfRaisingThrowsOneErrorWithItsParametersAndLogsIt) {
   static const wchar_t className[] = L"RaisingTests";
   const Velta::Logging::ClassNameRegistration registration(className);
   MFlowPoint point(className, L"Raise");
-  const std::vector<LoggedEvent> events = LogDuring([&] {
-    EXPECT_THAT([&] { point.Raise(L"Plain"); },
-                RaisesWith(L"RaisingTests.Raise:Plain", ElementsAre()));
-    EXPECT_THAT(
-        [&] { point.Raise(L"Number", L"status", 4000000000u); },
-        RaisesWith(L"RaisingTests.Raise:Number", ElementsAre(Pair(L"status", L"4000000000"))));
-    EXPECT_THAT([&] { point.Raise(L"Text", L"name", std::string("x")); },
-                RaisesWith(L"RaisingTests.Raise:Text", ElementsAre(Pair(L"name", L"x"))));
-    EXPECT_THAT(
-        [&] {
-          point.RaiseFromException(std::runtime_error("why"), L"Converted", L"name",
-                                   std::string("x"));
-        },
-        RaisesWith(L"RaisingTests.Raise:Converted",
-                   ElementsAre(Pair(L"errorMessage", L"why"), Pair(L"name", L"x"))));
-  });
+  const auto expectRaised = [](const wchar_t* code, auto parameters,
+                               const std::function<void()>& raise) {
+    EXPECT_THAT(raise, RaisesWith(MString(L"RaisingTests.Raise:") + code, parameters));
+  };
+  const std::runtime_error cause("why");
+  const std::string text = "x";
   EXPECT_THAT(
-      events,
+      LogDuring([&] {
+        expectRaised(L"Plain", ElementsAre(), [&] { point.Raise(L"Plain"); });
+        expectRaised(L"Number", ElementsAre(Pair(L"status", L"4000000000")),
+                     [&] { point.Raise(L"Number", L"status", 4000000000u); });
+        expectRaised(L"Text", ElementsAre(Pair(L"name", L"x")),
+                     [&] { point.Raise(L"Text", L"name", text); });
+        expectRaised(L"Converted", ElementsAre(Pair(L"errorMessage", L"why"), Pair(L"name", L"x")),
+                     [&] { point.RaiseFromException(cause, L"Converted", L"name", text); });
+      }),
       Logged({"Root_error Plain RaisingTests.Raise", "Root_error Number RaisingTests.Raise",
               "Root_error Text RaisingTests.Raise", "Cascade_error Converted RaisingTests.Raise"}));
 }
@@ -94,7 +88,7 @@ TEST(MException, AChainAtItsListsLimitRefusesToGrow) {
   }
 }
 
-TEST(GenericGuard, RunsItsExitActionOnceUnlessDismissed) {
+TEST(GenericGuard, RunsItsExitActionOnceUnlessDismissedOrNotEntered) {
   int exits = 0;
   const std::function<void()> count = [&] { ++exits; };
   {
@@ -102,25 +96,17 @@ TEST(GenericGuard, RunsItsExitActionOnceUnlessDismissed) {
     guard.Run();
     EXPECT_EQ(exits, 1);
   }
-  EXPECT_EQ(exits, 1);
   {
     GenericGuard guard(count);
     guard.Dismiss();
-  }
-  {
     const GenericGuard empty{std::function<void()>()};
+    EXPECT_THROW(GenericGuard([] { throw MException(MError(L"entry")); }, count), MException);
   }
+  EXPECT_EQ(exits, 1);
   {
     const GenericGuard both(count, count);
   }
   EXPECT_EQ(exits, 3) << "at once, and in the end";
-}
-
-TEST(GenericGuard, AFailedEntryNeverRunsTheExit) {
-  bool exited = false;
-  EXPECT_THROW(GenericGuard([] { throw MException(MError(L"entry")); }, [&] { exited = true; }),
-               MException);
-  EXPECT_FALSE(exited);
 }
 
 TEST(GenericGuard, AnMExceptionFromTheExitIsLoggedInTheDestructorAndThrownFromRun) {

@@ -44,10 +44,6 @@ MString Streamed(const std::locale& locale, double value) {
   return stream.str();
 }
 
-MString Streamed(const MLocale& locale, double value) {
-  return Streamed(locale.GetStreamLocale(), value);
-}
-
 MString Formatted(const MLocale& locale, const wchar_t* format, double value) {
   MString text = L"old";
   locale.Format(text, format, value);
@@ -55,45 +51,42 @@ MString Formatted(const MLocale& locale, const wchar_t* format, double value) {
 }
 
 TEST(MLocale, KeepsOnlyTheDecimalSeparatorOfALocale) {
-  EXPECT_EQ(Streamed(MLocale::GetClassic(), 1234567.5), L"1234567.5 1234567 true");
-  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%.15e", 1.5), L"1.500000000000000e+00");
-  EXPECT_EQ(MLocale::GetClassic().GetName(), "C");
+  const MLocale& classic = MLocale::GetClassic();
+  EXPECT_EQ(Streamed(classic.GetStreamLocale(), 1234567.5), L"1234567.5 1234567 true");
+  EXPECT_EQ(Formatted(classic, L"%.15e", 1.5), L"1.500000000000000e+00");
+  EXPECT_EQ(classic.GetName(), "C");
 
   const MLocale comma(kCommaLocale);
-  EXPECT_EQ(Streamed(comma, 1234567.5), L"1234567,5 1234567 true");
-  EXPECT_EQ(Formatted(comma, L"%.2f", 1234567.25), L"1234567,25");
-
   const MLocale copy(comma);
   EXPECT_EQ(copy.GetName(), comma.GetName());
-  EXPECT_EQ(Streamed(copy, 0.5), L"0,5 1234567 true");
-  EXPECT_EQ(Formatted(copy, L"%g", 0.5), L"0,5");
-
+  for (const MLocale* const locale : {&comma, &copy}) {
+    EXPECT_EQ(Streamed(locale->GetStreamLocale(), 1234567.5), L"1234567,5 1234567 true");
+    EXPECT_EQ(Formatted(*locale, L"%.2f", 1234567.25), L"1234567,25");
+  }
   const std::locale kept = MLocale(kCommaLocale).GetStreamLocale();
   EXPECT_EQ(Streamed(kept, 0.5), L"0,5 1234567 true") << "without the instance";
 }
 
-TEST(MLocale, FormatMeasuresFirstAndTakesTextOfAnyLength) {
-  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"", 0.0), L"");
-  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%.0f", 1e300).size(), 301u);
-  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%5000.1f|", 2.25), MString(4997, L' ') + L"2.2|");
-}
-
-TEST(MLocale, FormatAndArgumentsMayLieInTheTextThatTheyReplace) {
+TEST(MLocale, FormatTakesTextOfAnyLengthAlsoFromTheTextThatItReplaces) {
+  const MLocale& classic = MLocale::GetClassic();
+  EXPECT_EQ(Formatted(classic, L"", 0.0), L"");
+  EXPECT_EQ(Formatted(classic, L"%.0f", 1e300).size(), 301u);
+  EXPECT_EQ(Formatted(classic, L"%5000.1f|", 2.25), MString(4997, L' ') + L"2.2|");
   MString text = L"<%ls> and %d, longer than a string holds in itself";
-  MLocale::GetClassic().Format(text, text.c_str(), L"one", 2);
+  classic.Format(text, text.c_str(), L"one", 2);
   EXPECT_EQ(text, L"<one> and 2, longer than a string holds in itself");
-  MLocale::GetClassic().Format(text, L"%ls, and again", text.c_str());
+  classic.Format(text, L"%ls, and again", text.c_str());
   EXPECT_EQ(text, L"<one> and 2, longer than a string holds in itself, and again");
 }
 
 // The process's own locale is the host's business: it must reach none of the framework's numbers.
 TEST(MLocale, IsNotDisturbedByTheUsersLocale) {
+  const MLocale& classic = MLocale::GetClassic();
   const std::string user = MLocale(kCommaLocale).GetName();
-  const char* const name = user.c_str();
-  ASSERT_NE(std::setlocale(LC_ALL, name), nullptr);
-  const std::locale before = std::locale::global(std::locale(name));
-  EXPECT_EQ(Formatted(MLocale::GetClassic(), L"%g", 1.5), L"1.5");
-  EXPECT_EQ(Streamed(MLocale::GetClassic(), 1234567.5), L"1234567.5 1234567 true");
+  ASSERT_NE(std::setlocale(LC_ALL, user.c_str()), nullptr);
+  const std::locale before = std::locale::global(std::locale(user.c_str()));
+  EXPECT_EQ(Formatted(classic, L"%g", 1.5), L"1.5");
+  EXPECT_EQ(Streamed(classic.GetStreamLocale(), 1234567.5), L"1234567.5 1234567 true");
   std::locale::global(before);
   std::setlocale(LC_ALL, "C");
 }

@@ -28,54 +28,49 @@ constexpr const char* kUtf8 = ".UTF-8";
 constexpr const char* kUtf8 = "C.UTF-8";
 #endif
 
-struct Scan {
-  const wchar_t* text;
-  double value;
-  std::size_t length;  // 0 when nothing is read
-};
-
 bool AreSame(double a, double b) {
   return (std::isnan(a) ? std::isnan(b) : a == b) && std::signbit(a) == std::signbit(b);
 }
 
 TEST(ScanDouble, ReadsEveryFormOfANumberAndIgnoresWhatFollows) {
-  const Scan cases[] = {{L" \t\n12abc", 12.0, 5},
-                        {L"-1e999", -kInfinity, 6},
-                        {L"1e-999", 0.0, 6},
-                        {L"", 0.0, 0},
-                        {L"-", 0.0, 0},
-                        // What older runtimes printed, with their padding.
-                        {L"-1.#INF00", -kInfinity, 9},
-                        {L"1.#INF00x", kInfinity, 8},
-                        {L"1.#INF5", kInfinity, 6},
-                        {L"1.#QNAN0", kNan, 8},
-                        {L"1.#SNAN", kNan, 7},
-                        {L"-1.#IND000", -kNan, 10},
-                        {L"1.#NAN", kNan, 6},
-                        {L"1#INF", kInfinity, 5},
-                        {L"  1.00#INF", kInfinity, 10},
-                        {L"2.#INF", 2.0, 2},
-                        {L"1.5#INF", 1.5, 3},
-                        {L"1.#inf", 1.0, 2},
-                        {L"1.#QNA", 1.0, 2},
-                        // Spelled, in either case.
-                        {L"+infinity", kInfinity, 9},
-                        {L" -INF", -kInfinity, 5},
-                        {L"infinite", kInfinity, 3},
-                        {L"NAN", kNan, 3},
-                        {L"-nan", -kNan, 4},
-                        {L"in", 0.0, 0}};
-  for (const Scan& sample : cases) {
-    SCOPED_TRACE(testing::PrintToString(MString(sample.text)));
+  const struct {
+    const wchar_t* text;
+    double value;
+    std::size_t length;  // 0 when nothing is read
+  } cases[] = {{L" \t\n12abc", 12.0, 5},
+               {L"-1e999", -kInfinity, 6},
+               {L"1e-999", 0.0, 6},
+               {L"", 0.0, 0},
+               {L"-", 0.0, 0},
+               // What older runtimes printed, with their padding.
+               {L"-1.#INF00", -kInfinity, 9},
+               {L"1.#INF00x", kInfinity, 8},
+               {L"1.#INF5", kInfinity, 6},
+               {L"1.#QNAN0", kNan, 8},
+               {L"1.#SNAN", kNan, 7},
+               {L"-1.#IND000", -kNan, 10},
+               {L"1.#NAN", kNan, 6},
+               {L"1#INF", kInfinity, 5},
+               {L"  1.00#INF", kInfinity, 10},
+               {L"2.#INF", 2.0, 2},
+               {L"1.5#INF", 1.5, 3},
+               {L"1.#inf", 1.0, 2},
+               {L"1.#QNA", 1.0, 2},
+               // Spelled, in either case.
+               {L"+infinity", kInfinity, 9},
+               {L" -INF", -kInfinity, 5},
+               {L"infinite", kInfinity, 3},
+               {L"NAN", kNan, 3},
+               {L"-nan", -kNan, 4},
+               {L"in", 0.0, 0}};
+  for (const auto& [text, expected, length] : cases) {
+    SCOPED_TRACE(testing::PrintToString(MString(text)));
     const wchar_t* end = nullptr;
-    const double value = ScanDouble(sample.text, &end, MLocale::GetClassic());
-    EXPECT_EQ(static_cast<std::size_t>(end - sample.text), sample.length);
-    EXPECT_PRED2(AreSame, value, sample.value);
-    double parsed = 42.0;
-    EXPECT_EQ(ParseDouble(MLocale::GetClassic(), sample.text, &parsed), sample.length > 0);
-    if (sample.length > 0) {
-      EXPECT_PRED2(AreSame, parsed, sample.value);
-    }
+    EXPECT_PRED2(AreSame, ScanDouble(text, &end, MLocale::GetClassic()), expected);
+    EXPECT_EQ(static_cast<std::size_t>(end - text), length);
+    double parsed = 0.0;
+    EXPECT_EQ(ParseDouble(MLocale::GetClassic(), text, &parsed), length > 0);
+    EXPECT_PRED2(AreSame, parsed, expected);
   }
   EXPECT_FALSE(ParseDouble(MLocale::GetClassic(), L"1", nullptr));
 }
