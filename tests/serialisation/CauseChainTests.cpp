@@ -3,7 +3,6 @@
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
 #include "velta/platform/internal/SystemCalls.h"
-#include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
 #include <utility>
@@ -67,17 +66,6 @@ TEST(CauseChain, WhatCannotBeReadIsIgnored) {
   const SystemCallOverride refuse(Velta::Platform::systemCalls.createLocale,
                                   [](const char*) -> _locale_t { return nullptr; });
   expectAlone(whole);
-}
-
-TEST(MException, ReadStandsInTheElementThatWriteMade) {
-  MInFilerTaggedXml filer(ChainText(), L"ExceptionChain", L"");
-  MException read;
-  EXPECT_TRUE(read.Read(filer, L"Exception"));
-  EXPECT_EQ(read.GetErrorCount(), 0) << "not entered yet";
-  ASSERT_TRUE(filer.BeginGroup(L"Exception"));
-  EXPECT_TRUE(read.Read(filer, L"Exception"));
-  EXPECT_EQ(read.GetErrorCount(), 2);
-  EXPECT_TRUE(filer.EndGroup());
 }
 
 }  // namespace

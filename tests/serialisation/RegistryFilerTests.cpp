@@ -134,14 +134,13 @@ TEST_F(RegistryFilers, IntegersTakeTheLowBitsOfWhateverHasAtMostFourBytes) {
   std::int32_t number = 0;
   std::int16_t low = 0;
   std::uint8_t byte = 0;
-  EXPECT_FALSE(reader.ReadInt(L"Long", &number, 9) || reader.ReadByte(L"Long", &byte, 9) ||
-               reader.ReadShort(L"Long", &low, 9));
-  EXPECT_THAT((std::vector<int>{number, byte, low}), ElementsAre(9, 9, 9));
+  char character = 0;
+  EXPECT_FALSE(reader.ReadInt(L"Long", &number, 9));
+  EXPECT_EQ(number, 9);
   EXPECT_TRUE(reader.ReadInt(L"Binary", &number, 9) && reader.ReadByte(L"Binary", &byte, 9) &&
               reader.ReadShort(L"Binary", &low, 9));
   EXPECT_THAT((std::vector<int>{number, byte, low}),
               ElementsAre(0x0001FEFF, 0xFF, 0xFEFF - 0x10000));
-  char character = 0;
   EXPECT_FALSE(reader.ReadChar(L"Binary", &character, 'd')) << "a character is a REG_DWORD";
   EXPECT_EQ(character, 'd');
 }
@@ -230,11 +229,10 @@ TEST_F(RegistryFilers, OnlyAReaderThatMayCreatesTheApplicationsKey) {
 }
 
 TEST_F(RegistryFilers, DocumentsAndTheReservedOperationAreNotSupported) {
-  EXPECT_FALSE(writer.WriteEmbeddedDocument(L"Doc", L"<a/>"));
   MString text = L"old";
-  EXPECT_FALSE(reader.ReadEmbeddedDocument(L"Doc", &text));
+  EXPECT_FALSE(writer.WriteEmbeddedDocument(L"Doc", L"<a/>") || reader.ReadReserved(L"Doc") ||
+               reader.ReadEmbeddedDocument(L"Doc", &text));
   EXPECT_EQ(text, L"");
-  EXPECT_FALSE(reader.ReadReserved(L"Doc"));
 }
 
 // There is one group of a name: who reads groups until there is none must still come to an end, and

@@ -8,7 +8,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -23,45 +22,35 @@ MString TextOf(const MOutFilerTaggedXml& filer) {
   return text;
 }
 
-/// The document that `write` makes, with the root element "Root".
-MString Written(const std::function<void(MOutFilerTaggedXml&)>& write) {
-  MOutFilerTaggedXml filer(L"Root", L"");
-  write(filer);
-  return TextOf(filer);
-}
-
 MInFilerTaggedXml ReaderOf(const MString& text) { return MInFilerTaggedXml(text, L"Root", L""); }
 
 TEST(MOutFilerTaggedXml, WritesOneElementALineWithTheNameOfItsType) {
   MOutFilerTaggedXml filer(L"Settings", L"urn:settings");
   EXPECT_TRUE(filer.WriteInt(L"Count", 42) && filer.BeginGroup(L"Panel") &&
               filer.WriteBool(L"Visible", true) && filer.WriteDouble(L"Scale", 1.5) &&
-              filer.EndGroup() && filer.WriteString(L"Title", L"A & B"));
-  const MString example =
-      L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      L"<Settings xmlns=\"urn:settings\">\n"
-      L"<Count type=\"int\">42</Count>\n"
-      L"<Panel>\n"
-      L"<Visible type=\"bool\">1</Visible>\n"
-      L"<Scale type=\"float\">1.500000000000000e+00</Scale>\n"
-      L"</Panel>\n"
-      L"<Title type=\"string\">A &amp; B</Title>\n";
-  EXPECT_EQ(TextOf(filer), example + L"</Settings>\n");
-
-  EXPECT_TRUE(filer.WriteChar(L"c", '<') && filer.WriteFloat(L"f", 0.1f) &&
+              filer.EndGroup() && filer.WriteString(L"Title", L"A & B") &&
+              filer.WriteChar(L"c", '<') && filer.WriteFloat(L"f", 0.1f) &&
               filer.WriteByte(L"y", 255) && filer.WriteUnsignedShort(L"us", 65535) &&
               filer.WriteShort(L"s", -32768) && filer.WriteUnsignedInt(L"ui", 4294967295u) &&
               filer.WriteString(L"e", L"") && filer.BeginGroup(L"g") && filer.EndGroup());
-  EXPECT_EQ(TextOf(filer), example +
-                               L"<c type=\"char\">&lt;</c>\n"
-                               L"<f type=\"float\">1.00000001e-01</f>\n"
-                               L"<y type=\"byte\">255</y>\n"
-                               L"<us type=\"uint\">65535</us>\n"
-                               L"<s type=\"int\">-32768</s>\n"
-                               L"<ui type=\"uint\">4294967295</ui>\n"
-                               L"<e type=\"string\"/>\n"
-                               L"<g/>\n"
-                               L"</Settings>\n");
+  EXPECT_EQ(TextOf(filer),
+            L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+            L"<Settings xmlns=\"urn:settings\">\n"
+            L"<Count type=\"int\">42</Count>\n"
+            L"<Panel>\n"
+            L"<Visible type=\"bool\">1</Visible>\n"
+            L"<Scale type=\"float\">1.500000000000000e+00</Scale>\n"
+            L"</Panel>\n"
+            L"<Title type=\"string\">A &amp; B</Title>\n"
+            L"<c type=\"char\">&lt;</c>\n"
+            L"<f type=\"float\">1.00000001e-01</f>\n"
+            L"<y type=\"byte\">255</y>\n"
+            L"<us type=\"uint\">65535</us>\n"
+            L"<s type=\"int\">-32768</s>\n"
+            L"<ui type=\"uint\">4294967295</ui>\n"
+            L"<e type=\"string\"/>\n"
+            L"<g/>\n"
+            L"</Settings>\n");
 }
 
 TEST(XmlFilers, EveryValueComesBackAsFarAsItsTextCarriesIt) {
@@ -146,63 +135,50 @@ TEST(MInFilerTaggedXml, NumbersAreExtractedAsByAStream) {
   }
 }
 
-TEST(XmlFilers, GroupsAreFoundPastOthersAndPastValuesOfTheirName) {
-  MInFilerTaggedXml reader = ReaderOf(Written([](MOutFilerTaggedXml& filer) {
-    EXPECT_TRUE(filer.WriteInt(L"g", 1) && filer.BeginGroup(L"first") && filer.EndGroup() &&
-                filer.BeginGroup(L"g") && filer.WriteInt(L"inner", 2) &&
-                filer.BeginGroup(L"deep") && filer.WriteInt(L"deepest", 3) && filer.EndGroup() &&
-                filer.EndGroup() && filer.WriteInt(L"after", 4));
-    EXPECT_FALSE(filer.EndGroup()) << "the root is not a group";
-  }));
+TEST(MInFilerTaggedXml, GroupsAreFoundPastOthersAndPastValuesOfTheirName) {
+  MInFilerTaggedXml reader = ReaderOf(
+      L"<Root><g type='int'>1</g><first/><g><deep><v type='int'>3</v></deep></g>"
+      L"<after type='int'>4</after></Root>");
   std::int32_t number = 0;
   EXPECT_FALSE(reader.BeginGroup(L"missing"));
-  EXPECT_TRUE(reader.BeginGroup(L"g") && reader.ReadInt(L"inner", &number, 0) &&
-              reader.BeginGroup(L"deep") && reader.ReadInt(L"deepest", &number, 0) &&
-              reader.EndGroup() && reader.EndGroup());
-  EXPECT_FALSE(reader.EndGroup());
+  EXPECT_TRUE(reader.BeginGroup(L"g") && reader.BeginGroup(L"deep") &&
+              reader.ReadInt(L"v", &number, 0) && reader.EndGroup() && reader.EndGroup());
+  EXPECT_EQ(number, 3);
+  EXPECT_FALSE(reader.EndGroup()) << "the root is not a group";
   EXPECT_TRUE(reader.ReadInt(L"after", &number, 0));
   EXPECT_EQ(number, 4);
 }
 
 TEST(MInFilerTaggedXml, ADocumentThatIsNotTheExpectedOneIsDropped) {
-  const MString good = L"<Root xmlns=\"urn:a\"><n type=\"int\">1</n></Root>";
   using Kind = MInFilerTaggedXml::FaultKind;
-  struct Case {
+  const MString good = L"\n <Root xmlns=\"urn:a\"><n type=\"int\">1</n></Root>";
+  const struct {
     MString text;
     const wchar_t* root;
     const wchar_t* nameSpace;
     Kind kind;
     const wchar_t* message;
-    std::int32_t place[3];  // offset, line, column
-  };
-  const Case cases[] = {
+    std::array<std::int32_t, 3> place;  // offset, line, column
+  } cases[] = {
       {good, L"Root", L"", Kind::kNone, L"", {-1, 0, 0}},
       {good, L"Root", L"urn:a", Kind::kNone, L"", {-1, 0, 0}},
-      {L"\n " + good, L"Root", L"urn:b", Kind::kNamespace, L"Namespace is not 'urn:b'", {2, 2, 2}},
-      {L"\n " + good, L"root", L"", Kind::kRoot, L"Root element is not 'root'", {2, 2, 2}},
-      {good, L"", L"", Kind::kRoot, L"Root element is not ''", {0, 1, 1}},
+      {good, L"Root", L"urn:b", Kind::kNamespace, L"Namespace is not 'urn:b'", {2, 2, 2}},
+      {good, L"root", L"", Kind::kRoot, L"Root element is not 'root'", {2, 2, 2}},
+      {good, L"", L"", Kind::kRoot, L"Root element is not ''", {2, 2, 2}},
       {L"<Root/>", L"Root", L"urn:a", Kind::kNamespace, L"Namespace is not 'urn:a'", {0, 1, 1}},
       {good + L"<x/>", L"Root", L"", Kind::kText, L"Root element has sibling", {-1, 0, 0}},
-      {L"<Root>\n<n>",
-       L"Root",
-       L"urn:b",
-       Kind::kText,
-       L"Element 'n' at offset 7 not ended, Element 'Root' at offset 0 not ended",
-       {7, 2, 1}}};
-  for (const Case& sample : cases) {
-    MInFilerTaggedXml reader(sample.text, sample.root, sample.nameSpace);
-    const bool accepted = sample.kind == Kind::kNone;
-    EXPECT_EQ(reader.HasDocument(), accepted);
+      {L"\n<n>", L"n", L"a", Kind::kText, L"Element 'n' at offset 1 not ended", {1, 2, 1}}};
+  for (const auto& [text, root, nameSpace, kind, message, place] : cases) {
+    MInFilerTaggedXml reader(text, root, nameSpace);
     const MInFilerTaggedXml::Fault& fault = reader.GetFault();
-    EXPECT_EQ(fault.kind, sample.kind);
-    EXPECT_EQ(fault.message, sample.message);
-    EXPECT_THAT((std::array{fault.offset, fault.line, fault.column}),
-                testing::ElementsAreArray(sample.place));
+    EXPECT_EQ(fault.kind, kind);
+    EXPECT_EQ(fault.message, message);
+    EXPECT_EQ((std::array{fault.offset, fault.line, fault.column}), place);
+    EXPECT_EQ(reader.HasDocument(), kind == Kind::kNone);
     std::int32_t number = 0;
-    EXPECT_EQ(reader.ReadInt(L"n", &number, 5), accepted);
-    EXPECT_EQ(number, accepted ? 1 : 5);
-    EXPECT_FALSE(reader.BeginGroup(L"g"));
-    EXPECT_FALSE(reader.EndGroup());
+    EXPECT_EQ(reader.ReadInt(L"n", &number, 5), kind == Kind::kNone);
+    EXPECT_EQ(number, kind == Kind::kNone ? 1 : 5);
+    EXPECT_FALSE(reader.BeginGroup(L"g") || reader.EndGroup());
   }
   MOutFilerTaggedXml writer(L"no name", L"");
   MString text;
@@ -212,13 +188,13 @@ TEST(MInFilerTaggedXml, ADocumentThatIsNotTheExpectedOneIsDropped) {
 TEST(XmlFilers, AnEmbeddedDocumentIsKeptWhole) {
   const MString embedded =
       L"<?xml version=\"1.0\"?><!-- left out --><inner a=\"1\"><x/>text</inner>";
-  const MString text = Written([&](MOutFilerTaggedXml& filer) {
-    EXPECT_TRUE(filer.WriteEmbeddedDocument(L"doc", embedded));
-    EXPECT_TRUE(filer.BeginGroup(L"empty"));
-    EXPECT_FALSE(filer.WriteEmbeddedDocument(L"bad", L"<a>"));
-    EXPECT_FALSE(filer.WriteEmbeddedDocument(L"no name", embedded));
-    EXPECT_TRUE(filer.EndGroup() && filer.WriteInt(L"after", 1));
-  });
+  MOutFilerTaggedXml filer(L"Root", L"");
+  EXPECT_TRUE(filer.WriteEmbeddedDocument(L"doc", embedded) && filer.BeginGroup(L"empty"));
+  EXPECT_FALSE(filer.WriteEmbeddedDocument(L"bad", L"<a>") ||
+               filer.WriteEmbeddedDocument(L"no name", embedded));
+  EXPECT_TRUE(filer.EndGroup() && filer.WriteInt(L"after", 1));
+  EXPECT_FALSE(filer.EndGroup()) << "the root is not a group";
+  const MString text = TextOf(filer);
   EXPECT_THAT(text, testing::HasSubstr(L"</doc>\n<empty/>\n<after"));
 
   MInFilerTaggedXml reader = ReaderOf(text);

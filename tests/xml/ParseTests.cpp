@@ -13,17 +13,14 @@ TEST(MXmlDocument, EachFaultHasItsMessageWithItsOffset) {
   } cases[] = {
       {L"", L"Empty document", -1},
       {L"<!-- only -->", L"No root element", -1},
-      {L" \t\r\n", L"No root element", -1},
       {L"<a/><b/>", L"Root element has sibling", -1},
 
       {L"<a><b></a>", L"End tag 'a' at offset 6 does not match start tag 'b' at offset 3", 6},
-      {L"<a></b></a>", L"End tag 'b' at offset 3 does not match start tag 'a' at offset 0", 3},
       {L"<a><b><c></a>",
        L"End tag 'a' at offset 9 does not match start tag 'c' at offset 6, "
        L"End tag 'a' at offset 9 does not match start tag 'b' at offset 3",
        9},
       {L"<a></ab></a>", L"End tag 'ab' at offset 3 does not match start tag 'a' at offset 0", 3},
-      {L"<a></></a>", L"End tag '' at offset 3 does not match start tag 'a' at offset 0", 3},
       {L"<a/></a>", L"No start tag for end tag 'a' at offset 4", 4},
       {L"<a>", L"Element 'a' at offset 0 not ended", 0},
       {L"<a><b>x", L"Element 'b' at offset 3 not ended, Element 'a' at offset 0 not ended", 3},
@@ -121,10 +118,8 @@ TEST(MXmlDocument, AFaultEndsAtTheNextMarkupAndFlagsSayHowElementsEnd) {
       {L"<a><b></x><c/></b></a>", L"X a .b! ..c/"},
       {L"<a><!-- <b/></a>", L"X a?"},
       {L"<a><b/>\n<![x]]><c/></a>", L"X a .b/ .c/"},
-      {L" text <a/> more text ", L" a/"},
       {L"<?xml version=\"1.0\"?>\n<!-- c -->\n<a/>\n<!-- d -->", L" a/"},
       {L"<a b='>' c=\"/>\" d = '<x>'></a>", L" a"},
-      {L"<a b=c/d></a>", L" a"},
       {L"<a><?p > ?><!-- > </a> --><![CDATA[</a>]]></a>", L" a"},
       {L"<a><!----></a>", L" a"},
       {L"<a><?p?\?></a>", L" a"},

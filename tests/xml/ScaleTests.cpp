@@ -6,7 +6,6 @@
 #include "tests/xml/XmlKit.h"
 
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -68,32 +67,19 @@ TEST(MXmlDocument, WritingAndReadingAMillionSiblingsIsLinear) {
   EXPECT_EQ(count, kMany);
 }
 
-TEST(MXmlDocument, LongTagsAndTextsAreReadInOneGo) {
-  const Watchdog watchdog("a million attributes, a hundred million characters");
+TEST(MXmlDocument, AMillionAttributesAreReadOneAfterTheOther) {
+  const Watchdog watchdog("a million attributes");
   MXmlDocument document;
-  ASSERT_TRUE(document.SetText(L"<" + std::wstring(1 << 16, L'n') + Repeat(L" b='1'", kMany) +
+  ASSERT_TRUE(document.SetText(L"<" + std::wstring(1 << 16, L'n') + Repeat(L" b='>'", kMany) +
                                L" last='2'/>") &&
               document.FindElement());
-  MString attribute;
+  MString name;
   MString value;
   std::size_t count = 0;
-  for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &attribute, &value);) {
-    ++count;
+  for (std::int32_t cursor = 0; document.GetNextAttribute(&cursor, &name, &value); ++count) {
   }
   EXPECT_EQ(count, kMany + 1);
   EXPECT_EQ(document.GetAttribute(L"last"), L"2");
-
-  const std::size_t tag = 25 * kMany;
-  MString text = L"<a b='";
-  text.reserve(4 * tag);
-  text.append(tag - 8, L'>').append(L"'>").append(3 * tag - 8, L'x').append(L"<c/></a>");
-  ASSERT_TRUE(document.SetText(std::move(text)) && document.FindElement());
-  EXPECT_EQ(document.GetLength(), static_cast<std::int32_t>(4 * tag));
-  ASSERT_TRUE(document.IntoElement() &&
-              document.FindNode(MXmlNodeType::kText) == MXmlNodeType::kText);
-  EXPECT_EQ(document.GetOffset(), static_cast<std::int32_t>(tag));
-  ASSERT_TRUE(document.FindElement(L"c"));
-  EXPECT_EQ(document.GetOffset(), static_cast<std::int32_t>(4 * tag - 8));
 }
 
 TEST(MXmlDocument, FaultsByTheHundredThousandStayLinear) {
