@@ -3,9 +3,32 @@
 // large.
 #include "tests/xml/XmlKit.h"
 
+#include <random>
 #include <string>
 
 using namespace Velta::Xml;
+
+TEST(ElementIndex, GrownInAnyStepsItKeepsItsRecords) {
+  for (std::uint32_t seed = 0; seed < 8; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    ElementIndex index;
+    while (index.NextFree() < 300000) {
+      // Not all that there is room for is taken: the last pages may be empty when more is wanted.
+      for (std::size_t taken = random() % (index.Room() + 1); taken > 0; --taken) {
+        const ElementId element = index.Append();
+        index.At(element).length = Length{ToInt(element)};
+      }
+      const std::size_t wanted = random() % 2 != 0 ? random() % 100000 : 1;
+      const std::size_t room = index.Room();
+      index.Extend(wanted);
+      ASSERT_GE(index.Room(), room + wanted);
+    }
+    for (std::int32_t number = 1; number < index.NextFree(); ++number) {
+      ASSERT_EQ(index.At(ElementId{number}).length, Length{number});
+    }
+  }
+}
 
 TEST(ElementIndex, HasRoomForWhatATextOfItsLengthMostlyHolds) {
   MXmlDocument document;
