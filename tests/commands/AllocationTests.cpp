@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/Allocations.h"
+#include "tests/support/Engine.h"
 #include "tests/support/ScriptedWaits.h"
 #include "tests/support/ThreadKit.h"
 #include "tests/support/Watchdog.h"
@@ -43,28 +44,6 @@ void SurvivesRefusals(const std::function<void()>& action) {
     }
   }
 }
-
-// Unlike a scheduler's, its thread registers no name, which would stay.
-class Engine final : public MEngineThread {
- public:
-  Engine() : MEngineThread(nullptr, false) {}
-  ~Engine() override { ForceStop(); }
-  using MEngineThread::AddEvent;
-  using MEngineThread::WaitForEvents;
-
- private:
-  // Every run passes through the same operations, so that the first has registered all names.
-  void ThreadFunction() override {
-    stopSeen = false;
-    SignalThreadStarted();
-    while (!stopSeen) {
-      static_cast<void>(WaitForEvents(INFINITE));
-    }
-  }
-  void OnStop() override { stopSeen = true; }
-
-  bool stopSeen = false;
-};
 
 class Command final : public MCommandSynchronous {
  public:
@@ -112,8 +91,8 @@ TEST_F(Allocation, RefusedWhileObjectsAreMade) {
 }
 
 TEST_F(Allocation, RefusedWhileAThreadIsControlled) {
-  Engine engine;
-  engine.Start();  // what its thread registers lasts
+  Engine engine;  // unlike a scheduler's, its thread registers no name, which would stay
+  engine.Start();
   engine.Flush();
   engine.Stop();
   SurvivesRefusals([&] {
@@ -127,12 +106,6 @@ TEST_F(Allocation, RefusedWhileAThreadIsControlled) {
       throw;
     }
   });
-}
-
-TEST_F(Allocation, RefusedWhileAFailedStopIsForced) {
-  Engine engine;
-  engine.Start();  // on first use some of it lasts
-  engine.Flush();
   engine.Stop();
   WaitScript failing = ScriptedWaits::EndingWith(WAIT_FAILED);
   failing.waitsBefore = true;
@@ -191,45 +164,52 @@ TEST_F(Allocation, RefusedWhileAQueueGrowsLeavesItsContent) {
 TEST_F(Allocation, RefusedToTheCallerOfACommand) {
   processor.Start();
   const MException failure = ExceptionOf(L"a command's failure, too long for a short string");
+  const std::function<void()> works[] = {[] {}, [&] { throw MException(failure); }};
   for (const bool fails : {false, true}) {
-    const std::function<void()> work = [&] {
-      if (fails) {
-        throw MException(failure);
-      }
-    };
     SurvivesRefusals([&] {
       const MExceptionHolder holder = MExceptionHolder::Create();
-      Execute(work, holder);
+      Execute(works[fails ? 1 : 0], holder);
       EXPECT_EQ(holder.HasError(), fails);
       holder.ThrowIfError();
     });
   }
 }
 
-TEST_F(Allocation, RefusedToTheProcessorThatKeepsAFailure) {
-  processor.Start();
-  const MExceptionHolder holder = MExceptionHolder::Create();
-  for (const int refused : {1, Allocations::kUnlimited}) {
-    int requests = 0;
-    for (int granted = 0; granted <= requests; ++granted) {
-      const std::exception_ptr failure =
-          std::make_exception_ptr(ExceptionOf(L"a failure that is too long for a short string"));
-      Execute(
-          [&] {
-            Allocations::Reset();
-            Allocations::Allow(granted, refused);
-            std::rethrow_exception(failure);
-          },
-          holder);
-      EXPECT_TRUE(holder.HasError());
-      Execute([&] {
-        Allocations::Allow(Allocations::kUnlimited);
-        requests = Allocations::Count();
-      });
+TEST_F(Allocation, RefusedToAFailingCommandStillLeavesItFailed) {
+  static MFlowPoint point(L"Command", L"Execute");
+  const MException failure = ExceptionOf(L"a failure that is too long for a short string");
+  std::exception_ptr made;
+  const auto rethrow = [&] { std::rethrow_exception(made); };
+  const auto raise = [] {
+    try {
+      point.Raise(L"A condition that is too long for a short string");
+    } catch (const std::bad_alloc&) {
+      throw MException(MError(L"no memory for the error"));
     }
-    EXPECT_GT(requests, 2);
+  };
+  const std::pair<std::function<void()>, int> failures[] = {
+      {rethrow, 1}, {rethrow, Allocations::kUnlimited}, {raise, 1}};
+  const MExceptionHolder holder = MExceptionHolder::Create();
+  processor.Start();
+  for (const auto& [fail, refused] : failures) {
+    int granted = 0;
+    for (bool wasRefused = true; wasRefused; ++granted) {
+      made = std::make_exception_ptr(failure);
+      const auto failWithLittle = [&, &fail = fail, refused = refused] {
+        Allocations::Reset();
+        Allocations::Allow(granted, refused);
+        fail();
+      };
+      Execute(failWithLittle, holder);
+      Execute([&] {
+        wasRefused = Allocations::Count() > granted;
+        Allocations::Allow(Allocations::kUnlimited);
+      });
+      EXPECT_TRUE(holder.HasError()) << granted;
+      EXPECT_THROW(holder.ThrowIfError(), MException) << granted;
+    }
+    EXPECT_GT(granted, 2);
   }
-  processor.Stop();
 }
 
 TEST_F(Allocation, RefusedWhileNotificationsAreScheduled) {
@@ -297,31 +277,6 @@ TEST_F(Allocation, RefusedWhileErrorsAreMadeCopiedAndRaised) {
   SurvivesRefusals([] { point.Raise(L"Failed", L"winErrorCode", 5); });
   SurvivesRefusals([] { point.Raise(L"Failed", L"name", std::string(100, 'x')); });
   SurvivesRefusals([] { point.RaiseFromException(std::bad_alloc(), L"Failed", L"name", "x"); });
-}
-
-TEST_F(Allocation, RefusedToAFailingCommandStillLeavesItFailed) {
-  static MFlowPoint point(L"Command", L"Execute");
-  const MExceptionHolder holder = MExceptionHolder::Create();
-  processor.Start();
-  bool wasRefused = true;
-  for (int granted = 0; wasRefused; ++granted) {
-    const std::function<void()> work = [&] {
-      Allocations::Reset();
-      Allocations::Allow(granted, 1);
-      try {
-        point.Raise(L"A condition that is too long for a short string");
-      } catch (const std::bad_alloc&) {
-        throw MException(MError(L"no memory for the error"));
-      }
-    };
-    Execute(work, holder);
-    Execute([&] {
-      wasRefused = Allocations::Count() > granted;
-      Allocations::Allow(Allocations::kUnlimited);
-    });
-    EXPECT_TRUE(holder.HasError()) << granted;
-    EXPECT_THROW(holder.ThrowIfError(), MException) << granted;
-  }
 }
 
 TEST_F(Allocation, IsNotNeededPerPushCommandOrNotification) {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/AwaitSleep.h"
 #include "tests/support/LoggedEvents.h"
 #include "tests/support/Raises.h"
 #include "tests/support/StressScale.h"
@@ -11,7 +10,6 @@
 #include <array>
 #include <atomic>
 #include <functional>
-#include <future>
 #include <thread>
 #include <vector>
 
@@ -44,33 +42,30 @@ class DesyncEventScheduler : public testing::Test {
   ErrorRecorder recorder;
 };
 
-// Counts the drains.
-class CountingScheduler final : public MDesyncEventScheduler {
- public:
-  using MDesyncEventScheduler::MDesyncEventScheduler;
-  ~CountingScheduler() { Disable(); }
-  void OnSchedulerEvent() override {
-    ++drains;
-    MDesyncEventScheduler::OnSchedulerEvent();
-  }
-  int drains = 0;
-};
-
 TEST_F(DesyncEventScheduler, DeliversToAReceiverForWhichTheSenderWaitsUnderALockOfItsOwn) {
   MDesyncEventScheduler scheduler(&recorder);
   scheduler.Enable();
+  const TestEvent fired(false);
   MMutex mutex;
   const MMutexGuard lock(mutex);
-  for (int round = 0; round < 2; ++round) {
-    std::promise<DWORD> fired;
-    scheduler.ScheduleDesyncEvent(Make([&] { fired.set_value(::GetCurrentThreadId()); }));
-    AwaitSleep(fired.get_future().get());
+  const int rounds = StressRounds(1000);  // most find the scheduler's thread asleep
+  for (int round = 0; round < rounds; ++round) {
+    scheduler.ScheduleDesyncEvent(Make([&] { fired.Set(); }));
+    fired.Wait();
   }
   scheduler.Disable();
-  EXPECT_EQ(deleted, 2);
+  EXPECT_EQ(deleted, rounds);
 }
 
 TEST_F(DesyncEventScheduler, OneDrainDeliversAllInOrderThoughSomeThrowAndSomeAreNew) {
+  struct CountingScheduler final : MDesyncEventScheduler {
+    using MDesyncEventScheduler::MDesyncEventScheduler;
+    void OnSchedulerEvent() override {
+      ++drains;
+      MDesyncEventScheduler::OnSchedulerEvent();
+    }
+    int drains = 0;
+  };
   std::vector<int> fired;
   const std::vector<LoggedEvent> events = LogDuring([&] {
     CountingScheduler scheduler(&recorder);
@@ -100,33 +95,28 @@ TEST_F(DesyncEventScheduler, OneDrainDeliversAllInOrderThoughSomeThrowAndSomeAre
                           3, "Dismissed_error (unknown) MDesyncEventScheduler.OnSchedulerEvent")));
 }
 
-TEST_F(DesyncEventScheduler, IsEnabledAndDisabledRepeatedlyAndKeepsWhatIsScheduledBetween) {
-  MDesyncEventScheduler scheduler(&recorder);
-  scheduler.Disable();
-  for (int run = 0; run < 3; ++run) {
-    scheduler.ScheduleDesyncEvent(Make([this] { done.Set(); }));
-    EXPECT_EQ(deleted, run);
-    scheduler.Enable();
-    EXPECT_THAT([&] { scheduler.Enable(); }, Raises(L"MEngineThread.Start:AlreadyRunning"));
-    done.Wait();
-    ::ResetEvent(done.Handle());
-    scheduler.Disable();
-    EXPECT_EQ(deleted, run + 1);
-  }
-}
-
-TEST_F(DesyncEventScheduler, DestroyingItWaitsForTheDeliveryAndLeavesWhatIsQueued) {
+TEST_F(DesyncEventScheduler, KeepsWhatIsScheduledWhileDisabledAndFinishesTheDeliveryInProgress) {
   Notification queued(deleted, [] { ADD_FAILURE(); });
+  bool delivered = false;
   {
-    MDesyncEventScheduler disabled(nullptr);
-    disabled.ScheduleDesyncEvent(&queued);
+    MDesyncEventScheduler scheduler(&recorder);
+    scheduler.Disable();
+    for (int run = 0; run < 2; ++run) {
+      scheduler.ScheduleDesyncEvent(Make([this] { done.Set(); }));
+      EXPECT_EQ(deleted, run);
+      scheduler.Enable();
+      EXPECT_THAT([&] { scheduler.Enable(); }, Raises(L"MEngineThread.Start:AlreadyRunning"));
+      done.Wait();
+      ::ResetEvent(done.Handle());
+      scheduler.Disable();
+      EXPECT_EQ(deleted, run + 1);
+    }
+    scheduler.ScheduleDesyncEvent(&queued);
   }
-  EXPECT_EQ(deleted, 0);
-
-  std::atomic<bool> delivered{false};
+  EXPECT_EQ(deleted, 2);  // what was queued is still the application's
   {
     const TestEvent inside;
-    MDesyncEventScheduler scheduler(nullptr);
+    MDesyncEventScheduler scheduler(&recorder);
     scheduler.Enable();
     scheduler.ScheduleDesyncEvent(Make([&] {
       inside.Set();
@@ -137,7 +127,7 @@ TEST_F(DesyncEventScheduler, DestroyingItWaitsForTheDeliveryAndLeavesWhatIsQueue
     done.Set();
   }
   EXPECT_TRUE(delivered);
-  EXPECT_EQ(deleted, 1);
+  EXPECT_EQ(deleted, 3);
 }
 
 TEST_F(DesyncEventScheduler, DestroyingItWithADeadThreadLogsTheErrorOfDisabling) {
