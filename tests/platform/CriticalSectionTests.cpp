@@ -11,63 +11,51 @@
 
 namespace {
 
-class Section {
- public:
-  Section() { ::InitializeCriticalSection(&section_); }
-  Section(const Section&) = delete;
-  Section& operator=(const Section&) = delete;
-  ~Section() { ::DeleteCriticalSection(&section_); }
+class CriticalSection : public testing::Test {
+ protected:
+  CriticalSection() { ::InitializeCriticalSection(&section); }
+  ~CriticalSection() override { ::DeleteCriticalSection(&section); }
 
-  void Enter() { ::EnterCriticalSection(&section_); }
-  bool TryEnter() { return ::TryEnterCriticalSection(&section_) != FALSE; }
-  void Leave() { ::LeaveCriticalSection(&section_); }
+  bool CanAnotherThreadEnter() {
+    bool entered = false;
+    std::thread([&] {
+      entered = ::TryEnterCriticalSection(&section) != FALSE;
+      if (entered) {
+        ::LeaveCriticalSection(&section);
+      }
+    }).join();
+    return entered;
+  }
 
- private:
-  CRITICAL_SECTION section_;
+  const Watchdog watchdog{"a critical section", std::chrono::seconds(250)};
+  CRITICAL_SECTION section;
 };
 
-bool CanAnotherThreadEnter(Section& section) {
-  bool entered = false;
-  std::thread([&] {
-    entered = section.TryEnter();
-    if (entered) {
-      section.Leave();
-    }
-  }).join();
-  return entered;
-}
-
-TEST(CriticalSection, BelongsToItsOwnerUntilLeftAsOftenAsEntered) {
-  Section section;
-  EXPECT_TRUE(CanAnotherThreadEnter(section));
-  section.Enter();
-  EXPECT_TRUE(section.TryEnter());
-  section.Enter();
+TEST_F(CriticalSection, BelongsToItsOwnerUntilLeftAsOftenAsEntered) {
+  EXPECT_TRUE(CanAnotherThreadEnter());
+  ::EnterCriticalSection(&section);
+  EXPECT_TRUE(::TryEnterCriticalSection(&section));
+  ::EnterCriticalSection(&section);
   for (int entered = 3; entered > 0; --entered) {
-    EXPECT_FALSE(CanAnotherThreadEnter(section));
-    section.Leave();
+    EXPECT_FALSE(CanAnotherThreadEnter());
+    ::LeaveCriticalSection(&section);
   }
-  EXPECT_TRUE(CanAnotherThreadEnter(section));
+  EXPECT_TRUE(CanAnotherThreadEnter());
 }
 
-TEST(CriticalSection, OneThreadAtATimeUnderContention) {
-  const Watchdog watchdog("four threads in one critical section", std::chrono::seconds(250));
+TEST_F(CriticalSection, OneThreadAtATimeUnderContention) {
   constexpr int kThreads = 4;
   const int rounds = StressRounds(400'000);
-  Section section;
   long long counter = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < rounds; ++round) {
-        if (i == 0 && !section.TryEnter()) {
-          section.Enter();
-        }
-        if (i != 0) {
-          section.Enter();
+        if (i != 0 || ::TryEnterCriticalSection(&section) == FALSE) {
+          ::EnterCriticalSection(&section);
         }
         ++counter;
-        section.Leave();
+        ::LeaveCriticalSection(&section);
       }
     });
   }

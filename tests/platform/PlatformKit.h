@@ -54,22 +54,10 @@ Outcome OutcomeOf(Call call) {
   return {result, ::GetLastError()};
 }
 
-/// Lets the C runtime report a wrong argument instead of ending the process over it.
-class TolerateInvalidParameters {
- public:
+/// Lets the C runtime report a wrong argument, here and later, instead of ending the process.
+inline void TolerateInvalidParameters() {
 #if defined(_WIN32)
-  TolerateInvalidParameters()
-      : previous_(::_set_invalid_parameter_handler(
-            [](const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {})) {}
-  ~TolerateInvalidParameters() { ::_set_invalid_parameter_handler(previous_); }
-
- private:
-  const _invalid_parameter_handler previous_;
-#else
-  TolerateInvalidParameters() = default;
-  ~TolerateInvalidParameters() {}
+  ::_set_invalid_parameter_handler(
+      [](const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {});
 #endif
- public:
-  TolerateInvalidParameters(const TolerateInvalidParameters&) = delete;
-  TolerateInvalidParameters& operator=(const TolerateInvalidParameters&) = delete;
-};
+}

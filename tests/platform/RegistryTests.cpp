@@ -5,6 +5,7 @@
 #include "tests/support/StressScale.h"
 #include "tests/support/Watchdog.h"
 
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,20 +29,21 @@ TEST_F(Registry, AQueryTellsTypeAndSizeAndRefusesABufferThatIsTooSmall) {
   EXPECT_EQ(Stored(key, L"Value"), (StoredValue{ERROR_SUCCESS, 0x1234, {}}));
   ASSERT_EQ(Store(key, L"Value", REG_BINARY, {1, 2, 3, 4, 5}), ERROR_SUCCESS);
   DWORD type = 0;
-  DWORD size = 0;
+  DWORD size = 4;
   BYTE data[8] = {9, 9, 9, 9, 9, 9, 9, 9};
-  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, &type, nullptr, nullptr), ERROR_SUCCESS);
+  const auto query = [&](const wchar_t* name, BYTE* buffer, DWORD* bufferSize) {
+    return ::RegQueryValueExW(key, name, nullptr, &type, buffer, bufferSize);
+  };
+  EXPECT_EQ(query(L"Value", nullptr, nullptr), ERROR_SUCCESS);
   EXPECT_EQ(type, REG_BINARY);
-  size = 4;
-  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_MORE_DATA);
+  EXPECT_EQ(query(L"Value", data, &size), ERROR_MORE_DATA);
   EXPECT_EQ(size, 5U);
   size = sizeof data;
-  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, nullptr, data, &size), ERROR_SUCCESS);
+  EXPECT_EQ(query(L"Value", data, &size), ERROR_SUCCESS);
   EXPECT_EQ(size, 5U);
   EXPECT_THAT(data, testing::ElementsAre(1, 2, 3, 4, 5, 9, 9, 9)) << "nothing after the data";
-  EXPECT_EQ(::RegQueryValueExW(key, L"Missing", nullptr, &type, data, &size), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(::RegQueryValueExW(key, L"Value", nullptr, &type, data, nullptr),
-            ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(query(L"Missing", data, &size), ERROR_FILE_NOT_FOUND);
+  EXPECT_EQ(query(L"Value", data, nullptr), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(Registry, NamesAreEqualWithoutCase) {
@@ -60,28 +62,25 @@ TEST_F(Registry, NamesAreEqualWithoutCase) {
 }
 
 TEST_F(Registry, AnyNameIsANameOfItsOwn) {
-  std::vector<std::wstring> names = {
-      L".",   L"..", L"../..", L"/",       L"a/b",    L"a%2fb",      L"a.value", L"@",     L".name",
-      L"nul", L" ",  L"a ",    L"*?\"<>|", L"\u4E2D", L"\u0001\n\t", L"@.value", L"a.new0"};
-  for (const wchar_t* end : {L"1", L"2"}) {
-    names.push_back(std::wstring(254, L'x') + end);
-  }
-  for (const wchar_t* start : {L"1", L"2"}) {
-    names.push_back(start + std::wstring(254, L'\u00DF'));
-  }
-  for (std::size_t i = 0; i < names.size(); ++i) {
+  const std::wstring most(254, L'x');
+  const std::wstring widest(254, L'\u00DF');
+  const std::wstring names[] = {
+      L".",       L"..",     L"../..",      L"/",        L"a/b",      L"a%2fb",      L"a.value",
+      L"@",       L".name",  L"nul",        L" ",        L"a ",       L"*?\"<>|",    L"\u4E2D",
+      L"@.value", L"a.new0", L"\u0001\n\t", most + L"1", most + L"2", L"1" + widest, L"2" + widest};
+  for (std::size_t i = 0; i < std::size(names); ++i) {
     ASSERT_EQ(Store(key, names[i].c_str(), REG_DWORD, BytesOf(i)), ERROR_SUCCESS) << i;
     const TestKey below(key, names[i]);
     ASSERT_EQ(Store(below, L"Number", REG_DWORD, BytesOf(i)), ERROR_SUCCESS) << i;
   }
-  for (std::size_t i = 0; i < names.size(); ++i) {
+  for (std::size_t i = 0; i < std::size(names); ++i) {
     EXPECT_EQ(Stored(key, names[i].c_str()).data, BytesOf(i)) << testing::PrintToString(names[i]);
     const TestKey below(key, names[i], KEY_READ);
     EXPECT_EQ(Stored(below, L"Number").data, BytesOf(i)) << testing::PrintToString(names[i]);
   }
 }
 
-TEST_F(Registry, NamesHaveALongestLength) {
+TEST_F(Registry, NamesHaveALongestLengthAndThoseOfValuesAreNoPaths) {
   EXPECT_EQ(Created(key, std::wstring(255, L'k').c_str()), ERROR_SUCCESS);
   EXPECT_EQ(Created(key, std::wstring(300, L'k').c_str()), ERROR_INVALID_PARAMETER);
   const std::wstring longest(16383, L'v');
@@ -89,10 +88,8 @@ TEST_F(Registry, NamesHaveALongestLength) {
   EXPECT_EQ(Stored(key, longest.c_str()).data, BytesOf(1));
   EXPECT_EQ(Stored(key, longest.substr(1).c_str()), kMissing);
   EXPECT_NE(Store(key, (longest + L"v").c_str(), REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
-}
 
-TEST_F(Registry, AKeyHasADefaultValueAndValuesWhoseNamesAreNoPaths) {
-  ASSERT_EQ(Store(key, nullptr, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);
+  ASSERT_EQ(Store(key, nullptr, REG_DWORD, BytesOf(2)), ERROR_SUCCESS);  // the default value
   EXPECT_EQ(Stored(key, L"").data, BytesOf(2));
   ASSERT_EQ(Store(key, L"Back\\slash", REG_DWORD, BytesOf(3)), ERROR_SUCCESS);
   EXPECT_EQ(Stored(key, L"Back\\slash").data, BytesOf(3));

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,41 +16,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// An environment variable for one scope; null removes it.
-class Variable {
- public:
-  Variable(const char* name, const char* value) : name_(name) {
-    if (const char* const before = std::getenv(name_)) {
-      previous_ = before;
-    }
-    Set(value);
-  }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-  ~Variable() { Set(previous_ ? previous_->c_str() : nullptr); }
-
- private:
-  void Set(const char* value) { value != nullptr ? ::setenv(name_, value, 1) : ::unsetenv(name_); }
-
-  const char* const name_;
-  std::optional<std::string> previous_;
-};
-
 TEST(RegistryStore, LiesInTheUsersConfigurationUnlessTheVariableSaysOtherwise) {
   const TestRegistry temporary;
   const fs::path root = temporary.Store();
-  const Variable home("HOME", (root / "home").c_str());
-  const Variable config("XDG_CONFIG_HOME", (root / "config").c_str());
-  const auto write = [] { const TestKey key(HKEY_CURRENT_USER, L"Software\\App"); };
-  write();
-  EXPECT_TRUE(fs::exists(root / "HKEY_CURRENT_USER/software/app"));
-  const Variable unset("VELTA_REGISTRY", nullptr);
-  write();
-  EXPECT_TRUE(fs::exists(root / "config/velta/registry/HKEY_CURRENT_USER/software/app"));
-  const Variable noConfig("XDG_CONFIG_HOME", "");
-  write();
-  EXPECT_TRUE(fs::exists(root / "home/.config/velta/registry/HKEY_CURRENT_USER/software/app"));
-  const Variable noHome("HOME", nullptr);
+  const auto stored = [&](const char* folder) {
+    {
+      const TestKey key(HKEY_CURRENT_USER, L"Software\\App");
+    }
+    return fs::exists(root / folder / "HKEY_CURRENT_USER/software/app");
+  };
+  EXPECT_TRUE(stored("."));
+  SetVariable("HOME", root / "home");
+  SetVariable("XDG_CONFIG_HOME", root / "config");
+  ::unsetenv("VELTA_REGISTRY");
+  EXPECT_TRUE(stored("config/velta/registry"));
+  SetVariable("XDG_CONFIG_HOME", "");
+  EXPECT_TRUE(stored("home/.config/velta/registry"));
+  ::unsetenv("HOME");
   EXPECT_EQ(Opened(HKEY_CURRENT_USER, L"Software"), ERROR_FILE_NOT_FOUND);
 }
 
