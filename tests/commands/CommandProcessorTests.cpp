@@ -271,20 +271,22 @@ TEST_F(CommandProcessor, RunsItsHooksOnItsThreadBeforeStartAndStopReturn) {
                           "Destruction MEngineThread.~MEngineThread"}));
 }
 
-TEST_F(CommandProcessor, AStartHookThatThrowsFailsTheStartAndAnExitHookThatThrowsDoesNotFailStop) {
+TEST_F(CommandProcessor, AHookThatThrowsIsReportedAndFailsAStartButNoStop) {
   const auto fail = [] { throw ExceptionOf(L"hook"); };
-  {
-    MCommandProcessor hooked(&recorder, new Callback(fail), new Callback([] { ADD_FAILURE(); }),
+  for (const bool atStart : {true, false}) {
+    recorder.error.reset();
+    MCommandProcessor hooked(&recorder, atStart ? new Callback(fail) : nullptr,
+                             atStart ? new Callback([] { ADD_FAILURE(); }) : new Callback(fail),
                              nullptr, 0, false);
-    EXPECT_THAT([&] { hooked.Start(); }, Raises(L"MEngineThread.Start:ThreadExitedUnexpectedly"));
-    EXPECT_FALSE(hooked.IsRunning());
+    if (atStart) {
+      EXPECT_THAT([&] { hooked.Start(); }, Raises(L"MEngineThread.Start:ThreadExitedUnexpectedly"));
+      EXPECT_FALSE(hooked.IsRunning());
+    } else {
+      hooked.Start();
+      hooked.Stop();
+    }
     EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"hook"), IsEmpty()));
   }
-  recorder.error.reset();
-  MCommandProcessor hooked(&recorder, nullptr, new Callback(fail), nullptr, 0, false);
-  hooked.Start();
-  hooked.Stop();
-  EXPECT_THAT(*recorder.error, HoldsOneError(MString(L"hook"), IsEmpty()));
 }
 
 std::atomic<DWORD> lastTimeout{0};
@@ -319,27 +321,25 @@ TEST_F(CommandProcessor, CallsTheIdleHookAtEachTimeOutAndForWindowInputWhateverI
 }
 
 TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByWhateverEndsTheProcessor) {
-  using Owned = std::unique_ptr<MCommandProcessor>;
-  const std::function<void(Owned&)> ends[] = {
-      [](Owned& ended) { ended->Stop(); },
-      [](Owned& ended) {  // the thread dies while the stop is failing
+  const std::function<void(MCommandProcessor&)> ends[] = {
+      [](MCommandProcessor& dead) { dead.Stop(); },
+      [](MCommandProcessor& dead) {
         ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(WAIT_FAILED);
-        ended->ForceStop();
+        dead.ForceStop();
       },
-      [](Owned& ended) { ended.reset(); },
+      [](MCommandProcessor&) {},  // its destruction alone
   };
   for (const auto& end : ends) {
     ErrorRecorder fault;
-    Owned dying = std::make_unique<MCommandProcessor>(&fault, nullptr, nullptr, nullptr, 0, false);
-    Caller fatal(*dying, std::make_unique<FatalCommand>(tally));
-    Caller waiting(*dying, Make());
-    dying->Start();
+    auto dead = std::make_unique<MCommandProcessor>(&fault, nullptr, nullptr, nullptr, 0, false);
+    Caller fatal(*dead, std::make_unique<FatalCommand>(tally));
+    Caller waiting(*dead, Make());
+    dead->Start();
     fault.heard.Wait();
     EXPECT_THAT(*fault.error, HoldsOneError(MString(L"fatal"), IsEmpty()));
-    EXPECT_THAT([&] { dying->Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
-
-    end(dying);
-    dying.reset();  // at once: those who are released touch nothing of it
+    EXPECT_THAT([&] { dead->Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
+    end(*dead);
+    dead.reset();  // at once: those who are released touch nothing of it
     EXPECT_EQ(fatal.Outcome(), kAborted);
     EXPECT_EQ(waiting.Outcome(), kAborted);
   }

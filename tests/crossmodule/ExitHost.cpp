@@ -22,11 +22,8 @@ MDesyncEventScheduler* scheduler = nullptr;
 std::promise<void>* started = nullptr;
 
 /// Tells that it runs, then never ends.
-class EndlessCommand : public MCommandSynchronous {
- public:
+struct EndlessCommand : MCommandSynchronous {
   EndlessCommand() : MCommandSynchronous(MExceptionHolder()) {}
-
- protected:
   void Execute() override {
     started->set_value();
     std::promise<void>().get_future().wait();

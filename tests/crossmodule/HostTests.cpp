@@ -9,12 +9,19 @@
 #include "velta/commands/MExceptionHolder.h"
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
+#include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
+#include "velta/serialisation/MInFilerTaggedXml.h"
+#include "velta/serialisation/MOutFilerTaggedXml.h"
 #include "velta/text/MLocale.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <new>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <typeinfo>
 #include <utility>
@@ -24,7 +31,10 @@
 
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::Pair;
 
 const wchar_t hostClassName[] = L"HostTests";
@@ -37,13 +47,23 @@ const wchar_t hostClassName[] = L"HostTests";
 /// An error class that the library has never seen.
 class HostError : public MError {
  public:
-  explicit HostError(int hostDetail) : MError(L"Host.Do:Failed"), detail(hostDetail) {}
+  explicit HostError(int hostDetail, MString causesAsText = {})
+      : MError(L"Host.Do:Failed"), detail(hostDetail), causes(std::move(causesAsText)) {}
 
   HostError* Clone() const noexcept override { return new (std::nothrow) HostError(*this); }
   MString GetMessage() const override { return L"host detail"; }
+  MString GetCauseChain() const override { return causes; }
 
   int detail;
+  MString causes;
 };
+
+MString AsText(const MException& exception) {
+  MOutFilerTaggedXml filer(L"ExceptionChain", L"");
+  MString text;
+  EXPECT_TRUE(exception.Write(filer, L"Exception") && filer.GetText(&text));
+  return text;
+}
 
 /// Calls a function of the host on the processor's thread.
 template <class Work>
@@ -117,6 +137,24 @@ TEST(CrossModule, OutOfMemoryIsKnownByItsClass) {
   }
 }
 
+// The causes come as text, as from another process, and so does what they have become.
+TEST(CrossModule, AnErrorOfTheHostBringsItsCausesAsText) {
+  const MString hostile =
+      L"<Error type=\"string\">&amp; ]]> '\t\r\n \u00FC\u20AC\U0001F600 </Error>";
+  MError cause(L"Host.Open:OpenFailed");
+  cause.AddParameter(L"file", hostile);
+  const MException thrown(HostError(7, AsText(MException(cause))));
+
+  MInFilerTaggedXml filer(AsText(thrown), L"ExceptionChain", L"");
+  MException chain;
+  EXPECT_TRUE(filer.BeginGroup(L"Exception") && chain.Read(filer, L"Exception") &&
+              filer.EndGroup());
+  ASSERT_EQ(chain.GetErrorCount(), 2);
+  EXPECT_EQ(chain.GetError(0)->GetCode(), L"Host.Open:OpenFailed");
+  EXPECT_THAT(chain.GetError(0)->GetParameters(), ElementsAre(Pair(L"file", hostile)));
+  EXPECT_EQ(chain.GetError(1)->GetCode(), L"Host.Do:Failed");
+}
+
 TEST(CrossModule, TextAllocatedOnOneSideIsFreedOnTheOther) {
   MString text(200, L'x');
   MLocale::GetClassic().Format(text, L"%.200f", 1.0);
@@ -148,6 +186,35 @@ TEST(CrossModule, ACommandsExceptionComesBackFromTheProcessorsThread) {
   }
   processor.Stop();
   EXPECT_THROW(ExecuteOn(processor, [] {}), MException);
+}
+
+TEST(CrossModule, TheLogOfAnotherModuleHearsEventsWhileItIsAttached) {
+  // Loaded for good: its log lives as long as the process.
+  static const auto& module = *new Module(VELTA_TEST_SECOND_LOG);
+  ASSERT_TRUE(module) << VELTA_TEST_SECOND_LOG;
+  auto* const dumpSecond = module.Find<std::size_t(char*, std::size_t)>("DumpSecondLog");
+  auto* const secondLog = module.Find<MFlowLogger*()>("SecondLog");
+  ASSERT_TRUE(dumpSecond != nullptr && secondLog != nullptr);
+  MFlowLogger* const own = MFlowLogger::Instance();
+  ASSERT_NE(secondLog(), own);
+  static MFlowPoint point(hostClassName, L"Mirrored");
+
+  point.At(nullptr).LogTimingPoint(1, 10);
+  own->Attach(secondLog());
+  point.At(nullptr).LogTimingPoint(2, 20);
+  own->Attach(nullptr);
+  point.At(nullptr).LogTimingPoint(3, 30);
+
+  std::ostringstream ownText;
+  own->Dump(ownText);
+  EXPECT_THAT(ownText.str(), AllOf(HasSubstr("Log_module_added"), HasSubstr("(1, 10)"),
+                                   HasSubstr("(2, 20)"), HasSubstr("(3, 30)")));
+  std::string secondText(1 << 16, '\0');
+  secondText.resize(
+      (std::min)(secondText.size(), dumpSecond(secondText.data(), secondText.size())));
+  EXPECT_THAT(secondText, AllOf(HasSubstr("Log_module_added"), HasSubstr("Timing_point (2, 20)"),
+                                HasSubstr(" at Mirrored "), HasSubstr("Log_module_removed"),
+                                Not(HasSubstr("(1, 10)")), Not(HasSubstr("(3, 30)"))));
 }
 
 }  // namespace

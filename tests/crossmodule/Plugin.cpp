@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // A module that links the framework, for a host that does not.
-#include "tests/crossmodule/FailingPart.h"
 #include "tests/crossmodule/Module.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MCommandSynchronous.h"
@@ -10,7 +9,6 @@
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
 
-#include <cstddef>
 #include <future>
 #include <memory>
 #include <utility>
@@ -28,14 +26,11 @@ class FailingCommand : public MCommandSynchronous {
   }
 };
 
-class TellingEvent : public MDesyncEvent {
- public:
-  explicit TellingEvent(std::promise<void>* firedPromise) : fired(firedPromise) {}
+struct TellingEvent : MDesyncEvent {
+  explicit TellingEvent(std::promise<void>& firedPromise) : fired(firedPromise) {}
+  void Fire() override { fired.set_value(); }
 
-  void Fire() override { fired->set_value(); }
-
- private:
-  std::promise<void>* fired;
+  std::promise<void>& fired;
 };
 
 /// Runs a command on a processor and takes its exception back.
@@ -59,7 +54,7 @@ void DeliverNotification() {
   std::promise<void> fired;
   MDesyncEventScheduler scheduler(nullptr);
   scheduler.Enable();
-  scheduler.ScheduleDesyncEvent(new TellingEvent(&fired));
+  scheduler.ScheduleDesyncEvent(new TellingEvent(fired));
   fired.get_future().wait();
 }
 
@@ -69,11 +64,4 @@ void DeliverNotification() {
 VELTA_TEST_EXPORT bool RunEverything() {
   DeliverNotification();
   return RunCommand();
-}
-
-/// Hands the text of a failure to a function, as characters: the two sides' strings may differ.
-VELTA_TEST_EXPORT void HandOverFailure(void* receiver,
-                                       void (*take)(void*, const wchar_t*, std::size_t)) {
-  const MString text = FailureAsText();
-  take(receiver, text.data(), text.size());
 }

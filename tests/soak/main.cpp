@@ -6,7 +6,6 @@
 // Exit code: 0 all is well, 1 something is not, 2 bad arguments.
 
 #include "Loads.h"
-#include "ResidentMemory.h"
 #include "velta/logging/MFlowLogger.h"
 
 #include <algorithm>
@@ -20,21 +19,35 @@
 #include <thread>
 #include <vector>
 
+#if defined(_WIN32)
+// clang-format off
+#include <windows.h>
+#include <psapi.h>  // takes its types from the one above
+// clang-format on
+#else
+#include <fstream>
+
+#include <unistd.h>
+#endif
+
 namespace {
 
 constexpr double kMegabyte = 1048576.0;
 constexpr double kMostGrowth = 16 * kMegabyte;  // allocators keep some of what they got
 
-/// Memory is looked at ten times; what is there after the first of them is the run's own.
-class MemoryCurve {
- public:
-  void Look() { samples.push_back(static_cast<double>(ResidentMemory())); }
-  [[nodiscard]] double First() const { return samples.at(1); }
-  [[nodiscard]] double Last() const { return *std::min_element(samples.end() - 3, samples.end()); }
-
- private:
-  std::vector<double> samples;
-};
+/// What the process holds of the machine's memory now, in bytes.
+double ResidentMemory() {
+#if defined(_WIN32)
+  PROCESS_MEMORY_COUNTERS counters{};
+  ::K32GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters);
+  return static_cast<double>(counters.WorkingSetSize);
+#else
+  double all = 0;
+  double resident = 0;
+  std::ifstream("/proc/self/statm") >> all >> resident;
+  return resident * static_cast<double>(::sysconf(_SC_PAGESIZE));
+#endif
+}
 
 void Run(Tally& tally, void (*load)(Tally&)) {
   try {
@@ -44,15 +57,16 @@ void Run(Tally& tally, void (*load)(Tally&)) {
   }
 }
 
-MemoryCurve RunLoads(Tally& tally, std::chrono::seconds length) {
+/// @return the memory held at ten times; what is there after the first of them is the run's own
+std::vector<double> RunLoads(Tally& tally, std::chrono::seconds length) {
   std::vector<std::thread> threads;
   for (void (*load)(Tally&) : {SubmitCommands, ScheduleNotifications, StoreSettings, DumpLog}) {
     threads.emplace_back(Run, std::ref(tally), load);
   }
-  MemoryCurve memory;
+  std::vector<double> memory;
   for (int look = 0; look < 10; ++look) {
     std::this_thread::sleep_for(length / 10.0);
-    memory.Look();
+    memory.push_back(ResidentMemory());
   }
   tally.ending = true;
   for (std::thread& thread : threads) {
@@ -82,7 +96,9 @@ int main(int count, char** arguments) {
   static_cast<void>(
       MFlowLogger::Instance());  // threads that race for its first use may make two, and keep both
   Tally tally;
-  const MemoryCurve memory = RunLoads(tally, length);
+  const std::vector<double> memory = RunLoads(tally, length);
+  const double atFirst = memory[1];
+  const double atLast = *std::min_element(memory.end() - 3, memory.end());
 
   std::printf("ran for %d seconds\n", seconds);
   Print("commands", tally.submitted, length);
@@ -91,8 +107,8 @@ int main(int count, char** arguments) {
   Print("settings", tally.stored, length);
   Print("log records", tally.records, length);
   Print("log dumps", tally.dumps, length);
-  std::printf("%-15s %9.1f MB  %10.1f MB at the end\n", "memory", memory.First() / kMegabyte,
-              memory.Last() / kMegabyte);
+  std::printf("%-15s %9.1f MB  %10.1f MB at the end\n", "memory", atFirst / kMegabyte,
+              atLast / kMegabyte);
 
   if (tally.submitted != tally.executed || tally.failed != tally.reported) {
     tally.Fail("a command or its error has been lost");
@@ -101,7 +117,7 @@ int main(int count, char** arguments) {
     tally.Fail("a notification has been lost");
   }
 #if !defined(VELTA_TEST_SANITIZED)
-  if (memory.Last() > memory.First() + kMostGrowth) {
+  if (atLast > atFirst + kMostGrowth) {
     tally.Fail("memory grows");
   }
 #endif

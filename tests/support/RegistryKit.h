@@ -3,29 +3,21 @@
 
 #include "velta/platform/internal/Win32.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <ostream>
+#include <random>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#if defined(_WIN32)
-#include <process.h>
-#else
-#include <unistd.h>
-#endif
-
 /// A key name that no other test uses, nor another run of this one at the same time.
 inline std::wstring UniqueKeyName() {
-  static std::atomic<int> count{0};
-#if defined(_WIN32)
-  const int process = ::_getpid();
-#else
-  const int process = ::getpid();
-#endif
-  return L"VeltaTest-" + std::to_wstring(process) + L"-" + std::to_wstring(++count);
+  std::random_device random;
+  return L"VeltaTest-" + std::to_wstring(random()) + L"-" + std::to_wstring(random());
 }
 
 inline void SetVariable(const char* name, const std::string& value) {
