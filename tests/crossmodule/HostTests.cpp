@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <new>
 #include <sstream>
@@ -66,24 +67,15 @@ MString AsText(const MException& exception) {
 }
 
 /// Calls a function of the host on the processor's thread.
-template <class Work>
-class HostCommand : public MCommandSynchronous {
- public:
-  HostCommand(MExceptionHolder holder, Work hostWork)
-      : MCommandSynchronous(std::move(holder)), work(std::move(hostWork)) {}
-
- protected:
-  void Execute() override { work(); }
-
- private:
-  Work work;
-};
-
-template <class Work>
-MExceptionHolder ExecuteOn(MCommandProcessor& processor, Work work) {
+MExceptionHolder ExecuteOn(MCommandProcessor& processor, const std::function<void()>& hostWork) {
+  struct HostCommand : MCommandSynchronous {
+    HostCommand(MExceptionHolder holder, const std::function<void()>& commandWork)
+        : MCommandSynchronous(std::move(holder)), work(commandWork) {}
+    void Execute() override { work(); }
+    const std::function<void()>& work;
+  };
   MExceptionHolder outcome = MExceptionHolder::Create();
-  std::unique_ptr<MCommandSynchronous> command =
-      std::make_unique<HostCommand<Work>>(outcome, std::move(work));
+  std::unique_ptr<MCommandSynchronous> command = std::make_unique<HostCommand>(outcome, hostWork);
   processor.ExecuteSynchronously(command);
   return outcome;
 }
