@@ -51,25 +51,6 @@ TEST(PosixHandles, AnyBitPatternIsRefusedWithoutBeingFollowed) {
   }
 }
 
-TEST(PosixHandles, AWaiterOnAClosedEventWaitsOnForItsOtherHandles) {
-  const Watchdog watchdog("a wait on a closed and an open event");
-  for (int round = 0; round < 200; ++round) {
-    const HANDLE closed = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    const Event open(Event::kAutomatic);
-    const Event ready(Event::kManual);
-    std::thread waiter([&] {
-      ::SetEvent(ready);
-      const HANDLE handles[] = {closed, open};
-      const DWORD result = ::WaitForMultipleObjects(2, handles, FALSE, INFINITE);
-      EXPECT_TRUE(result == 1 || result == WAIT_FAILED) << result;  // closed before, or meanwhile
-    });
-    ::WaitForSingleObject(ready, INFINITE);
-    ::CloseHandle(closed);
-    ::SetEvent(open);
-    waiter.join();
-  }
-}
-
 TEST(PosixWakes, ASetInsideASectionWakesAtOnceADeferredOneWhenItsScopeEnds) {
   const Watchdog watchdog("threads woken out of a critical section");
   constexpr int kSleepers = 40;  // more than one list of deferred wake-ups holds
