@@ -14,6 +14,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -191,14 +192,14 @@ TEST_F(Allocation, RefusedToAFailingCommandStillLeavesItFailed) {
       {rethrow, 1}, {rethrow, Allocations::kUnlimited}, {raise, 1}};
   const MExceptionHolder holder = MExceptionHolder::Create();
   processor.Start();
-  for (const auto& [fail, refused] : failures) {
+  for (const std::pair<std::function<void()>, int>& fails : failures) {
     int granted = 0;
     for (bool wasRefused = true; wasRefused; ++granted) {
       made = std::make_exception_ptr(failure);
-      const auto failWithLittle = [&, &fail = fail, refused = refused] {
+      const auto failWithLittle = [&] {
         Allocations::Reset();
-        Allocations::Allow(granted, refused);
-        fail();
+        Allocations::Allow(granted, fails.second);
+        fails.first();
       };
       Execute(failWithLittle, holder);
       Execute([&] {
