@@ -1,26 +1,108 @@
 // SPDX-License-Identifier: MIT
+// The driver: runs scenarios schedule by schedule, and reports the first that fails of each.
 #include "Campaign.h"
 
-#include "Memory.h"
+#include "Scheduler.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <new>
+#include <sstream>
 
+#include <errno.h>
+#include <fnmatch.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace Velta::Simulation {
+using namespace Velta::Simulation;
 
 namespace {
 
+constexpr char kUsage[] =
+    "[--scenario PATTERN] [--mode random|pct|exhaustive|list] [--seed N] [--schedules N]\n"
+    "[--preemptions N] [--replay THREAD.DECISION:CHOSEN,...]\n"
+    "\n"
+    "Tries --schedules (1000) at random and as many by random priorities (pct); each has a seed,\n"
+    "the next one the next. Before these, all with up to --preemptions (1), but not more than 20\n"
+    "times as many. The exit code says whether anything was found.\n";
+
 constexpr unsigned kMaxSeconds = 20;  // of one schedule, which takes less than a millisecond
 
+struct Plan {
+  std::string mode;
+  std::uint64_t seed;  // of the first schedule
+  std::uint64_t schedules;
+  std::uint64_t preemptions;          // exhaustive
+  std::vector<Deviation> deviations;  // replay
+  bool prints = false;
+
+  /// What makes the driver do this again.
+  [[nodiscard]] std::string Options() const;
+};
+
 Record* shared = nullptr;
+
+[[noreturn]] void Refuse() {
+  std::fprintf(stderr, "%s %s", program_invocation_short_name, kUsage);
+  std::exit(2);
+}
+
+std::string TextOf(const std::vector<Deviation>& deviations) {
+  std::string text;
+  for (const Deviation& deviation : deviations) {
+    text += (text.empty() ? "" : ",") + std::to_string(deviation.thread) + "." +
+            std::to_string(deviation.decision) + ":" + std::to_string(deviation.chosen);
+  }
+  return text.empty() ? "default" : text;
+}
+
+std::vector<Deviation> ReadDeviations(const std::string& text) {
+  std::vector<Deviation> deviations;
+  std::istringstream rest(text);
+  Deviation next{};
+  char separator = '\0';
+  while (rest >> next.thread >> separator >> next.decision >> separator >> next.chosen) {
+    deviations.push_back(next);
+    rest >> separator;
+  }
+  if (TextOf(deviations) != text) {
+    Refuse();
+  }
+  return deviations;
+}
+
+std::uint64_t ReadNumber(const std::string& text) {
+  const std::uint64_t number = std::strtoull(text.c_str(), nullptr, 10);
+  if (std::to_string(number) != text) {
+    Refuse();
+  }
+  return number;
+}
+
+std::string Plan::Options() const {
+  if (mode == "replay") {
+    return "--replay " + TextOf(deviations);
+  }
+  const bool isExhaustive = mode == "exhaustive";
+  return "--mode " + mode +
+         (isExhaustive ? " --preemptions " + std::to_string(preemptions)
+                       : " --seed " + std::to_string(seed)) +
+         " --schedules " + std::to_string(isExhaustive ? schedules / 20 : schedules);
+}
+
+// ---- one scenario by one plan -------------------------------------------------------------------
+
+std::vector<Deviation> DeviationsOf(const Record& record) {
+  return {record.deviation, record.deviation + record.deviations};
+}
 
 void SetVerdict(const char* verdict) noexcept {
   if (shared->verdict[0] == '\0') {
@@ -28,115 +110,67 @@ void SetVerdict(const char* verdict) noexcept {
   }
 }
 
-void OnAlarm(int /*signal*/) {
-  SetVerdict("blocked outside of the scheduler");
-  ::_exit(1);
-}
-
-std::vector<Deviation> DeviationsOf(const Step* steps, std::size_t count) {
-  std::vector<Deviation> deviations;
-  for (const Step* step = steps; step != steps + count; ++step) {
-    if (!step->byDefault) {
-      deviations.push_back({step->thread, step->decision, step->chosen});
-    }
+std::unique_ptr<Strategy> StrategyOf(const Plan& plan) {
+  if (plan.mode == "random") {
+    return MakeRandomWalk();
   }
-  return deviations;
+  if (plan.mode == "pct") {
+    return MakePriorities();
+  }
+  if (plan.mode == "exhaustive") {
+    return MakeExhaustive(plan.preemptions);
+  }
+  return MakeGuided(plan.deviations);
 }
 
-/// @return what `Memory::EndRun` said
-std::int64_t RunOnce(const Scenario& scenario, Strategy& strategy, bool fine) {
+/// @return what `WatchMemory` said
+std::int64_t RunOnce(const Scenario& scenario, Strategy& strategy) {
   ::alarm(kMaxSeconds);
-  Memory::BeginRun();
-  {
-    Scheduler scheduler(strategy, *shared, fine);
-    scheduler.Run(scenario.body);
-  }
-  return Memory::EndRun();
-}
-
-/// A run may leave what is made once for the life of the process; a leak is left again.
-bool LeavesAgain(const Scenario& scenario, bool fine) {
-  const std::vector<Deviation> same = DeviationsOf(shared->step, shared->steps);
-  Guided again(same);
-  return RunOnce(scenario, again, fine) != 0;
+  return WatchMemory([&] { RunSchedule(strategy, *shared, scenario.body); });
 }
 
 void RunAll(const Scenario& scenario, const Plan& plan) {
-  Exhaustive exhaustive(plan.preemptions);
+  const std::unique_ptr<Strategy> strategy = StrategyOf(plan);
   for (std::uint64_t i = 0; i < plan.schedules; ++i) {
-    RandomWalk randomWalk(plan.seed + i);
-    Priorities priorities(plan.seed + i, plan.depth);
-    Guided guided(plan.deviations);
-    Strategy* const strategies[] = {&randomWalk, &priorities, &exhaustive, &guided};
-    const std::int64_t left =
-        RunOnce(scenario, *strategies[static_cast<std::size_t>(plan.mode)], plan.fine);
-    if (left < 0) {
-      SetVerdict("freed memory written");
-    } else if (left > 0 && LeavesAgain(scenario, plan.fine)) {
-      SetVerdict("memory left over");
-    }
-    if (shared->verdict[0] != '\0') {
-      ::_exit(1);
-    }
-    ++shared->schedules;
-    if (plan.mode == Plan::Mode::Exhaustive && !exhaustive.Next()) {
+    if (!strategy->Begin(plan.seed + i)) {
       shared->exhausted = true;
       return;
     }
+    std::int64_t left = RunOnce(scenario, *strategy);
+    if (left > 0) {  // perhaps made once for the life of the process: a leak is left again
+      left = RunOnce(scenario, *MakeGuided(DeviationsOf(*shared)));
+    }
+    if (left != 0) {
+      SetVerdict(left < 0 ? "freed memory written" : "memory left over");
+      ::_exit(1);
+    }
+    ++shared->schedules;
   }
 }
 
 [[noreturn]] void RunChild(const Scenario& scenario, const Plan& plan) {
-  ::signal(SIGALRM, &OnAlarm);
-  cpu_set_t one;  // threads that run one at a time are handed on faster within a core
+  ::signal(SIGALRM, [](int) {
+    SetVerdict("blocked outside of the scheduler");
+    ::_exit(1);
+  });
+  cpu_set_t one;  // threads that run one at a time follow each other faster within a core
   CPU_ZERO(&one);
   CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
   ::sched_setaffinity(0, sizeof(one), &one);
-  if (plan.mode != Plan::Mode::Replay) {  // what sanitizers print is told once
+  if (!plan.prints) {  // what sanitizers print is told once
     static_cast<void>(std::freopen("/dev/null", "w", stderr));
   }
   RunAll(scenario, plan);
   ::_exit(0);
 }
 
-/// Verdicts are the same when they say the same of perhaps other objects.
-std::string Kind(const std::string& verdict) {
-  return verdict.substr(0, verdict.find_first_of("0123456789#("));
-}
-
-}  // namespace
-
-std::string Plan::Options() const {
-  std::string text;
-  switch (mode) {
-    case Mode::Random:
-      text = "--mode random --seed " + std::to_string(seed);
-      break;
-    case Mode::Pct:
-      text = "--mode pct --depth " + std::to_string(depth) + " --seed " + std::to_string(seed);
-      break;
-    case Mode::Exhaustive:
-      return "--mode exhaustive --preemptions " + std::to_string(preemptions);
-    case Mode::Replay:
-      text = "--replay ";
-      for (const Deviation& deviation : deviations) {
-        text += (&deviation == deviations.data() ? "" : ",") + std::to_string(deviation.thread) +
-                "." + std::to_string(deviation.decision) + ":" + std::to_string(deviation.chosen);
-      }
-      text += deviations.empty() ? "default" : "";
-      return text + (fine ? " --fine" : "");
-  }
-  return text + " --schedules " + std::to_string(schedules) + (fine ? " --fine" : "");
-}
-
-std::vector<Deviation> Outcome::Deviations() const {
-  return DeviationsOf(trace.data(), trace.size());
-}
-
-Outcome Explore(const Scenario& scenario, const Plan& plan) {
+/// Runs the scenario in a process of its own, schedule by schedule until one fails: a deadlocked
+/// run and a broken heap end with it.
+Record Explore(const Scenario& scenario, const Plan& plan) {
   static void* const memory =
       ::mmap(nullptr, sizeof(Record), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   shared = new (memory) Record{};
+  shared->prints = plan.prints;
   std::fflush(stdout);
   const pid_t child = ::fork();
   if (child == 0) {
@@ -149,44 +183,118 @@ Outcome Explore(const Scenario& scenario, const Plan& plan) {
   } else if (WEXITSTATUS(status) != 0) {
     SetVerdict("the process ended by itself");
   }
-  Outcome outcome{shared->schedules,
-                  shared->totalSteps,
-                  shared->exhausted,
-                  shared->verdict,
-                  shared->report,
-                  {},
-                  {}};
-  outcome.trace.assign(shared->step, shared->step + shared->steps);
-  outcome.threads.assign(std::begin(shared->threadName), std::end(shared->threadName));
-  return outcome;
+  return *shared;
 }
 
-Plan Shrink(const Scenario& scenario, const Plan& plan, const Outcome& failure) {
+/// Leaves out what the failure does not need: one deviation after another, until none can go.
+/// @return the plan of what is left
+Plan Shrink(const Scenario& scenario, const Plan& plan, const Record& failure) {
   Plan best = plan;
-  best.mode = Plan::Mode::Replay;
+  best.mode = "replay";
   best.schedules = 1;
-  best.deviations = failure.Deviations();
-  const auto fails = [&](const Plan& smaller) {
-    return Kind(Explore(scenario, smaller).verdict) == Kind(failure.verdict);
+  best.deviations = DeviationsOf(failure);
+  // Verdicts are the same when they say the same of perhaps other objects.
+  const auto kindOf = [](const char* verdict) {
+    return std::string(verdict, std::strcspn(verdict, "0123456789("));
   };
-  // Halves, quarters, ... single ones, again and again until none can go.
-  for (std::size_t piece = (best.deviations.size() + 1) / 2; piece > 0;) {
-    bool isSmaller = false;
-    for (std::size_t from = 0; from < best.deviations.size();) {
+  for (bool isSmaller = true; isSmaller;) {
+    isSmaller = false;
+    for (std::size_t i = best.deviations.size(); i-- > 0;) {
       Plan smaller = best;
-      const auto begin = smaller.deviations.begin() + static_cast<std::ptrdiff_t>(from);
-      const std::size_t count = (std::min)(piece, smaller.deviations.size() - from);
-      smaller.deviations.erase(begin, begin + static_cast<std::ptrdiff_t>(count));
-      if (fails(smaller)) {
+      smaller.deviations.erase(smaller.deviations.begin() + static_cast<std::ptrdiff_t>(i));
+      if (kindOf(Explore(scenario, smaller).verdict) == kindOf(failure.verdict)) {
         best = smaller;
         isSmaller = true;
-      } else {
-        from += piece;
       }
     }
-    piece = piece > 1 ? (piece + 1) / 2 : (isSmaller ? 1 : 0);
   }
   return best;
 }
 
-}  // namespace Velta::Simulation
+/// @return whether nothing was found; for a planted fault, whether it was, twice more by what the
+///         report says
+bool Try(const Scenario& scenario, const Plan& plan) {
+  const auto outcome = std::make_unique<Record>(Explore(scenario, plan));
+  const std::string verdict = outcome->verdict;
+  std::printf("%-40s ", scenario.name.c_str());
+  if (verdict.empty()) {
+    std::printf("%8lu schedules, %lu steps each: %s%s\n", outcome->schedules,
+                outcome->totalSteps / (std::max)(outcome->schedules, std::uint64_t{1}),
+                plan.Options().c_str(), outcome->exhausted ? ", all" : "");
+    return scenario.expected.empty();
+  }
+  Plan again = plan;
+  if (plan.mode != "exhaustive") {
+    again.seed += outcome->schedules;
+    again.schedules = 1;
+  }
+  Plan shrunk = Shrink(scenario, plan, *outcome);
+  if (verdict == scenario.expected) {
+    const bool isRepeated =
+        Explore(scenario, again).verdict == verdict && Explore(scenario, shrunk).verdict == verdict;
+    std::printf("found in schedule %lu, %s, %zu deviations: %s\n", outcome->schedules + 1,
+                isRepeated ? "again" : "NOT AGAIN", shrunk.deviations.size(),
+                plan.Options().c_str());
+    return isRepeated;
+  }
+  std::printf("FAILED in schedule %lu: %s\n", outcome->schedules + 1, verdict.c_str());
+  shrunk.prints = true;
+  Explore(scenario, shrunk);
+  const std::string program =
+      std::string(program_invocation_short_name) + " --scenario " + scenario.name;
+  std::printf("  again:  %s %s\n", program.c_str(), again.Options().c_str());
+  std::printf("  shrunk: %s %s  (%zu of %u deviations)\n", program.c_str(),
+              shrunk.Options().c_str(), shrunk.deviations.size(), outcome->deviations);
+  return false;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  std::map<std::string, std::string> options{{"--scenario", "*"},    {"--mode", ""},
+                                             {"--seed", "1"},        {"--schedules", "1000"},
+                                             {"--preemptions", "1"}, {"--replay", ""}};
+  for (int i = 1; i < count; i += 2) {
+    const auto option = options.find(arguments[i]);
+    if (option == options.end() || i + 1 == count) {
+      Refuse();
+    }
+    option->second = arguments[i + 1];
+  }
+  const std::string mode = options["--replay"].empty() ? options["--mode"] : "replay";
+  std::vector<Plan> plans;
+  for (const char* const each : {"exhaustive", "random", "pct", "replay"}) {
+    if (mode == each || (mode.empty() && each != std::string("replay"))) {
+      plans.push_back({each,
+                       ReadNumber(options["--seed"]),
+                       ReadNumber(options["--schedules"]),
+                       ReadNumber(options["--preemptions"]),
+                       {}});
+    }
+  }
+  if (mode == "exhaustive" || mode.empty()) {
+    plans[0].schedules *= 20;
+  } else if (mode == "replay") {
+    plans[0].schedules = 1;
+    plans[0].deviations = ReadDeviations(options["--replay"]);
+    plans[0].prints = true;
+  } else if (plans.empty() && mode != "list") {
+    Refuse();
+  }
+  std::vector<Scenario> scenarios = AllScenarios();
+  std::erase_if(scenarios, [&](const Scenario& scenario) {
+    return ::fnmatch(options["--scenario"].c_str(), scenario.name.c_str(), 0) != 0;
+  });
+  std::size_t failed = 0;
+  for (const Scenario& scenario : scenarios) {
+    if (mode == "list") {
+      std::printf("%s\n", scenario.name.c_str());
+    }
+    const auto isGood = [&](const Plan& plan) { return Try(scenario, plan); };
+    failed += std::all_of(plans.begin(), plans.end(), isGood) ? 0 : 1;
+  }
+  if (mode != "list") {
+    std::printf("%zu scenarios, %zu failed\n", scenarios.size(), failed);
+  }
+  return scenarios.empty() || failed != 0 ? 1 : 0;
+}

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "Kit.h"
 
-#include "Platform.h"
 #include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
 #include "velta/logging/KLogger.h"
 
-#include <cstdarg>
-#include <cstdio>
+#include <cstdint>
 #include <exception>
-#include <map>
+#include <regex>
+#include <utility>
+#include <vector>
 
 namespace Velta::Simulation {
 
@@ -19,77 +20,33 @@ std::string Narrow(const MString& text) { return {text.begin(), text.end()}; }
 /// The scopes that the thread has open, by the log. For a process that has run one schedule: the
 /// log has its records only.
 std::string OpenScopes(const Thread& thread) {
-  std::map<unsigned long, std::vector<std::string>> scopes;
+  const std::regex pattern("^% Scope_(push|pop) in_class (\\S+) at (\\S+) .*in_thread (\\d+)");
+  std::vector<std::string> scopes;
   const KLogger* const log = KLogger::Instance();
   std::string record;
-  for (std::uint32_t i = 0; log != nullptr && !(record = log->FormatRecord(i, 0)).empty(); ++i) {
-    char kind[32];
-    char owner[64];
-    char operation[64];
-    constexpr std::string_view kThread = " in_thread ";
-    const std::size_t threadAt = record.find(kThread);
-    if (threadAt == std::string::npos ||
-        std::sscanf(record.c_str(), "%% %31s in_class %63s at %63s", kind, owner, operation) != 3) {
+  for (std::uint32_t i = 0; i < KLogger::kCapacity; ++i) {
+    record = log != nullptr ? log->FormatRecord(i, 0) : "";
+    std::smatch part;
+    if (record.empty()) {
+      break;
+    }
+    if (!std::regex_search(record, part, pattern) || part[4] != std::to_string(thread.id)) {
       continue;
     }
-    const unsigned long id = std::stoul(record.substr(threadAt + kThread.size()));
-    if (kind == std::string_view("Scope_push")) {
-      scopes[id].push_back(std::string(owner) + "." + operation);
-    } else if (kind == std::string_view("Scope_pop") && !scopes[id].empty()) {
-      scopes[id].pop_back();
-    }
-    if (i + 1 == KLogger::kCapacity) {
-      break;
+    if (part[1] == "push") {
+      scopes.push_back(part[2].str() + "." + part[3].str());
+    } else if (!scopes.empty()) {
+      scopes.pop_back();
     }
   }
   std::string text;
-  for (const std::string& scope : scopes[thread.id]) {
+  for (const std::string& scope : scopes) {
     text += (text.empty() ? ", in " : " > ") + scope;
   }
   return text;
 }
 
-[[noreturn]] void OnTerminate() noexcept {
-  std::string name = "an exception of another type";
-  try {
-    if (const std::exception_ptr exception = std::current_exception()) {
-      std::rethrow_exception(exception);
-    }
-  } catch (const MException& exception) {
-    name = exception.GetErrorCount() > 0 ? Narrow(exception.GetError(0)->GetCode()) : "no error";
-  } catch (...) {
-  }
-  if (Scheduler* const scheduler = Scheduler::Current()) {
-    scheduler->Fail("uncaught exception: %s", name.c_str());
-  }
-  std::abort();
-}
-
 }  // namespace
-
-void Check(bool condition, const char* format, ...) {
-  if (!condition) {
-    va_list arguments;
-    va_start(arguments, format);
-    char text[sizeof(Record::verdict)];
-    std::vsnprintf(text, sizeof(text), format, arguments);
-    va_end(arguments);
-    Scheduler::Current()->Fail("%s", text);
-  }
-}
-
-Actor::Actor(const char* name, std::function<void()> action)
-    : action_(std::move(action)),
-      thread_(&Scheduler::Current()->Spawn(
-          name, {[](void* actor) { static_cast<Actor*>(actor)->action_(); }, [](void*) {}, this})) {
-}
-
-void Actor::Join() const {
-  Scheduler::Current()->Wait(
-      "joins an actor", 0,
-      {[this] { return thread_->ended; },
-       [this] { return "the end of thread " + std::to_string(thread_->number); }});
-}
 
 Error Call(const char* operation, std::string_view documented, const std::function<void()>& call) {
   Error error;
@@ -112,17 +69,24 @@ Error Call(const char* operation, std::string_view documented, const std::functi
   return error;
 }
 
-Scenario InRun(std::string name, std::function<void()> body) {
-  Scheduler::describeThread = &OpenScopes;
+Scenario InRun(std::string name, std::function<void()> body, std::string expected) {
   return {std::move(name),
           [body = std::move(body)] {
-            std::set_terminate(&OnTerminate);
-            Platform::BeginRun();
+            describeThread = &OpenScopes;
+            std::set_terminate([] { Fail("uncaught exception"); });
             body();
-            Scheduler::Current()->WaitForOthers("all end", true);
-            Platform::EndRun();
+            WaitUntilOthersEnd();
+            Platform::CheckAllClosed();
           },
-          ""};
+          std::move(expected)};
+}
+
+std::vector<Scenario> AllScenarios() {
+  std::vector<Scenario> all = PlantedFaults();
+  for (const auto& more : {SchedulerScenarios(), ProcessorScenarios()}) {
+    all.insert(all.end(), more.begin(), more.end());
+  }
+  return all;
 }
 
 }  // namespace Velta::Simulation

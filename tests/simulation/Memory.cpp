@@ -1,20 +1,15 @@
 // SPDX-License-Identifier: MIT
-#include "Memory.h"
-
+#include "Scheduler.h"
 #include "tests/support/StressScale.h"
 
 #if defined(VELTA_TEST_SANITIZED)
 
-namespace Velta::Simulation::Memory {
-
-void BeginRun() noexcept {}
-std::int64_t EndRun() noexcept { return 0; }
-
-}  // namespace Velta::Simulation::Memory
+std::int64_t Velta::Simulation::WatchMemory(const std::function<void()>& run) {
+  run();
+  return 0;
+}
 
 #else
-
-#include "Scheduler.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -35,7 +30,7 @@ struct alignas(16) Block {
 };
 
 // Of the one thread that runs: no lock.
-bool counts = false;
+bool watches = false;
 std::int64_t live = 0;
 Block* freed = nullptr;
 
@@ -46,7 +41,7 @@ void* operator new(std::size_t size) {
   if (memory == nullptr) {
     throw std::bad_alloc();
   }
-  live += counts ? 1 : 0;
+  ++live;
   return (new (memory) Block{nullptr, size, false})->Content();
 }
 
@@ -55,34 +50,24 @@ void operator delete(void* content) noexcept {
     return;
   }
   Block* const block = static_cast<Block*>(content) - 1;
-  if (!counts) {
+  --live;
+  if (!watches) {
     std::free(block);
     return;
   }
-  if (block->isFreed) {
-    if (Velta::Simulation::Scheduler* const scheduler = Velta::Simulation::Scheduler::Current()) {
-      scheduler->Fail("memory freed twice");
-    }
-    std::abort();
-  }
-  --live;
-  block->isFreed = true;
-  block->nextFreed = freed;
+  Velta::Simulation::Check(!block->isFreed, "memory freed twice");
+  *block = {freed, block->size, true};
   freed = block;
   std::memset(content, kFreed, block->size);
 }
 
 void operator delete(void* content, std::size_t /*size*/) noexcept { ::operator delete(content); }
 
-namespace Velta::Simulation::Memory {
-
-void BeginRun() noexcept {
+std::int64_t Velta::Simulation::WatchMemory(const std::function<void()>& run) {
   live = 0;
-  counts = true;
-}
-
-std::int64_t EndRun() noexcept {
-  counts = false;
+  watches = true;
+  run();
+  watches = false;
   bool isUntouched = true;
   while (freed != nullptr) {
     Block* const block = freed;
@@ -93,7 +78,5 @@ std::int64_t EndRun() noexcept {
   }
   return isUntouched ? live : -1;
 }
-
-}  // namespace Velta::Simulation::Memory
 
 #endif

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Programs with a fault each, which the simulation must find: by every way, with the right verdict.
 #include "Kit.h"
-#include "Platform.h"
 #include "tests/support/StressScale.h"
 #include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
+#include "velta/platform/internal/Win32.h"
 
 #include <memory>
 #include <new>
@@ -15,8 +16,9 @@ namespace Velta::Simulation {
 namespace {
 
 void Together(const std::function<void()>& first, const std::function<void()>& second) {
-  const Actor one("first", first);
-  const Actor other("second", second);
+  Spawn("first", first);
+  Spawn("second", second);
+  WaitUntilOthersEnd();
 }
 
 void OppositeSections() {
@@ -34,60 +36,33 @@ void LostUpdate() {
   int value = 0;
   const auto increment = [&] {
     const int seen = value;
-    Scheduler::Current()->Point("store");
+    Point("store");
     value = seen + 1;
   };
   Together(increment, increment);
   Check(value == 2, "an update is lost");
 }
 
-/// A word that is looked at, and slept on later: what comes between wakes nobody.
-void LostWake() {
-  bool isSet = false;
-  Together(
-      [&] {
-        if (!isSet) {
-          Scheduler::Current()->Point("sleep");
-          Scheduler::Current()->WaitOn("sleeps", &isSet);
-        }
-      },
-      [&] {
-        Scheduler::Current()->Point("set");
-        isSet = true;
-        Scheduler::Current()->Wake(&isSet, 1);
-      });
+void WithEvent(void (*first)(HANDLE), void (*second)(HANDLE)) {
+  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  Together([=] { first(event); }, [=] { second(event); });
+  if (Platform::Count().openHandles != 0) {
+    ::CloseHandle(event);
+  }
 }
 
-/// What is right of the two: the word is looked at and slept on in one step.
-void KeptWake() {
-  bool isSet = false;
-  Together(
-      [&] {
-        Scheduler::Current()->Point("sleep");
-        while (!isSet) {
-          Scheduler::Current()->WaitOn("sleeps", &isSet);
-        }
-      },
-      [&] {
-        Scheduler::Current()->Point("set");
-        isSet = true;
-        Scheduler::Current()->Wake(&isSet, 1);
-      });
+void WaitForEver(HANDLE event) { ::WaitForSingleObject(event, INFINITE); }
+void Set(HANDLE event) { ::SetEvent(event); }
+void Close(HANDLE event) { ::CloseHandle(event); }
+
+/// What comes before the wait wakes nobody.
+void Pulse(HANDLE event) {
+  ::SetEvent(event);
+  ::ResetEvent(event);
 }
 
-void EarlyTimeOut() {
-  const Event event;
-  Together(
-      [&] {
-        const DWORD result = ::WaitForSingleObject(event.handle(), 1000);
-        Check(result == WAIT_OBJECT_0, "a second was too short");
-      },
-      [&] { event.Set(); });
-}
-
-void ClosedHandle() {
-  HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  Together([&] { ::SetEvent(event); }, [&] { ::CloseHandle(event); });
+void WaitASecond(HANDLE event) {
+  Check(::WaitForSingleObject(event, 1000) == WAIT_OBJECT_0, "a second was too short");
 }
 
 void WriteAfterFree() {
@@ -95,11 +70,11 @@ void WriteAfterFree() {
   int* const alias = value.get();
   Together(
       [&] {
-        Scheduler::Current()->Point("write");
+        Point("write");
         *alias = 1;
       },
       [&] {
-        Scheduler::Current()->Point("free");
+        Point("free");
         value.reset();
       });
 }
@@ -113,26 +88,30 @@ void FreedTwice() {
   ::operator delete(memory);  // NOLINT(clang-analyzer-cplusplus.NewDelete): the fault
 }
 
-[[maybe_unused]] void Leak() { memory = ::operator new(1); }
-
-void HandleLeft() { ::CreateEventW(nullptr, TRUE, FALSE, nullptr); }
-
 void SectionHeld() {
   CRITICAL_SECTION section;
-  const Actor actor("holder", [&] { ::EnterCriticalSection(&section); });
+  Together([&] { ::EnterCriticalSection(&section); }, [] {});
 }
 
 void ForeignSection() {
   CRITICAL_SECTION section;
   ::EnterCriticalSection(&section);
-  const Actor actor("stranger", [&] { ::LeaveCriticalSection(&section); });
+  Together([&] { ::LeaveCriticalSection(&section); }, [] {});
+}
+
+void UsedSection() {
+  CRITICAL_SECTION section;
+  const auto pass = [&] {
+    ::EnterCriticalSection(&section);
+    Point("inside");
+    ::LeaveCriticalSection(&section);
+  };
+  Together(pass, [&] { ::DeleteCriticalSection(&section); });
 }
 
 void Uncaught() {
-  const Actor actor("thrower", [] { throw MException(MError(L"Planted:Failure")); });
+  Together([] { throw MException(MError(L"Planted:Failure")); }, [] {});
 }
-
-void Crash() { ::raise(SIGSEGV); }
 
 void Endless() {
   for (;;) {
@@ -140,34 +119,52 @@ void Endless() {
   }
 }
 
+#if defined(VELTA_TEST_SANITIZED)
+constexpr bool kIsSanitized = true;
+#else
+constexpr bool kIsSanitized = false;
+#endif
+constexpr const char* kReported = "the process ended by itself";
+
 }  // namespace
 
-void AddPlantedFaults(std::vector<Scenario>& scenarios) {
-  const auto add = [&](const char* name, void (*body)(), const char* verdict) {
-    scenarios.push_back(InRun(std::string("planted.") + name, body));
-    scenarios.back().expected = verdict;
+std::vector<Scenario> PlantedFaults() {
+  const auto byUs = [](const char* verdict) { return kIsSanitized ? kReported : verdict; };
+  std::vector<Scenario> all{
+      InRun("planted.sections", &OppositeSections, "deadlock"),
+      InRun("planted.update", &LostUpdate, "an update is lost"),
+      InRun(
+          "planted.wake", [] { WithEvent(&WaitForEver, &Pulse); }, "deadlock"),
+      InRun(
+          "planted.time-out", [] { WithEvent(&WaitASecond, &Set); }, "a second was too short"),
+      InRun(
+          "planted.handle", [] { WithEvent(&Set, &Close); }, "SetEvent with closed handle 0x4"),
+      InRun(
+          "planted.handle-waited-for", [] { WithEvent(&WaitForEver, &Close); },
+          "event 0x4 closed while thread 2 waits for it"),
+      InRun(
+          "planted.handle-unknown", [] { ::SetEvent(reinterpret_cast<HANDLE>(8)); },
+          "SetEvent with a handle that never was: 0x8"),
+      InRun(
+          "planted.handle-left", [] { ::CreateEventW(nullptr, TRUE, FALSE, nullptr); },
+          "handle left open: event 0x4"),
+      InRun("planted.section-held", &SectionHeld,
+            "first (thread 2) ended inside a critical section"),
+      InRun("planted.section-foreign", &ForeignSection,
+            "critical section left by a thread that is not inside"),
+      InRun("planted.section-used", &UsedSection, "critical section deleted while in use"),
+      InRun("planted.exception", &Uncaught, "uncaught exception"),
+      InRun("planted.endless", &Endless, "no end after 20000 steps"),
+      InRun("planted.write", &WriteAfterFree, byUs("freed memory written")),
+      InRun("planted.free", &FreedTwice, byUs("memory freed twice")),
+      InRun(
+          "planted.crash", [] { ::raise(SIGSEGV); }, byUs("crash: Segmentation fault")),
   };
-  add("sections", &OppositeSections, "deadlock");
-  add("update", &LostUpdate, "an update is lost");
-  add("wake", &LostWake, "deadlock");
-  add("time-out", &EarlyTimeOut, "a second was too short");
-  add("handle", &ClosedHandle, "SetEvent with closed handle #1");
-  add("handle-left", &HandleLeft, "handle left open: event #1");
-  add("section-held", &SectionHeld, "holder (thread 2) ended inside a critical section");
-  add("section-foreign", &ForeignSection, "critical section left by a thread that is not inside");
-  add("exception", &Uncaught, "uncaught exception: Planted:Failure");
-  add("endless", &Endless, "no end after 20000 steps");
-#if defined(VELTA_TEST_SANITIZED)
-  add("write", &WriteAfterFree, "the process ended by itself");
-  add("free", &FreedTwice, "the process ended by itself");
-  add("crash", &Crash, "the process ended by itself");
-#else
-  add("write", &WriteAfterFree, "freed memory written");
-  add("free", &FreedTwice, "memory freed twice");
-  add("crash", &Crash, "crash: Segmentation fault");
-  add("leak", &Leak, "memory left over");
-#endif
-  scenarios.push_back(InRun("planted.none", &KeptWake));
+  if (!kIsSanitized) {
+    const auto leak = [] { memory = ::operator new(1); };
+    all.push_back(InRun("planted.leak", leak, "memory left over"));
+  }
+  return all;
 }
 
 }  // namespace Velta::Simulation

@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: MIT
-// Events, waits, threads, critical sections and time over the scheduler. Outside of runs (static
-// initialisers, the driver) there is one thread: calls there are served without it.
-#include "Platform.h"
-
+// Events, waits, threads, critical sections and time over the scheduler.
+#include "Kit.h"
 #include "Scheduler.h"
 #include "velta/platform/internal/ThreadName.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <functional>
+#include <cstdio>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 using namespace Velta::Simulation;
@@ -27,26 +24,19 @@ namespace {
 
 static_assert(Platform::kRefusal == static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
 
-struct ObjectWait;
-
 /// An event or a thread.
 struct Object {
-  struct Node {
-    ObjectWait* wait;
-    DWORD index;
-  };
-
-  std::uint32_t number = 0;  // the n-th of its run; handles are never given again
-  bool isManual = true;
-  bool isSignalled = false;
+  const char* kind;
+  HANDLE handle;  // never given again
+  bool isManual;
+  bool isSignalled;
   bool isOpen = true;
-  std::vector<Node> waiting;           // first come first
-  unsigned (*entry)(void*) = nullptr;  // of a thread
-  void* argument = nullptr;
-  DWORD exitCode = STILL_ACTIVE;
 
+  [[nodiscard]] bool IsThread() const { return kind[0] == 't'; }
   [[nodiscard]] std::string Name() const {
-    return (entry != nullptr ? "thread #" : "event #") + std::to_string(number);
+    char text[32];
+    std::snprintf(text, sizeof(text), "%s %p", kind, handle);
+    return text;
   }
 };
 
@@ -57,40 +47,24 @@ struct ObjectWait {
   std::vector<Object*> objects;
   DWORD index = WAIT_TIMEOUT;
 
-  void Enlist() {
-    for (DWORD i = 0; i < objects.size(); ++i) {
-      objects[i]->waiting.push_back({this, i});
-    }
-  }
-  void Leave() noexcept {
-    for (Object* const object : objects) {
-      std::erase_if(object->waiting, [&](const Object::Node& node) { return node.wait == this; });
-    }
-  }
-  void Satisfy(DWORD by) noexcept {
-    index = by;
-    Leave();
+  /// @return the object's index; `WAIT_TIMEOUT` when this does not wait for it
+  [[nodiscard]] DWORD IndexOf(const Object& object) const {
+    const auto found = std::find(objects.begin(), objects.end(), &object);
+    const bool waits = index == WAIT_TIMEOUT && found != objects.end();
+    return waits ? static_cast<DWORD>(found - objects.begin()) : WAIT_TIMEOUT;
   }
   [[nodiscard]] std::string Describe() const {
-    std::string text;
+    std::string text = objects.empty() ? "its time" : "";
     for (const Object* object : objects) {
       text += (text.empty() ? "" : ", ") + object->Name();
     }
-    return objects.empty() ? "its time" : text;
+    return text;
   }
 };
 
-constexpr std::uintptr_t kHandleBase = 0x10000;
-
 std::vector<std::unique_ptr<Object>> objects;
-std::uint32_t liveThreads = 0;
+std::vector<ObjectWait*> waits;  // first come first
 thread_local std::int32_t granted = Platform::kUnlimited;
-constexpr int kOutside = 0;  // its address owns the sections that are entered outside of runs
-
-DWORD RefuseWait(DWORD error) noexcept {
-  ::SetLastError(error);
-  return WAIT_FAILED;
-}
 
 bool IsRefused() noexcept {
   const bool isRefused = granted == 0;
@@ -98,130 +72,92 @@ bool IsRefused() noexcept {
   return isRefused;
 }
 
-Object& NewObject() {
-  objects.push_back(std::make_unique<Object>());
-  objects.back()->number = static_cast<std::uint32_t>(objects.size());
+Object& NewObject(const char* kind, bool isManual, bool isSignalled) {
+  const auto handle = reinterpret_cast<HANDLE>(4 * (objects.size() + 1));
+  objects.push_back(std::make_unique<Object>(Object{kind, handle, isManual, isSignalled}));
   return *objects.back();
 }
 
-HANDLE HandleOf(const Object& object) noexcept {
-  return reinterpret_cast<HANDLE>(kHandleBase + std::uintptr_t{4} * object.number);
-}
-
-/// Null for a null handle, which callers may try; any other that is not open fails the run.
-Object* Find(HANDLE handle, const char* operation) noexcept {
-  const auto value = reinterpret_cast<std::uintptr_t>(handle);
-  if (value == 0) {
+/// Decides who goes on, then finds the objects: handles may have been closed meanwhile.
+/// @return null for a null handle, which callers may try; any other that is not open fails the run
+Object* Reach(const char* operation, HANDLE handle) noexcept {
+  if (handle == nullptr) {
+    ::SetLastError(ERROR_INVALID_HANDLE);
     return nullptr;
   }
-  const std::size_t number = Platform::NumberOf(value);
-  if (value < kHandleBase || number == 0 || number > objects.size()) {
-    Scheduler::Current()->Fail("%s with a handle that never was: %#zx", operation,
-                               static_cast<std::size_t>(value));
-  }
-  Object* const object = objects[number - 1].get();
-  if (!object->isOpen) {
-    Scheduler::Current()->Fail("%s with closed handle #%u", operation, object->number);
-  }
-  return object;
-}
-
-/// Decides who goes on, then finds the object: the handle may have been closed meanwhile.
-BOOL Reach(const char* operation, HANDLE handle, const std::function<void(Object&)>& action) {
-  Scheduler::Current()->Point(operation, reinterpret_cast<std::uintptr_t>(handle));
-  Object* const object = Find(handle, operation);
-  if (object == nullptr) {
-    ::SetLastError(ERROR_INVALID_HANDLE);
-    return FALSE;
-  }
-  action(*object);
-  return TRUE;
+  const auto found = std::find_if(objects.begin(), objects.end(),
+                                  [&](const auto& object) { return object->handle == handle; });
+  Check(found != objects.end(), "%s with a handle that never was: %p", operation, handle);
+  Check((*found)->isOpen, "%s with closed handle %p", operation, handle);
+  return found->get();
 }
 
 /// An automatic event goes to one waiter and is not set; a manual one releases all, whoever resets
 /// it after that.
 void Signal(Object& object) noexcept {
-  while (!object.waiting.empty()) {
-    const Object::Node node = object.waiting.front();
-    node.wait->Satisfy(node.index);
-    if (!object.isManual) {
-      return;
+  for (ObjectWait* const wait : waits) {
+    const DWORD index = wait->IndexOf(object);
+    if (index != WAIT_TIMEOUT) {
+      wait->index = index;
+      if (!object.isManual) {
+        return;
+      }
     }
   }
   object.isSignalled = true;
 }
 
 DWORD WaitForAny(const char* name, DWORD count, const HANDLE* handles, DWORD timeoutMs) noexcept {
-  Scheduler& scheduler = *Scheduler::Current();
-  const auto first = count != 0 ? reinterpret_cast<std::uintptr_t>(handles[0]) : 0;
-  scheduler.Point(name, first);
-  std::vector<Object*> awaited;
+  Point(name, count != 0 ? handles[0] : nullptr);
+  Check(count <= MAXIMUM_WAIT_OBJECTS, "a wait for %u objects", count);
+  ObjectWait wait{Self(), {}};
   for (DWORD i = 0; i < count; ++i) {  // read once, like a system call does
-    Object* const object = Find(handles[i], name);
-    if (object == nullptr) {
-      return RefuseWait(ERROR_INVALID_HANDLE);
+    wait.objects.push_back(Reach(name, handles[i]));
+    if (wait.objects.back() == nullptr) {
+      return WAIT_FAILED;
     }
-    awaited.push_back(object);
   }
   for (DWORD i = 0; i < count; ++i) {
-    if (awaited[i]->isSignalled) {
-      awaited[i]->isSignalled = awaited[i]->isManual;
+    if (wait.objects[i]->isSignalled) {
+      wait.objects[i]->isSignalled = wait.objects[i]->isManual;
       return WAIT_OBJECT_0 + i;
     }
   }
-  if (timeoutMs == 0) {
-    return WAIT_TIMEOUT;
+  if (timeoutMs != 0) {
+    const auto isSatisfied = [&] { return wait.index != WAIT_TIMEOUT; };
+    waits.push_back(&wait);
+    if (timeoutMs == INFINITE) {
+      Wait(wait.Describe(), isSatisfied);
+    } else {
+      WaitFor(wait.Describe(), isSatisfied, timeoutMs);
+    }
+    std::erase(waits, &wait);
   }
-  ObjectWait wait{Scheduler::Self(), std::move(awaited)};
-  wait.Enlist();
-  const std::int64_t deadline =
-      timeoutMs != INFINITE ? scheduler.now() + std::int64_t{timeoutMs} * 1'000'000 : kNever;
-  scheduler.Wait("waits", first,
-                 {[&] { return wait.index != WAIT_TIMEOUT; }, [&] { return wait.Describe(); }},
-                 deadline);
-  wait.Leave();
   return wait.index;
-}
-
-void RunProgram(void* object) {
-  auto* const thread = static_cast<Object*>(object);
-  thread->exitCode = thread->entry(thread->argument);
-}
-
-void SignalEnd(void* object) {
-  --liveThreads;
-  Signal(*static_cast<Object*>(object));
 }
 
 }  // namespace
 
 namespace Velta::Simulation::Platform {
 
-void BeginRun() noexcept { liveThreads = 0; }
-
-void EndRun() noexcept {
+Counts Count() noexcept {
+  Counts counts;
   for (const auto& object : objects) {
-    if (object->isOpen) {
-      Scheduler::Current()->Fail("handle left open: %s", object->Name().c_str());
-    }
+    const bool isThread = object->IsThread();
+    counts.liveThreads += isThread && !object->isSignalled ? 1 : 0;
+    counts.openThreads += isThread && object->isOpen ? 1 : 0;
+    counts.openHandles += object->isOpen ? 1 : 0;
   }
-  decltype(objects)().swap(objects);  // with its memory, which is counted
+  return counts;
 }
 
-std::uint32_t LiveThreads() noexcept { return liveThreads; }
-
-std::uint32_t OpenThreads() noexcept {
-  return static_cast<std::uint32_t>(
-      std::count_if(objects.begin(), objects.end(),
-                    [](const auto& object) { return object->isOpen && object->entry != nullptr; }));
+void CheckAllClosed() {
+  for (const auto& object : objects) {
+    Check(!object->isOpen, "handle left open: %s", object->Name().c_str());
+  }
+  decltype(objects)().swap(objects);  // with its memory, which is watched
+  decltype(waits)().swap(waits);
 }
-
-std::uint32_t OpenHandles() noexcept {
-  return static_cast<std::uint32_t>(std::count_if(
-      objects.begin(), objects.end(), [](const auto& object) { return object->isOpen; }));
-}
-
-std::size_t NumberOf(std::uintptr_t handle) noexcept { return (handle - kHandleBase) / 4; }
 
 void Grant(std::int32_t count) noexcept { granted = count; }
 
@@ -229,117 +165,91 @@ void Grant(std::int32_t count) noexcept { granted = count; }
 
 // ---- events and waits ---------------------------------------------------------------------------
 
-HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState,
-                    LPCWSTR name) noexcept {
-  if (name != nullptr || Scheduler::Current() == nullptr) {
-    ::SetLastError(ERROR_NOT_SUPPORTED);
-    return nullptr;
-  }
-  if (IsRefused()) {
-    ::SetLastError(Platform::kRefusal);
-    return nullptr;
-  }
-  Object& event = NewObject();
-  event.isManual = manualReset != FALSE;
-  event.isSignalled = initialState != FALSE;
-  ::SetLastError(ERROR_SUCCESS);
-  return HandleOf(event);
+HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, LPCWSTR) noexcept {
+  const bool isRefused = IsRefused();
+  ::SetLastError(isRefused ? Platform::kRefusal : ERROR_SUCCESS);
+  return isRefused ? nullptr
+                   : NewObject("event", manualReset != FALSE, initialState != FALSE).handle;
 }
 
 BOOL SetEvent(HANDLE handle) noexcept {
-  return Reach("SetEvent", handle, [](Object& event) {
-    Signal(event);
-    Scheduler::Current()->FinePoint("after SetEvent");
-  });
+  Point("SetEvent", handle);
+  Object* const event = Reach("SetEvent", handle);
+  if (event != nullptr) {
+    Signal(*event);
+    FinePoint("after SetEvent");
+  }
+  return event != nullptr ? TRUE : FALSE;
 }
 
 BOOL ResetEvent(HANDLE handle) noexcept {
-  return Reach("ResetEvent", handle, [](Object& event) { event.isSignalled = false; });
+  Point("ResetEvent", handle);
+  Object* const event = Reach("ResetEvent", handle);
+  if (event != nullptr) {
+    event->isSignalled = false;
+  }
+  return event != nullptr ? TRUE : FALSE;
 }
 
 BOOL CloseHandle(HANDLE handle) noexcept {
-  return Reach("CloseHandle", handle, [](Object& object) {
-    if (!object.waiting.empty()) {
-      Scheduler::Current()->Fail("%s closed while thread %u waits for it", object.Name().c_str(),
-                                 object.waiting.front().wait->thread.number);
-    }
-    object.isOpen = false;
-  });
+  Point("CloseHandle", handle);
+  Object* const object = Reach("CloseHandle", handle);
+  if (object == nullptr) {
+    return FALSE;
+  }
+  for (const ObjectWait* const wait : waits) {
+    Check(wait->IndexOf(*object) == WAIT_TIMEOUT, "%s closed while thread %u waits for it",
+          object->Name().c_str(), wait->thread.number);
+  }
+  object->isOpen = false;
+  return TRUE;
 }
 
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
   return WaitForAny("WaitForSingleObject", 1, &object, milliseconds);
 }
 
-DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL /*waitAll*/,
                              DWORD milliseconds) noexcept {
-  const bool isValid =
-      count != 0 && count <= MAXIMUM_WAIT_OBJECTS && handles != nullptr && !waitAll;
-  return isValid ? WaitForAny("WaitForMultipleObjects", count, handles, milliseconds)
-                 : RefuseWait(ERROR_INVALID_PARAMETER);
+  return WaitForAny("WaitForMultipleObjects", count, handles, milliseconds);
 }
 
 DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds,
-                                  DWORD /*wakeMask*/, DWORD flags) noexcept {
-  const bool isValid = count < MAXIMUM_WAIT_OBJECTS && (count == 0 || handles != nullptr) &&
-                       (flags & ~MWMO_INPUTAVAILABLE) == 0;
-  return isValid ? WaitForAny("MsgWaitForMultipleObjectsEx", count, handles, milliseconds)
-                 : RefuseWait(ERROR_INVALID_PARAMETER);
+                                  DWORD /*wakeMask*/, DWORD /*flags*/) noexcept {
+  return WaitForAny("MsgWaitForMultipleObjectsEx", count, handles, milliseconds);
 }
 
 // ---- threads and time ---------------------------------------------------------------------------
 
 std::uintptr_t _beginthreadex(void* /*security*/, unsigned /*stackSize*/, unsigned (*entry)(void*),
-                              void* argument, unsigned flags, unsigned* threadId) noexcept {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (entry == nullptr || flags != 0 || scheduler == nullptr) {
-    errno = EINVAL;
-    return 0;
-  }
+                              void* argument, unsigned /*flags*/, unsigned* threadId) noexcept {
   if (IsRefused()) {
     errno = EAGAIN;
     return 0;
   }
-  Object& object = NewObject();
-  object.entry = entry;
-  object.argument = argument;
-  ++liveThreads;
-  const HANDLE handle = HandleOf(object);
-  const Thread& thread = scheduler->Spawn("thread", {&RunProgram, &SignalEnd, &object});
+  Object& object = NewObject("thread", true, false);
+  const Thread& thread =
+      Spawn("thread", [entry, argument] { entry(argument); }, [&object] { Signal(object); });
   if (threadId != nullptr) {
     *threadId = thread.id;
   }
-  return reinterpret_cast<std::uintptr_t>(handle);
+  return reinterpret_cast<std::uintptr_t>(object.handle);
 }
 
-BOOL GetExitCodeThread(HANDLE handle, DWORD* exitCode) noexcept {
-  return Reach("GetExitCodeThread", handle, [&](const Object& thread) {
-    *exitCode = thread.isSignalled ? thread.exitCode : STILL_ACTIVE;
-  });
-}
-
-DWORD GetCurrentThreadId() noexcept {
-  return Scheduler::Current() != nullptr ? Scheduler::Self().id : 1;
-}
+DWORD GetCurrentThreadId() noexcept { return Self().id; }
 
 void Sleep(DWORD milliseconds) noexcept {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (scheduler == nullptr) {
-    return;
-  }
   if (milliseconds == 0) {
-    scheduler->Yield();
+    Yield();
   } else {
-    static_cast<void>(WaitForAny("Sleep", 0, nullptr, milliseconds));
+    WaitForAny("Sleep", 0, nullptr, milliseconds);
   }
 }
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (scheduler != nullptr) {
-    scheduler->FinePoint("log");
-  }
-  counter->QuadPart = scheduler != nullptr ? scheduler->Tick() : 0;
+  static std::int64_t ticks = 0;
+  FinePoint("log");
+  counter->QuadPart = ++ticks;
   return TRUE;
 }
 
@@ -349,31 +259,34 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency) noexcept {
 }
 
 void Velta::Platform::AnnounceThreadName(std::uint32_t /*threadId*/, const char* name) noexcept {
-  if (Scheduler* const scheduler = Scheduler::Current()) {
-    scheduler->SetName(Scheduler::Self(), name);
-  }
+  Self().name = name;
 }
 
 // ---- critical sections --------------------------------------------------------------------------
 
 namespace {
 
-const void* Owner() noexcept {
-  return Scheduler::Current() != nullptr ? static_cast<const void*>(&Scheduler::Self()) : &kOutside;
-}
-
-bool EnterAgain(CRITICAL_SECTION* section) noexcept {
-  const bool isInside = section->owner == Owner();
-  section->recursion += isInside ? 1 : 0;
-  return isInside;
-}
-
-BOOL EnterFree(CRITICAL_SECTION* section) noexcept {
-  section->owner = Owner();
-  if (Scheduler::Current() != nullptr) {
-    ++Scheduler::Self().sections;
+/// @return whether the thread is inside; a section that is free, or its own, lets it in
+bool Enter(CRITICAL_SECTION* section, const char* name, bool mayWait) noexcept {
+  Thread& me = Self();
+  if (section->owner != &me) {
+    Point(name, section);
+    if (section->owner != nullptr && !mayWait) {
+      return false;
+    }
+    if (section->owner != nullptr) {
+      Check(IsThread(section->owner), "critical section entered in freed memory");
+      const auto* const owner = static_cast<const Thread*>(section->owner);
+      ++section->waiting;
+      Wait("a critical section of thread " + std::to_string(owner->number),
+           [section] { return section->owner == nullptr; });
+      --section->waiting;
+    }
+    section->owner = &me;
+    ++me.sections;
   }
-  return TRUE;
+  ++section->entries;
+  return true;
 }
 
 }  // namespace
@@ -381,63 +294,25 @@ BOOL EnterFree(CRITICAL_SECTION* section) noexcept {
 void InitializeCriticalSection(CRITICAL_SECTION* section) noexcept { *section = {}; }
 
 BOOL TryEnterCriticalSection(CRITICAL_SECTION* section) noexcept {
-  if (EnterAgain(section)) {
-    return TRUE;
-  }
-  if (Scheduler* const scheduler = Scheduler::Current()) {
-    scheduler->Point("TryEnterCriticalSection", reinterpret_cast<std::uintptr_t>(section));
-  }
-  return section->owner == nullptr ? EnterFree(section) : FALSE;
+  return Enter(section, "TryEnterCriticalSection", false) ? TRUE : FALSE;
 }
 
 void EnterCriticalSection(CRITICAL_SECTION* section) noexcept {
-  if (EnterAgain(section)) {
-    return;
-  }
-  if (Scheduler* const scheduler = Scheduler::Current()) {
-    const auto address = reinterpret_cast<std::uintptr_t>(section);
-    scheduler->Point("EnterCriticalSection", address);
-    if (section->owner != nullptr) {
-      if (!scheduler->Knows(section->owner)) {
-        scheduler->Fail("critical section entered in freed memory");
-      }
-      ++section->waiting;
-      scheduler->Wait("waits for a critical section", address,
-                      {[&] { return section->owner == nullptr; },
-                       [&] {
-                         const auto* const owner = static_cast<const Thread*>(section->owner);
-                         return "a critical section of thread " + std::to_string(owner->number);
-                       }});
-      --section->waiting;
-    }
-  }
-  EnterFree(section);
+  Enter(section, "EnterCriticalSection", true);
 }
 
 void LeaveCriticalSection(CRITICAL_SECTION* section) noexcept {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (section->owner != Owner()) {
-    if (scheduler != nullptr) {
-      scheduler->Fail("critical section left by a thread that is not inside");
-    }
-    return;
-  }
-  if (section->recursion != 0) {
-    --section->recursion;
-    return;
-  }
-  section->owner = nullptr;
-  if (scheduler != nullptr) {
-    --Scheduler::Self().sections;
-    scheduler->FinePoint("after LeaveCriticalSection");
+  Check(section->owner == &Self(), "critical section left by a thread that is not inside");
+  if (--section->entries == 0) {
+    section->owner = nullptr;
+    --Self().sections;
+    FinePoint("after LeaveCriticalSection");
   }
 }
 
 void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (scheduler != nullptr && (section->waiting != 0 || section->owner != nullptr)) {
-    scheduler->Fail("critical section deleted while in use");
-  }
+  Check(section->waiting == 0 && section->owner == nullptr,
+        "critical section deleted while in use");
 }
 
 // ---- static initialisers ------------------------------------------------------------------------
@@ -447,26 +322,20 @@ void DeleteCriticalSection(CRITICAL_SECTION* section) noexcept {
 // of a process decides where the thousandth does.
 
 extern "C" int __cxa_guard_acquire(unsigned char* guard) {
-  Scheduler* const scheduler = Scheduler::Current();
-  if (scheduler != nullptr && guard[1] != 0) {
-    scheduler->Wait("waits for a static initialiser", 0,
-                    {[&] { return guard[1] == 0; }, [] { return "a static initialiser"; }});
+  if (guard[1] != 0) {
+    Wait("a static initialiser", [guard] { return guard[1] == 0; });
   }
   if (guard[0] != 0) {
     return 0;
   }
-  if (scheduler != nullptr) {
-    ++Scheduler::Self().undivided;
-  }
+  ++Self().undivided;
   guard[1] = 1;
   return 1;
 }
 
 extern "C" void __cxa_guard_abort(unsigned char* guard) {
   guard[1] = 0;
-  if (Scheduler::Current() != nullptr) {
-    --Scheduler::Self().undivided;
-  }
+  --Self().undivided;
 }
 
 extern "C" void __cxa_guard_release(unsigned char* guard) {

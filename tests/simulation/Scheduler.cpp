@@ -4,22 +4,36 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
+#include <iomanip>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <utility>
 
-#include <pthread.h>
 #include <unistd.h>
 
 namespace Velta::Simulation {
 
+std::string (*describeThread)(const Thread& thread) = nullptr;
+
 namespace {
 
-constinit Scheduler* running = nullptr;
-constinit thread_local Thread* self = nullptr;
+struct Run {
+  Strategy& strategy;
+  Record& record;
+  std::vector<std::unique_ptr<Thread>> threads;  // [number]; [kClock] stands for the clock
+  std::vector<std::uint32_t> options;
+  Thread* current = nullptr;
+  bool yields = false;
+  std::int64_t now = 1'000'000'000;
+};
+
+constinit Run* run = nullptr;
+constinit thread_local Thread* self = nullptr;  // null outside of runs
+Thread outside;
 
 bool CanGoOn(const Thread& thread) noexcept {
-  return !thread.ended &&
-         (thread.condition == nullptr || thread.timedOut || thread.condition->holds());
+  return !thread.ended && (!thread.condition || thread.timedOut || thread.condition());
 }
 
 void TakeBaton(Thread& thread) noexcept {
@@ -27,213 +41,77 @@ void TakeBaton(Thread& thread) noexcept {
   }
 }
 
-}  // namespace
-
-/// Its destructor is what a thread does last: it is made before its other thread-local objects.
-struct ThreadEnd {
-  bool armed = false;
-  ThreadEnd() = default;
-  ThreadEnd(const ThreadEnd&) = delete;
-  ThreadEnd& operator=(const ThreadEnd&) = delete;
-  ~ThreadEnd() {
-    if (armed) {
-      running->End();
-    }
-  }
-};
-
-namespace {
-
-thread_local ThreadEnd threadEnd;
-
-void* RunThread(void* argument) noexcept {
-  self = static_cast<Thread*>(argument);
-  TakeBaton(*self);
-  threadEnd.armed = true;
-  self->program.entry(self->program.argument);
-  return nullptr;
-}
-
-}  // namespace
-
-std::string (*Scheduler::describeThread)(const Thread& thread) = nullptr;
-
-Scheduler* Scheduler::Current() noexcept { return self != nullptr ? running : nullptr; }
-Thread& Scheduler::Self() noexcept { return *self; }
-
-Scheduler::Scheduler(Strategy& strategy, Record& record, bool finePoints)
-    : strategy_(strategy), record_(record), finePoints_(finePoints) {
-  record_.steps = 0;
-  threads_.push_back(std::make_unique<Thread>());  // the clock
-  SetName(*threads_[kClock], "clock");
-}
-
-void Scheduler::Run(const std::function<void()>& body) {
-  running = this;
-  current_ = self = &Spawn("owner", {});
-  body();
-  WaitForOthers("end of the scenario", true);
-  self = nullptr;
-  running = nullptr;
-}
-
-void Scheduler::WaitForOthers(const char* name, bool end) noexcept {
-  const auto isAtRest = [&me = *self, end](const auto& other) {
-    return other->ended || other.get() == &me || (!end && !CanGoOn(*other));
-  };
-  Wait(name, 0,
-       {[&] { return std::all_of(threads_.begin() + 1, threads_.end(), isAtRest); },
-        [] { return "all other threads"; }});
-}
-
-Thread& Scheduler::Spawn(const char* name, const Program& program) {
-  auto made = std::make_unique<Thread>();
-  Thread& thread = *made;
-  thread.number = static_cast<std::uint32_t>(threads_.size());
-  if (thread.number == Record::kMaxThreads) {
-    Fail("more than %u threads", thread.number);
-  }
-  const auto isTaken = [&](const auto& other) { return !other->ended && other->id == thread.id; };
-  do {
-    ++thread.id;
-  } while (std::any_of(threads_.begin(), threads_.end(), isTaken));
-  thread.program = program;
-  ::sem_init(&thread.baton, 0, 0);
-  threads_.push_back(std::move(made));
-  SetName(thread, name);
-  if (program.entry != nullptr) {
-    pthread_t id{};
-    if (::pthread_create(&id, nullptr, &RunThread, &thread) != 0) {
-      Fail("no thread to be had");
-    }
-    ::pthread_detach(id);
-    Point("thread made");  // the new thread may be first
-  }
-  return thread;
-}
-
-void Scheduler::SetName(const Thread& thread, const char* name) noexcept {
-  std::snprintf(record_.threadName[thread.number], sizeof(record_.threadName[0]), "%s", name);
-}
-
-const char* Scheduler::NameOf(const Thread& thread) const noexcept {
-  return record_.threadName[thread.number];
-}
-
-bool Scheduler::Knows(const void* thread) const noexcept {
-  return std::any_of(threads_.begin(), threads_.end(),
-                     [&](const auto& known) { return known.get() == thread; });
-}
-
-void Scheduler::End() noexcept {
-  if (self->sections != 0) {
-    Fail("%s (thread %u) ended inside a critical section", NameOf(*self), self->number);
-  }
-  Point("end of thread");
-  self->program.ended(self->program.argument);
-  self->ended = true;
-  Decide("ended", 0);
-}
-
-void Scheduler::Point(const char* name, std::uintptr_t object) noexcept {
-  if (self->undivided == 0) {
-    Decide(name, object);
-  }
-}
-
-void Scheduler::FinePoint(const char* name) noexcept {
-  if (finePoints_) {
-    Point(name);
-  }
-}
-
-void Scheduler::Yield() noexcept {
-  strategy_.Demote(self->number);
-  yields_ = true;
-  Decide("yield", 0);
-}
-
-std::uint32_t Scheduler::ChooseNumber(const char* name, std::uint32_t count) noexcept {
-  ++current_->decisions;
-  options_.clear();
-  for (std::uint32_t i = 0; i < count; ++i) {
-    options_.push_back(i);
-  }
-  return Ask(name, 0, false, true);
-}
-
-bool Scheduler::Wait(const char* name, std::uintptr_t object, const Condition& condition,
-                     std::int64_t deadline) noexcept {
-  self->condition = &condition;
-  self->deadline = deadline;
-  Decide(name, object);
-  self->condition = nullptr;
-  self->deadline = kNever;
-  self->timedOut = false;
-  return condition.holds();
-}
-
-bool Scheduler::WaitOn(const char* name, const void* address, std::int64_t deadline) noexcept {
-  Sleeper sleeper{address, false};
-  sleepers_.push_back(&sleeper);
-  Wait(name, reinterpret_cast<std::uintptr_t>(address),
-       {[&] { return sleeper.isWoken; }, [] { return "a wake-up"; }}, deadline);
-  std::erase(sleepers_, &sleeper);
-  return sleeper.isWoken;
-}
-
-std::uint32_t Scheduler::Wake(const void* address, std::uint32_t most) noexcept {
-  std::uint32_t count = 0;
-  for (Sleeper* const sleeper : sleepers_) {
-    if (count < most && sleeper->address == address && !sleeper->isWoken) {
-      sleeper->isWoken = true;
-      ++count;
-    }
-  }
-  return count;
-}
-
-void Scheduler::AdvanceClock() noexcept {
+void AdvanceClock() noexcept {
   std::int64_t next = kNever;
-  for (const auto& thread : threads_) {
+  for (const auto& thread : run->threads) {
     if (!CanGoOn(*thread)) {
       next = (std::min)(next, thread->deadline);
     }
   }
-  now_ = (std::max)(now_, next);
-  for (const auto& thread : threads_) {
-    thread->timedOut = thread->timedOut || thread->deadline <= now_;
+  run->now = (std::max)(run->now, next);
+  for (const auto& thread : run->threads) {
+    thread->timedOut = thread->timedOut || thread->deadline <= run->now;
   }
-  strategy_.Demote(kClock);
+  run->strategy.Demote(kClock);
+}
+
+std::uint32_t Ask(const char* name, const void* object, bool mayStay, bool isNumber) noexcept {
+  Record& record = run->record;
+  const Thread& me = *run->current;
+  if (record.steps == Record::kMaxSteps) {
+    Fail("no end after %u steps", record.steps);
+  }
+  const std::uint32_t chosen =
+      run->strategy.Choose({me, record.steps, run->options, mayStay, isNumber});
+  const bool isDeviation = chosen != run->options[0];
+  if (isDeviation) {
+    record.deviation[record.deviations++] = {me.number, me.decisions, chosen};
+  }
+  ++record.steps;
+  ++record.totalSteps;
+  if (record.prints) {
+    std::ostringstream line;
+    line << std::setw(6) << me.number << '.' << std::left << std::setw(4) << me.decisions
+         << std::setw(24) << me.name << ' ' << name;
+    if (object != nullptr) {
+      line << ' ' << object;
+    }
+    if (isDeviation) {
+      line << "  -> " << chosen;
+    }
+    ::dprintf(STDOUT_FILENO, "%s\n", line.str().c_str());
+  }
+  return chosen;
 }
 
 /// Hands the baton to whom the strategy chooses; returns when the caller has it again.
-void Scheduler::Decide(const char* name, std::uintptr_t object) noexcept {
-  Thread& me = *current_;
+void Decide(const char* name, const void* object) noexcept {
+  Thread& me = *run->current;
+  std::vector<std::uint32_t>& options = run->options;
   for (;;) {
     ++me.decisions;
-    options_.clear();
-    const bool mayStay = !yields_ && CanGoOn(me);
+    options.clear();
+    const bool mayStay = !run->yields && CanGoOn(me);
     if (mayStay) {
-      options_.push_back(me.number);
+      options.push_back(me.number);
     }
     bool isTimed = false;
-    for (std::size_t i = 1; i < threads_.size(); ++i) {
-      const Thread& thread = *threads_[i];
+    for (std::size_t i = 1; i < run->threads.size(); ++i) {
+      const Thread& thread = *run->threads[i];
       const bool canGoOn = CanGoOn(thread);
       if (canGoOn && &thread != &me) {
-        options_.push_back(thread.number);
+        options.push_back(thread.number);
       }
       isTimed = isTimed || (!canGoOn && !thread.ended && thread.deadline != kNever);
     }
     if (isTimed) {
-      options_.push_back(kClock);
+      options.push_back(kClock);
     }
-    if (options_.empty() && yields_) {
-      options_.push_back(me.number);
+    if (options.empty() && run->yields) {
+      options.push_back(me.number);
     }
-    yields_ = false;
-    if (options_.empty()) {
+    run->yields = false;
+    if (options.empty()) {
       Fail("deadlock");
     }
     const std::uint32_t next = Ask(name, object, mayStay, false);
@@ -245,8 +123,8 @@ void Scheduler::Decide(const char* name, std::uintptr_t object) noexcept {
       return;
     }
     const bool leaves = me.ended;  // once the baton is gone nothing here may be touched
-    current_ = threads_[next].get();
-    ::sem_post(&current_->baton);
+    run->current = run->threads[next].get();
+    ::sem_post(&run->current->baton);
     if (!leaves) {
       TakeBaton(me);
     }
@@ -254,45 +132,168 @@ void Scheduler::Decide(const char* name, std::uintptr_t object) noexcept {
   }
 }
 
-std::uint32_t Scheduler::Ask(const char* name, std::uintptr_t object, bool mayStay,
-                             bool isNumber) noexcept {
-  if (record_.steps == Record::kMaxSteps) {
-    Fail("no end after %u steps", record_.steps);
+struct EndThread {
+  void operator()(Thread* me) const noexcept {
+    Check(me->sections == 0, "%s (thread %u) ended inside a critical section", me->name.c_str(),
+          me->number);
+    Point("end of thread");
+    if (me->atEnd) {
+      me->atEnd();
+    }
+    me->ended = true;
+    Decide("ended", nullptr);
   }
-  const std::uint32_t chosen =
-      strategy_.Choose({*current_, record_.steps, options_, mayStay, isNumber});
-  record_.step[record_.steps++] = {
-      current_->number, current_->decisions, chosen, chosen == options_[0], object, name};
-  ++record_.totalSteps;
-  return chosen;
+};
+
+/// Made before a thread's other thread-local objects, so its destructor is what runs last.
+thread_local std::unique_ptr<Thread, EndThread> threadEnd;
+
+Thread& AddThread(const char* name) {
+  auto thread = std::make_unique<Thread>();
+  thread->number = static_cast<std::uint32_t>(run->threads.size());
+  Check(thread->number < kMaxThreads, "more than %u threads", kMaxThreads);
+  thread->name = name;
+  const auto isTaken = [&](const auto& other) { return !other->ended && other->id == thread->id; };
+  while (std::any_of(run->threads.begin(), run->threads.end(), isTaken)) {
+    ++thread->id;
+  }
+  ::sem_init(&thread->baton, 0, 0);
+  run->threads.push_back(std::move(thread));
+  return *run->threads.back();
 }
 
-std::string Scheduler::Describe() const {
-  std::string text;
-  for (std::size_t i = 1; i < threads_.size(); ++i) {
-    const Thread& thread = *threads_[i];
-    if (thread.ended) {
-      continue;
-    }
-    text += "  thread " + std::to_string(thread.number) + " " + NameOf(thread);
-    if (thread.condition != nullptr && !CanGoOn(thread)) {
-      text += " waits for " + thread.condition->describe();
-    } else {
-      text += &thread == current_ ? " runs" : " can go on";
-    }
-    text += describeThread != nullptr ? describeThread(thread) + "\n" : "\n";
-  }
-  return text;
+}  // namespace
+
+void RunSchedule(Strategy& strategy, Record& record, const std::function<void()>& body) {
+  Run made{strategy, record, {}, {}};
+  run = &made;
+  record.steps = record.deviations = 0;
+  AddThread("clock");
+  made.current = self = &AddThread("owner");
+  body();
+  WaitUntilOthersEnd();
+  self = nullptr;
+  run = nullptr;
 }
 
-void Scheduler::Fail(const char* format, ...) noexcept {
-  va_list arguments;
+void Point(const char* name, const void* object) noexcept {
+  if (self != nullptr && self->undivided == 0) {
+    Decide(name, object);
+  }
+}
+
+void FinePoint(const char* name) noexcept {
+  if (self != nullptr && run->strategy.IsFine()) {
+    Point(name);
+  } else if (self != nullptr && self->undivided == 0) {
+    ++self->decisions;  // numbered alike for all strategies
+  }
+}
+
+void Yield() noexcept {
+  if (self != nullptr) {
+    run->strategy.Demote(self->number);
+    run->yields = true;
+    Decide("yield", nullptr);
+  }
+}
+
+std::uint32_t ChooseNumber(const char* name, std::uint32_t count) noexcept {
+  ++self->decisions;
+  run->options.clear();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    run->options.push_back(i);
+  }
+  return Ask(name, nullptr, false, true);
+}
+
+void Wait(const std::string& what, const std::function<bool()>& condition,
+          std::int64_t deadline) noexcept {
+  if (self != nullptr) {
+    self->condition = condition;
+    self->waitsFor = what;
+    self->deadline = deadline;
+    Decide("waits", nullptr);
+    self->condition = nullptr;
+    self->deadline = kNever;
+    self->timedOut = false;
+  }
+}
+
+void WaitFor(const std::string& what, const std::function<bool()>& condition,
+             std::uint32_t milliseconds) noexcept {
+  Wait(what, condition, Now() + std::int64_t{milliseconds} * 1'000'000);
+}
+
+void WaitUntilOthersRest() noexcept {
+  Wait("all others to rest", [me = self] {
+    return std::none_of(run->threads.begin() + 1, run->threads.end(),
+                        [me](const auto& other) { return other.get() != me && CanGoOn(*other); });
+  });
+}
+
+void WaitUntilOthersEnd() noexcept {
+  Wait("the end of all others", [me = self] {
+    return std::all_of(run->threads.begin() + 1, run->threads.end(),
+                       [me](const auto& other) { return other->ended || other.get() == me; });
+  });
+}
+
+void Join(const Thread& thread) noexcept {
+  Wait("the end of thread " + std::to_string(thread.number), [&] { return thread.ended; });
+}
+
+Thread& Spawn(const char* name, std::function<void()> body, std::function<void()> atEnd) {
+  Thread& thread = AddThread(name);
+  thread.body = std::move(body);
+  thread.atEnd = std::move(atEnd);
+  std::thread([&thread] {
+    TakeBaton(thread);
+    self = &thread;
+    threadEnd.reset(&thread);
+    thread.body();
+  }).detach();
+  Point("thread made");  // the new thread may be first
+  return thread;
+}
+
+Thread& Self() noexcept { return self != nullptr ? *self : outside; }
+
+bool IsThread(const void* address) noexcept {
+  return std::any_of(run->threads.begin(), run->threads.end(),
+                     [&](const auto& thread) { return thread.get() == address; });
+}
+
+std::int64_t Now() noexcept { return run->now; }
+
+void Fail(const char* format, ...) noexcept {
+  std::va_list arguments;
   va_start(arguments, format);
-  std::vsnprintf(record_.verdict, sizeof(record_.verdict), format, arguments);
+  std::vsnprintf(run->record.verdict, sizeof(run->record.verdict), format, arguments);
   va_end(arguments);
   self = nullptr;  // what describes the threads uses the platform as if outside of runs
-  std::snprintf(record_.report, sizeof(record_.report), "%s", Describe().c_str());
+  for (std::size_t i = 1; run->record.prints && i < run->threads.size(); ++i) {
+    const Thread& thread = *run->threads[i];
+    if (!thread.ended) {
+      const std::string runs = &thread == run->current ? "runs" : "can go on";
+      const std::string does = CanGoOn(thread) ? runs : "waits for " + thread.waitsFor;
+      const std::string more = describeThread != nullptr ? describeThread(thread) : "";
+      ::dprintf(STDOUT_FILENO, "  thread %u %s %s%s\n", thread.number, thread.name.c_str(),
+                does.c_str(), more.c_str());
+    }
+  }
   ::_exit(1);
+}
+
+void Check(bool condition, const char* format, ...) noexcept {
+  if (!condition) {
+    char text[sizeof(Record::verdict)];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    Fail("%s", text);
+  }
 }
 
 }  // namespace Velta::Simulation

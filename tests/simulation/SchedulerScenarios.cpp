@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Notifications, the queue beneath them, and what is constructed while events are refused.
 #include "Kit.h"
-#include "Platform.h"
+#include "tests/support/ThreadKit.h"
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MDesyncEventScheduler.h"
 #include "velta/errors/MError.h"
 #include "velta/threads/MSchedulerThread.h"
 #include "velta/threads/MThreadSafeFifo.h"
 
-#include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace Velta::Simulation {
@@ -17,35 +17,23 @@ namespace Velta::Simulation {
 namespace {
 
 constexpr std::uint32_t kEach = 2;  // what a producer makes
+constexpr std::uint32_t kMaxProducers = 4;
 
-/// What several producers number from 1 comes in the order of each, each once.
-class Order {
+class OwnScheduler final : public MDesyncEventScheduler {
  public:
-  void Arrive(std::uint32_t producer, std::uint32_t number) {
-    Check(number == ++arrived_[producer], "number %u of producer %u arrived as its %u", number,
-          producer, arrived_[producer]);
-    ++total_;
-  }
-  [[nodiscard]] std::uint32_t total() const { return total_; }
-
- private:
-  std::array<std::uint32_t, 4> arrived_{};
-  std::uint32_t total_ = 0;
-};
-
-struct OwnScheduler final : MDesyncEventScheduler {
   using MDesyncEventScheduler::MDesyncEventScheduler;
 };
 
+/// Several producers number their notices, which must come in the order of each, each once.
 class Notifications {
  public:
-  explicit Notifications(std::uint32_t producers) : expected_(producers * kEach) {
+  explicit Notifications(std::uint32_t producers) : missing_(producers * kEach) {
     for (std::uint32_t producer = 0; producer < producers; ++producer) {
-      producers_.push_back(std::make_unique<Actor>("producer", [this, producer] {
+      Spawn("producer", [this, producer] {
         for (std::uint32_t number = 1; number <= kEach; ++number) {
           scheduler_->ScheduleDesyncEvent(new Notice(*this, producer, number));
         }
-      }));
+      });
     }
   }
 
@@ -57,14 +45,19 @@ class Notifications {
   void Disable() {
     Call("Disable", "", [this] { scheduler_->Disable(); });
     isEnabled_ = false;
-    Check(Platform::LiveThreads() == 0 && Platform::OpenThreads() == 0, "disabled, but not closed");
+    const Platform::Counts counts = Platform::Count();
+    Check(counts.liveThreads + counts.openThreads == 0, "disabled, but not closed");
   }
-  /// Every notice that comes is the last one's producer's last act: it may be on its way out.
-  void WaitForAll() const { all_.Wait(); }
-  void Destroy() {
+  /// The last notice may come while its producer is on its way out.
+  void DestroyAfterAll(bool disables) {
+    Wait("all notices", [this] { return missing_ == 0; });
+    if (disables) {
+      Disable();
+    }
     scheduler_.reset();
     isEnabled_ = false;
-    Check(Platform::LiveThreads() == 0, "the thread outlives its object");
+    Check(Platform::Count().liveThreads == 0, "the thread outlives its object");
+    WaitUntilOthersEnd();
   }
 
  private:
@@ -74,10 +67,10 @@ class Notifications {
         : owner_(owner), producer_(producer), number_(number) {}
     void Fire() override {
       Check(owner_.isEnabled_, "a notification while the scheduler is disabled");
-      owner_.order_.Arrive(producer_, number_);
-      if (owner_.order_.total() == owner_.expected_) {
-        owner_.all_.Set();
-      }
+      const std::uint32_t arrived = ++owner_.arrived_[producer_];
+      Check(number_ == arrived, "number %u of producer %u arrived as its %u", number_, producer_,
+            arrived);
+      --owner_.missing_;
       if (number_ == 1) {
         throw MException(MError(L"Scenario:Failure"));  // logged and dropped
       }
@@ -89,70 +82,63 @@ class Notifications {
     std::uint32_t number_;
   };
 
-  std::uint32_t expected_;
-  Order order_;
+  std::uint32_t missing_;
+  std::uint32_t arrived_[kMaxProducers]{};
   bool isEnabled_ = false;
-  Event all_;
   std::unique_ptr<OwnScheduler> scheduler_ = std::make_unique<OwnScheduler>(nullptr);
-  std::vector<std::unique_ptr<Actor>> producers_;  // joined first
 };
 
 void EnabledAndDisabled() {
-  Notifications notifications(4);
+  Notifications notifications(kMaxProducers);
   notifications.Enable();
   notifications.Disable();
   notifications.Enable();
-  notifications.WaitForAll();
-  notifications.Disable();
-  notifications.Destroy();
+  notifications.DestroyAfterAll(true);
 }
 
 void DestroyedWhileEnabled() {
   Notifications notifications(2);
   notifications.Enable();
-  notifications.WaitForAll();
-  notifications.Destroy();
+  notifications.DestroyAfterAll(false);
 }
 
 void SeveralConsumers() {
   constexpr std::uint32_t kAll = 2 * kEach;
   MThreadSafeFifo<std::uint32_t*, std::uint32_t*> queue;
-  std::array<std::uint32_t, kAll> items{};
-  std::array<std::uint32_t, kAll> popped{};
+  std::uint32_t popped[kAll]{};  // how often; an item is a pointer to its count
   std::uint32_t total = 0;
-  std::vector<std::unique_ptr<Actor>> actors;
+  const auto consume = [&] {
+    std::uint32_t last[2]{};
+    for (std::uint32_t* item = nullptr; total < kAll && queue.WaitForData(INFINITE);) {
+      if (!queue.Pop(item) || item == nullptr) {
+        continue;  // the other was faster
+      }
+      const auto index = static_cast<std::uint32_t>(item - popped);
+      Check(++*item == 1, "popped twice");
+      Check(index % kEach + 1 > last[index / kEach], "popped out of order");
+      last[index / kEach] = index % kEach + 1;
+      if (++total == kAll) {
+        queue.Push(nullptr);  // the other ends, too
+      }
+    }
+  };
   for (std::uint32_t producer = 0; producer < 2; ++producer) {
-    actors.push_back(std::make_unique<Actor>("producer", [&queue, &items, producer] {
+    Spawn("producer", [&queue, &popped, producer] {
       for (std::uint32_t i = 0; i < kEach; ++i) {
-        queue.Push(&items[producer * kEach + i]);
+        queue.Push(&popped[producer * kEach + i]);
       }
-    }));
-    actors.push_back(std::make_unique<Actor>("consumer", [&queue, &items, &popped, &total] {
-      std::array<std::uint32_t, 2> last{};
-      for (std::uint32_t* item = nullptr; total < kAll && queue.WaitForData(INFINITE);) {
-        if (!queue.Pop(item) || item == nullptr) {
-          continue;  // the other was faster
-        }
-        const auto index = static_cast<std::uint32_t>(item - items.data());
-        Check(++popped[index] == 1, "popped twice");
-        Check(index % kEach + 1 > last[index / kEach], "popped out of order");
-        last[index / kEach] = index % kEach + 1;
-        if (++total == kAll) {
-          queue.Push(nullptr);  // the other ends, too
-        }
-      }
-    }));
+    });
+    Spawn("consumer", consume);
   }
+  WaitUntilOthersEnd();
 }
 
 /// Constructs with 0 events granted, then 1, and so on, until there are enough.
-template <class T, class... Arguments>
-void ConstructWithFew(const char* name, std::int32_t needed, Arguments... arguments) {
+void ConstructWithFew(const char* name, std::int32_t needed,
+                      const std::function<void()>& construct) {
   for (std::int32_t granted = 0;; ++granted) {
-    const std::uint32_t handles = Platform::OpenHandles();
-    std::unique_ptr<T> made;
     Platform::Grant(granted);
-    const Error error = Call(name, "*", [&] { made = std::make_unique<T>(arguments()...); });
+    const Error error = Call(name, "*", construct);
     Platform::Grant(Platform::kUnlimited);
     if (error.name.empty()) {
       Check(granted >= needed, "%s with %d events of %d", name, granted, needed);
@@ -161,27 +147,27 @@ void ConstructWithFew(const char* name, std::int32_t needed, Arguments... argume
     Check(error.winErrorCode == std::to_string(Platform::kRefusal),
           "%s with %d events: \"%s\", \"%s\"", name, granted, error.name.c_str(),
           error.winErrorCode.c_str());
-    Check(Platform::OpenHandles() == handles, "%s with %d events leaves handles", name, granted);
+    Check(Platform::Count().openHandles == 0, "%s with %d events leaves handles", name, granted);
   }
 }
 
 void RefusedConstruction() {
   const auto hook = [] { return new Callback([] {}); };
-  const auto none = [] { return nullptr; };
-  ConstructWithFew<MThreadSafeFifo<int*, int*>>("MThreadSafeFifo", 1);
-  ConstructWithFew<MSchedulerThread>("MSchedulerThread", 5, none);
-  ConstructWithFew<OwnScheduler>("MDesyncEventScheduler", 6, none);
-  ConstructWithFew<MCommandProcessor>(
-      "MCommandProcessor", 7, none, hook, hook, hook, [] { return 0U; }, [] { return false; });
+  ConstructWithFew("MThreadSafeFifo", 1, [] { const MThreadSafeFifo<int*, int*> made; });
+  ConstructWithFew("MSchedulerThread", 5, [] { const MSchedulerThread made(nullptr); });
+  ConstructWithFew("MDesyncEventScheduler", 6, [] { const OwnScheduler made(nullptr); });
+  ConstructWithFew("MCommandProcessor", 7, [&] {
+    const MCommandProcessor made(nullptr, hook(), hook(), hook(), 0, false);
+  });
 }
 
 }  // namespace
 
-void AddSchedulerScenarios(std::vector<Scenario>& scenarios) {
-  scenarios.push_back(InRun("scheduler.disabled", &EnabledAndDisabled));
-  scenarios.push_back(InRun("scheduler.destroyed", &DestroyedWhileEnabled));
-  scenarios.push_back(InRun("queue.consumers", &SeveralConsumers));
-  scenarios.push_back(InRun("refused.construction", &RefusedConstruction));
+std::vector<Scenario> SchedulerScenarios() {
+  return {InRun("scheduler.disabled", &EnabledAndDisabled),
+          InRun("scheduler.destroyed", &DestroyedWhileEnabled),
+          InRun("queue.consumers", &SeveralConsumers),
+          InRun("refused.construction", &RefusedConstruction)};
 }
 
 }  // namespace Velta::Simulation

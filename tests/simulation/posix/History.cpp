@@ -2,186 +2,206 @@
 #include "History.h"
 
 #include "../Scheduler.h"
-#include "Seams.h"
 
 #include <algorithm>
+#include <map>
+#include <string>
+#include <utility>
 
 namespace Velta::Simulation {
 
 namespace {
 
+using Kind = Call::Kind;
+
+struct Object {
+  ObjectKind kind;
+  HANDLE handle = nullptr;
+  bool isOpen = false;
+};
+
+class History {
+ public:
+  History(const std::vector<ObjectKind>& kinds, std::vector<std::vector<Call>> threads);
+  void Run();
+
+ private:
+  /// Two bits an object: signalled, closed.
+  using State = std::uint64_t;
+  static State Signalled(std::uint32_t object) { return State{1} << (2 * object); }
+  static State Closed(std::uint32_t object) { return State{2} << (2 * object); }
+
+  void Make(Object& object);
+  void Do(Call& call);
+  DWORD DoWait(const Call& call);
+  [[nodiscard]] bool IsSignalled(State state, std::uint32_t object) const;
+  [[nodiscard]] bool Apply(const Call& call, State* state) const;
+  [[nodiscard]] bool IsExplained(std::uint64_t done, State state);
+  [[nodiscard]] std::string Describe() const;
+
+  std::vector<Object> objects_;
+  std::vector<std::vector<Call>> threads_;
+  std::vector<Call> calls_;  // that have begun
+  std::map<std::uint64_t, std::vector<State>> seen_;
+  std::uint32_t moment_ = 0;
+};
+
 void LetTimePass(DWORD milliseconds) {
-  Scheduler& scheduler = *Scheduler::Current();
-  scheduler.Wait("time passes", 0, {[] { return false; }, [] { return "time to pass"; }},
-                 scheduler.now() + std::int64_t{milliseconds} * 1'000'000);
+  WaitFor("time to pass", [] { return false; }, milliseconds);
 }
 
-constexpr History::Reset kManual = History::Reset::Manual;
-constexpr std::uint64_t kClosed = 2;
-
-std::uint64_t Bit(int object, std::uint64_t bit) { return bit << (2 * object); }
-
-}  // namespace
-
-History::~History() {
-  for (const Object& object : objects_) {
-    ::CloseHandle(object.handle);
+History::History(const std::vector<ObjectKind>& kinds, std::vector<std::vector<Call>> threads)
+    : threads_(std::move(threads)) {
+  for (const ObjectKind kind : kinds) {
+    objects_.push_back({kind});
+    if (kind == ObjectKind::Thread) {
+      calls_.push_back({Kind::ThreadEnd, {static_cast<std::uint32_t>(objects_.size() - 1)}});
+      calls_.back().begin = ++moment_;
+    }
+    if (kind != ObjectKind::Later) {
+      Make(objects_.back());
+    }
   }
-  Objects::CheckAtRest();
-  Objects::Reset();
 }
 
-int History::MakeEvent(Reset reset, bool signalled) {
-  objects_.push_back({::CreateEventW(nullptr, reset == kManual, signalled, nullptr), false,
-                      reset == kManual, signalled});
-  return static_cast<int>(objects_.size()) - 1;
+void History::Make(Object& object) {
+  if (object.kind == ObjectKind::Thread) {
+    object.handle = reinterpret_cast<HANDLE>(
+        ::_beginthreadex(nullptr, 0, [](void*) { return 0U; }, nullptr, 0, nullptr));
+  } else {
+    object.handle =
+        ::CreateEventW(nullptr, object.kind == ObjectKind::Manual ? TRUE : FALSE, FALSE, nullptr);
+  }
+  object.isOpen = true;
 }
 
-int History::MakeThread() {
-  const auto number = static_cast<int>(objects_.size());
-  Begin(Kind::ThreadEnd, {number});
-  const std::uintptr_t handle =
-      ::_beginthreadex(nullptr, 0, [](void*) { return 0U; }, nullptr, 0, nullptr);
-  objects_.push_back({reinterpret_cast<HANDLE>(handle), true, true, false});
-  return number;
+void History::Do(Call& call) {
+  Object& object = objects_[call.objects[0]];
+  call.begin = ++moment_;
+  call.since = Now();
+  if (call.kind == Kind::Make) {
+    Make(object);
+  } else if (call.kind == Kind::Set) {
+    call.result = static_cast<DWORD>(::SetEvent(object.handle));
+  } else if (call.kind == Kind::Reset) {
+    call.result = static_cast<DWORD>(::ResetEvent(object.handle));
+  } else if (call.kind == Kind::Close) {
+    object.isOpen = false;
+    call.result = static_cast<DWORD>(::CloseHandle(object.handle));
+  } else {
+    call.result = DoWait(call);
+  }
+  call.end = ++moment_;
 }
 
-void History::Set(int object) {
-  const std::size_t call = Begin(Kind::Set, {object});
-  End(call, static_cast<DWORD>(::SetEvent(objects_[static_cast<std::size_t>(object)].handle)));
-}
-
-void History::ResetEvent(int object) {
-  const std::size_t call = Begin(Kind::Reset, {object});
-  End(call, static_cast<DWORD>(::ResetEvent(objects_[static_cast<std::size_t>(object)].handle)));
-}
-
-void History::Close(int object) {
-  const std::size_t call = Begin(Kind::Close, {object});
-  End(call, static_cast<DWORD>(::CloseHandle(objects_[static_cast<std::size_t>(object)].handle)));
-}
-
-DWORD History::Wait(std::initializer_list<int> objects, DWORD milliseconds) {
+DWORD History::DoWait(const Call& call) {
   std::vector<HANDLE> handles;
-  for (const int object : objects) {
-    handles.push_back(objects_[static_cast<std::size_t>(object)].handle);
+  for (const std::uint32_t object : call.objects) {
+    handles.push_back(objects_[object].handle);
   }
   const auto count = static_cast<DWORD>(handles.size());
-  const std::size_t call = Begin(Kind::Wait, objects, milliseconds);
-  const DWORD result = count == 1
-                           ? ::WaitForSingleObject(handles[0], milliseconds)
-                           : ::WaitForMultipleObjects(count, handles.data(), FALSE, milliseconds);
-  End(call, result);
-  Scheduler& scheduler = *Scheduler::Current();
-  if (result == WAIT_TIMEOUT &&
-      scheduler.now() < calls_[call].since + std::int64_t{milliseconds} * 1'000'000) {
-    scheduler.Fail("a wait ended before its time");
-  }
+  const DWORD result =
+      count == 1 ? ::WaitForSingleObject(handles[0], call.milliseconds)
+                 : ::WaitForMultipleObjects(count, handles.data(), FALSE, call.milliseconds);
+  Check(result != WAIT_TIMEOUT || Now() >= call.since + std::int64_t{call.milliseconds} * 1'000'000,
+        "a wait ended before its time");
   return result;
 }
 
-void History::Settle() {
-  Scheduler& scheduler = *Scheduler::Current();
+void History::Run() {
+  for (std::vector<Call>& calls : threads_) {
+    Spawn("actor", [this, &calls] {
+      for (Call& call : calls) {
+        Do(call);
+      }
+    });
+  }
   LetTimePass(kLong / 2);
-  scheduler.WaitForOthers("all rest", false);
-  for (Call& call : calls_) {
-    if (call.kind == Kind::ThreadEnd) {
-      call.end = ++moment_;  // all threads have ended by now
-    }
+  WaitUntilOthersRest();
+  for (Call& threadEnd : calls_) {
+    threadEnd.end = ++moment_;  // all threads have ended by now
   }
-  State state = 0;
-  for (std::size_t i = 0; i < objects_.size(); ++i) {
-    state |= objects_[i].isSignalled ? Bit(static_cast<int>(i), 1) : 0;
+  for (const std::vector<Call>& calls : threads_) {
+    std::copy_if(calls.begin(), calls.end(), std::back_inserter(calls_),
+                 [](const Call& call) { return call.begin != UINT32_MAX; });
   }
-  std::map<std::uint64_t, std::vector<State>> seen;
-  if (!IsExplained(0, state, &seen)) {
-    scheduler.Fail("no order explains%s", Describe().c_str());
-  }
+  Check(IsExplained(0, 0), "no order explains%s", Describe().c_str());
   LetTimePass(2 * kLong);
-  scheduler.WaitForOthers("all end", true);
+  WaitUntilOthersEnd();
+  for (const Object& object : objects_) {
+    Check(!object.isOpen || ::CloseHandle(object.handle) != FALSE, "a handle is not open any more");
+  }
 }
 
-std::size_t History::Begin(Kind kind, std::initializer_list<int> objects, DWORD milliseconds) {
-  calls_.push_back({kind, objects, milliseconds});
-  calls_.back().begin = ++moment_;
-  calls_.back().since = Scheduler::Current()->now();
-  return calls_.size() - 1;
-}
-
-void History::End(std::size_t call, DWORD result) {
-  calls_[call].result = result;
-  calls_[call].end = ++moment_;
-}
-
-bool History::IsSignalled(State state, int object) const {
+bool History::IsSignalled(State state, std::uint32_t object) const {
   // Who waits for a thread whose handle is closed waits on for its end.
-  const bool counts =
-      objects_[static_cast<std::size_t>(object)].isThread || (state & Bit(object, kClosed)) == 0;
-  return counts && (state & Bit(object, 1)) != 0;
+  const bool counts = objects_[object].kind == ObjectKind::Thread || (state & Closed(object)) == 0;
+  return counts && (state & Signalled(object)) != 0;
 }
 
 /// Has the call take effect. @return whether its result is right in this state
 bool History::Apply(const Call& call, State* state) const {
-  const int object = call.objects[0];
-  const bool isClosed = (*state & Bit(object, kClosed)) != 0;
+  const std::uint32_t object = call.objects[0];
+  const bool isClosed = (*state & Closed(object)) != 0;
   switch (call.kind) {
+    case Kind::Make:
+      *state &= ~(Signalled(object) | Closed(object));
+      return true;
     case Kind::Set:
-      *state |= isClosed ? 0 : Bit(object, 1);
+      *state |= isClosed ? 0 : Signalled(object);
       return (call.result != 0) == !isClosed;
     case Kind::Reset:
-      *state &= isClosed ? ~State{0} : ~Bit(object, 1);
+      *state &= isClosed ? ~State{0} : ~Signalled(object);
       return (call.result != 0) == !isClosed;
     case Kind::Close:
-      *state |= Bit(object, kClosed);
+      *state |= Closed(object);
       return (call.result != 0) == !isClosed;
     case Kind::ThreadEnd:
-      *state |= Bit(object, 1);
+      *state |= Signalled(object);
       return true;
     case Kind::Wait:
       break;
   }
   if (call.result == WAIT_FAILED) {
     return std::any_of(call.objects.begin(), call.objects.end(),
-                       [&](int each) { return (*state & Bit(each, kClosed)) != 0; });
+                       [&](std::uint32_t each) { return (*state & Closed(each)) != 0; });
   }
   const auto first = std::find_if(call.objects.begin(), call.objects.end(),
-                                  [&](int each) { return IsSignalled(*state, each); });
+                                  [&](std::uint32_t each) { return IsSignalled(*state, each); });
   if (first == call.objects.end()) {
     return call.result == WAIT_TIMEOUT;
   }
-  if (!objects_[static_cast<std::size_t>(*first)].isManual) {
-    *state &= ~Bit(*first, 1);
+  if (objects_[*first].kind == ObjectKind::Automatic ||
+      objects_[*first].kind == ObjectKind::Later) {
+    *state &= ~Signalled(*first);
   }
-  return call.result == static_cast<DWORD>(first - call.objects.begin());
+  return call.result < call.objects.size() && call.objects[call.result] == *first;
 }
 
 /// Whether the calls that are not yet `done` can follow in some order.
-bool History::IsExplained(std::uint64_t done, State state,
-                          std::map<std::uint64_t, std::vector<State>>* seen) const {
-  std::vector<State>& known = (*seen)[done];
+bool History::IsExplained(std::uint64_t done, State state) {
+  std::vector<State>& known = seen_[done];
   if (std::find(known.begin(), known.end(), state) != known.end()) {
     return false;
   }
   known.push_back(state);
   std::uint32_t firstEnd = UINT32_MAX;
-  bool isComplete = true;
   for (std::size_t i = 0; i < calls_.size(); ++i) {
     if ((done >> i & 1) == 0) {
       firstEnd = (std::min)(firstEnd, calls_[i].end);
-      isComplete = isComplete && calls_[i].end == UINT32_MAX;
     }
   }
-  if (isComplete) {  // whoever waits on has nothing to end the wait
+  if (firstEnd == UINT32_MAX) {  // whoever waits on has nothing to end the wait
     return std::none_of(calls_.begin(), calls_.end(), [&](const Call& call) {
       return call.end == UINT32_MAX &&
              std::any_of(call.objects.begin(), call.objects.end(),
-                         [&](int object) { return IsSignalled(state, object); });
+                         [&](std::uint32_t object) { return IsSignalled(state, object); });
     });
   }
   for (std::size_t i = 0; i < calls_.size(); ++i) {
     State next = state;
     if ((done >> i & 1) == 0 && calls_[i].begin < firstEnd && calls_[i].end != UINT32_MAX &&
-        Apply(calls_[i], &next) && IsExplained(done | std::uint64_t{1} << i, next, seen)) {
+        Apply(calls_[i], &next) && IsExplained(done | std::uint64_t{1} << i, next)) {
       return true;
     }
   }
@@ -189,17 +209,23 @@ bool History::IsExplained(std::uint64_t done, State state,
 }
 
 std::string History::Describe() const {
-  constexpr const char* kNames[] = {"set", "reset", "close", "wait", "end of"};
+  constexpr const char* kNames[] = {"make", "set", "reset", "close", "wait", "end of"};
   std::string text;
   for (const Call& call : calls_) {
     text += std::string(text.empty() ? ": " : ", ") + kNames[static_cast<int>(call.kind)];
-    for (const int object : call.objects) {
+    for (const std::uint32_t object : call.objects) {
       text += " " + std::to_string(object);
     }
     text += call.end == UINT32_MAX ? " -" : " = " + std::to_string(call.result);
     text += " [" + std::to_string(call.begin) + "," + std::to_string(call.end) + "]";
   }
   return text;
+}
+
+}  // namespace
+
+void RunCalls(const std::vector<ObjectKind>& objects, std::vector<std::vector<Call>> threads) {
+  History(objects, std::move(threads)).Run();
 }
 
 }  // namespace Velta::Simulation

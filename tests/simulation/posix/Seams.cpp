@@ -1,104 +1,84 @@
 // SPDX-License-Identifier: MIT
 // What the waits ask of the kernel, asked of the scheduler; and the table of objects, from inside.
-#include "Seams.h"
-
 #include "../Scheduler.h"
+#include "History.h"
 #include "velta/platform/posix/Dispatcher.h"
 #include "velta/platform/posix/Futex.h"
 #include "velta/platform/posix/KernelThread.h"
 #include "velta/platform/posix/MonotonicTime.h"
 #include "velta/platform/posix/ObjectTable.cpp"  // NOLINT(bugprone-suspicious-include)
 
-#include <cerrno>
-#include <memory>
 #include <new>
-
-using Velta::Simulation::Scheduler;
+#include <vector>
 
 namespace Velta::Simulation {
 
-void BeforeAtomic(const char* operation, const void* word) noexcept {
-  if (Scheduler* const scheduler = Scheduler::Current()) {
-    scheduler->Point(operation, reinterpret_cast<std::uintptr_t>(word));
-  }
-}
+void BeforeAtomic(const char* operation, const void* word) noexcept { Point(operation, word); }
 
-namespace Objects {
-
-void Reset() noexcept {
-  for (Posix::FreeList& list : Posix::freeLists) {
-    new (&list) Posix::FreeList;
-  }
-  for (std::uint32_t i = 0; i < Posix::usedSlots.Peek(); ++i) {
-    new (&Posix::firstChunk[i]) Posix::WaitableObject;
-  }
-  new (&Posix::usedSlots) Posix::Atomic<std::uint32_t>{0};
-}
-
-void CheckAtRest() noexcept {
-  Scheduler& scheduler = *Scheduler::Current();
+void CheckAndResetTable() noexcept {
+  const std::uint32_t used = Posix::usedSlots.Peek();
   std::uint32_t free = 0;
   for (Posix::FreeList& list : Posix::freeLists) {
     while (Posix::Pop(list) != nullptr) {
       ++free;
     }
+    new (&list) Posix::FreeList;
   }
-  if (free != Posix::usedSlots.Peek()) {
-    scheduler.Fail("%u slots are in use and %u free", Posix::usedSlots.Peek(), free);
-  }
+  Check(free == used, "%u slots are in use and %u free", used, free);
   const Posix::FutexGuard lock(Posix::dispatcherLock);  // a deadlock when it is held
-  for (std::uint32_t i = 0; i < Posix::usedSlots.Peek(); ++i) {
-    if (Posix::firstChunk[i].firstNode != nullptr) {
-      scheduler.Fail("slot %u is free and has waiters", i);
-    }
+  for (std::uint32_t i = 0; i < used; ++i) {
+    Check(Posix::firstChunk[i].firstNode == nullptr, "slot %u is free and has waiters", i);
+    new (&Posix::firstChunk[i]) Posix::WaitableObject;
   }
+  new (&Posix::usedSlots) Posix::Atomic<std::uint32_t>{0};
 }
-
-}  // namespace Objects
 
 }  // namespace Velta::Simulation
 
 namespace Velta::Posix {
 
+namespace {
+
+struct Sleeper {
+  const void* word;
+  bool isWoken;
+};
+std::vector<Sleeper*> sleepers;  // first come first
+
+}  // namespace
+
 bool FutexWait(const Atomic<std::uint32_t>* word, std::uint32_t expected,
                const timespec* deadline) noexcept {
-  Scheduler& scheduler = *Scheduler::Current();
-  scheduler.Point("futex wait", reinterpret_cast<std::uintptr_t>(word));
+  Simulation::Point("futex wait", word);
   if (word->Peek() != expected) {
     return true;
   }
-  return scheduler.WaitOn("asleep", word,
-                          deadline == nullptr
-                              ? Simulation::kNever
-                              : std::int64_t{deadline->tv_sec} * 1'000'000'000 + deadline->tv_nsec);
+  const std::int64_t end = deadline == nullptr
+                               ? Simulation::kNever
+                               : std::int64_t{deadline->tv_sec} * 1'000'000'000 + deadline->tv_nsec;
+  Sleeper sleeper{word, false};
+  sleepers.push_back(&sleeper);
+  Simulation::Wait("a wake-up", [&] { return sleeper.isWoken; }, end);
+  std::erase(sleepers, &sleeper);
+  return sleeper.isWoken;
 }
 
 void FutexWake(const Atomic<std::uint32_t>* word, int count) noexcept {
-  Scheduler& scheduler = *Scheduler::Current();
-  scheduler.Point("futex wake", reinterpret_cast<std::uintptr_t>(word));
-  scheduler.Wake(word, static_cast<std::uint32_t>(count));
+  Simulation::Point("futex wake", word);
+  for (Sleeper* const sleeper : sleepers) {
+    if (count > 0 && sleeper->word == word && !sleeper->isWoken) {
+      sleeper->isWoken = true;
+      --count;
+    }
+  }
 }
 
-std::int64_t MonotonicNow() noexcept { return Scheduler::Current()->now(); }
+std::int64_t MonotonicNow() noexcept { return Simulation::Now(); }
 
-std::uint32_t KernelThreadId() noexcept {
-  return Scheduler::Current() != nullptr ? Scheduler::Self().id : 1;
-}
+std::uint32_t KernelThreadId() noexcept { return Simulation::Self().id; }
 
 int StartKernelThread(void* (*entry)(void*), void* argument, std::size_t /*stackSize*/) noexcept {
-  struct Start {
-    void* (*entry)(void*);
-    void* argument;
-  };
-  auto* const start = new (std::nothrow) Start{entry, argument};
-  if (start == nullptr) {
-    return EAGAIN;
-  }
-  const auto run = [](void* given) {
-    const std::unique_ptr<Start> owned(static_cast<Start*>(given));
-    owned->entry(owned->argument);
-  };
-  Scheduler::Current()->Spawn("thread", {run, [](void*) {}, start});
+  Simulation::Spawn("thread", [entry, argument] { entry(argument); });
   return 0;
 }
 

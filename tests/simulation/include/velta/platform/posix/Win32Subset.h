@@ -28,8 +28,8 @@
 
 /// Small enough for the storage that public headers reserve for it.
 struct CRITICAL_SECTION {
-  const void* owner = nullptr;  // a simulated thread, or the process outside of runs
-  std::uint32_t recursion = 0;
+  const void* owner = nullptr;  // a simulated thread, or the one outside of runs
+  std::uint32_t entries = 0;
   std::uint32_t waiting = 0;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <utility>
 
 /// Stands in for the header of this name: other threads may go first before each operation.
 ///
@@ -32,21 +33,15 @@ class Atomic {
   }
   T exchange(T next, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("exchange", this);
-    const T was = value_;
-    value_ = next;
-    return was;
+    return std::exchange(value_, next);
   }
   T fetch_and(T mask, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("and", this);
-    const T was = value_;
-    value_ = was & mask;
-    return was;
+    return std::exchange(value_, value_ & mask);
   }
   T fetch_or(T mask, std::memory_order /*order*/) noexcept {
     Simulation::BeforeAtomic("or", this);
-    const T was = value_;
-    value_ = was | mask;
-    return was;
+    return std::exchange(value_, value_ | mask);
   }
   bool compare_exchange_strong(T& expected, T next, std::memory_order /*success*/,
                                std::memory_order /*failure*/ = {}) noexcept {
