@@ -36,17 +36,9 @@ constexpr char kUsage[] =
 
 constexpr unsigned kMaxSeconds = 20;  // of one schedule, which takes less than a millisecond
 
-struct Plan {
-  std::string mode;
-  std::uint64_t seed;  // of the first schedule
-  std::uint64_t schedules;
-  std::uint64_t preemptions;          // exhaustive
-  std::vector<Deviation> deviations;  // replay
-  bool prints = false;
-
-  /// What makes the driver do this again.
-  [[nodiscard]] std::string Options() const;
-};
+/// Of this program, with their values: what makes it do something again.
+using Options = std::map<std::string, std::string>;
+using Deviations = std::vector<Deviation>;
 
 Record* shared = nullptr;
 
@@ -55,7 +47,24 @@ Record* shared = nullptr;
   std::exit(2);
 }
 
-std::string TextOf(const std::vector<Deviation>& deviations) {
+std::uint64_t NumberOf(const Options& options, const char* name) {
+  const std::string& text = options.at(name);
+  const std::uint64_t number = std::strtoull(text.c_str(), nullptr, 10);
+  if (std::to_string(number) != text) {
+    Refuse();
+  }
+  return number;
+}
+
+std::string TextOf(const Options& options) {
+  std::string text = program_invocation_short_name;
+  for (const auto& [name, value] : options) {
+    text += value.empty() ? "" : " " + name + " " + value;
+  }
+  return text;
+}
+
+std::string TextOf(const Deviations& deviations) {
   std::string text;
   for (const Deviation& deviation : deviations) {
     text += (text.empty() ? "" : ",") + std::to_string(deviation.thread) + "." +
@@ -64,8 +73,8 @@ std::string TextOf(const std::vector<Deviation>& deviations) {
   return text.empty() ? "default" : text;
 }
 
-std::vector<Deviation> ReadDeviations(const std::string& text) {
-  std::vector<Deviation> deviations;
+Deviations ReadDeviations(const std::string& text) {
+  Deviations deviations;
   std::istringstream rest(text);
   Deviation next{};
   char separator = '\0';
@@ -79,30 +88,21 @@ std::vector<Deviation> ReadDeviations(const std::string& text) {
   return deviations;
 }
 
-std::uint64_t ReadNumber(const std::string& text) {
-  const std::uint64_t number = std::strtoull(text.c_str(), nullptr, 10);
-  if (std::to_string(number) != text) {
-    Refuse();
+std::unique_ptr<Strategy> StrategyOf(const Options& options) {
+  const std::string& mode = options.at("--mode");
+  if (mode == "random") {
+    return MakeRandomWalk();
   }
-  return number;
-}
-
-std::string Plan::Options() const {
-  if (mode == "replay") {
-    return "--replay " + TextOf(deviations);
+  if (mode == "pct") {
+    return MakePriorities();
   }
-  const bool isExhaustive = mode == "exhaustive";
-  return "--mode " + mode +
-         (isExhaustive ? " --preemptions " + std::to_string(preemptions)
-                       : " --seed " + std::to_string(seed)) +
-         " --schedules " + std::to_string(isExhaustive ? schedules / 20 : schedules);
+  if (mode == "exhaustive") {
+    return MakeExhaustive(NumberOf(options, "--preemptions"));
+  }
+  return MakeGuided(ReadDeviations(options.at("--replay")));
 }
 
-// ---- one scenario by one plan -------------------------------------------------------------------
-
-std::vector<Deviation> DeviationsOf(const Record& record) {
-  return {record.deviation, record.deviation + record.deviations};
-}
+// ---- one scenario by one strategy ---------------------------------------------------------------
 
 void SetVerdict(const char* verdict) noexcept {
   if (shared->verdict[0] == '\0') {
@@ -110,17 +110,8 @@ void SetVerdict(const char* verdict) noexcept {
   }
 }
 
-std::unique_ptr<Strategy> StrategyOf(const Plan& plan) {
-  if (plan.mode == "random") {
-    return MakeRandomWalk();
-  }
-  if (plan.mode == "pct") {
-    return MakePriorities();
-  }
-  if (plan.mode == "exhaustive") {
-    return MakeExhaustive(plan.preemptions);
-  }
-  return MakeGuided(plan.deviations);
+Deviations DeviationsOf(const Record& record) {
+  return {record.deviation, record.deviation + record.deviations};
 }
 
 /// @return what `WatchMemory` said
@@ -129,10 +120,13 @@ std::int64_t RunOnce(const Scenario& scenario, Strategy& strategy) {
   return WatchMemory([&] { RunSchedule(strategy, *shared, scenario.body); });
 }
 
-void RunAll(const Scenario& scenario, const Plan& plan) {
-  const std::unique_ptr<Strategy> strategy = StrategyOf(plan);
-  for (std::uint64_t i = 0; i < plan.schedules; ++i) {
-    if (!strategy->Begin(plan.seed + i)) {
+void RunAll(const Scenario& scenario, const Options& options) {
+  const std::unique_ptr<Strategy> strategy = StrategyOf(options);
+  const std::uint64_t seed = NumberOf(options, "--seed");
+  const std::uint64_t count =
+      NumberOf(options, "--schedules") * (options.at("--mode") == "exhaustive" ? 20 : 1);
+  for (std::uint64_t i = 0; i < count; ++i) {
+    if (!strategy->Begin(seed + i)) {
       shared->exhausted = true;
       return;
     }
@@ -148,33 +142,29 @@ void RunAll(const Scenario& scenario, const Plan& plan) {
   }
 }
 
-[[noreturn]] void RunChild(const Scenario& scenario, const Plan& plan) {
-  ::signal(SIGALRM, [](int) {
-    SetVerdict("blocked outside of the scheduler");
-    ::_exit(1);
-  });
-  cpu_set_t one;  // threads that run one at a time follow each other faster within a core
-  CPU_ZERO(&one);
-  CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
-  ::sched_setaffinity(0, sizeof(one), &one);
-  if (!plan.prints) {  // what sanitizers print is told once
-    static_cast<void>(std::freopen("/dev/null", "w", stderr));
-  }
-  RunAll(scenario, plan);
-  ::_exit(0);
-}
-
 /// Runs the scenario in a process of its own, schedule by schedule until one fails: a deadlocked
 /// run and a broken heap end with it.
-Record Explore(const Scenario& scenario, const Plan& plan) {
+Record Explore(const Scenario& scenario, const Options& options, bool prints = false) {
   static void* const memory =
       ::mmap(nullptr, sizeof(Record), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   shared = new (memory) Record{};
-  shared->prints = plan.prints;
+  shared->prints = prints;
   std::fflush(stdout);
   const pid_t child = ::fork();
   if (child == 0) {
-    RunChild(scenario, plan);
+    ::signal(SIGALRM, [](int) {
+      SetVerdict("blocked outside of the scheduler");
+      ::_exit(1);
+    });
+    cpu_set_t one;  // threads that run one at a time follow each other faster within a core
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
+    ::sched_setaffinity(0, sizeof(one), &one);
+    if (!prints) {  // what sanitizers print is told once
+      static_cast<void>(std::freopen("/dev/null", "w", stderr));
+    }
+    RunAll(scenario, options);
+    ::_exit(0);
   }
   int status = 0;
   ::waitpid(child, &status, 0);
@@ -186,23 +176,28 @@ Record Explore(const Scenario& scenario, const Plan& plan) {
   return *shared;
 }
 
+Options Replay(const Options& options, const Deviations& deviations) {
+  Options replay = options;
+  replay["--mode"] = "replay";
+  replay["--replay"] = TextOf(deviations);
+  return replay;
+}
+
 /// Leaves out what the failure does not need: one deviation after another, until none can go.
-/// @return the plan of what is left
-Plan Shrink(const Scenario& scenario, const Plan& plan, const Record& failure) {
-  Plan best = plan;
-  best.mode = "replay";
-  best.schedules = 1;
-  best.deviations = DeviationsOf(failure);
+Deviations Shrink(const Scenario& scenario, const Options& options, const Record& failure) {
+  Deviations best = DeviationsOf(failure);
   // Verdicts are the same when they say the same of perhaps other objects.
   const auto kindOf = [](const char* verdict) {
     return std::string(verdict, std::strcspn(verdict, "0123456789("));
   };
   for (bool isSmaller = true; isSmaller;) {
     isSmaller = false;
-    for (std::size_t i = best.deviations.size(); i-- > 0;) {
-      Plan smaller = best;
-      smaller.deviations.erase(smaller.deviations.begin() + static_cast<std::ptrdiff_t>(i));
-      if (kindOf(Explore(scenario, smaller).verdict) == kindOf(failure.verdict)) {
+    for (std::size_t i = best.size(); i-- > 0;) {
+      const auto out = best.begin() + static_cast<std::ptrdiff_t>(i);
+      Deviations smaller(best.begin(), out);
+      smaller.insert(smaller.end(), out + 1, best.end());
+      const Record outcome = Explore(scenario, Replay(options, smaller));
+      if (kindOf(outcome.verdict) == kindOf(failure.verdict)) {
         best = smaller;
         isSmaller = true;
       }
@@ -213,47 +208,45 @@ Plan Shrink(const Scenario& scenario, const Plan& plan, const Record& failure) {
 
 /// @return whether nothing was found; for a planted fault, whether it was, twice more by what the
 ///         report says
-bool Try(const Scenario& scenario, const Plan& plan) {
-  const auto outcome = std::make_unique<Record>(Explore(scenario, plan));
-  const std::string verdict = outcome->verdict;
+bool Try(const Scenario& scenario, Options options, const std::string& mode) {
+  options["--mode"] = mode;
+  options["--scenario"] = scenario.name;
+  const Record outcome = Explore(scenario, options, mode == "replay");
+  const std::string verdict = outcome.verdict;
   std::printf("%-40s ", scenario.name.c_str());
   if (verdict.empty()) {
-    std::printf("%8lu schedules, %lu steps each: %s%s\n", outcome->schedules,
-                outcome->totalSteps / (std::max)(outcome->schedules, std::uint64_t{1}),
-                plan.Options().c_str(), outcome->exhausted ? ", all" : "");
+    std::printf("%8lu schedules, %lu steps each: %s%s\n", outcome.schedules,
+                outcome.totalSteps / (std::max)(outcome.schedules, std::uint64_t{1}), mode.c_str(),
+                outcome.exhausted ? ", all" : "");
     return scenario.expected.empty();
   }
-  Plan again = plan;
-  if (plan.mode != "exhaustive") {
-    again.seed += outcome->schedules;
-    again.schedules = 1;
+  Options again = options;
+  if (mode == "random" || mode == "pct") {
+    again["--seed"] = std::to_string(NumberOf(options, "--seed") + outcome.schedules);
+    again["--schedules"] = "1";
   }
-  Plan shrunk = Shrink(scenario, plan, *outcome);
+  const Deviations deviations = Shrink(scenario, options, outcome);
+  const Options shrunk = Replay(options, deviations);
   if (verdict == scenario.expected) {
     const bool isRepeated =
         Explore(scenario, again).verdict == verdict && Explore(scenario, shrunk).verdict == verdict;
-    std::printf("found in schedule %lu, %s, %zu deviations: %s\n", outcome->schedules + 1,
-                isRepeated ? "again" : "NOT AGAIN", shrunk.deviations.size(),
-                plan.Options().c_str());
+    std::printf("found in schedule %lu, %s, %zu deviations: %s\n", outcome.schedules + 1,
+                isRepeated ? "again" : "NOT AGAIN", deviations.size(), mode.c_str());
     return isRepeated;
   }
-  std::printf("FAILED in schedule %lu: %s\n", outcome->schedules + 1, verdict.c_str());
-  shrunk.prints = true;
-  Explore(scenario, shrunk);
-  const std::string program =
-      std::string(program_invocation_short_name) + " --scenario " + scenario.name;
-  std::printf("  again:  %s %s\n", program.c_str(), again.Options().c_str());
-  std::printf("  shrunk: %s %s  (%zu of %u deviations)\n", program.c_str(),
-              shrunk.Options().c_str(), shrunk.deviations.size(), outcome->deviations);
+  std::printf("FAILED in schedule %lu: %s\n", outcome.schedules + 1, verdict.c_str());
+  Explore(scenario, shrunk, true);
+  std::printf("  again:  %s\n", TextOf(again).c_str());
+  std::printf("  shrunk: %s  (%zu of %u deviations)\n", TextOf(shrunk).c_str(), deviations.size(),
+              outcome.deviations);
   return false;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  std::map<std::string, std::string> options{{"--scenario", "*"},    {"--mode", ""},
-                                             {"--seed", "1"},        {"--schedules", "1000"},
-                                             {"--preemptions", "1"}, {"--replay", ""}};
+  Options options{{"--scenario", "*"},     {"--mode", ""},         {"--seed", "1"},
+                  {"--schedules", "1000"}, {"--preemptions", "1"}, {"--replay", ""}};
   for (int i = 1; i < count; i += 2) {
     const auto option = options.find(arguments[i]);
     if (option == options.end() || i + 1 == count) {
@@ -262,39 +255,31 @@ int main(int count, char** arguments) {
     option->second = arguments[i + 1];
   }
   const std::string mode = options["--replay"].empty() ? options["--mode"] : "replay";
-  std::vector<Plan> plans;
-  for (const char* const each : {"exhaustive", "random", "pct", "replay"}) {
-    if (mode == each || (mode.empty() && each != std::string("replay"))) {
-      plans.push_back({each,
-                       ReadNumber(options["--seed"]),
-                       ReadNumber(options["--schedules"]),
-                       ReadNumber(options["--preemptions"]),
-                       {}});
-    }
-  }
-  if (mode == "exhaustive" || mode.empty()) {
-    plans[0].schedules *= 20;
-  } else if (mode == "replay") {
-    plans[0].schedules = 1;
-    plans[0].deviations = ReadDeviations(options["--replay"]);
-    plans[0].prints = true;
-  } else if (plans.empty() && mode != "list") {
+  std::vector<std::string> modes{"exhaustive", "random", "pct", "replay", "list"};
+  if (mode.empty()) {
+    modes.resize(3);
+  } else if (std::erase_if(modes, [&](const auto& each) { return each != mode; }) == 5) {
     Refuse();
   }
-  std::vector<Scenario> scenarios = AllScenarios();
-  std::erase_if(scenarios, [&](const Scenario& scenario) {
-    return ::fnmatch(options["--scenario"].c_str(), scenario.name.c_str(), 0) != 0;
-  });
+  for (const char* const name : {"--seed", "--schedules", "--preemptions"}) {
+    static_cast<void>(NumberOf(options, name));
+  }
+  std::size_t tried = 0;
   std::size_t failed = 0;
-  for (const Scenario& scenario : scenarios) {
+  for (const Scenario& scenario : AllScenarios()) {
+    if (::fnmatch(options["--scenario"].c_str(), scenario.name.c_str(), 0) != 0) {
+      continue;
+    }
+    ++tried;
     if (mode == "list") {
       std::printf("%s\n", scenario.name.c_str());
+      continue;
     }
-    const auto isGood = [&](const Plan& plan) { return Try(scenario, plan); };
-    failed += std::all_of(plans.begin(), plans.end(), isGood) ? 0 : 1;
+    const auto isGood = [&](const std::string& each) { return Try(scenario, options, each); };
+    failed += std::all_of(modes.begin(), modes.end(), isGood) ? 0 : 1;
   }
   if (mode != "list") {
-    std::printf("%zu scenarios, %zu failed\n", scenarios.size(), failed);
+    std::printf("%zu scenarios, %zu failed\n", tried, failed);
   }
-  return scenarios.empty() || failed != 0 ? 1 : 0;
+  return tried == 0 || failed != 0 ? 1 : 0;
 }

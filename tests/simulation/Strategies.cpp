@@ -70,7 +70,7 @@ class Priorities final : public Strategy {
 class Guided final : public Strategy {
  public:
   explicit Guided(std::vector<Deviation> deviations) : deviations_(std::move(deviations)) {}
-  bool Begin(std::uint64_t /*seed*/) override { return true; }
+  bool Begin(std::uint64_t /*seed*/) override { return std::exchange(isFirst_, false); }
   std::uint32_t Choose(const Choice& choice) noexcept override {
     const std::vector<std::uint32_t>& options = choice.options;
     for (const Deviation& deviation : deviations_) {
@@ -86,6 +86,7 @@ class Guided final : public Strategy {
 
  private:
   std::vector<Deviation> deviations_;
+  bool isFirst_ = true;
 };
 
 class Exhaustive final : public Strategy {
