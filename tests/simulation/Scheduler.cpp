@@ -162,6 +162,13 @@ Thread& AddThread(const char* name) {
   return *run->threads.back();
 }
 
+void WaitForOthers(const char* what, bool (*isBusy)(const Thread&)) noexcept {
+  Wait(what, [me = self, isBusy] {
+    return std::none_of(run->threads.begin() + 1, run->threads.end(),
+                        [&](const auto& other) { return other.get() != me && isBusy(*other); });
+  });
+}
+
 }  // namespace
 
 void RunSchedule(Strategy& strategy, Record& record, const std::function<void()>& body) {
@@ -225,18 +232,9 @@ void WaitFor(const std::string& what, const std::function<bool()>& condition,
   Wait(what, condition, Now() + std::int64_t{milliseconds} * 1'000'000);
 }
 
-void WaitUntilOthersRest() noexcept {
-  Wait("all others to rest", [me = self] {
-    return std::none_of(run->threads.begin() + 1, run->threads.end(),
-                        [me](const auto& other) { return other.get() != me && CanGoOn(*other); });
-  });
-}
-
+void WaitUntilOthersRest() noexcept { WaitForOthers("all others to rest", &CanGoOn); }
 void WaitUntilOthersEnd() noexcept {
-  Wait("the end of all others", [me = self] {
-    return std::all_of(run->threads.begin() + 1, run->threads.end(),
-                       [me](const auto& other) { return other->ended || other.get() == me; });
-  });
+  WaitForOthers("the end of all others", [](const Thread& other) { return !other.ended; });
 }
 
 void Join(const Thread& thread) noexcept {

@@ -13,53 +13,35 @@ import sys
 import tempfile
 from pathlib import Path
 
-# name: (source, scenario, piece, replacement)
-FAULTS = {
-    "no look after the deadline": ("Waits", "wait.deadline", """
-  const FutexGuard lock(dispatcherLock);
-  if (Waiter::IsSatisfied(waiter->word.load(std::memory_order_acquire))) {
-    return true;
-  }
-""", """
-  const FutexGuard lock(dispatcherLock);
-"""),
-    "look and mark in two steps": ("Waits", "wait.automatic", """
-    } while (!reference.object->word.compare_exchange_weak(word, word | kHasWaiters,
-                                                           std::memory_order_acquire));
-""", """
-    } while (reference.object->word.fetch_or(kHasWaiters, std::memory_order_acquire) == 0);
-"""),
-    "one look at those before": ("Waits", "wait.lowest", """
-  return FirstSignalled(handles, found) == found ? found : kContested;
-""", """
-  return found;
-"""),
-    "wake who is awake": ("Dispatcher", "wait.automatic", "if (was == Waiter::kAsleep)",
-                          "if (was == Waiter::kWaiting)"),
-    "word before nodes": ("Dispatcher", "wait.closed", """
-  RemoveNodes(waiter);
-  const std::uint32_t was = waiter->word.exchange(index, std::memory_order_acq_rel);
-""", """
-  const std::uint32_t was = waiter->word.exchange(index, std::memory_order_acq_rel);
-  RemoveNodes(waiter);
-"""),
-    "close with waiters listed": ("Events", "wait.closed", "    AbandonNodes(object);\n", ""),
-    "end and close in two steps": ("Threads", "wait.thread", """
-                                           std::memory_order_relaxed)) {
-      closed = (word & kOpen) == 0;
-""", """
-                                           std::memory_order_relaxed)) {
-      closed = (thread->word.load(std::memory_order_relaxed) & kOpen) == 0;
-"""),
-    "section forgets sleepers": ("CriticalSection", "section.three",
-                                 "compare_exchange_weak(seen, self | kSleepersBit",
-                                 "compare_exchange_weak(seen, self"),
-}
+# name, source, scenario, piece, replacement
+FAULTS = [
+    ("no look after the deadline", "Waits", "wait.deadline",
+     "  if (Waiter::IsSatisfied(waiter->word.load(std::memory_order_acquire))) {\n"
+     "    return true;\n  }\n", ""),
+    ("look and mark in two steps", "Waits", "wait.automatic",
+     "} while (!reference.object->word.compare_exchange_weak(word, word | kHasWaiters,\n"
+     "                                                           std::memory_order_acquire));",
+     "} while (reference.object->word.fetch_or(kHasWaiters, std::memory_order_acquire) == 0);"),
+    ("one look at those before", "Waits", "wait.lowest",
+     "FirstSignalled(handles, found) == found ? found : kContested", "found"),
+    ("wake who is awake", "Dispatcher", "wait.automatic",
+     "was == Waiter::kAsleep", "was == Waiter::kWaiting"),
+    ("word before nodes", "Dispatcher", "wait.closed",
+     "  RemoveNodes(waiter);\n"
+     "  const std::uint32_t was = waiter->word.exchange(index, std::memory_order_acq_rel);\n",
+     "  const std::uint32_t was = waiter->word.exchange(index, std::memory_order_acq_rel);\n"
+     "  RemoveNodes(waiter);\n"),
+    ("close with waiters listed", "Events", "wait.closed", "    AbandonNodes(object);\n", ""),
+    ("end and close in two steps", "Threads", "wait.thread", "{\n      closed = (word & kOpen) == 0",
+     "{\n      closed = (thread->word.load(std::memory_order_relaxed) & kOpen) == 0"),
+    ("section forgets sleepers", "CriticalSection", "section.three",
+     "compare_exchange_weak(seen, self | kSleepersBit", "compare_exchange_weak(seen, self"),
+]
 
 
 def find(root, compiler, objects, work, fault):
-    """What is wrong with the search for this fault; nothing when it is found."""
-    name, scenario, piece, replacement = fault
+    """What is wrong with the search for this fault; "found" when nothing is."""
+    _, name, scenario, piece, replacement = fault
     source = root / "velta/platform/posix" / f"{name}.cpp"
     text = source.read_text(encoding="utf-8")
     if text.count(piece) != 1:
@@ -76,20 +58,19 @@ def find(root, compiler, objects, work, fault):
     if run.returncode != 1 or " FAILED in schedule " not in run.stdout:
         return f"not found by {scenario}:\n{run.stdout}"
     print(run.stdout.splitlines()[-2].strip())
-    return None
+    return "found"
 
 
 def main():
-    root, compiler, list_of_objects = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
-    objects = list_of_objects.read_text(encoding="utf-8").split()
-    failures = 0
-    for name, fault in FAULTS.items():
+    root, compiler, objects = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
+    results = []
+    for fault in FAULTS:
         with tempfile.TemporaryDirectory() as work:
-            problem = find(root, compiler, objects, Path(work), fault)
-        print(f"{name}: {problem or 'found'}", flush=True)
-        failures += problem is not None
-    print(f"{len(FAULTS) - failures} of {len(FAULTS)} planted faults found")
-    sys.exit(1 if failures else 0)
+            results.append(find(root, compiler, objects.read_text(encoding="utf-8").split(),
+                                Path(work), fault))
+        print(f"{fault[0]}: {results[-1]}", flush=True)
+    print(f"{results.count('found')} of {len(FAULTS)} planted faults found")
+    sys.exit(0 if results.count("found") == len(FAULTS) else 1)
 
 
 if __name__ == "__main__":
