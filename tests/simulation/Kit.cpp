@@ -7,7 +7,8 @@
 
 #include <cstdint>
 #include <exception>
-#include <regex>
+#include <sstream>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -20,22 +21,23 @@ std::string Narrow(const MString& text) { return {text.begin(), text.end()}; }
 /// The scopes that the thread has open, by the log. For a process that has run one schedule: the
 /// log has its records only.
 std::string OpenScopes(const Thread& thread) {
-  const std::regex pattern("^% Scope_(push|pop) in_class (\\S+) at (\\S+) .*in_thread (\\d+)");
   std::vector<std::string> scopes;
   const KLogger* const log = KLogger::Instance();
-  std::string record;
-  for (std::uint32_t i = 0; i < KLogger::kCapacity; ++i) {
-    record = log != nullptr ? log->FormatRecord(i, 0) : "";
-    std::smatch part;
+  const std::string ofThread = ", " + std::to_string(thread.id);
+  for (std::uint32_t i = 0; log != nullptr && i < KLogger::kCapacity; ++i) {
+    const std::string record = log->FormatRecord(i, 0);
     if (record.empty()) {
       break;
     }
-    if (!std::regex_search(record, part, pattern) || part[4] != std::to_string(thread.id)) {
-      continue;
-    }
-    if (part[1] == "push") {
-      scopes.push_back(part[2].str() + "." + part[3].str());
-    } else if (!scopes.empty()) {
+    std::istringstream words(record);  // "% Scope_push in_class MJob at Run ..."
+    std::string kind;
+    std::string owner;
+    std::string operation;
+    std::string skipped;
+    words >> skipped >> kind >> skipped >> owner >> skipped >> operation;
+    if (kind == "Scope_push" && record.ends_with(ofThread)) {
+      scopes.push_back(owner + "." + operation);
+    } else if (kind == "Scope_pop" && record.ends_with(ofThread) && !scopes.empty()) {
       scopes.pop_back();
     }
   }
