@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 // The driver: runs scenarios schedule by schedule, and reports the first that fails of each.
-#include "Campaign.h"
-
 #include "Scheduler.h"
 
 #include <algorithm>

@@ -78,9 +78,8 @@ Object& NewObject(const char* kind, bool isManual, bool isSignalled) {
   return *objects.back();
 }
 
-/// Decides who goes on, then finds the objects: handles may have been closed meanwhile.
 /// @return null for a null handle, which callers may try; any other that is not open fails the run
-Object* Reach(const char* operation, HANDLE handle) noexcept {
+Object* Find(const char* operation, HANDLE handle) noexcept {
   if (handle == nullptr) {
     ::SetLastError(ERROR_INVALID_HANDLE);
     return nullptr;
@@ -90,6 +89,12 @@ Object* Reach(const char* operation, HANDLE handle) noexcept {
   Check(found != objects.end(), "%s with a handle that never was: %p", operation, handle);
   Check((*found)->isOpen, "%s with closed handle %p", operation, handle);
   return found->get();
+}
+
+/// Decides who goes on, then finds the object: the handle may have been closed meanwhile.
+Object* Reach(const char* operation, HANDLE handle) noexcept {
+  Point(operation, handle);
+  return Find(operation, handle);
 }
 
 /// An automatic event goes to one waiter and is not set; a manual one releases all, whoever resets
@@ -112,7 +117,7 @@ DWORD WaitForAny(const char* name, DWORD count, const HANDLE* handles, DWORD tim
   Check(count <= MAXIMUM_WAIT_OBJECTS, "a wait for %u objects", count);
   ObjectWait wait{Self(), {}};
   for (DWORD i = 0; i < count; ++i) {  // read once, like a system call does
-    wait.objects.push_back(Reach(name, handles[i]));
+    wait.objects.push_back(Find(name, handles[i]));
     if (wait.objects.back() == nullptr) {
       return WAIT_FAILED;
     }
@@ -173,7 +178,6 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, 
 }
 
 BOOL SetEvent(HANDLE handle) noexcept {
-  Point("SetEvent", handle);
   Object* const event = Reach("SetEvent", handle);
   if (event != nullptr) {
     Signal(*event);
@@ -183,7 +187,6 @@ BOOL SetEvent(HANDLE handle) noexcept {
 }
 
 BOOL ResetEvent(HANDLE handle) noexcept {
-  Point("ResetEvent", handle);
   Object* const event = Reach("ResetEvent", handle);
   if (event != nullptr) {
     event->isSignalled = false;
@@ -192,7 +195,6 @@ BOOL ResetEvent(HANDLE handle) noexcept {
 }
 
 BOOL CloseHandle(HANDLE handle) noexcept {
-  Point("CloseHandle", handle);
   Object* const object = Reach("CloseHandle", handle);
   if (object == nullptr) {
     return FALSE;

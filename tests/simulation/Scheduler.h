@@ -132,6 +132,14 @@ Thread& Self() noexcept;
 [[nodiscard]] bool IsThread(const void* address) noexcept;
 [[nodiscard]] std::int64_t Now() noexcept;  // nanoseconds
 
+struct Scenario {
+  std::string name;
+  std::function<void()> body;
+  std::string expected;  // the verdict that every way of choosing must come to; empty: none
+};
+/// What there is to run; each program has its own.
+std::vector<Scenario> AllScenarios();
+
 /// Ends the process with a verdict on the schedule.
 [[noreturn, gnu::format(printf, 1, 2)]] void Fail(const char* format, ...) noexcept;
 /// The same unless the condition holds.

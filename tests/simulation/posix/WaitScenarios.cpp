@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // Events, waits, threads and sections over POSIX, operation by operation of their atomics.
-#include "../Campaign.h"
 #include "../Scheduler.h"
 #include "History.h"
 #include "velta/platform/internal/DeferredWakeUps.h"
