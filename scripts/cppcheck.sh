@@ -20,7 +20,6 @@ exec cppcheck --enable=warning,performance,portability --std=c++20 --language=c+
   --library=googletest -DVELTA_BUILDING -DVELTA_ASSERTIONS -D__GNUC__=12 -D__GLIBCXX__ -D_GLIBCXX_USE_CXX11_ABI=1 \
   -I. -j "$(nproc)" --error-exitcode=1 \
   --suppress=duplInheritedMember --suppress=cppcheckError:velta/serialisation/MTypedPtrArray.h \
-  --suppress=internalAstError:tests/platform/EventTests.cpp \
   --suppress=internalAstError:tests/platform/WaitTests.cpp \
   --suppress=legacyUninitvar:tools/velta-log/JsonWriter.h \
   --suppress=legacyUninitvar:tools/velta-log/JsonWriter.cpp \

@@ -93,8 +93,8 @@ int main(int count, char** arguments) {
     return 2;
   }
   const std::chrono::seconds length(seconds);
-  static_cast<void>(
-      MFlowLogger::Instance());  // threads that race for its first use may make two, and keep both
+  // Threads that race for its first use may make two, and keep both.
+  static_cast<void>(MFlowLogger::Instance());
   Tally tally;
   const std::vector<double> memory = RunLoads(tally, length);
   const double atFirst = memory[1];
