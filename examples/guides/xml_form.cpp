@@ -20,9 +20,10 @@ namespace {
 bool WriteValues(IOutFilerTagged& filer) {
   return filer.WriteChar(L"Mark", 'x') && filer.WriteString(L"Title", L"A & B") &&
          filer.WriteDouble(L"Scale", 1.5) && filer.WriteFloat(L"Ratio", 0.1F) &&
-         filer.WriteBool(L"Visible", true) && filer.WriteByte(L"Opacity", 255) &&
-         filer.WriteUnsignedShort(L"Port", 65535) && filer.WriteShort(L"Offset", -2) &&
-         filer.WriteUnsignedInt(L"Width", 4294967295) && filer.WriteInt(L"Count", 42) &&
+         filer.WriteBool(L"Visible", true) && filer.WriteByte(L"Opacity", std::uint8_t{255}) &&
+         filer.WriteUnsignedShort(L"Port", std::uint16_t{65535}) &&
+         filer.WriteShort(L"Offset", std::int16_t{-2}) &&
+         filer.WriteUnsignedInt(L"Width", 4294967295u) && filer.WriteInt(L"Count", 42) &&
          filer.BeginGroup(L"Panel") && filer.WriteString(L"Caption", L"") && filer.EndGroup() &&
          filer.BeginGroup(L"Empty") && filer.EndGroup() &&
          filer.WriteEmbeddedDocument(L"Template", L"<?xml version=\"1.0\"?><page size=\"4\"/>");

@@ -70,9 +70,10 @@ TEST_F(RegistryFilers, EveryTypeIsStoredByteForByteAndGroupsAreKeys) {
   ASSERT_TRUE(writer.WriteInt(L"Count", 42) && writer.WriteFloat(L"Ratio", 0.1F) &&
               writer.WriteDouble(L"Scale", 1.5) && writer.WriteString(L"Title", L"A \"&\" B\\C") &&
               writer.BeginGroup(L"Panel") && writer.WriteChar(L"Mark", 'x') &&
-              writer.WriteShort(L"Offset", -2) && writer.WriteBool(L"Visible", true) &&
-              writer.BeginGroup(L"Layout") && writer.WriteByte(L"Columns", 3) &&
-              writer.WriteUnsignedShort(L"Height", 65535) &&
+              writer.WriteShort(L"Offset", std::int16_t{-2}) &&
+              writer.WriteBool(L"Visible", true) && writer.BeginGroup(L"Layout") &&
+              writer.WriteByte(L"Columns", std::uint8_t{3}) &&
+              writer.WriteUnsignedShort(L"Height", std::uint16_t{65535}) &&
               writer.WriteUnsignedInt(L"Width", 4294967295U));
 #if defined(_WIN32)
   const std::filesystem::path file =

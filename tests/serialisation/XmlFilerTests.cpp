@@ -26,13 +26,14 @@ MInFilerTaggedXml ReaderOf(const MString& text) { return MInFilerTaggedXml(text,
 
 TEST(MOutFilerTaggedXml, WritesOneElementALineWithTheNameOfItsType) {
   MOutFilerTaggedXml filer(L"Settings", L"urn:settings");
-  EXPECT_TRUE(filer.WriteInt(L"Count", 42) && filer.BeginGroup(L"Panel") &&
-              filer.WriteBool(L"Visible", true) && filer.WriteDouble(L"Scale", 1.5) &&
-              filer.EndGroup() && filer.WriteString(L"Title", L"A & B") &&
-              filer.WriteChar(L"c", '<') && filer.WriteFloat(L"f", 0.1f) &&
-              filer.WriteByte(L"y", 255) && filer.WriteUnsignedShort(L"us", 65535) &&
-              filer.WriteShort(L"s", -32768) && filer.WriteUnsignedInt(L"ui", 4294967295u) &&
-              filer.WriteString(L"e", L"") && filer.BeginGroup(L"g") && filer.EndGroup());
+  EXPECT_TRUE(
+      filer.WriteInt(L"Count", 42) && filer.BeginGroup(L"Panel") &&
+      filer.WriteBool(L"Visible", true) && filer.WriteDouble(L"Scale", 1.5) && filer.EndGroup() &&
+      filer.WriteString(L"Title", L"A & B") && filer.WriteChar(L"c", '<') &&
+      filer.WriteFloat(L"f", 0.1f) && filer.WriteByte(L"y", std::uint8_t{255}) &&
+      filer.WriteUnsignedShort(L"us", std::uint16_t{65535}) &&
+      filer.WriteShort(L"s", std::int16_t{-32768}) && filer.WriteUnsignedInt(L"ui", 4294967295u) &&
+      filer.WriteString(L"e", L"") && filer.BeginGroup(L"g") && filer.EndGroup());
   EXPECT_EQ(TextOf(filer),
             L"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
             L"<Settings xmlns=\"urn:settings\">\n"

@@ -17,11 +17,7 @@ namespace Velta {
 template <>
 struct TextOf<std::filesystem::path> {
   static MString Make(const std::filesystem::path& path) {
-    if constexpr (std::is_same_v<std::filesystem::path::value_type, wchar_t>) {
-      return TextOf<std::filesystem::path::string_type>::Make(path.native());
-    } else {
-      return FromUtf8Lossy(path.native());
-    }
+    return TextOf<std::filesystem::path::string_type>::Make(path.native());
   }
 };
 

@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <concepts>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <exception>
+#include <filesystem>
 #include <functional>
+#include <initializer_list>
 #include <iosfwd>
 #include <limits>
 #include <list>
@@ -19,8 +22,11 @@
 #include <mutex>
 #include <new>
 #include <ostream>
+#include <ratio>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 #include <utility>
