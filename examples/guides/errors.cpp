@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "velta/errors/Describe.h"
 #include "velta/errors/GenericGuard.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
@@ -30,10 +31,7 @@ class Calibration {
     }
     const std::uint32_t level = Level(text);
     if (level > kHighest) {
-      MError error = point.At(this).MakeRootError(L"LevelTooHigh");
-      error.AddParameter(L"level", level, false);
-      error.AddParameter(L"highest", kHighest, false);
-      point.Throw(error);
+      point.At(this).Raise(L"LevelTooHigh", {{L"level", level}, {L"highest", kHighest}});
     }
     current_ = level;
   }
@@ -79,27 +77,13 @@ class Calibration {
   std::uint32_t current_ = 0;
 };
 
-void Print(const MException& exception) {
-  for (std::int32_t i = 0; i < exception.GetErrorCount(); ++i) {
-    const MError* const error = exception.GetError(i);
-    if (error == nullptr) {
-      continue;  // there was no memory for it
-    }
-    std::wcout << L"  " << error->GetMessage();
-    for (const auto& [name, value] : error->GetParameters()) {
-      std::wcout << L' ' << name << L'=' << value;
-    }
-    std::wcout << L'\n';
-  }
-}
-
 template <class Action>
 void Try(const wchar_t* what, Action action) {
   std::wcout << what << L'\n';
   try {
     action();
   } catch (const MException& exception) {
-    Print(exception);
+    std::wcout << Describe(exception) << L'\n';
   }
 }
 

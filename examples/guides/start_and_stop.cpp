@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/commands/MDesyncEventScheduler.h"
+#include "velta/errors/Describe.h"
 #include "velta/errors/GenericGuard.h"
 #include "velta/errors/IThreadErrorHandler.h"
 #include "velta/errors/MException.h"
@@ -15,9 +16,7 @@ namespace {
 class Reporter final : public IThreadErrorHandler {
  public:
   void OnSpontaneousError(const MException& exception) override {
-    if (const MError* error = exception.GetError(0)) {
-      std::wcout << error->GetMessage() << L'\n';
-    }
+    std::wcout << Describe(exception) << L'\n';
   }
   void OnUnhandledException(std::uintptr_t) override {}
 };
@@ -103,9 +102,7 @@ int main() {
     application.SaveAll();
     application.Stop();
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) {
-      std::wcout << error->GetMessage() << L'\n';
-    }
+    std::wcout << Describe(exception) << L'\n';
     return 1;
   }
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "velta/errors/Describe.h"
 #include "velta/errors/IThreadErrorHandler.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
@@ -73,9 +74,7 @@ class Worker final : public MEngineThread {
 class Reporter final : public IThreadErrorHandler {
  public:
   void OnSpontaneousError(const MException& exception) override {
-    if (const MError* error = exception.GetError(0)) {
-      std::wcout << L"the thread ended: " << error->GetMessage() << L'\n';
-    }
+    std::wcout << L"the thread ended: " << Describe(exception) << L'\n';
   }
   void OnUnhandledException(std::uintptr_t) override {}
 };

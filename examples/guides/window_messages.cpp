@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/Describe.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/threads/MCallbackFunctor.h"
@@ -92,9 +93,7 @@ int main() {
     outcome.ThrowIfError();
     std::wcout << *count << L" messages\n";
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) {
-      std::wcout << error->GetMessage() << L'\n';
-    }
+    std::wcout << Describe(exception) << L'\n';
     return 1;
   }
 }

@@ -46,7 +46,6 @@ static_assert(!Accepted<char> && !Accepted<wchar_t> && !Accepted<char16_t>);
 static_assert(!Accepted<void*> && !Accepted<std::nullptr_t> && !Accepted<long double>);
 
 TEST(Parameters, EveryTypeHasItsOwnText) {
-  using namespace std::chrono_literals;
   EXPECT_EQ(TextOfParameter(5000000000), L"5000000000");
   EXPECT_EQ(TextOfParameter(std::numeric_limits<std::int64_t>::min()), L"-9223372036854775808");
   EXPECT_EQ(TextOfParameter(~std::uint64_t{0}), L"18446744073709551615");
@@ -69,7 +68,7 @@ TEST(Parameters, EveryTypeHasItsOwnText) {
   EXPECT_EQ(TextOfParameter(std::filesystem::path(u8"\u00FC/x")), L"\u00FC/x");
   EXPECT_THAT(TextOfParameter(std::make_error_code(std::errc::permission_denied)),
               EndsWith(L" (generic 13)"));
-  EXPECT_EQ(TextOfParameter(1500ms), L"1500 ms");
+  EXPECT_EQ(TextOfParameter(std::chrono::milliseconds(1500)), L"1500 ms");
   EXPECT_EQ(TextOfParameter(std::chrono::duration<double>(2.5)), L"2.5 s");
   EXPECT_EQ(TextOfParameter(std::chrono::duration<int, std::ratio<1, 2>>(3)), L"1.5 s");
 }

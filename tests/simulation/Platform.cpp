@@ -211,14 +211,14 @@ DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) noexcept {
   return WaitForAny("WaitForSingleObject", 1, &object, milliseconds);
 }
 
-DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL /*waitAll*/,
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL /*waitAll*/,
                              DWORD milliseconds) noexcept {
-  return WaitForAny("WaitForMultipleObjects", count, handles, milliseconds);
+  return WaitForAny("WaitForMultipleObjects", count, objects, milliseconds);
 }
 
-DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* handles, DWORD milliseconds,
+DWORD MsgWaitForMultipleObjectsEx(DWORD count, const HANDLE* objects, DWORD milliseconds,
                                   DWORD /*wakeMask*/, DWORD /*flags*/) noexcept {
-  return WaitForAny("MsgWaitForMultipleObjectsEx", count, handles, milliseconds);
+  return WaitForAny("MsgWaitForMultipleObjectsEx", count, objects, milliseconds);
 }
 
 // ---- threads and time ---------------------------------------------------------------------------

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/Describe.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
@@ -50,9 +51,7 @@ int main(int argc, char** argv) {
     AddUp(processor, 100);
     AddUp(processor, 1000000);
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) {
-      std::wcout << error->GetMessage() << L'\n';
-    }
+    std::wcout << Describe(exception) << L'\n';
   }
   processor.ForceStop();
 
