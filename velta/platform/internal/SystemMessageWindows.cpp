@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "velta/platform/internal/SystemMessage.h"
+
 #include "velta/platform/internal/Win32.h"
 
 std::wstring Velta::Platform::SystemMessage(std::uint32_t code) {
