@@ -8,6 +8,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <system_error>
 #include <typeinfo>
 
 namespace host {

@@ -12,6 +12,7 @@
 #if defined(_WIN32)
 #include <io.h>
 #include <process.h>
+#include <share.h>
 #else
 #include <unistd.h>
 #endif
@@ -54,7 +55,7 @@ fs::path TemporaryNameFor(const fs::path& path) {
 
 std::FILE* Create(const fs::path& path) noexcept {
 #if defined(_WIN32)
-  return ::_wfopen(path.c_str(), L"wb");
+  return ::_wfsopen(path.c_str(), L"wb", _SH_DENYNO);
 #else
   return std::fopen(path.c_str(), "wbe");
 #endif

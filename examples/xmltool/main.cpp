@@ -18,6 +18,10 @@
 #include <utility>
 #include <vector>
 
+#if defined(_WIN32)
+#include <share.h>
+#endif
+
 namespace {
 
 enum ExitCode { kGood = 0, kIllFormed = 1, kCannotRead = 2 };
@@ -44,7 +48,7 @@ std::string Printable(std::wstring_view text) {
 /// @return whether the file was read to its end; a stream of the library may take an error for it
 bool ReadAll(const std::filesystem::path& path, std::string& bytes) {
 #if defined(_WIN32)
-  std::FILE* const opened = ::_wfopen(path.c_str(), L"rb");
+  std::FILE* const opened = ::_wfsopen(path.c_str(), L"rb", _SH_DENYNO);
 #else
   std::FILE* const opened = std::fopen(path.c_str(), "rbe");
 #endif

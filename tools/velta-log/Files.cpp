@@ -9,6 +9,10 @@
 #include <system_error>
 #include <vector>
 
+#if defined(_WIN32)
+#include <share.h>
+#endif
+
 namespace Velta::Logging {
 namespace {
 
@@ -30,7 +34,7 @@ FileHandle Open(const std::string& name, bool forWriting) {
   }
   const std::filesystem::path path = PathOf(name);
 #if defined(_WIN32)
-  std::FILE* const file = ::_wfopen(path.c_str(), forWriting ? L"wb" : L"rb");
+  std::FILE* const file = ::_wfsopen(path.c_str(), forWriting ? L"wb" : L"rb", _SH_DENYNO);
 #else
   std::FILE* const file = std::fopen(path.c_str(), forWriting ? "wb" : "rb");
 #endif

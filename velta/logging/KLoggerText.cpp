@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::uint32_t kRecordsPerPause = 16384;
 constexpr std::uint32_t kPauseMs = 10;
+constexpr __time64_t kLastWallClock = 32'535'215'999;  // the runtimes convert nothing later
 
 void AppendNumber(std::string& text, std::integral auto number) {
   char digits[24];
@@ -359,7 +360,9 @@ void KLogger::DumpHeader(std::ostream& stream, std::int64_t reference) const {
   AppendRelativeTime(text, startCounter, reference, frequency);
   char wallClock[26];
   const __time64_t seconds = startWallClock.time;
-  if (::_ctime64_s(wallClock, sizeof wallClock, &seconds) == 0) {
+  // Asked for what it cannot convert, a runtime may end the process.
+  const bool convertible = seconds >= 0 && seconds <= kLastWallClock;
+  if (convertible && ::_ctime64_s(wallClock, sizeof wallClock, &seconds) == 0) {
     text += " is approximately ";
     AppendNumber(text, startWallClock.millitm);
     text += "ms past ";

@@ -48,8 +48,8 @@ KLogger* KLogger::Instance() noexcept {
 
 MKLoggerAdapter* MKLoggerAdapter::Instance() noexcept {
   return GetOrMake(ProcessLog::adapter, []() -> MKLoggerAdapter* {
-    KLogger* const core = KLogger::Instance();
-    return core != nullptr ? new MKLoggerAdapter(core) : nullptr;
+    KLogger* const log = KLogger::Instance();
+    return log != nullptr ? new MKLoggerAdapter(log) : nullptr;
   });
 }
 
