@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "CrashReporter.h"
 
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowLogger.h"
 
 #include <chrono>
@@ -13,7 +13,7 @@ namespace {
 constexpr std::chrono::seconds kPatience{5};
 
 const wchar_t ClassName[] = L"CrashReporter";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

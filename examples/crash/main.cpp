@@ -2,8 +2,8 @@
 // A host that writes its event log when it crashes, and crashes when asked to.
 #include "CrashFilter.h"
 #include "CrashReporter.h"
-#include "examples/shared/RegisteredName.h"
 #include "velta/commands/MCommandProcessor.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 
 #include <cstdio>
@@ -17,7 +17,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"Crash";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 int ReadNowhere() {
   volatile int* volatile nowhere = nullptr;  // no compiler knows where it leads

@@ -3,6 +3,7 @@
 
 #include "velta/commands/MCommandProcessor.h"
 #include "velta/errors/MException.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
@@ -14,6 +15,8 @@ namespace {
 
 const wchar_t HeatName[] = L"Heat";
 const wchar_t BoilerName[] = L"Boiler";
+const Velta::Logging::ClassNameRegistration heatRegistration(HeatName);
+const Velta::Logging::ClassNameRegistration boilerRegistration(BoilerName);
 
 class Heat final : public MCommandSynchronous {
  public:
@@ -51,8 +54,6 @@ int main() {
   if (registry == nullptr || logger == nullptr) {
     return 1;
   }
-  registry->RegisterClassName(HeatName, HeatName);
-  registry->RegisterClassName(BoilerName, BoilerName);
   registry->RegisterThreadName(L"Main thread");
   {
     MCommandProcessor processor(nullptr, nullptr, nullptr, nullptr, 0, false);

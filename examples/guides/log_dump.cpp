@@ -2,6 +2,7 @@
 // Logs one event of every kind and dumps them.
 
 #include "velta/errors/MException.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowEventKind.h"
 #include "velta/logging/MFlowLogger.h"
@@ -13,6 +14,7 @@
 namespace {
 
 const wchar_t ClassName[] = L"Valve";  // its address is the key: one array for points and names
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 class Valve {
  public:
@@ -82,7 +84,6 @@ int main() {
   if (logger == nullptr || registry == nullptr) {
     return 1;
   }
-  registry->RegisterClassName(ClassName, ClassName);
   registry->RegisterStateName(ClassName, Valve::Open, L"Open");
   registry->RegisterThreadName(L"Main thread");
   {

@@ -2,12 +2,13 @@
 #define PLUGIN_BUILDING  // exports what others import
 #include "modules_plugin.h"
 
-#include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 
 namespace {
 
 const wchar_t ClassName[] = L"Measurement";
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 class Measurement final : public MCommandSynchronous {
  public:
@@ -30,8 +31,5 @@ class Measurement final : public MCommandSynchronous {
 
 std::unique_ptr<MCommandSynchronous> NewMeasurement(const MExceptionHolder& outcome,
                                                     std::uint32_t channel) {
-  if (MDiagnosticsRegistry* registry = MDiagnosticsRegistry::Instance()) {
-    registry->RegisterClassName(ClassName, ClassName);
-  }
   return std::make_unique<Measurement>(outcome, channel);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "AddTotals.h"
 
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 
 #include <utility>
@@ -10,7 +10,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"AddTotals";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

@@ -4,7 +4,7 @@
 #include "AddTotals.h"
 #include "FrameworkErrors.h"
 #include "Submit.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/text/MLocale.h"
 
@@ -17,7 +17,7 @@ namespace {
 using Signal = RunMonitor::Signal;
 
 const wchar_t ClassName[] = L"CallerPool";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 void NameThread(unsigned number) {
   MString name;

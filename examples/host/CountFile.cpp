@@ -5,7 +5,7 @@
 #include "InputFile.h"
 #include "Progress.h"
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <cstddef>
 #include <memory>
@@ -15,7 +15,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"CountFile";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

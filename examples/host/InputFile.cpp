@@ -2,7 +2,7 @@
 #include "InputFile.h"
 
 #include "FrameworkErrors.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <cerrno>
 
@@ -14,7 +14,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"InputFile";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 std::FILE* Open(const std::filesystem::path& path) noexcept {
 #if defined(_WIN32)

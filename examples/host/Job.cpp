@@ -7,7 +7,7 @@
 #include "ListFolder.h"
 #include "ProcessorContext.h"
 #include "Submit.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/threads/MCallbackFunctor.h"
@@ -22,7 +22,7 @@ namespace {
 using Signal = RunMonitor::Signal;
 
 const wchar_t ClassName[] = L"Job";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 // Short, since the stop waits for the idle hook once.
 constexpr std::uint32_t kIdleTimeoutMs = 20;

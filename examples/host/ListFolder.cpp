@@ -4,7 +4,7 @@
 #include "FrameworkErrors.h"
 #include "Submit.h"
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <algorithm>
 #include <iterator>
@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const wchar_t ClassName[] = L"ListFolder";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 // An entry without a known type counts as a file: opening it will fail and say why.
 enum class Kind { kFile, kFolder, kLeftOut };

@@ -4,7 +4,7 @@
 #include "FrameworkErrors.h"
 #include "SettingsFile.h"
 #include "SettingsRegistry.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <vector>
 
@@ -12,7 +12,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"PersistentState";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 const wchar_t kApplicationKey[] = L"ExampleHost";
 

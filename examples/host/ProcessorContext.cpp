@@ -2,8 +2,8 @@
 #include "ProcessorContext.h"
 
 #include "FrameworkErrors.h"
-#include "examples/shared/RegisteredName.h"
 #include "velta/commands/MCommandProcessor.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <chrono>
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"ProcessorContext";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 

@@ -3,7 +3,7 @@
 
 #include "FrameworkErrors.h"
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/text/MLocale.h"
 
 #include <string>
@@ -13,8 +13,8 @@ namespace {
 
 const wchar_t MadeClassName[] = L"ProgressMade";
 const wchar_t LastClassName[] = L"LastNotification";
-const RegisteredName registeredNames[] = {RegisteredName(MadeClassName),
-                                          RegisteredName(LastClassName)};
+const Velta::Logging::ClassNameRegistration madeRegistration(MadeClassName);
+const Velta::Logging::ClassNameRegistration lastRegistration(LastClassName);
 
 // Notifications come faster than a terminal can draw.
 constexpr std::chrono::milliseconds kBetweenDraws{50};

@@ -2,7 +2,7 @@
 #include "ReplaceContent.h"
 
 #include "FrameworkErrors.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -23,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const wchar_t ClassName[] = L"ReplaceContent";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 constexpr int kMostLinks = 40;  // as many as Linux follows
 

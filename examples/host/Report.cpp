@@ -3,7 +3,7 @@
 
 #include "FrameworkErrors.h"
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 #include <algorithm>
 #include <chrono>
@@ -15,7 +15,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"Report";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 // Where the framework's own dump goes.
 #if defined(_WIN32)

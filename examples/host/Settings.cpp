@@ -3,7 +3,7 @@
 
 #include "StoredChain.h"
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/IInFilerTagged.h"
 #include "velta/serialisation/IOutFilerTagged.h"
@@ -15,7 +15,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"Settings";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 constexpr std::uint32_t kFormat = 1;
 

@@ -4,9 +4,9 @@
 #include "InputFile.h"
 #include "ReplaceContent.h"
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
 #include "examples/shared/TextDecoding.h"
 #include "velta/errors/MError.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const wchar_t ClassName[] = L"SettingsFile";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 const wchar_t kRoot[] = L"HostMemory";
 const wchar_t kNamespace[] = L"urn:velta:host";

@@ -2,7 +2,7 @@
 #include "SettingsRegistry.h"
 
 #include "Text.h"
-#include "examples/shared/RegisteredName.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/serialisation/IInFilerTaggedRegistry.h"
 #include "velta/serialisation/IOutFilerTaggedRegistry.h"
@@ -11,7 +11,7 @@ namespace host {
 namespace {
 
 const wchar_t ClassName[] = L"SettingsRegistry";
-const RegisteredName registeredName(ClassName);
+const Velta::Logging::ClassNameRegistration registration(ClassName);
 
 }  // namespace
 

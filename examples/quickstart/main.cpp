@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/Describe.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MFlowPoint.h"
 
@@ -41,12 +42,6 @@ int main() {
     outcome.ThrowIfError();
     std::wcout << *quotient << L'\n';
   } catch (const MException& exception) {
-    if (const MError* error = exception.GetError(0)) {  // null if there was no memory for it
-      std::wcout << error->GetCode();
-      for (const auto& [name, value] : error->GetParameters()) {
-        std::wcout << L' ' << name << L'=' << value;
-      }
-      std::wcout << L'\n';
-    }
+    std::wcout << Describe(exception) << L'\n';
   }
 }

@@ -5,8 +5,8 @@
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
 #include "velta/errors/internal/ChainLimit.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 
 #include <clocale>
 #include <functional>

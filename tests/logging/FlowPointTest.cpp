@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "KLoggerProbe.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <cstdint>

@@ -3,9 +3,9 @@
 
 #include "velta/errors/GenericGuard.h"
 #include "velta/errors/MException.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/threads/internal/Events.h"
 #include "velta/threads/internal/Waits.h"
 

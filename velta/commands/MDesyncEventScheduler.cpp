@@ -2,8 +2,8 @@
 #include "velta/commands/MDesyncEventScheduler.h"
 
 #include "velta/errors/MException.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/threads/MCallbackFunctor.h"
 
 #include <memory>

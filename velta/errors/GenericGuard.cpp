@@ -2,8 +2,8 @@
 #include "velta/errors/GenericGuard.h"
 
 #include "velta/errors/MException.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/errors/MDynObject.h"
 
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 
 namespace {
 

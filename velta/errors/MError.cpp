@@ -3,7 +3,7 @@
 
 #include "velta/errors/MException.h"
 #include "velta/errors/internal/NewOrNull.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/serialisation/IInFilerTagged.h"
 #include "velta/serialisation/IOutFilerTagged.h"
 #include "velta/text/internal/DecimalText.h"

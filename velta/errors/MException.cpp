@@ -3,7 +3,7 @@
 
 #include "velta/errors/internal/CauseChain.h"
 #include "velta/errors/internal/ChainLimit.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/serialisation/IInFilerTagged.h"
 #include "velta/serialisation/IOutFilerTagged.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/logging/KLogger.h"
 
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/internal/EventTable.h"
 #include "velta/logging/internal/KLockHolder.h"
 #include "velta/logging/internal/KLogWords.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "velta/logging/MDiagnosticsRegistry.h"
 
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistryImplementation.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 
 using namespace Velta::Logging;
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "velta/logging/MFlowLogger.h"
 
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowLoggerImplementation.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "velta/logging/MFlowPoint.h"
 
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowLogger.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/logging/internal/NameKey.h"
 
 using namespace Velta::Logging;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "velta/logging/MKLoggerAdapter.h"
 
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/KLogger.h"
 #include "velta/logging/MFlowEventKind.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/logging/internal/EventTable.h"
 #include "velta/logging/internal/NameKey.h"
 #include "velta/logging/internal/ProcessLog.h"

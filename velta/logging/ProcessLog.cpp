@@ -4,11 +4,11 @@
 // and the other is never freed, since it may be in use.
 #include "velta/logging/internal/ProcessLog.h"
 
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/KLogger.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MKLoggerAdapter.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 
 #include <new>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/serialisation/IInFilerTagged.h"
 #include "velta/serialisation/IOutFilerTagged.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/serialisation/IFilerTaggedRegistryBase.h"
 
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/platform/internal/Win32.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/serialisation/IOutFilerTaggedRegistry.h"
 
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/platform/internal/Win32.h"
 #include "velta/serialisation/internal/RegistryKey.h"
 #include "velta/text/internal/ScientificText.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/serialisation/MInFilerTaggedXml.h"
 
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/serialisation/internal/ValueTypes.h"
 #include "velta/serialisation/internal/XmlDeclaration.h"
 #include "velta/text/NumberText.h"

@@ -4,8 +4,8 @@
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
 #include "velta/errors/internal/RuntimeMessage.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/SystemCalls.h"
 #include "velta/platform/internal/Win32.h"
 

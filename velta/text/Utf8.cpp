@@ -2,8 +2,8 @@
 #include "velta/text/Utf8.h"
 
 #include "velta/errors/MError.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -2,8 +2,8 @@
 #include "velta/threads/MPointerFifo.h"
 
 #include "velta/errors/MError.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/Assert.h"
 #include "velta/platform/internal/DeferredWakeUps.h"
 #include "velta/platform/internal/Win32.h"

@@ -2,9 +2,9 @@
 #include "velta/threads/MSchedulerThread.h"
 
 #include "velta/errors/GenericGuard.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/logging/internal/ClassNameRegistration.h"
 #include "velta/platform/internal/Win32.h"
 #include "velta/threads/MCallbackFunctor.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/xml/MXmlDocument.h"
 
-#include "velta/logging/internal/ClassNameRegistration.h"
+#include "velta/logging/ClassNameRegistration.h"
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/Parser.h"
 #include "velta/xml/internal/References.h"

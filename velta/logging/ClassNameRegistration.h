@@ -5,9 +5,12 @@
 
 namespace Velta::Logging {
 
-/// Registers a class's name, under the address of the name itself, when the module is loaded.
+/// Gives a class its name in the event log, from the load of its module on.
 ///
-/// One per class, a static object in the class's own source file after the definition of its name:
+/// The log knows a class by the address of its name. So define one array in the class's own source
+/// file, register it with one static object after it, and make all of the class's flow points of
+/// it: an equal literal elsewhere is another class, without a name. The array must live as long as
+/// the process; a null name is not registered. Never throws.
 ///
 /// ```cpp
 /// const wchar_t MJobRunner::ClassName[] = L"MJobRunner";
