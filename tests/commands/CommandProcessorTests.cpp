@@ -321,13 +321,13 @@ TEST_F(CommandProcessor, CallsTheIdleHookAtEachTimeOutAndForWindowInputWhateverI
 }
 
 TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByWhateverEndsTheProcessor) {
-  const std::function<void(MCommandProcessor&)> ends[] = {
-      [](MCommandProcessor& dead) { dead.Stop(); },
-      [](MCommandProcessor& dead) {
+  const std::function<void(std::unique_ptr<MCommandProcessor>&)> ends[] = {
+      [](auto& dead) { dead->Stop(); },
+      [](auto& dead) {
         ScriptedWaits::nextSingle = ScriptedWaits::EndingWith(WAIT_FAILED);
-        dead.ForceStop();
+        dead->ForceStop();
       },
-      [](MCommandProcessor&) {},  // its destruction alone
+      [](auto& dead) { dead.reset(); },  // those who are released touch nothing of it
   };
   for (const auto& end : ends) {
     ErrorRecorder fault;
@@ -338,8 +338,7 @@ TEST_F(CommandProcessor, WhoWaitsForADeadThreadIsReleasedByWhateverEndsTheProces
     fault.heard.Wait();
     EXPECT_THAT(*fault.error, HoldsOneError(MString(L"fatal"), IsEmpty()));
     EXPECT_THAT([&] { dead->Flush(); }, Raises(L"MEngineThread.Flush:ThreadExitedUnexpectedly"));
-    end(*dead);
-    dead.reset();  // at once: those who are released touch nothing of it
+    end(dead);
     EXPECT_EQ(fatal.Outcome(), kAborted);
     EXPECT_EQ(waiting.Outcome(), kAborted);
   }
