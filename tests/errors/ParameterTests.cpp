@@ -87,6 +87,9 @@ TEST(Parameters, OneRaiseTakesAnyNumberOfThemAndTheSystemsErrors) {
   MFlowPoint point(L"Copier", L"Copy");
   EXPECT_THAT([&] { point.Raise(L"NotCopied", L"bytes", 5000000000); },
               RaisesWith(L"Copier.Copy:NotCopied", ElementsAre(Pair(L"bytes", L"5000000000"))));
+  const std::filesystem::path name(u8"\u00FC");
+  EXPECT_THAT([&] { point.Raise(L"NotCopied", L"file", name); },
+              RaisesWith(L"Copier.Copy:NotCopied", ElementsAre(Pair(L"file", L"\u00FC"))));
   EXPECT_THAT(
       [&] { point.Raise(L"NotCopied", {{L"file", std::filesystem::path("x")}, {L"bytes", 0}}); },
       RaisesWith(L"Copier.Copy:NotCopied", ElementsAre(Pair(L"bytes", L"0"), Pair(L"file", L"x"))));

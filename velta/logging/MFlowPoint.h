@@ -123,7 +123,7 @@ class MFlowPoint {
   /// (`Velta::TextOf`): a number is never changed. Whoever calls it includes
   /// `velta/errors/MError.h`.
   template <class Value, class Parameter = MErrorParameter>
-    requires(!std::convertible_to<const Value&, std::string>)
+    requires(!std::same_as<Value, std::string> && !std::convertible_to<const Value&, const char*>)
   [[noreturn]] void Raise(const wchar_t* errorName, const wchar_t* parameterName,
                           const Value& value) {
     Raise(errorName, {Parameter(parameterName, value)});
