@@ -30,19 +30,42 @@ struct TextOf<std::error_code> {
   }
 };
 
+namespace Text {
+
+/// What stands after a number of this unit; null when the unit has no name.
+template <class Unit>
+constexpr const wchar_t* UnitText() noexcept {
+  if (std::is_same_v<Unit, std::nano>) {
+    return L" ns";
+  }
+  if (std::is_same_v<Unit, std::micro>) {
+    return L" us";
+  }
+  if (std::is_same_v<Unit, std::milli>) {
+    return L" ms";
+  }
+  if (std::is_same_v<Unit, std::ratio<1>>) {
+    return L" s";
+  }
+  if (std::is_same_v<Unit, std::ratio<60>>) {
+    return L" min";
+  }
+  if (std::is_same_v<Unit, std::ratio<3600>>) {
+    return L" h";
+  }
+  if (std::is_same_v<Unit, std::ratio<86400>>) {
+    return L" d";
+  }
+  return nullptr;
+}
+
+}  // namespace Text
+
 /// A duration in its own unit: "1500 ms", "2.5 s". A unit without a name is given in seconds.
 template <class Number, class Period>
 struct TextOf<std::chrono::duration<Number, Period>> {
   static MString Make(const std::chrono::duration<Number, Period>& duration) {
-    using Ratio = typename Period::type;
-    constexpr const wchar_t* kUnit = std::is_same_v<Ratio, std::nano>           ? L" ns"
-                                     : std::is_same_v<Ratio, std::micro>        ? L" us"
-                                     : std::is_same_v<Ratio, std::milli>        ? L" ms"
-                                     : std::is_same_v<Ratio, std::ratio<1>>     ? L" s"
-                                     : std::is_same_v<Ratio, std::ratio<60>>    ? L" min"
-                                     : std::is_same_v<Ratio, std::ratio<3600>>  ? L" h"
-                                     : std::is_same_v<Ratio, std::ratio<86400>> ? L" d"
-                                                                                : nullptr;
+    constexpr const wchar_t* kUnit = Text::UnitText<typename Period::type>();
     if constexpr (kUnit != nullptr) {
       return TextOf<Number>::Make(duration.count()) + kUnit;
     } else {
