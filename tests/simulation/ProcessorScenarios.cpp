@@ -171,8 +171,8 @@ class World final : public IThreadErrorHandler {
     } else {
       JoinAll();  // it was stopped, and nobody may wait for it any longer
     }
-    if (processor_->IsRunning()) {
-      JoinAll();  // another's stop is under way
+    if (processor_->IsRunning() || Platform::Count().openThreads >= processors_) {
+      JoinAll();  // another's stop is under way, or about to close what it stopped
     }
     Check(!processor_->IsRunning() && Platform::Count().openThreads < processors_,
           "stopped, but not closed");
