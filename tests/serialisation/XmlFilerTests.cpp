@@ -2,6 +2,7 @@
 #include "tests/serialisation/RoundTrip.h"
 #include "tests/support/StressScale.h"
 #include "tests/support/Watchdog.h"
+#include "velta/serialisation/IOutFilerTaggedRegistry.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
@@ -15,6 +16,26 @@
 #include <gtest/gtest.h>
 
 namespace {
+
+// What an operation's type might not hold does not compile, by the interface and by its filers.
+template <class Filer, class Value>
+concept TakesInt = requires(Filer& filer, Value value) { filer.WriteInt(L"v", value); };
+template <class Filer, class Value>
+concept TakesUnsigned =
+    requires(Filer& filer, Value value) { filer.WriteUnsignedInt(L"v", value); };
+template <class Filer, class Value>
+concept TakesBool = requires(Filer& filer, Value value) { filer.WriteBool(L"v", value); };
+template <class Filer, class Value>
+concept TakesDouble = requires(Filer& filer, Value value) { filer.WriteDouble(L"v", value); };
+template <class Filer>
+constexpr bool kKeepsValues =
+    TakesInt<Filer, std::int16_t> && !TakesInt<Filer, std::int64_t> &&
+    !TakesInt<Filer, std::uint32_t> && !TakesInt<Filer, double> && !TakesInt<Filer, bool> &&
+    TakesUnsigned<Filer, std::uint8_t> && !TakesUnsigned<Filer, int> && TakesBool<Filer, bool> &&
+    !TakesBool<Filer, const char*> && !TakesBool<Filer, int> && TakesDouble<Filer, int> &&
+    TakesDouble<Filer, float> && !TakesDouble<Filer, std::int64_t>;
+static_assert(kKeepsValues<IOutFilerTagged> && kKeepsValues<MOutFilerTaggedXml> &&
+              kKeepsValues<IOutFilerTaggedRegistry>);
 
 MString TextOf(const MOutFilerTaggedXml& filer) {
   MString text;
