@@ -103,7 +103,7 @@ bool WriteValues(MOutFilerTaggedXml& filer, const Values& values) {
 bool ReadValues(MInFilerTaggedXml& filer, Values& values) {
   return filer.ReadBool(kVisible, &values.visible, false) &&
          filer.ReadInt(kOffset, &values.offset, 0) &&
-         filer.ReadUnsignedInt(kWidth, &values.width, 0) &&
+         filer.ReadUnsignedInt(kWidth, &values.width, 0u) &&
          filer.ReadDouble(kScale, &values.scale, 0.0) &&
          filer.ReadString(kTitle, &values.title, {});
 }

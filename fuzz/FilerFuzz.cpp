@@ -39,16 +39,17 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         Require(filer.ReadBool(tag, &flag, true) || flag);
         break;
       case 5:
-        Require(filer.ReadByte(tag, &byte, 7) || byte == 7);
+        Require(filer.ReadByte(tag, &byte, std::uint8_t{7}) || byte == 7);
         break;
       case 6:
-        Require(filer.ReadUnsignedShort(tag, &unsignedShort, 7) || unsignedShort == 7);
+        Require(filer.ReadUnsignedShort(tag, &unsignedShort, std::uint16_t{7}) ||
+                unsignedShort == 7);
         break;
       case 7:
-        Require(filer.ReadShort(tag, &signedShort, -7) || signedShort == -7);
+        Require(filer.ReadShort(tag, &signedShort, std::int16_t{-7}) || signedShort == -7);
         break;
       case 8:
-        Require(filer.ReadUnsignedInt(tag, &unsignedInt, 7) || unsignedInt == 7);
+        Require(filer.ReadUnsignedInt(tag, &unsignedInt, 7u) || unsignedInt == 7);
         break;
       case 9:
         Require(filer.ReadInt(tag, &signedInt, -7) || signedInt == -7);

@@ -39,7 +39,7 @@ bool Settings::Write(IOutFilerTagged& filer) const {
 void Settings::Read(IInFilerTagged& filer) {
   const Settings defaults;
   std::uint32_t format = 0;
-  static_cast<void>(filer.ReadUnsignedInt(L"Format", &format, 1));
+  static_cast<void>(filer.ReadUnsignedInt(L"Format", &format, 1u));
   static_cast<void>(filer.ReadInt(L"Width", &width, defaults.width));
   static_cast<void>(filer.ReadString(L"Title", &title, defaults.title));
   static_cast<void>(filer.ReadInt(L"Zoom", &zoom, defaults.zoom));
@@ -51,7 +51,7 @@ void Settings::Read(IInFilerTagged& filer) {
     return;
   }
   std::uint32_t count = 0;
-  static_cast<void>(filer.ReadUnsignedInt(L"Count", &count, 0));
+  static_cast<void>(filer.ReadUnsignedInt(L"Count", &count, 0u));
   MString file;
   while (recent.size() < count &&
          filer.ReadString(L"File" + std::to_wstring(recent.size()), &file, MString())) {

@@ -95,7 +95,7 @@ std::optional<HostState> ReadState(IInFilerTagged& filer, std::vector<std::strin
   static MFlowPoint point(ClassName, L"ReadState");
   const MFlowScope scope = point.At(nullptr).OpenScope();
   std::uint32_t format = 0;
-  if (!filer.ReadUnsignedInt(L"Format", &format, 0)) {
+  if (!filer.ReadUnsignedInt(L"Format", &format, 0u)) {
     return std::nullopt;
   }
   if (format != kFormat) {

@@ -138,8 +138,9 @@ TEST_F(RegistryFilers, IntegersTakeTheLowBitsOfWhateverHasAtMostFourBytes) {
   char character = 0;
   EXPECT_FALSE(reader.ReadInt(L"Long", &number, 9));
   EXPECT_EQ(number, 9);
-  EXPECT_TRUE(reader.ReadInt(L"Binary", &number, 9) && reader.ReadByte(L"Binary", &byte, 9) &&
-              reader.ReadShort(L"Binary", &low, 9));
+  EXPECT_TRUE(reader.ReadInt(L"Binary", &number, 9) &&
+              reader.ReadByte(L"Binary", &byte, std::uint8_t{9}) &&
+              reader.ReadShort(L"Binary", &low, std::int16_t{9}));
   EXPECT_THAT((std::vector<int>{number, byte, low}),
               ElementsAre(0x0001FEFF, 0xFF, 0xFEFF - 0x10000));
   EXPECT_FALSE(reader.ReadChar(L"Binary", &character, 'd')) << "a character is a REG_DWORD";

@@ -55,6 +55,8 @@ class RoundTrip {
   using In = IInFilerTagged;
   template <class T>
   using Writing = bool (Out::*)(const MString&, T);  // names which one of those that do not compile
+  template <class T>
+  using Reading = bool (In::*)(const MString&, T*, T);
 
   template <class T>
   static bool Same(const T& left, const T& right) {
@@ -66,17 +68,18 @@ class RoundTrip {
     }
   }
 
-  template <class T, class Reading>
-  void Write(Writing<std::type_identity_t<T>> write, Reading read, const T& value,
-             const T& expected) {
+  template <class T>
+  void Write(Writing<std::type_identity_t<T>> write, Reading<std::type_identity_t<T>> read,
+             const T& value, const T& expected) {
     WriteBy(write, read, value, expected);
   }
-  template <class T, class Reading>
-  void Write(Writing<std::type_identity_t<T>> write, Reading read, const T& value) {
+  template <class T>
+  void Write(Writing<std::type_identity_t<T>> write, Reading<std::type_identity_t<T>> read,
+             const T& value) {
     WriteBy(write, read, value, value);
   }
-  template <class T, class Write, class Reading>
-  void WriteBy(Write write, Reading read, const T& value, const T& expected) {
+  template <class T, class Write, class Read>
+  void WriteBy(Write write, Read read, const T& value, const T& expected) {
     const MString tag = L"v" + std::to_wstring(reads_.size());
     EXPECT_TRUE((writer_.*write)(tag, value));
     reads_.push_back([=](IInFilerTagged& reader) {
@@ -88,8 +91,8 @@ class RoundTrip {
   }
 
   /// Those at the edges and around zero.
-  template <class T, class Reading>
-  void WriteIntegers(Writing<T> write, Reading read) {
+  template <class T>
+  void WriteIntegers(Writing<T> write, Reading<T> read) {
     using Limits = std::numeric_limits<T>;
     for (const T value : {(Limits::min)(), static_cast<T>(-1), T{0}, T{1}, (Limits::max)()}) {
       Write(write, read, value);
@@ -113,8 +116,8 @@ class RoundTrip {
   }
 
   /// Every kind of number there is, then any bit pattern.
-  template <class T, class Bits, class Reading, class Parse>
-  void WriteFloating(Writing<T> write, Reading read, Parse parse, int digits, int randoms) {
+  template <class T, class Bits, class Parse>
+  void WriteFloating(Writing<T> write, Reading<T> read, Parse parse, int digits, int randoms) {
     using Limits = std::numeric_limits<T>;
     std::vector<T> values = {T{0},
                              -T{0},

@@ -2,6 +2,7 @@
 #include "tests/serialisation/RoundTrip.h"
 #include "tests/support/StressScale.h"
 #include "tests/support/Watchdog.h"
+#include "velta/serialisation/IInFilerTaggedRegistry.h"
 #include "velta/serialisation/IOutFilerTaggedRegistry.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
@@ -34,6 +35,16 @@ constexpr bool kKeepsValues =
     TakesUnsigned<Filer, std::uint8_t> && !TakesUnsigned<Filer, int> && TakesBool<Filer, bool> &&
     !TakesBool<Filer, const char*> && !TakesBool<Filer, int> && TakesDouble<Filer, int> &&
     TakesDouble<Filer, float> && !TakesDouble<Filer, std::int64_t>;
+template <class Filer, class Default>
+concept ReadsUnsigned = requires(Filer& filer, std::uint32_t* value, Default otherwise) {
+  filer.ReadUnsignedInt(L"v", value, otherwise);
+};
+template <class Filer>
+constexpr bool kKeepsDefaults =
+    ReadsUnsigned<Filer, std::uint16_t> && !ReadsUnsigned<Filer, int> &&
+    !ReadsUnsigned<Filer, std::uint64_t> && !ReadsUnsigned<Filer, double>;
+static_assert(kKeepsDefaults<IInFilerTagged> && kKeepsDefaults<MInFilerTaggedXml> &&
+              kKeepsDefaults<IInFilerTaggedRegistry>);
 static_assert(kKeepsValues<IOutFilerTagged> && kKeepsValues<MOutFilerTaggedXml> &&
               kKeepsValues<IOutFilerTaggedRegistry>);
 
@@ -119,7 +130,7 @@ TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {
       L"type='uint'>70000</Big>"
       L"<Last type='string'>x</Last></Root>");
   std::uint32_t wrongType = 0;
-  EXPECT_FALSE(reader.ReadUnsignedInt(L"Count", &wrongType, 5));
+  EXPECT_FALSE(reader.ReadUnsignedInt(L"Count", &wrongType, 5u));
   EXPECT_EQ(wrongType, 5u);
   std::int32_t count = 0;
   EXPECT_FALSE(reader.ReadInt(L"Missing", &count, 6));
@@ -128,7 +139,7 @@ TEST(MInFilerTaggedXml, AFailedReadGivesTheDefaultAndConsumesNothing) {
   EXPECT_EQ(count, -1);
   EXPECT_EQ(scale, 0.5);
   std::uint16_t tooSmall = 0;
-  EXPECT_FALSE(reader.ReadUnsignedShort(L"Big", &tooSmall, 9)) << "does not fit";
+  EXPECT_FALSE(reader.ReadUnsignedShort(L"Big", &tooSmall, std::uint16_t{9})) << "does not fit";
   EXPECT_EQ(tooSmall, 9);
   MString passedOver;
   EXPECT_FALSE(reader.ReadString(L"Last", &passedOver, L"default")) << "values come in order";

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/platform/Api.h"
+#include "velta/serialisation/FitsInto.h"
 #include "velta/text/MLocale.h"
 #include "velta/text/MString.h"
 
@@ -40,6 +41,27 @@ class VELTA_API IInFilerTagged {
                                              std::uint32_t defaultValue) = 0;
   [[nodiscard]] virtual bool ReadInt(const MString& tag, std::int32_t* value,
                                      std::int32_t defaultValue) = 0;
+
+  // A default that the operation's type might not hold does not compile: a literal for an unsigned
+  // operation has the suffix u.
+  template <Velta::MayChangeIn<char> Value>
+  bool ReadChar(const MString& tag, char* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<double> Value>
+  bool ReadDouble(const MString& tag, double* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<float> Value>
+  bool ReadFloat(const MString& tag, float* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<bool> Value>
+  bool ReadBool(const MString& tag, bool* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<std::uint8_t> Value>
+  bool ReadByte(const MString& tag, std::uint8_t* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<std::uint16_t> Value>
+  bool ReadUnsignedShort(const MString& tag, std::uint16_t* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<std::int16_t> Value>
+  bool ReadShort(const MString& tag, std::int16_t* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<std::uint32_t> Value>
+  bool ReadUnsignedInt(const MString& tag, std::uint32_t* value, Value defaultValue) = delete;
+  template <Velta::MayChangeIn<std::int32_t> Value>
+  bool ReadInt(const MString& tag, std::int32_t* value, Value defaultValue) = delete;
 
   /// Kept for the layout of the interface; returns false unless a filer gives it a meaning.
   [[nodiscard]] virtual bool ReadReserved(const MString& tag);

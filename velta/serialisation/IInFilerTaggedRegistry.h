@@ -9,6 +9,10 @@
 
 #include <cstdint>
 
+namespace Velta::Serialisation {
+class FieldAccess;
+}
+
 VELTA_EXPORTS_BEGIN
 
 /// Reads what an `IOutFilerTaggedRegistry` wrote.
@@ -29,6 +33,17 @@ class VELTA_API IInFilerTaggedRegistry : public IInFilerTagged, public IFilerTag
   ///                  opened for writing too where that is allowed. What is read is the same
   IInFilerTaggedRegistry(const MString& applicationKeyName, bool readOnly);
   ~IInFilerTaggedRegistry() override;
+
+  // With what does not compile.
+  using IInFilerTagged::ReadBool;
+  using IInFilerTagged::ReadByte;
+  using IInFilerTagged::ReadChar;
+  using IInFilerTagged::ReadDouble;
+  using IInFilerTagged::ReadFloat;
+  using IInFilerTagged::ReadInt;
+  using IInFilerTagged::ReadShort;
+  using IInFilerTagged::ReadUnsignedInt;
+  using IInFilerTagged::ReadUnsignedShort;
 
   /// One terminator at the end is not part of the text; null characters before it are.
   bool ReadString(const MString& tag, MString* value, const MString& defaultValue) override;
@@ -59,6 +74,8 @@ class VELTA_API IInFilerTaggedRegistry : public IInFilerTagged, public IFilerTag
   bool ReadEmbeddedDocument(const MString& tag, MString* xml) override;
 
  private:
+  friend class Velta::Serialisation::FieldAccess;  // to read by name
+
   bool ReadNumber(const MString& tag, std::uint32_t* value, std::uint32_t* type) const;
   template <class T>
   bool ReadInteger(const MString& tag, T* value, T defaultValue) const;

@@ -12,6 +12,10 @@
 
 class MXmlDocument;
 
+namespace Velta::Serialisation {
+class FieldAccess;
+}
+
 VELTA_EXPORTS_BEGIN
 
 /// Reads what an `MOutFilerTaggedXml` wrote.
@@ -71,6 +75,17 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
   /// Why there is none, as found by the constructor. Valid as long as the filer.
   [[nodiscard]] const Fault& GetFault() const noexcept { return fault_; }
 
+  // With what does not compile.
+  using IInFilerTagged::ReadBool;
+  using IInFilerTagged::ReadByte;
+  using IInFilerTagged::ReadChar;
+  using IInFilerTagged::ReadDouble;
+  using IInFilerTagged::ReadFloat;
+  using IInFilerTagged::ReadInt;
+  using IInFilerTagged::ReadShort;
+  using IInFilerTagged::ReadUnsignedInt;
+  using IInFilerTagged::ReadUnsignedShort;
+
   bool ReadString(const MString& tag, MString* value, const MString& defaultValue) override;
   bool ReadChar(const MString& tag, char* value, char defaultValue) override;
   bool ReadDouble(const MString& tag, double* value, double defaultValue) override;
@@ -92,6 +107,8 @@ class VELTA_API MInFilerTaggedXml : public IInFilerTagged {
   bool ReadEmbeddedDocument(const MString& tag, MString* xml) override;
 
  private:
+  friend class Velta::Serialisation::FieldAccess;  // to read by name
+
   template <class Convert>
   bool ReadValue(const MString& tag, std::wstring_view type, Convert convert);
   template <class T>

@@ -12,6 +12,10 @@
 
 class MXmlDocument;
 
+namespace Velta::Serialisation {
+class FieldAccess;
+}
+
 VELTA_EXPORTS_BEGIN
 
 /// Writes named values and groups into an XML document in memory.
@@ -81,6 +85,8 @@ class VELTA_API MOutFilerTaggedXml : public IOutFilerTagged {
   [[nodiscard]] bool GetText(MString* text) const;
 
  private:
+  friend class Velta::Serialisation::FieldAccess;  // to write what it has kept
+
   bool WriteValue(const MString& tag, std::wstring_view type, std::wstring_view text);
   template <class T>
   bool WriteInteger(const MString& tag, std::wstring_view type, T value);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "velta/platform/Api.h"
+#include "velta/text/EnumNames.h"
 #include "velta/text/MString.h"
 #include "velta/text/Utf8.h"
 
@@ -16,10 +17,10 @@ namespace Velta {
 /// How a value reads where people see it, in a parameter of an error above all.
 ///
 /// `TextOf<T>::Make(value)` gives the text. There is one for every integer type, enumerations
-/// (their number), bool ("true", "false"), float and double (the shortest text that reads back as
-/// the same number), wide text, and narrow text in UTF-8, with U+FFFD for what is none; a null
-/// pointer to text is empty. `velta/text/StandardText.h` has more. Specialise it for types of your
-/// own.
+/// (the name that `EnumNames` gives, else the number), bool ("true", "false"), float and double
+/// (the shortest text that reads back as the same number), wide text, and narrow text in UTF-8,
+/// with U+FFFD for what is none; a null pointer to text is empty. `velta/text/StandardText.h` has
+/// more. Specialise it for types of your own.
 ///
 /// Single characters have none: a number may be meant, or a text.
 template <class T>
@@ -67,6 +68,11 @@ template <class T>
   requires std::is_enum_v<T>
 struct TextOf<T> {
   static MString Make(T value) {
+    if constexpr (NamedEnum<T>) {
+      if (const wchar_t* const name = NameOf(value)) {
+        return name;
+      }
+    }
     using Number = std::underlying_type_t<T>;
     if constexpr (std::is_signed_v<Number>) {
       return Text::SignedText(static_cast<std::int64_t>(value));

@@ -186,8 +186,9 @@ bool AddElementTo(DocumentState& state, std::wstring_view name, NewAttribute att
   return edit.CommitElement({startTag, LengthFrom(name.size() + 3)}, 0, level);
 }
 
-/// @param name  of the element to be added around its root, empty for none: it is then a child
-bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_view xml) {
+/// @param name  of the element to be added around its root, empty for none
+bool AddDocumentTo(DocumentState& state, Edit::Level level, std::wstring_view name,
+                   std::wstring_view xml) {
   if (xml.size() > kMaxTextLength) {
     return false;
   }
@@ -201,15 +202,15 @@ bool AddDocumentTo(DocumentState& state, std::wstring_view name, std::wstring_vi
   const ElementRecord& root = index.At(index.At(ElementId::kDocument).firstChild);
   const std::wstring_view content(source.data() + ToInt(root.start),
                                   static_cast<std::size_t>(root.length));
+  Edit edit(state, level == Edit::Level::kChild ? PlaceInCurrent(state) : PlaceAfterCurrent(state),
+            Edit::Layout::kOwnLine);
   if (name.empty()) {
-    Edit edit(state, PlaceInCurrent(state), Edit::Layout::kOwnLine);
     edit.Text().append(content);
-    return edit.CommitTree(index, Edit::Level::kChild);
+  } else {
+    AppendParts(edit.Text(), L"<"sv, name, L">\n"sv, content, L"\n</"sv, name, L">"sv);
+    index.WrapRoot({LengthOf(name) + Length{2}, LengthOf(name) + Length{3}});
   }
-  Edit edit(state, PlaceAfterCurrent(state), Edit::Layout::kOwnLine);
-  AppendParts(edit.Text(), L"<"sv, name, L">\n"sv, content, L"\n</"sv, name, L">"sv);
-  index.WrapRoot({LengthOf(name) + Length{2}, LengthOf(name) + Length{3}});
-  return edit.CommitTree(index, Edit::Level::kCurrent);
+  return edit.CommitTree(index, level);
 }
 
 }  // namespace
@@ -253,12 +254,17 @@ bool MXmlDocument::SetChildAttribute(std::wstring_view name, std::wstring_view v
 }
 
 bool MXmlDocument::AddChildDocument(std::wstring_view xml) {
-  return state_->position.current != ElementId::kNone && AddDocumentTo(*state_, {}, xml);
+  return state_->position.current != ElementId::kNone &&
+         AddDocumentTo(*state_, Edit::Level::kChild, {}, xml);
+}
+
+bool DocumentAccess::AddDocument(MXmlDocument& document, std::wstring_view xml) {
+  return AddDocumentTo(*document.state_, Edit::Level::kCurrent, {}, xml);
 }
 
 bool DocumentAccess::AddElementWithDocument(MXmlDocument& document, std::wstring_view name,
                                             std::wstring_view xml) {
-  return IsName(name) && AddDocumentTo(*document.state_, name, xml);
+  return IsName(name) && AddDocumentTo(*document.state_, Edit::Level::kCurrent, name, xml);
 }
 
 bool MXmlDocument::RemoveElement() {

@@ -2,8 +2,11 @@
 // Moving in a document.
 #include "velta/xml/MXmlDocument.h"
 #include "velta/xml/internal/Characters.h"
+#include "velta/xml/internal/DocumentAccess.h"
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/Tokenizer.h"
+
+#include <vector>
 
 using namespace Velta::Xml;
 
@@ -155,4 +158,43 @@ bool MXmlDocument::RestorePosition(std::wstring_view name) noexcept {
     }
   }
   return true;
+}
+
+bool DocumentAccess::MoveBefore(MXmlDocument& document, std::wstring_view name) noexcept {
+  DocumentState& state = *document.state_;
+  const ElementId parent = state.position.parent;
+  ElementId found = FirstNamed(state, state.NextOnLevel(), name);
+  if (found == ElementId::kNone) {
+    found = FirstNamed(state, state.index.At(parent).firstChild, name);
+  }
+  if (found == ElementId::kNone) {
+    return false;
+  }
+  MoveTo(state, parent, state.index.At(found).previousSibling, ElementId::kNone);
+  return true;
+}
+
+void DocumentAccess::MoveToStart(MXmlDocument& document) noexcept {
+  DocumentState& state = *document.state_;
+  MoveTo(state, state.position.parent, ElementId::kNone, ElementId::kNone);
+}
+
+std::int32_t DocumentAccess::OffsetOfNext(const MXmlDocument& document) noexcept {
+  const DocumentState& state = *document.state_;
+  const ElementId next = state.NextOnLevel();
+  return next != ElementId::kNone ? ToInt(state.index.At(next).start) : -1;
+}
+
+MString DocumentAccess::PathOfLevel(const MXmlDocument& document) {
+  const DocumentState& state = *document.state_;
+  std::vector<ElementId> around;
+  for (ElementId element = state.position.parent; element != ElementId::kDocument;
+       element = state.index.At(element).parent) {
+    around.push_back(element);
+  }
+  MString path;
+  for (auto element = around.rbegin(); element != around.rend(); ++element) {
+    path.append(state.NameOf(*element)).append(1, L'/');
+  }
+  return path;
 }

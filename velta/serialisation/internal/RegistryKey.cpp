@@ -21,8 +21,12 @@ RegistryKey Create(HKEY parent, const MString& name, REGSAM access) noexcept {
   return RegistryKey(opened ? key : nullptr);
 }
 
+const wchar_t* BaseName(HKEY hive) noexcept {
+  return hive == HKEY_CURRENT_USER ? L"Software" : L"Software\\Wow6432Node";
+}
+
 RegistryKey OpenBase(HKEY hive, RegistryUse use) {
-  const MString name = hive == HKEY_CURRENT_USER ? L"Software" : L"Software\\Wow6432Node";
+  const MString name = BaseName(hive);
   RegistryKey key;
   if (use != RegistryUse::kReadOnly) {
     key = Open(hive, name, kReadWrite);
@@ -43,14 +47,17 @@ RegistryKey OpenNext(const RegistryKey& parent, const MString& name, RegistryUse
   return key.IsOpen() || !mayFallBack ? std::move(key) : Create(parent.Get(), name, KEY_READ);
 }
 
+void AppendName(MString& path, const MString& name) {
+  if (!path.empty() && !name.empty()) {
+    path += L'\\';
+  }
+  path += name;
+}
+
 MString PathOf(const MTypedPtrArray<MString, const MString&>& groups) {
   MString path;
   for (std::int32_t i = 0; i < groups.GetSize(); ++i) {
-    const MString& name = groups.GetAt(i);
-    if (!path.empty() && !name.empty()) {
-      path += L'\\';
-    }
-    path += name;
+    AppendName(path, groups.GetAt(i));
   }
   return path;
 }
@@ -68,6 +75,23 @@ RegistryKey OpenGroupKey(const IFilerTaggedRegistryBase& place, const MString& a
     return key;
   }
   return OpenNext(key, path, reading ? RegistryUse::kReadOnly : use, false);
+}
+
+RegistryKey OpenForReading(HKEY parent, const MString& name) noexcept {
+  return Open(parent, name, KEY_READ);
+}
+
+MString NameOfGroupKey(const IFilerTaggedRegistryBase& place, const MString& applicationKeyName,
+                       const MTypedPtrArray<MString, const MString&>& groups) {
+  const HKEY hive = place.GetRootHive();
+  MString name = hive == HKEY_CURRENT_USER    ? L"HKEY_CURRENT_USER"
+                 : hive == HKEY_LOCAL_MACHINE ? L"HKEY_LOCAL_MACHINE"
+                                              : L"";
+  for (const MString& part :
+       {MString(BaseName(hive)), place.GetCompanyKeyName(), applicationKeyName, PathOf(groups)}) {
+    AppendName(name, part);
+  }
+  return name;
 }
 
 }  // namespace Velta::Serialisation

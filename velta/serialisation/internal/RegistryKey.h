@@ -48,6 +48,13 @@ enum class RegistryUse : std::uint8_t {
 RegistryKey OpenGroupKey(const IFilerTaggedRegistryBase& place, const MString& applicationKeyName,
                          const MTypedPtrArray<MString, const MString&>& groups, RegistryUse use);
 
+/// Opens a key below another one.
+RegistryKey OpenForReading(HKEY parent, const MString& name) noexcept;
+
+/// The name of that key, for people.
+MString NameOfGroupKey(const IFilerTaggedRegistryBase& place, const MString& applicationKeyName,
+                       const MTypedPtrArray<MString, const MString&>& groups);
+
 /// Whether the registry, which takes zero-terminated names, would see all of this one.
 inline bool IsWholeName(const MString& name) noexcept { return name.find(L'\0') == MString::npos; }
 

@@ -3,6 +3,7 @@
 
 #include "velta/text/MString.h"
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -39,6 +40,23 @@ class DocumentAccess {
   /// @param xml  as for `AddChildDocument`
   [[nodiscard]] static bool AddElementWithDocument(MXmlDocument& document, std::wstring_view name,
                                                    std::wstring_view xml);
+
+  /// Adds the root element of another document where `AddElement` would add one.
+  [[nodiscard]] static bool AddDocument(MXmlDocument& document, std::wstring_view xml);
+
+  /// Goes before the next element of that name on the current level, else before the first.
+  ///
+  /// @return false, without moving, when there is none
+  [[nodiscard]] static bool MoveBefore(MXmlDocument& document, std::wstring_view name) noexcept;
+
+  /// Goes before the first node of the current level.
+  static void MoveToStart(MXmlDocument& document) noexcept;
+
+  /// Where the element begins that `FindElement` would find, -1 when there is none.
+  [[nodiscard]] static std::int32_t OffsetOfNext(const MXmlDocument& document) noexcept;
+
+  /// The names of the elements around, the outermost first, each followed by "/".
+  [[nodiscard]] static MString PathOfLevel(const MXmlDocument& document);
 
   /// What the document holds. Tests compare indexes.
   [[nodiscard]] static const DocumentState& StateOf(const MXmlDocument& document) noexcept;
