@@ -26,6 +26,7 @@ FILERS = [("Write", "written"), ("Read", "read")]
 FILER_PEERS = [("pugixml by hand, wide", "Pugixml", ">= 1.20"),
                ("Boost.Serialization, wide", "Serialization", ">= 5.00"),
                ("Boost.PropertyTree, wide", "PropertyTree", ">= 5.00")]
+FIELD_PEERS = [("cereal, narrow", "Cereal"), ("pugixml by hand, without types", "Pugixml")]
 
 ROWS = [
     Row("log write / floor on the monotonic clock, one thread", "time",
@@ -98,6 +99,11 @@ ROWS = [
         "WriteInside/1000", "WriteInside/1", "<= 4.00"),
     *(Row(f"growth of values {done}, 1,000 to 100,000", "exponent",
           f"{what}<Filers>/100000", f"{what}<Filers>/1000", "<= 1.05") for what, done in FILERS),
+    *(Row(f"fields {done}, described / the calls by hand", "time", f"{what}Panels<Described>/300",
+          f"{what}Panels<ByHand>/300", "<= 1.10") for what, done in FILERS),
+    *(Row(f"{peer} / fields {done}, described", "time", f"{what}Panels<{name}>/300",
+          f"{what}Panels<Described>/300", "", "filers", f"fields {done}, {peer}")
+      for what, done in FILERS for peer, name in FIELD_PEERS),
     Row("ParseDouble of ordinary numbers / wcstod", "time",
         "ParseVelta/ordinary", "ParseRuntime/ordinary", "<= 0.35",
         "numbers", "read, ordinary, wcstod"),

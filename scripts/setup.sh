@@ -19,7 +19,7 @@ windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-de
 # What the tests of tools/velta-log need besides; without a browser its page is not tested.
 tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)
 docs=(doxygen)
-bench=(libbenchmark-dev libspdlog-dev libfmt-dev libboost-dev libboost-serialization-dev
+bench=(libbenchmark-dev libcereal-dev libspdlog-dev libfmt-dev libboost-dev libboost-serialization-dev
        python3-matplotlib)
 case $what in
   linux)   wanted=("${linux[@]}" "${tools[@]}") ;;
