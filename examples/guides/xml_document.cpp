@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr wchar_t kServers[] = LR"(<?xml version="1.0"?>
+constexpr wchar_t kServers[] =
+    LR"(<?xml version="1.0"?>
 <!-- Edited by hand. -->
 <Servers region="north">
   <Server name="first" port="8080">Ready &amp; waiting</Server>

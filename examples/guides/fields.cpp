@@ -90,7 +90,8 @@ Settings Load() {
 }
 
 // Somebody has edited the file, and a newer version has written it before.
-constexpr wchar_t kEdited[] = LR"(<Viewer>
+constexpr wchar_t kEdited[] =
+    LR"(<Viewer>
 <Version type="uint">3</Version>
 <Zoom type="string">160</Zoom>
 <Theme type="string">blue</Theme>
@@ -98,7 +99,8 @@ constexpr wchar_t kEdited[] = LR"(<Viewer>
 <Font type="string">Plain</Font>
 </Viewer>)";
 
-constexpr wchar_t kVersion1[] = LR"(<Viewer>
+constexpr wchar_t kVersion1[] =
+    LR"(<Viewer>
 <Version type="uint">1</Version>
 <Percent type="int">150</Percent>
 </Viewer>)";
