@@ -2,11 +2,11 @@
 # What holds for every target of this build, the test framework included: compiler cache,
 # sanitizers, assertions, C++ runtime. Nothing of it reaches a project that adds this one as a part.
 
-if(PROJECT_IS_TOP_LEVEL AND NOT MSVC AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_HOST_WIN32 AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
   find_program(VELTA_CCACHE ccache)
   if(VELTA_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${VELTA_CCACHE}")
-    if(CMAKE_CROSSCOMPILING)
+    if(CMAKE_CROSSCOMPILING AND NOT MSVC)
       # The Windows compiler is a script of this checkout: its own version counts, not the script's.
       list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env CCACHE_COMPILERTYPE=clang
            "CCACHE_COMPILERCHECK=string:zig-${CMAKE_CXX_COMPILER_VERSION}")

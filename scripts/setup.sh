@@ -15,7 +15,8 @@ source scripts/env.sh
 what=${1:-all}
 linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils clang-19
        clang-format-19 clang-tidy-19 libclang-rt-19-dev cppcheck gcovr python3 python3-pyelftools pkgconf util-linux)
-windows=(cmake ninja-build ccache googletest npm wine wine64 llvm-19 libcli11-dev python3 util-linux)
+windows=(cmake ninja-build ccache googletest npm wine wine64 clang-19 clang-tools-19 lld-19 llvm-19
+         libcli11-dev python3 util-linux)
 # What the tests of tools/velta-log need besides; without a browser its page is not tested.
 tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)
 docs=(doxygen)
@@ -121,6 +122,9 @@ if [ "$what" = windows ] || [ "$what" = all ]; then
   # Once per machine; later builds find the runtimes in the shared cache.
   if [ ! -e "$VELTA_CACHE/zig-runtime-ready" ]; then
     step "compiling the Windows C++ runtime once (about five minutes)" compile_windows_runtime
+  fi
+  if ! cmake/msvc-abi/build_runtime.sh --where >/dev/null; then
+    step "compiling the C++ runtime for Visual C++'s ABI once" cmake/msvc-abi/build_runtime.sh
   fi
   if [ ! -e "$WINEPREFIX/.update-timestamp" ]; then
     step "preparing wine" tools/zig/bin/wine-run wineboot --init

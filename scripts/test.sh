@@ -120,8 +120,9 @@ configuration() {  # configuration PRESET
 
 case $what in
   all)     steps=(setup-linux setup-windows format layers words locks style cppcheck dialect reference
-                  linux asan tsan windows windows-shared fuzz) ;;
-  windows) steps=(setup-windows windows windows-shared) ;;
+                  linux asan tsan windows windows-shared
+                  windows-msvc-abi fuzz) ;;
+  windows) steps=(setup-windows windows windows-shared windows-msvc-abi) ;;
   *)       steps=(setup-linux "$what") ;;
 esac
 unfinished=${#steps[@]}

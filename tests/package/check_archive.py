@@ -3,7 +3,9 @@
 """Makes the archive that is handed out, and the part that a program needs at run time, and compares
 what they hold with what users are told.
 
-    check_archive.py ROOT CMAKE BUILD CONFIG
+    check_archive.py ROOT CMAKE BUILD CONFIG LIBRARY
+
+LIBRARY is the name of the file that users link.
 """
 
 import subprocess
@@ -18,9 +20,8 @@ RUNTIME = {
     "linux": ["lib/libvelta.so.0.1", "lib/libvelta.so.0.1.0", "share/doc/velta/LICENSE"],
 }
 BESIDES = {
-    "windows": ["bin/velta-log.exe", "bin/velta.pdb", "lib/libvelta.dll.a",
-                "share/velta/velta.natvis"],
-    "linux": ["bin/velta-log", "lib/libvelta.so", "lib/pkgconfig/velta.pc"],
+    "windows": ["bin/velta-log.exe", "bin/velta.pdb", "share/velta/velta.natvis"],
+    "linux": ["bin/velta-log", "lib/pkgconfig/velta.pc"],
 }
 PACKAGE = "lib/cmake/Velta/Velta"
 
@@ -47,7 +48,8 @@ def main():
                         "-B", work], check=True)
         archive = next(path for path in Path(work).iterdir() if path.suffix in (".zip", ".gz"))
         platform = "windows" if archive.suffix == ".zip" else "linux"
-        compare(names_in(archive), RUNTIME[platform] + BESIDES[platform] + public + package)
+        compare(names_in(archive), RUNTIME[platform] + BESIDES[platform] + public + package
+                + [f"lib/{sys.argv[5]}"])
 
         runtime = Path(work, "runtime")
         subprocess.run([cmake, "--install", build, "--component", "runtime", "--prefix", runtime],

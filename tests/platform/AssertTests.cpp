@@ -9,7 +9,7 @@ namespace {
 
 TEST(AssertDeathTest, AConditionThatDoesNotHoldIsNamedWithItsPlace) {
   VELTA_ASSERT(2 + 2 == 4);
-  EXPECT_DEATH(VELTA_ASSERT(2 + 2 == 5), "AssertTests.cpp:[0-9]+: assertion failed: 2 \\+ 2 == 5");
+  EXPECT_DEATH(VELTA_ASSERT(2 + 2 == 5), "AssertTests.cpp:.+: assertion failed: 2 \\+ 2 == 5");
 }
 
 #else
