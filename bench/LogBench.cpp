@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What an event costs when it is logged, and a record when it is dumped.
+// What an event costs when it is logged, an error when it is raised, and a record when it is
+// dumped.
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
 #include "velta/logging/KLogRecord.h"
 #include "velta/logging/KLogger.h"
 #include "velta/logging/MFlowPoint.h"
@@ -112,6 +115,35 @@ BENCHMARK(WriteBare)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK(WriteThroughFlowPoint)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK(OpenAndCloseAScope)->UseRealTime();
 BENCHMARK(WriteSpdlogBacktrace)->Threads(1)->Threads(2)->UseRealTime();
+
+// ---- raising ------------------------------------------------------------------------------------
+
+// One error, thrown and caught; the throwing itself is most of it.
+template <typename Raise>
+void RaiseAndCatch(benchmark::State& state, Raise raise) {
+  static MFlowPoint point(ClassName, L"Open");
+  for (auto _ : state) {
+    try {
+      raise(point.At(&state));
+    } catch (const MException& exception) {
+      benchmark::DoNotOptimize(&exception);
+    }
+  }
+}
+
+void RaiseWithoutParameters(benchmark::State& state) {
+  RaiseAndCatch(state, [](MFlowPoint& point) { point.Raise(L"NotOpened"); });
+}
+
+void RaiseWithParameters(benchmark::State& state) {
+  static const MString file = L"C:\\Users\\operator\\Documents\\Plant 4\\settings.xml";
+  RaiseAndCatch(state, [](MFlowPoint& point) {
+    point.Raise(L"NotOpened", {{L"file", file}, {L"winErrorCode", 5U}});
+  });
+}
+
+BENCHMARK(RaiseWithoutParameters)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(RaiseWithParameters)->Threads(1)->Threads(2)->UseRealTime();
 
 // ---- dumping ------------------------------------------------------------------------------------
 
