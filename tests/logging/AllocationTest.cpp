@@ -2,10 +2,17 @@
 #include "KLoggerProbe.h"
 #include "tests/support/Allocations.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MErrorHistory.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
 #include "velta/logging/MKLoggerAdapter.h"
+#include "velta/logging/internal/ErrorRing.h"
 #include "velta/logging/internal/ProcessLog.h"
+
+#include <map>
+#include <ostream>
+#include <streambuf>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +23,7 @@ namespace ProcessLog = Velta::Logging::ProcessLog;
 using Allocations::RefuseEverywhere;
 using testing::Contains;
 using testing::Pair;
+using Velta::Logging::ErrorRing;
 
 const wchar_t ClassName[] = L"MJob";
 
@@ -35,6 +43,21 @@ TEST(LogAllocation, EventsNeedNone) {
     point.At(&log).LogDestruction();
   }
   EXPECT_EQ(Allocations::Count(), 0);
+}
+
+TEST(LogAllocation, NoneForAnErrorThatIsKeptNorForTheHistoryAsText) {
+  const std::map<std::wstring, std::wstring> parameters = {{L"file", std::wstring(2000, L'x')}};
+  class Nowhere : public std::streambuf {
+    std::streamsize xsputn(const char*, std::streamsize length) override { return length; }
+  } buffer;
+  std::ostream stream(&buffer);
+  Allocations::Reset();
+  for (int i = 0; i < 300; ++i) {
+    ErrorRing::Instance().Keep({.threadId = 1}, {ClassName, ClassName, L"code", parameters});
+  }
+  const bool isWritten = MErrorHistory::Dump(stream);
+  EXPECT_EQ(Allocations::Count(), 0);
+  EXPECT_TRUE(isWritten);
 }
 
 TEST(LogAllocation, RefusedWhileRegisteringOnlyLosesNames) {

@@ -6,11 +6,19 @@
 #include "velta/errors/MException.h"
 #include "velta/errors/internal/RuntimeMessage.h"
 #include "velta/logging/MFlowPoint.h"
+#include "velta/logging/internal/ErrorRecords.h"
+#include "velta/logging/internal/ErrorRing.h"
 #include "velta/text/NumberText.h"
 
+#include <atomic>
+#include <cstdint>
 #include <exception>
 #include <initializer_list>
+#include <map>
+#include <optional>
 #include <string>
+
+using namespace Velta::Logging;
 
 namespace {
 
@@ -34,6 +42,8 @@ MString BuildCode(const wchar_t* className, const wchar_t* operationName,
   return code;
 }
 
+[[noreturn]] void ThrowCopy(const MError& error) { throw MException(error); }
+
 }  // namespace
 
 MError MFlowPoint::MakeRootError(const wchar_t* errorName) {
@@ -43,10 +53,12 @@ MError MFlowPoint::MakeRootError(const wchar_t* errorName) {
 
 MError MFlowPoint::MakeRootError(const wchar_t* errorName,
                                  std::initializer_list<MErrorParameter> parameters) {
+  const std::uint32_t firstRecord = ErrorRecords::Next();
   MError error = MakeRootError(errorName);
   for (const MErrorParameter& parameter : parameters) {
     error.AddParameter(parameter);
   }
+  Keep(error, firstRecord);
   return error;
 }
 
@@ -55,33 +67,63 @@ MError MFlowPoint::MakeCascadeError(const wchar_t* errorName) {
   return MError(BuildCode(className, operationName, errorName));
 }
 
-void MFlowPoint::Throw(const MError& error) { throw MException(error); }
+void MFlowPoint::Keep(const MError& error, std::optional<std::uint32_t> firstRecord) noexcept {
+  const std::map<MString, MString>& parameters = error.GetParameters();
+  if (parameters.empty()) {
+    return;
+  }
+  ErrorRing& ring = ErrorRing::Instance();
+  const std::optional<ErrorFacts> record =
+      firstRecord ? ErrorRecords::FindSince(*firstRecord, className, operationName)
+                  : ErrorRecords::FindLast(className, operationName);
+  // What was given its parameters when it was made has been kept then. What got more since is kept
+  // once more: the later one counts.
+  if (!firstRecord && record && parameters.size() <= ring.ParametersOf(*record).value_or(0)) {
+    return;
+  }
+  ErrorRecords::SetClockOf(ring);
+  ring.Keep(record ? *record
+                   : ErrorRecords::WithoutRecord(object.load(std::memory_order_relaxed),
+                                                 line.load(std::memory_order_relaxed)),
+            {className, operationName, error.GetCode(), parameters});
+}
 
-void MFlowPoint::Raise(const wchar_t* errorName) { Throw(MakeRootError(errorName)); }
+void MFlowPoint::Throw(const MError& error) {
+  Keep(error, std::nullopt);
+  ThrowCopy(error);
+}
+
+void MFlowPoint::Raise(const wchar_t* errorName) { ThrowCopy(MakeRootError(errorName)); }
 
 void MFlowPoint::Raise(const wchar_t* errorName, const wchar_t* parameterName,
                        std::uint32_t value) {
+  const std::uint32_t firstRecord = ErrorRecords::Next();
   MError error = MakeRootError(errorName);
   error.AddParameter(parameterName, value, false);
-  Throw(error);
+  Keep(error, firstRecord);
+  ThrowCopy(error);
 }
 
 void MFlowPoint::Raise(const wchar_t* errorName, const wchar_t* parameterName,
                        const std::string& text) {
+  const std::uint32_t firstRecord = ErrorRecords::Next();
   MError error = MakeRootError(errorName);
   error.AddParameter(parameterName, ToWide(text));
-  Throw(error);
+  Keep(error, firstRecord);
+  ThrowCopy(error);
 }
 
 void MFlowPoint::Raise(const wchar_t* errorName,
                        std::initializer_list<MErrorParameter> parameters) {
-  Throw(MakeRootError(errorName, parameters));
+  ThrowCopy(MakeRootError(errorName, parameters));
 }
 
 void MFlowPoint::RaiseFromException(const std::exception& cause, const wchar_t* errorName,
                                     const wchar_t* parameterName, const std::string& text) {
+  const std::uint32_t firstRecord = ErrorRecords::Next();
   MError error = MakeCascadeError(errorName);
   error.AddParameter(L"errorMessage", Velta::Errors::RuntimeMessage(cause));
   error.AddParameter(parameterName, ToWide(text));
-  Throw(error);
+  Keep(error, firstRecord);
+  ThrowCopy(error);
 }

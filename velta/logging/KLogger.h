@@ -13,6 +13,10 @@
 #include <string>
 #include <string_view>
 
+namespace Velta::Logging {
+struct ErrorRecords;
+}
+
 /// The event log: a ring of fixed-size records that any thread fills without a lock, and the tables
 /// that give a record's numbers their names when the log is dumped as text.
 ///
@@ -152,6 +156,7 @@ class KLogger {
  private:
   class Formatter;
   friend struct KLoggerProbe;
+  friend struct Velta::Logging::ErrorRecords;
 
   /// The C runtime's time with milliseconds, unnamed in a public header.
   struct WallClock {

@@ -292,7 +292,8 @@ void KLogger::Dump(KLogger* core, std::ostream& stream) noexcept {
 }
 
 bool KLogger::DumpToFile() {
-  const std::unique_ptr<std::ostream> file = Velta::Platform::OpenDebugDumpFile();
+  const std::unique_ptr<std::ostream> file =
+      Velta::Platform::OpenDebugDumpFile(Velta::Platform::kDebugDumpPath);
   if (file == nullptr) {
     return false;
   }

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <exception>
 #include <initializer_list>
+#include <optional>
 #include <string>
 
 class MError;
@@ -105,7 +106,8 @@ class MFlowPoint {
   /// The same for an exception of the runtime that is being converted: logged as a cascade error.
   [[nodiscard]] VELTA_API MError MakeCascadeError(const wchar_t* errorName);
 
-  /// Throws an `MException` that holds a copy of the error. Logs nothing.
+  /// Throws an `MException` that holds a copy of the error. Logs nothing; an error that has got its
+  /// parameters since it was made is kept with them (`MErrorHistory`).
   [[noreturn]] VELTA_API void Throw(const MError& error);
 
   /// Throws the root error `errorName`.
@@ -144,6 +146,13 @@ class MFlowPoint {
  private:
   /// Registers an error's name and logs it; the rest of raising lives with the error values.
   VELTA_API void ReportError(MFlowEventKind kind, const wchar_t* errorName) noexcept;
+
+  /// Keeps an error that has parameters, with the place that its log record gives, for who reads
+  /// the log (`MErrorHistory`).
+  ///
+  /// @param firstRecord  number of the log's next record before the error was logged; none for an
+  ///                     error that was made earlier: one that is known already is not kept again
+  void Keep(const MError& error, std::optional<std::uint32_t> firstRecord) noexcept;
 
   void Log(MFlowEventKind kind, std::uint32_t value1, std::uint32_t value2) const noexcept;
   [[nodiscard]] std::uint32_t LineValue() const noexcept;

@@ -3,9 +3,8 @@
 
 #include <fstream>
 
-std::unique_ptr<std::ostream> Velta::Platform::OpenDebugDumpFile() {
-  auto file = std::make_unique<std::ofstream>(Velta::Platform::kDebugDumpPath,
-                                              std::ios_base::out | std::ios_base::trunc);
+std::unique_ptr<std::ostream> Velta::Platform::OpenDebugDumpFile(const char* path) {
+  auto file = std::make_unique<std::ofstream>(path, std::ios_base::out | std::ios_base::trunc);
   if (!file->is_open()) {
     return nullptr;
   }

@@ -23,10 +23,9 @@ class FileBuffer final : public std::streambuf {
     }
   }
 
-  bool Open() noexcept {
+  bool Open(const char* path) noexcept {
     // Without waiting for the reader of a pipe, and emptied only once it is known to be the user's.
-    file_ = ::open(Velta::Platform::kDebugDumpPath,
-                   O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+    file_ = ::open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
                    S_IRUSR | S_IWUSR);
     struct stat status = {};
     return file_ != -1 && ::fstat(file_, &status) == 0 && S_ISREG(status.st_mode) &&
@@ -69,7 +68,7 @@ class FileStream final : public std::ostream {
  public:
   FileStream() : std::ostream(nullptr) { rdbuf(&buffer_); }
 
-  bool Open() noexcept { return buffer_.Open(); }
+  bool Open(const char* path) noexcept { return buffer_.Open(path); }
 
  private:
   FileBuffer buffer_;
@@ -77,9 +76,9 @@ class FileStream final : public std::ostream {
 
 }  // namespace
 
-std::unique_ptr<std::ostream> Velta::Platform::OpenDebugDumpFile() {
+std::unique_ptr<std::ostream> Velta::Platform::OpenDebugDumpFile(const char* path) {
   auto stream = std::make_unique<FileStream>();
-  if (!stream->Open()) {
+  if (!stream->Open(path)) {
     return nullptr;
   }
   return stream;
