@@ -25,7 +25,7 @@ mkdir -p build/logs build/fuzz/found
   { tail -n 40 build/logs/fuzz-build.log >&2; exit 1; }
 
 failed=0
-for target in document edit filer fields number chain dump; do
+for target in document edit filer fields number chain dump errors; do
   fresh=build/fuzz/new-$target
   log=build/logs/fuzz-$target.log
   rm -rf "$fresh"

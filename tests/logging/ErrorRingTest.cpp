@@ -43,7 +43,7 @@ struct OwnRing {
 
 TEST(ErrorRing, AnErrorIsWrittenWithExactNumbers) {
   OwnRing own;
-  own.ring.SetClock(-5, 10'000'000);
+  own.ring.SetClock({-5, 10'000'000, 1'763'723'802'383});
   own.Keep({{L"file", L"a.xml"}, {L"", L""}}, {.time = INT64_MIN,
                                                .object = UINT64_MAX - 1,
                                                .threadId = UINT32_MAX,
@@ -55,7 +55,7 @@ TEST(ErrorRing, AnErrorIsWrittenWithExactNumbers) {
                                                .errorKey = INT32_MAX});
   own.ring.Keep({.time = 3, .threadId = 8}, {nullptr, nullptr, L"", {}});
   EXPECT_EQ(own.Text(),
-            "velta-errors 1\nfrequency 10000000\nstart -5\n"
+            "velta-errors 1\nmade 1763723802383\nfrequency 10000000\nstart -5\n"
             "error 0\nrecord 2147483647 -105 2147483647 -2147483648 7\n"
             "time -9223372036854775808\nthread -1\nline -1\nobject FFFFFFFFFFFFFFFE\n"
             "class Class\noperation Operation\ncode Class.Operation:Bad\n"
@@ -70,14 +70,15 @@ TEST(ErrorRing, NoContentBreaksALine) {
     std::wstring value;
     std::string line;
   } cases[] = {
-      {L"C:\\a b\\", "value C:\\\\a b\\\\"},
-      {L"one\ntwo\r\n\tthree", "value one\\ntwo\\r\\n\\tthree"},
-      {std::wstring(L"\0\x1B\x7F", 3), "value \\u{0}\\u{1b}\\u{7f}"},
-      {L"\x85\xA0\x2028\x2029", "value \\u{85}\xC2\xA0\\u{2028}\\u{2029}"},
-      {L"\xD800", "value \\u{d800}"},
-      {L"\xDFFF\xDC00x", "value \\u{dfff}\\u{dc00}x"},
+      {L"C:\\a b\\", "value C:\\a b\\"},
+      {L"5% %{a}%%{ %", "value 5% %{25}{a}%%{25}{ %"},
+      {L"one\ntwo\r\n\tthree", "value one%{a}two%{d}%{a}%{9}three"},
+      {std::wstring(L"\0\x1B\x7F", 3), "value %{0}%{1b}%{7f}"},
+      {L"\x85\xA0\x2028\x2029", "value %{85}\xC2\xA0%{2028}%{2029}"},
+      {L"\xD800", "value %{d800}"},
+      {L"\xDFFF\xDC00x", "value %{dfff}%{dc00}x"},
       {L"\xE9\x4E0A\U0001F600", "value \xC3\xA9\xE4\xB8\x8A\xF0\x9F\x98\x80"},
-      {L"end 0 of 0\nvelta-errors 1", "value end 0 of 0\\nvelta-errors 1"},
+      {L"end 0 of 0\nvelta-errors 1", "value end 0 of 0%{a}velta-errors 1"},
   };
   for (const auto& [value, line] : cases) {
     OwnRing own;

@@ -9,6 +9,7 @@
 namespace Velta::Logging {
 
 class Output;
+class RaisedErrors;
 
 // The tool's commands; one source file each.
 
@@ -24,14 +25,14 @@ void WriteTrace(const Log& log, Output& output);
 /// A page that shows the log.
 ///
 /// @param title  shown as the page's name
-void WriteView(const Log& log, std::string_view title, Output& output);
+void WriteView(const Log& log, const RaisedErrors& raised, std::string_view title, Output& output);
 
-void WriteErrors(const Log& log, bool json, Output& output);
+void WriteErrors(const Log& log, const RaisedErrors& raised, bool json, Output& output);
 
 /// What `second` does that `first` does not, and the reverse.
 void WriteDiff(const Log& first, const Log& second, Output& output);
 
 /// One JSON object per record.
-void WriteJsonLines(const Log& log, Output& output);
+void WriteJsonLines(const Log& log, const RaisedErrors& raised, Output& output);
 
 }  // namespace Velta::Logging

@@ -11,9 +11,6 @@
 namespace Velta::Logging {
 namespace {
 
-constexpr std::size_t kReportedPlaces = 10;
-// No name is that long; text without line breaks must not fill the memory.
-constexpr std::size_t kLongestLine = 1U << 20U;
 // Some three thousand years: differences of times then stay far from the ends of 64 bits.
 constexpr std::int64_t kMostSeconds = 100'000'000'000;
 
@@ -191,10 +188,6 @@ bool BeginsRecord(std::string_view line) noexcept {
   return line.starts_with(kRecord) && BeginsWithEvent(line.substr(kRecord.size()));
 }
 
-std::string_view WithoutReturn(std::string_view line) noexcept {
-  return line.substr(0, line.size() - (line.ends_with('\r') ? 1 : 0));
-}
-
 /// A dump's own lines end with a bracket: one with a carriage return after it went through text
 /// mode, which put one before each line break, also before those of names.
 void DropReturns(std::string& text) {
@@ -230,56 +223,39 @@ std::uint32_t FindOperation(LogBuilder& builder, const Texts& texts, const Numbe
 }  // namespace
 
 void DumpReader::Take(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const std::size_t end = bytes.find('\n');
-    const bool isWhole = end != std::string_view::npos;
-    const std::string_view piece = bytes.substr(0, end);
-    bytes.remove_prefix(isWhole ? end + 1 : bytes.size());
-    if (partialLine_.size() + piece.size() > kLongestLine) {
-      skipsLine_ = true;
-      partialLine_.clear();
-    }
-    if (!isWhole) {
-      if (!skipsLine_) {
-        partialLine_ += piece;
-      }
-    } else if (skipsLine_) {
-      skipsLine_ = false;
-      inRecord_ = false;
-      Report(++lineNumber_, "a line of more than a megabyte");
-    } else if (partialLine_.empty()) {
-      TakeLine(piece);
+  lines_.Take(bytes, [this](std::optional<std::string_view> line) {
+    ++lineNumber_;
+    if (line) {
+      TakeLine(*line);
     } else {
-      partialLine_ += piece;
-      TakeLine(partialLine_);
-      partialLine_.clear();
+      inRecord_ = false;
+      damage_.Report(lineNumber_, "a line of more than a megabyte");
     }
-  }
+  });
 }
 
 void DumpReader::Finish() {
-  if (skipsLine_ || !partialLine_.empty()) {
+  if (lines_.HasRest()) {
     Take("\n");
   }
   if (inRecord_) {
-    Report(lineNumber_, "the text ends within a record");
+    damage_.Report(lineNumber_, "the text ends within a record");
   }
   inRecord_ = false;
   builder_.FindNamesakes();
   if (!hasHeader_ && damage_.count == 0) {
-    Report(1, "no dump: the reference time is missing");
+    damage_.Report(1, "no dump: the reference time is missing");
   }
 }
 
 void DumpReader::TakeLine(std::string_view line) {
-  ++lineNumber_;
   const bool isHeader = line.starts_with(kReferenceTime);
   if (inRecord_) {
     if (!isHeader && !BeginsRecord(line)) {
       ContinueRecord(line);
       return;
     }
-    Report(recordLine_, "a record without its numbers");
+    damage_.Report(recordLine_, "a record without its numbers");
     inRecord_ = false;
   }
   if (line.starts_with(kRecord)) {
@@ -287,7 +263,7 @@ void DumpReader::TakeLine(std::string_view line) {
   } else if (line.starts_with("%%")) {
     TakeHeader(WithoutReturn(line));
   } else {
-    Report(lineNumber_, "not a line of a dump");
+    damage_.Report(lineNumber_, "not a line of a dump");
   }
 }
 
@@ -299,8 +275,11 @@ void DumpReader::TakeHeader(std::string_view line) {
   Cursor cursor(line);
   Micros start = 0;
   if (!cursor.Skip(kReferenceTime) || !cursor.ReadTime(start)) {
-    Report(lineNumber_, "a header line without a reference time");
+    damage_.Report(lineNumber_, "a header line without a reference time");
     return;
+  }
+  if (log_.records.empty()) {
+    log_.start = std::min<Micros>(start, 0);
   }
   if (cursor.Rest() == " is wrong.") {
     return;
@@ -308,12 +287,12 @@ void DumpReader::TakeHeader(std::string_view line) {
   unsigned milliseconds = 0;
   if (!cursor.Skip(" is approximately ") || !cursor.Read(milliseconds) ||
       !cursor.Skip("ms past ")) {
-    Report(lineNumber_, "a header line without the time of day");
+    damage_.Report(lineNumber_, "a header line without the time of day");
     return;
   }
   const std::optional<Micros> wall = ParseWallClock(cursor.Rest());
   if (!wall) {
-    Report(lineNumber_, "a header line with an invalid time of day");
+    damage_.Report(lineNumber_, "a header line with an invalid time of day");
     return;
   }
   // In an empty log's header the seconds count from the zero of the machine's counter, which may be
@@ -327,7 +306,7 @@ void DumpReader::TakeHeader(std::string_view line) {
 
 void DumpReader::BeginRecord(std::string_view line) {
   if (!hasHeader_) {
-    Report(lineNumber_, "records without a reference time before them");
+    damage_.Report(lineNumber_, "records without a reference time before them");
   }
   hasHeader_ = true;  // reported once
   recordText_ = line.substr(kRecord.size());
@@ -340,7 +319,7 @@ void DumpReader::ContinueRecord(std::string_view line) {
   if (!numbers.Read(WithoutReturn(line))) {  // a name with a line break continues
     inRecord_ = recordText_.size() + line.size() < kLongestLine;
     if (!inRecord_) {
-      Report(recordLine_, "a record of more than a megabyte");
+      damage_.Report(recordLine_, "a record of more than a megabyte");
     }
     recordText_ += '\n';
     recordText_ += line;
@@ -350,7 +329,7 @@ void DumpReader::ContinueRecord(std::string_view line) {
   DropReturns(recordText_);
   Texts texts;
   if (HoldsTwo(recordText_) || !texts.Read(recordText_, numbers)) {
-    Report(lineNumber_, "numbers that do not belong to the text before them");
+    damage_.Report(lineNumber_, "numbers that do not belong to the text before them");
     return;
   }
   log_.records.push_back({.time = numbers.time + shift_,
@@ -362,13 +341,6 @@ void DumpReader::ContinueRecord(std::string_view line) {
                           .thread = builder_.FindThread(numbers.threadId, texts.threadName),
                           .subject = log_.names.Intern(texts.subject),
                           .objectName = log_.names.Intern(texts.objectName)});
-}
-
-void DumpReader::Report(std::uint64_t line, std::string_view problem) {
-  ++damage_.count;
-  if (damage_.places.size() < kReportedPlaces) {
-    damage_.places.push_back({line, problem});
-  }
 }
 
 }  // namespace Velta::Logging

@@ -1,24 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Damage.h"
+#include "Lines.h"
 #include "Log.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Velta::Logging {
-
-/// What could not be read of a dump.
-struct Damage {
-  struct Place {
-    std::uint64_t line;  ///< counted from 1
-    std::string_view problem;
-  };
-  std::uint64_t count = 0;
-  std::vector<Place> places;  ///< the first few
-};
 
 /// Reads a dump's text piece by piece.
 ///
@@ -49,22 +41,23 @@ class DumpReader {
   void Finish();
 
  private:
+  // No name is that long.
+  static constexpr std::size_t kLongestLine = std::size_t{1} << 20U;
+
   void TakeLine(std::string_view line);
   void TakeHeader(std::string_view line);
   void BeginRecord(std::string_view line);
   void ContinueRecord(std::string_view line);
-  void Report(std::uint64_t line, std::string_view problem);
 
   Log& log_;
   LogBuilder builder_;
   Damage& damage_;
   std::uint64_t lineNumber_ = 0;
-  std::string partialLine_;
+  Lines lines_{kLongestLine};
   std::string recordText_;  // of the current record, without its percent sign
   std::uint64_t recordLine_ = 0;
   bool inRecord_ = false;
   bool hasHeader_ = false;
-  bool skipsLine_ = false;
   Micros shift_ = 0;
 };
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
+#include "ErrorHistory.h"
 #include "Events.h"
 #include "Files.h"
 #include "Histories.h"
@@ -62,7 +63,26 @@ class ScopePaths {
   std::vector<std::uint32_t> outer_;  // of each scope, the one around it that ends the outer part
 };
 
-void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error, Output& output) {
+void AppendParameters(std::string& text, const RaisedError& raised) {
+  for (const ErrorParameter& parameter : raised.parameters) {
+    text += "    with   " + parameter.name.Shown() + " = " + parameter.value.Shown() + '\n';
+  }
+  if (raised.leftOut > 0) {
+    text += "    with   ... " + std::to_string(raised.leftOut) + " more\n";
+  }
+}
+
+void WriteText(const Log& log, const RaisedError& raised, Output& output) {
+  std::string text = SecondsText(AddSaturated(log.start, raised.time)) + "  not in the dump  " +
+                     raised.code.Shown() + '\n';
+  AppendParameters(text, raised);
+  text += "    line " + std::to_string(raised.line) + ", object " + AddressText(raised.object) +
+          ", thread " + std::to_string(raised.threadId) + '\n';
+  output.Write(text);
+}
+
+void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
+               const RaisedError* raised, Output& output) {
   const Record& record = log.records[error.record];
   const bool dismissed = record.code == kDismissedError;
   std::string text = SecondsText(record.time) + "  " + std::string(EventName(record.code)) + "  " +
@@ -70,6 +90,9 @@ void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
   if (error.cause != kNone) {
     const Record& cause = log.records[error.cause];
     text += "    after  " + log.ErrorCode(cause) + " at " + SecondsText(cause.time) + '\n';
+  }
+  if (raised != nullptr) {
+    AppendParameters(text, *raised);
   }
   text += "    line " + std::to_string(record.value2) + ", object " + AddressText(record.object) +
           ", " + log.ThreadLabel(record.thread) + '\n';
@@ -88,7 +111,21 @@ void WriteText(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
   output.Write(text);
 }
 
-void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error, JsonWriter& json) {
+void WriteJson(const Log& log, const RaisedError& raised, JsonWriter& json) {
+  json.BeginObject()
+      .Member("timeUs", AddSaturated(log.start, raised.time))
+      .Member("class", raised.className.plain)
+      .Member("operation", raised.operation.plain)
+      .Member("code", raised.code.plain);
+  WriteParameters(raised, json);
+  json.Member("line", raised.line).Key("object");
+  json.Address(raised.object).Member("thread", raised.threadId).Key("inDump");
+  json.Bool(false).EndObject();
+  json.EndLine();
+}
+
+void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
+               const RaisedError* raised, JsonWriter& json) {
   const Record& record = log.records[error.record];
   json.BeginObject()
       .Member("timeUs", record.time)
@@ -100,6 +137,9 @@ void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
   }
   if (error.cause != kNone) {
     json.Member("after", log.ErrorCode(log.records[error.cause]));
+  }
+  if (raised != nullptr) {
+    WriteParameters(*raised, json);
   }
   json.Member("line", record.value2).Key("object");
   json.Address(record.object)
@@ -121,15 +161,35 @@ void WriteJson(const Log& log, const ScopePaths& paths, const ErrorEvent& error,
 
 }  // namespace
 
-void WriteErrors(const Log& log, bool json, Output& output) {
+void WriteParameters(const RaisedError& error, JsonWriter& json) {
+  json.Key("parameters").BeginObject();
+  bool isCut = error.leftOut > 0;
+  for (const auto& [name, value] : error.parameters) {
+    json.Member(name.plain, value.plain);
+    isCut = isCut || name.isCut || value.isCut;
+  }
+  json.EndObject();
+  if (isCut) {
+    json.Key("parametersCut").Bool(true);
+  }
+}
+
+void WriteErrors(const Log& log, const RaisedErrors& raised, bool json, Output& output) {
   const Scopes scopes = FindScopes(log);
   const ScopePaths paths(log, scopes);
   JsonWriter writer(output);
   for (const ErrorEvent& error : FindErrors(log)) {
     if (json) {
-      WriteJson(log, paths, error, writer);
+      WriteJson(log, paths, error, raised.Of(error.record), writer);
     } else {
-      WriteText(log, paths, error, output);
+      WriteText(log, paths, error, raised.Of(error.record), output);
+    }
+  }
+  for (const RaisedError& error : raised.WithoutRecord()) {
+    if (json) {
+      WriteJson(log, error, writer);
+    } else {
+      WriteText(log, error, output);
     }
   }
 }

@@ -2,6 +2,7 @@
 #include "Files.h"
 
 #include "Console.h"
+#include "DumpReader.h"
 #include "Progress.h"
 
 #include <cerrno>
@@ -50,12 +51,9 @@ std::uint64_t SizeOf(const std::string& name) {
   return unknown ? 0 : size;
 }
 
-}  // namespace
-
-Log ReadDump(const std::string& name, Damage& damage) {
+template <typename Reader>
+void ReadAll(const std::string& name, Reader& reader) {
   const FileHandle file = Open(name, false);
-  Log log;
-  DumpReader reader(log, damage);
   Progress progress(SizeOf(name));
   std::vector<char> block(kBlock);
   while (std::feof(file.get()) == 0) {
@@ -67,7 +65,27 @@ Log ReadDump(const std::string& name, Damage& damage) {
     progress.Advance(count);
   }
   reader.Finish();
+}
+
+}  // namespace
+
+Log ReadDump(const std::string& name, Damage& damage) {
+  Log log;
+  DumpReader reader(log, damage);
+  ReadAll(name, reader);
   return log;
+}
+
+ErrorHistory ReadErrors(const std::string& name, Damage& damage) {
+  ErrorHistory history;
+  ErrorHistoryReader reader(history, damage);
+  ReadAll(name, reader);
+  return history;
+}
+
+bool IsFile(const std::string& name) {
+  std::error_code unknown;
+  return std::filesystem::is_regular_file(PathOf(name), unknown);
 }
 
 Output::Output(const std::string& name) : fileName_(name), file_(Open(name, true)) {

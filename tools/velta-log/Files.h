@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "DumpReader.h"
+#include "Damage.h"
+#include "ErrorHistory.h"
 #include "Log.h"
 
 #include <cstdio>
@@ -25,6 +26,12 @@ using FileHandle = std::unique_ptr<std::FILE, void (*)(std::FILE*)>;
 ///
 /// @param name  a path in UTF-8, or "-" for standard input
 Log ReadDump(const std::string& name, Damage& damage);
+
+/// Reads an errors file; `name` as with a dump.
+ErrorHistory ReadErrors(const std::string& name, Damage& damage);
+
+/// @param name  a path in UTF-8
+[[nodiscard]] bool IsFile(const std::string& name);
 
 /// A command's result, written in large blocks.
 class Output {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
+#include "ErrorHistory.h"
 #include "Events.h"
 #include "JsonWriter.h"
 #include "Text.h"
@@ -8,7 +9,8 @@
 namespace Velta::Logging {
 namespace {
 
-void WriteRecord(JsonWriter& json, const Log& log, const Record& record) {
+void WriteRecord(JsonWriter& json, const Log& log, const Record& record,
+                 const RaisedError* raised) {
   json.BeginObject();
   // A viewer needs a date for its time axis, even if the dump has none.
   json.Member("wall", FormatWallClock(log.wallClock.value_or(0) + record.time))
@@ -19,6 +21,9 @@ void WriteRecord(JsonWriter& json, const Log& log, const Record& record) {
       .Member("operation", log.OperationName(record.operation));
   if (const std::string_view key = SubjectKey(record.code); !key.empty()) {
     json.Member(key, log.Name(record.subject));
+  }
+  if (raised != nullptr) {
+    WriteParameters(*raised, json);
   }
   json.Member("code", record.code)
       .Member("value1", record.value1)
@@ -36,10 +41,10 @@ void WriteRecord(JsonWriter& json, const Log& log, const Record& record) {
 
 }  // namespace
 
-void WriteJsonLines(const Log& log, Output& output) {
+void WriteJsonLines(const Log& log, const RaisedErrors& raised, Output& output) {
   JsonWriter json(output);
-  for (const Record& record : log.records) {
-    WriteRecord(json, log, record);
+  for (std::uint32_t i = 0; i < log.records.size(); ++i) {
+    WriteRecord(json, log, log.records[i], raised.Of(i));
   }
 }
 

@@ -65,6 +65,9 @@ struct Log {
   /// empty if the dump does not say. The time zone is not in the dump.
   std::optional<Micros> wallClock;
 
+  /// Time at which the log was made.
+  Micros start = 0;
+
   /// Times of the first and of the last event; both 0 for an empty log.
   [[nodiscard]] Micros Begin() const noexcept;
   [[nodiscard]] Micros End() const noexcept;

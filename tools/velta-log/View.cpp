@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Commands.h"
+#include "ErrorHistory.h"
 #include "Events.h"
 #include "Files.h"
 #include "Histories.h"
@@ -32,7 +33,8 @@ std::string EscapeHtml(std::string_view text) {
 /// number. That is a tenth of the dump and needs no work before the first paint.
 class ViewData {
  public:
-  ViewData(const Log& log, Output& output) : log_(log), scopes_(FindScopes(log)), json_(output) {}
+  ViewData(const Log& log, const RaisedErrors& raised, Output& output)
+      : log_(log), raised_(raised), scopes_(FindScopes(log)), json_(output) {}
 
   void Write() {
     json_.BeginObject();
@@ -151,7 +153,8 @@ class ViewData {
     json_.EndObject();
   }
 
-  /// Each error's thread, its mark there, and the mark of what it came after, or -1.
+  /// Each error's thread, its mark there, the mark of what it came after, or -1, and its
+  /// parameters where they are known.
   void WriteErrorPlaces() {
     json_.Key("errors").BeginArray();
     for (const ErrorEvent& error : FindErrors(log_)) {
@@ -162,6 +165,13 @@ class ViewData {
         json_.Number(-1);
       } else {
         json_.Number(markOfRecord_.at(error.cause));
+      }
+      if (const RaisedError* const raised = raised_.Of(error.record)) {
+        json_.BeginArray();
+        for (const ErrorParameter& parameter : raised->parameters) {
+          json_.String(parameter.name.Shown()).String(parameter.value.Shown());
+        }
+        json_.EndArray();
       }
       json_.EndArray();
     }
@@ -194,6 +204,7 @@ class ViewData {
   }
 
   const Log& log_;
+  const RaisedErrors& raised_;
   Scopes scopes_;
   JsonWriter json_;
   std::unordered_map<std::uint64_t, std::uint32_t> objectNumbers_;
@@ -206,7 +217,7 @@ class ViewData {
 
 }  // namespace
 
-void WriteView(const Log& log, std::string_view title, Output& output) {
+void WriteView(const Log& log, const RaisedErrors& raised, std::string_view title, Output& output) {
   std::string_view page = ViewPage();
   const auto writeUntil = [&](std::string_view marker) {
     const std::size_t place = page.find(marker);
@@ -219,7 +230,7 @@ void WriteView(const Log& log, std::string_view title, Output& output) {
   writeUntil("@TITLE@");
   output.Write(shownTitle);
   writeUntil("@DATA@");
-  ViewData(log, output).Write();
+  ViewData(log, raised, output).Write();
   output.Write(page);
 }
 

@@ -25,7 +25,8 @@ class Tool {
   Tool() {
     app_.require_subcommand(1);
     app_.footer(
-        "FILE is a dump, or - for standard input.\n"
+        "FILE is a dump, or - for standard input. FILE.errors, where it is there, holds the\n"
+        "errors with their parameters.\n"
         "Exit code: 0 fine, 1 the input is damaged (the result holds what could be read),\n"
         "2 bad arguments, or a file that cannot be read or written.");
     CLI::App* const summary =
@@ -34,12 +35,16 @@ class Tool {
     summary->add_flag("--json", summaryOptions_.json, "Print one JSON object; all rows");
     summary->add_option("--rows", summaryOptions_.rows, "Rows of each table; default 20");
     Add("trace", "The trace event format that Perfetto and chrome://tracing read", WriteTrace);
-    Add("view", "A page that shows the log in a browser",
-        [this](const Log& log, Output& to) { WriteView(log, Title(), to); });
-    Add("errors", "The errors, one by one, with the scopes around them",
-        [this](const Log& log, Output& to) { WriteErrors(log, errorsAsJson_, to); })
+    AddWithErrors("view", "A page that shows the log in a browser",
+                  [this](const Log& log, const RaisedErrors& raised, Output& to) {
+                    WriteView(log, raised, Title(), to);
+                  });
+    AddWithErrors("errors", "The errors, one by one, with parameters and the scopes around them",
+                  [this](const Log& log, const RaisedErrors& raised, Output& to) {
+                    WriteErrors(log, raised, errorsAsJson_, to);
+                  })
         ->add_flag("--json", errorsAsJson_, "Print JSON, one object a line");
-    Add("jsonl", "Every record as JSON, one object a line", WriteJsonLines);
+    AddWithErrors("jsonl", "Every record as JSON, one object a line", WriteJsonLines);
     AddDiff();
   }
 
@@ -72,6 +77,16 @@ class Tool {
     return command;
   }
 
+  template <typename Write>
+  CLI::App* AddWithErrors(const std::string& name, const std::string& text, Write write) {
+    CLI::App* const command = Add(name, text, [this, write](const Log& log, Output& to) {
+      write(log, RaisedErrors(log, ReadErrorsOf(log)), to);
+    });
+    command->add_option("--errors", errorsInput_,
+                        "The errors file of the dump; default: FILE.errors, if it is there");
+    return command;
+  }
+
   void AddDiff() {
     CLI::App* const command =
         app_.add_subcommand("diff", "What one run does that another does not");
@@ -94,6 +109,29 @@ class Tool {
   Log Read(const std::string& name) {
     Damage damage;
     Log log = ReadDump(name, damage);
+    Tell(name, damage);
+    return log;
+  }
+
+  ErrorHistory ReadErrorsOf(const Log& log) {
+    std::string name = errorsInput_;
+    if (name.empty()) {
+      name = input_ + ".errors";
+      if (input_ == "-" || !IsFile(name)) {
+        return {};
+      }
+    }
+    Damage damage;
+    ErrorHistory history = ReadErrors(name, damage);
+    if (damage.count == 0 && !AreOfOneRun(log, history)) {
+      damage.Report(2, "errors of another run than the dump's");
+      history = {};
+    }
+    Tell(name, damage);
+    return history;
+  }
+
+  void Tell(const std::string& name, const Damage& damage) {
     const std::string shown = name == "-" ? "standard input" : name;
     for (const Damage::Place& place : damage.places) {
       std::fprintf(stderr, "velta-log: %s:%llu: %.*s\n", shown.c_str(),
@@ -105,7 +143,6 @@ class Tool {
                    static_cast<unsigned long long>(damage.count - damage.places.size()));
     }
     damaged_ = damaged_ || damage.count > 0;
-    return log;
   }
 
   [[nodiscard]] std::string Title() const {
@@ -119,6 +156,7 @@ class Tool {
   CLI::App app_{"Reads dumps of the event log.", "velta-log"};
   std::string input_ = "-";
   std::string secondInput_;
+  std::string errorsInput_;
   std::string outputName_ = "-";
   SummaryOptions summaryOptions_;
   bool errorsAsJson_ = false;

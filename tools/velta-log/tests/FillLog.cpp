@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Fills the library's log with the work of several threads and dumps it: what the tool is tested
-// and measured with.
+// Fills the library's log with the work of several threads and dumps it, with its errors beside it:
+// what the tool is tested and measured with.
 //
 //   velta_log_fill FILE RECORDS THREADS
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MErrorHistory.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
 
@@ -42,7 +43,8 @@ class Part {
     const MFlowScope scope = point.At(this).OpenScope(number_, 0);
     point.At(this).LogTimingPoint(number_, Checksum());
     if (number_ % 50 == 49) {
-      point.At(this).Raise(L"TooLarge");
+      point.At(this).Raise(L"TooLarge",
+                           {{L"file", L"C:\\parts\n\u00fc.xml"}, {L"number", number_}});
     }
   }
 
@@ -138,6 +140,9 @@ int main(int count, char** values) {
     thread.join();
   }
 
+  if (!MErrorHistory::DumpToFile(std::string(values[1]) + ".errors")) {
+    return 1;
+  }
   std::ofstream file(std::filesystem::path(values[1]), std::ios::binary);
   MFlowLogger::Instance()->Dump(file);
   file.close();

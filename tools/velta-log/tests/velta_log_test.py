@@ -165,6 +165,90 @@ class VeltaLogTest(unittest.TestCase):
         text = tool("errors", "whole.log")[1].decode()
         self.assertEqual(text.count("  Root_error  Part<int>.Measure:TooLarge\n"), 6)
 
+    def test_errors_have_their_parameters(self):
+        wanted = {"file": "C:\\parts\n\u00fc.xml", "number": "49"}
+        for command in (("errors", "--json"), ("jsonl",)):
+            code, output, errors = tool(*command, "whole.log")
+            self.assertEqual((code, errors), (0, ""))
+            found = [json.loads(line) for line in output.splitlines()]
+            self.assertEqual({line["event"] for line in found if "parameters" in line}, {"Root_error"})
+            self.assertEqual(sorted(line["parameters"]["number"] for line in found if "parameters" in line),
+                             ["49"] * 3 + ["99"] * 3)
+            self.assertIn(wanted, [line.get("parameters") for line in found])
+        self.assertIn("    with   file = C:\\parts%{a}\u00fc.xml\n    with   number = 49\n    line ",
+                      tool("errors", "whole.log")[1].decode())
+        self.assertIn('["file","C:\\u005cparts%{a}\u00fc.xml","number","49"]',
+                      tool("view", "whole.log")[1].decode())
+        # Named, and without a name beside it; for a dump that lost what is before the first error.
+        lost = self.header + b"".join(self.records[len(self.records) // 2:])
+        output = tool("errors", "--json", "--errors", "whole.log.errors", stdin=lost)[1]
+        found = [json.loads(line) for line in output.splitlines()]
+        self.assertEqual(sum("parameters" in line for line in found), 6)
+        for error in found:
+            if error.get("inDump") is False:
+                self.assertEqual((error["code"], error["line"] > 0), ("Part<int>.Measure:TooLarge", True))
+
+    def test_errors_of_one_moment_are_told_apart_by_the_numbers_of_their_records(self):
+        error = ("error {0}\nrecord {1} -105 0 1 2\ntime 5000000\nthread 7\nline 0\n"
+                 "object 0000000000000001\nclass C\noperation A\ncode {2}\nparameter n\nvalue {0}\n")
+
+        def told(records, errors, dump_records=None):
+            header = b"%% Reference time: 0.000000 is wrong.\n%%\n"
+            Path(FOLDER.name, "moment.errors").write_text(
+                "velta-errors 1\nmade 0\nfrequency 1000000\nstart 0\n" +
+                "".join(error.format(i, record, code) for i, (record, code) in enumerate(errors)) +
+                f"end {len(errors)} of 9\n", newline="\n")
+            output = tool("errors", "--json", "--errors", "moment.errors", stdin=header + records)
+            self.assertEqual((output[0], output[2]), (0, ""))
+            return [line.get("parameters", {}).get("n") for line in map(json.loads, output[1].splitlines())]
+
+        late = made(5, -105, "A")
+        other = made(5, -7, "B", 1)
+        right = "C.A:Late"
+        # The ring has gone round: the numbers are ahead of the places.
+        self.assertEqual(told(other + late + late + late, [(2**31 - 1, right), (1, right)]),
+                         ["0", None, "1"])
+        self.assertEqual(told(late, [(4, right), (4, right)]), ["1"])  # what came later knows more
+        self.assertEqual(told(late, [(4, "C.A:Other")]), [None, "0"])
+        self.assertEqual(told(made(5.1, -105, "A"), [(4, right)]), [None, "0"])
+
+    def test_damaged_errors_cost_no_more_than_the_error_they_hit(self):
+        whole = (Path(FOLDER.name) / "whole.log.errors").read_bytes()
+        first, second = whole.index(b"error 1\n"), whole.index(b"error 2\n")
+
+        def replaced(old, new):
+            return whole[:first] + whole[first:second].replace(old, new, 1) + whole[second:]
+
+        stands, unknown = "not the line of an error that must stand here", "no errors of a version"
+        cases = [
+            (replaced(b"\nthread ", b"\nfred "), 5, stands),
+            (replaced(b"\nvalue ", b"\nvalue \xff"), 5, stands),
+            (replaced(b"\nvalue ", b"\nvalue \x1b"), 5, stands),
+            (replaced(b"\nvalue ", b"\nvalue %{110000}"), 5, stands),
+            (replaced(b"\ntime ", b"\ntime 99999999999999999999"), 5, stands),
+            (replaced(b"\ntime ", b"\n"), 5, stands),
+            (replaced(b"\nobject 0", b"\nobject "), 5, stands),
+            (replaced(b"\nvalue ", b"\nvalue " + b"x" * 20000), 5, "a line longer than any"),
+            (whole[:first], 1, "the errors end without an end"),
+            (whole[:first - 1], 0, "the errors end without an end"),
+            (whole[:first] + whole[second:], 5, "not as many errors as the end says"),
+            (whole + b"x\n", 6, "something after the end"),
+            (whole.replace(b"errors 1", b"errors 2", 1), 0, unknown),
+            (whole.replace(b"frequency ", b"frequency -", 1), 0, unknown),
+            (self.dump, 0, unknown), (b"\0" * 40000, 0, "a line longer than any"),
+            (b"", 0, "the errors end without an end"),
+            (re.sub(rb"made (\d+)", lambda m: b"made %d" % (int(m[1]) + 1), whole), 0, "errors of another run"),
+        ]
+        for content, known, problem in cases:
+            Path(FOLDER.name, "hit.errors").write_bytes(content)
+            code, output, errors = tool("errors", "--errors", "hit.errors", stdin=self.dump)
+            self.assertEqual((code, output.count(b"with   number")), (1, known), problem)
+            self.assertRegex(errors, rf"^velta-log: hit.errors:\d+: {problem}")
+        self.assertEqual(tool("errors", "--errors", "missing", stdin=self.dump)[0], 2)
+        Path(FOLDER.name, "hit.errors").write_bytes(whole.replace(b"\n", b"\r\n"))
+        self.assertEqual(tool("errors", "--errors", "hit.errors", stdin=self.dump),
+                         tool("errors", "whole.log"))
+
     def test_recursion_in_which_each_step_fails_costs_no_square(self):
         depth = 20000
         dump = self.header + b"".join(made(0, -7, "Step", i) for i in range(depth)) + b"".join(

@@ -116,7 +116,8 @@ class ViewTest(unittest.TestCase):
                          ["Selection", "Errors 12", "Operations 6", "Classes 2", "Threads 3", "States 3"])
         for tab, expected in (("operations", "Station.Work"), ("classes", "Part<int>"),
                               ("threads", "Line 2"), ("states", "Working at half-past \u00fc"),
-                              ("errors", "Part<int>.Measure:TooLarge")):
+                              ("errors", "Part<int>.Measure:TooLarge"),
+                              ("errors", "file = C:\\parts%{a}\u00fc.xml, number = 49")):
             self.find(f"tab-{tab}").click()
             self.assertIn(expected, self.find("body").text)
 
@@ -170,7 +171,8 @@ class ViewTest(unittest.TestCase):
             self.assertIn("Line 2", self.find("body").text)
         # The first error is always a root error; what comes next depends on the threads.
         self.open(address="#zoom=100,900&error=1&tab=selection")
-        self.assertIn("Part<int>.Measure:TooLarge", self.find("body").text)
+        for part in ("Part<int>.Measure:TooLarge", "C:\\parts%{a}\u00fc.xml"):
+            self.assertIn(part, self.find("body").text)
 
     def test_tells_every_error_of_a_full_log_as_the_tool_does(self):
         for page in ("full", "moment"):

@@ -8,6 +8,8 @@ function sums(differences) {
   return values;
 }
 
+const pairs = (list) => list.flatMap((name, i) => (i % 2 ? [] : [[name, list[i + 1]]]));
+
 class Thread {
   constructor(data, index, log) {
     this.index = index;
@@ -19,6 +21,7 @@ class Thread {
     this.scopes.depth.forEach((depth, i) => (this.rows[depth] ??= []).push(i));
     this.errors = [];
     this.causes = new Map();  // of a dismissed error, the one before it
+    this.parameters = new Map();  // of an error, [name, value] of each parameter
     this.marks.code.forEach((code, i) => { if (log.isError(code)) this.errors.push(i); });
   }
 
@@ -55,8 +58,9 @@ class Log {
       ...entry, name: `${entry.class}.${entry.operation}`, hue: hues.get(entry.class) }));
     this.threads = data.threads.map((thread, index) => new Thread(thread, index, this));
     this.errors = data.errors.map(([thread, mark, cause]) => ({ thread, mark, cause }));
-    for (const { thread, mark, cause } of this.errors) {
+    for (const [thread, mark, cause, parameters] of data.errors) {
       if (cause >= 0) this.threads[thread].causes.set(mark, cause);
+      if (parameters) this.threads[thread].parameters.set(mark, pairs(parameters));
     }
   }
 

@@ -68,6 +68,7 @@ function describe({ thread, scope, mark }) {
       ["thread", thread.label], ["object", log.objectText(marks.object[mark])],
       log.isError(code) ? ["line", String(marks.value2[mark])]
         : ["values", `${marks.value1[mark]}, ${marks.value2[mark]}`],
+      ...thread.parameters.get(mark) ?? [],
       ...(cause === undefined ? [] : [["after", log.markName(marks, cause)]]),
       ...inside(thread, marks.scope[mark]),
     ]];

@@ -88,6 +88,8 @@ function errorTable(log, activate) {
     { title: "line", number: (row) => marks(row).value2[row.mark],
       text: (row) => marks(row).value2[row.mark] },
     { title: "thread", text: (row) => log.threads[row.thread].label },
+    { title: "with", text: (row) => (log.threads[row.thread].parameters.get(row.mark) ?? [])
+      .map(([name, value]) => `${name} = ${value}`).join(", ") },
     { title: "after", wide: true,
       text: (row) => (row.cause < 0 ? "" : log.markName(marks(row), row.cause)) },
   ], log.errors, { activate });

@@ -12,8 +12,9 @@
 namespace Velta::Logging {
 namespace {
 
-/// A sequence of UTF-8 that must not stand in a line as it is: it would break the line, or is half
-/// of a surrogate pair and so no UTF-8 at all.
+/// A sequence of UTF-8 that must not stand in a line as it is: it would break the line, looks like
+/// an escape, or is half of a surrogate pair and so no UTF-8 at all. Not the backslash: file names
+/// are what one looks for.
 struct Escaped {
   std::uint32_t character;
   std::size_t length;  // 0: nothing to escape
@@ -23,7 +24,7 @@ Escaped EscapedAt(std::string_view text) noexcept {
   const auto byte = [text](std::size_t at) -> std::uint32_t {
     return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
   };
-  if (byte(0) < 0x20 || byte(0) == 0x7F || byte(0) == '\\') {
+  if (byte(0) < 0x20 || byte(0) == 0x7F || text.starts_with("%{")) {
     return {byte(0), 1};
   }
   if (byte(0) == 0xC2 && byte(1) < 0xA0) {  // C1 controls
@@ -86,7 +87,7 @@ class LineWriter {
       Text(rest.substr(0, at));
       rest.remove_prefix((std::min)(at + escaped.length, rest.size()));
       at = 0;
-      Escape(escaped.character);
+      Text("%{").Number(escaped.character, 16).Text("}");
     }
     Text(rest).Text("\n");
   }
@@ -101,25 +102,6 @@ class LineWriter {
   [[nodiscard]] bool HasFailed() const noexcept { return hasFailed_; }
 
  private:
-  void Escape(std::uint32_t character) {
-    switch (character) {
-      case '\\':
-        Text("\\\\");
-        break;
-      case '\n':
-        Text("\\n");
-        break;
-      case '\r':
-        Text("\\r");
-        break;
-      case '\t':
-        Text("\\t");
-        break;
-      default:
-        Text("\\u{").Number(character, 16).Text("}");
-    }
-  }
-
   void Empty() {
     const auto length = static_cast<std::streamsize>(length_);
     length_ = 0;
@@ -168,8 +150,10 @@ bool Write(const ErrorRing& ring, std::ostream& stream) {
     return false;
   }
   LineWriter lines(stream);
-  lines.Text("velta-errors 1\nfrequency ").Number(ring.Frequency());
-  lines.Text("\nstart ").Number(ring.StartCounter()).Text("\n");
+  const ErrorClock clock = ring.Clock();
+  lines.Text("velta-errors 1\nmade ").Number(clock.startMs);
+  lines.Text("\nfrequency ").Number(clock.frequency);
+  lines.Text("\nstart ").Number(clock.startCounter).Text("\n");
   const std::uint64_t next = ring.Next();
   std::uint32_t count = 0;
   KeptError error;

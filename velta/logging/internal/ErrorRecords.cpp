@@ -67,7 +67,9 @@ ErrorFacts ErrorRecords::WithoutRecord(const void* object, std::int32_t line) no
 
 void ErrorRecords::SetClockOf(ErrorRing& ring) noexcept {
   if (const KLogger* const log = KLogger::Instance()) {
-    ring.SetClock(log->startCounter, log->frequency);
+    ring.SetClock({.startCounter = log->startCounter,
+                   .frequency = log->frequency,
+                   .startMs = log->startWallClock.time * 1000 + log->startWallClock.millitm});
   }
 }
 

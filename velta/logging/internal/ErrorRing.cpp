@@ -33,16 +33,13 @@ std::uint64_t Join(std::uint32_t low, std::uint32_t high) noexcept {
   return low | static_cast<std::uint64_t>(high) << 32U;
 }
 
-constexpr bool IsHighSurrogate(char32_t unit) noexcept { return unit >= 0xD800 && unit <= 0xDBFF; }
-constexpr bool IsLowSurrogate(char32_t unit) noexcept { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
 /// Takes the first character off the text. Half of a surrogate pair stays what it is.
 char32_t TakeCharacter(std::wstring_view& text) noexcept {
   auto character = static_cast<char32_t>(text.front());
   text.remove_prefix(1);
   if constexpr (sizeof(wchar_t) == 2) {
     const auto next = static_cast<char32_t>(text.empty() ? 0 : text.front());
-    if (IsHighSurrogate(character) && IsLowSurrogate(next)) {
+    if (character >= 0xD800 && character <= 0xDBFF && next >= 0xDC00 && next <= 0xDFFF) {
       text.remove_prefix(1);
       character = 0x10000 + ((character - 0xD800) << 10U) + (next - 0xDC00);
     }
@@ -153,9 +150,16 @@ std::optional<KeptText> KeptError::NextText() noexcept {
 
 ErrorRing& ErrorRing::Instance() noexcept { return processRing; }
 
-void ErrorRing::SetClock(std::int64_t startCounter, std::int64_t frequency) noexcept {
-  head_.startCounter.store(startCounter, std::memory_order_relaxed);
-  head_.frequency.store(frequency, std::memory_order_relaxed);
+void ErrorRing::SetClock(const ErrorClock& clock) noexcept {
+  head_.startCounter.store(clock.startCounter, std::memory_order_relaxed);
+  head_.frequency.store(clock.frequency, std::memory_order_relaxed);
+  head_.startMs.store(clock.startMs, std::memory_order_relaxed);
+}
+
+ErrorClock ErrorRing::Clock() const noexcept {
+  return {.startCounter = head_.startCounter.load(std::memory_order_relaxed),
+          .frequency = head_.frequency.load(std::memory_order_relaxed),
+          .startMs = head_.startMs.load(std::memory_order_relaxed)};
 }
 
 void ErrorRing::Keep(const ErrorFacts& facts, const ErrorTexts& texts) noexcept {

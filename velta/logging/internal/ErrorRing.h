@@ -85,6 +85,13 @@ class KeptError {
   std::size_t textRead_ = 0;
 };
 
+/// How the errors' counter values are to be read.
+struct ErrorClock {
+  std::int64_t startCounter;  ///< counter value when the log was made, in ticks
+  std::int64_t frequency;     ///< ticks per second
+  std::int64_t startMs;       ///< the same moment as wall-clock time, in milliseconds since 1970
+};
+
 struct ErrorRingHead {
   char magic[8];                           ///< "VeltaErr"
   std::uint32_t version;                   ///< of the layout: 1
@@ -94,6 +101,7 @@ struct ErrorRingHead {
   std::atomic<std::uint64_t> kept;         ///< errors so far; the next one's number
   std::atomic<std::int64_t> startCounter;  ///< counter value when the log was made, in ticks
   std::atomic<std::int64_t> frequency;     ///< ticks per second; 0 before the first error
+  std::atomic<std::int64_t> startMs;       ///< the same moment, in milliseconds since 1970
   ErrorSlot* slots;
 };
 
@@ -113,6 +121,7 @@ class ErrorRing {
               .kept = 0,
               .startCounter = 0,
               .frequency = 0,
+              .startMs = 0,
               .slots = slots.data()} {}
   ErrorRing(const ErrorRing&) = delete;
   ErrorRing& operator=(const ErrorRing&) = delete;
@@ -124,11 +133,9 @@ class ErrorRing {
   /// round, still writes that slot.
   void Keep(const ErrorFacts& facts, const ErrorTexts& texts) noexcept;
 
-  /// How the counter values of the errors are to be read; the last call holds.
-  void SetClock(std::int64_t startCounter, std::int64_t frequency) noexcept;
-
-  [[nodiscard]] std::int64_t StartCounter() const noexcept { return head_.startCounter.load(); }
-  [[nodiscard]] std::int64_t Frequency() const noexcept { return head_.frequency.load(); }
+  /// Never changes within a process: the log has one beginning.
+  void SetClock(const ErrorClock& clock) noexcept;
+  [[nodiscard]] ErrorClock Clock() const noexcept;
 
   /// The number that the next error gets.
   [[nodiscard]] std::uint64_t Next() const noexcept {
