@@ -2,10 +2,12 @@
 #include "CrashReporter.h"
 
 #include "velta/logging/ClassNameRegistration.h"
+#include "velta/logging/MErrorHistory.h"
 #include "velta/logging/MFlowLogger.h"
 
 #include <chrono>
 #include <cstdio>
+#include <ios>
 #include <utility>
 
 namespace {
@@ -15,10 +17,17 @@ constexpr std::chrono::seconds kPatience{5};
 const wchar_t ClassName[] = L"CrashReporter";
 const Velta::Logging::ClassNameRegistration registration(ClassName);
 
+std::filesystem::path ErrorsFileOf(std::filesystem::path logFile) {
+  logFile += ".errors";
+  return logFile;
+}
+
 }  // namespace
 
 CrashReporter::CrashReporter(std::filesystem::path logFile)
-    : logFile_(std::move(logFile)), crashPoint_(ClassName, L"OnUnhandledException") {
+    : logFile_(std::move(logFile)),
+      errorsFile_(ErrorsFileOf(logFile_)),
+      crashPoint_(ClassName, L"OnUnhandledException") {
   static MFlowPoint point(ClassName, ClassName);
   point.At(this).LogConstruction();
   thread_ = std::thread([this] { Report(); });
@@ -51,6 +60,11 @@ void CrashReporter::Report() {
     logger->Dump(stream_);
     stream_.flush();
     std::fputs("crash: the event log has been written\n", stderr);
+    std::fflush(stderr);
+  }
+  errorsStream_.open(errorsFile_, std::ios_base::out | std::ios_base::binary);
+  if (errorsStream_.is_open() && MErrorHistory::Dump(errorsStream_)) {
+    std::fputs("crash: the last errors have been written\n", stderr);
     std::fflush(stderr);
   }
   written_.release();

@@ -11,7 +11,7 @@
 #include <semaphore>
 #include <thread>
 
-/// Writes the event log to a file when the process crashes.
+/// Writes the event log and the last errors to files when the process crashes.
 ///
 /// A thread made beforehand writes it: a failed thread may have hardly any stack left and may hold
 /// any lock. Threads that fail wait for the report, but a few seconds at most: it may need a lock
@@ -20,6 +20,7 @@
 /// Make it with `new`, in `main`, and leave it: static destructors may crash as well.
 class CrashReporter final : public ICrashHandler {
  public:
+  /// @param logFile  for the log; the errors go beside it, with ".errors" after the name
   explicit CrashReporter(std::filesystem::path logFile);
   CrashReporter(const CrashReporter&) = delete;
   CrashReporter& operator=(const CrashReporter&) = delete;
@@ -32,7 +33,9 @@ class CrashReporter final : public ICrashHandler {
   void Report();
 
   const std::filesystem::path logFile_;
+  const std::filesystem::path errorsFile_;
   std::ofstream stream_;  // made here: making a process's first stream takes a lock
+  std::ofstream errorsStream_;
   MFlowPoint crashPoint_;
   std::atomic<std::uintptr_t> code_{0};  // 0: there is nothing to report
   std::binary_semaphore wanted_{0};

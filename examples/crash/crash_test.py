@@ -20,6 +20,9 @@ class Crashes(unittest.TestCase):
             log = Path(folder, "crash.log")
             place = f"Z:{log}" if ON_WINDOWS else str(log)
             run = subprocess.run(COMMAND + [kind, place], capture_output=True, text=True, timeout=60)
+            if log.exists():
+                errors = Path(folder, "crash.log.errors").read_text()
+                self.assertIn("\ncode Crash.Execute:NoPlan\nparameter file\nvalue plan.xml\nend 1 of 1\n", errors)
             return run, log.read_text() if log.exists() else None
 
     def check(self, kind, windows_codes, signal_number):

@@ -3,6 +3,8 @@
 #include "CrashFilter.h"
 #include "CrashReporter.h"
 #include "velta/commands/MCommandProcessor.h"
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
 #include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 
@@ -11,6 +13,7 @@
 #include <latch>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <thread>
 
@@ -70,6 +73,11 @@ class Crash : public MCommandSynchronous {
   void Execute() override {
     static MFlowPoint point(ClassName, L"Execute");
     const MFlowScope scope = point.At(this).OpenScope();
+    try {
+      point.At(this).Raise(L"NoPlan", L"file", std::string("plan.xml"));
+    } catch (const MException& exception) {
+      point.At(this).LogDismissedError(exception);
+    }
     if (kind_ == "read") {
       ReadNowhere();
     }

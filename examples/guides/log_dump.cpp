@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Logs one event of every kind and dumps them.
+// Logs one event of every kind and dumps them; with an argument, the errors instead.
 
 #include "velta/errors/MException.h"
 #include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MErrorHistory.h"
 #include "velta/logging/MFlowEventKind.h"
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
@@ -78,7 +79,7 @@ void LogOthers(MFlowLogger& logger, const Valve& valve) {
 
 }  // namespace
 
-int main() {
+int main(int count, char** /*arguments*/) {
   MFlowLogger* const logger = MFlowLogger::Instance();
   MDiagnosticsRegistry* const registry = MDiagnosticsRegistry::Instance();
   if (logger == nullptr || registry == nullptr) {
@@ -92,6 +93,9 @@ int main() {
     valve.Turn(180);
     valve.TryToTurn(220);
     LogOthers(*logger, valve);
+  }
+  if (count > 1) {
+    return MErrorHistory::Dump(std::cout) ? 0 : 1;
   }
   logger->Dump(std::cout);
 }

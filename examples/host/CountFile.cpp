@@ -34,9 +34,8 @@ void CountFile::Execute() {
   try {
     TranslateExceptions(point.At(this), [this] { Count(); });
   } catch (const MException& cause) {
-    MError error = point.At(this).MakeCascadeError(L"FileNotCounted");
-    error.AddParameter(L"file", ToText(result_.path));
-    ThrowCausedBy(cause, error);
+    ThrowCausedBy(cause, point.At(this).MakeCascadeError(L"FileNotCounted",
+                                                         {{L"file", ToText(result_.path)}}));
   }
 }
 

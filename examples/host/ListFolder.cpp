@@ -62,9 +62,8 @@ void ListFolder::Execute() {
   try {
     TranslateExceptions(point.At(this), [this] { Read(); });
   } catch (const MException& cause) {
-    MError error = point.At(this).MakeCascadeError(L"FolderNotListed");
-    error.AddParameter(L"folder", ToText(folder_));
-    ThrowCausedBy(cause, error);
+    ThrowCausedBy(
+        cause, point.At(this).MakeCascadeError(L"FolderNotListed", {{L"folder", ToText(folder_)}}));
   }
 }
 

@@ -83,7 +83,7 @@ std::string UsageText() {
          std::to_string(Settings().threads) +
          "\n"
          "  --quiet          print failures only; --no-quiet takes that back\n"
-         "  --log FILE       write the event log of the run to FILE\n"
+         "  --log FILE       write the event log of the run to FILE, its errors to FILE.errors\n"
          "  --settings FILE  remember --threads, --quiet and the results in the XML file FILE\n"
          "  --registry       remember them in the registry\n"
          "What a run remembers, the next one uses and shows. An option that is given counts more,\n"

@@ -12,7 +12,7 @@ namespace host {
 /// What became of the two dumps of the event log.
 struct LogReport {
   std::string file;        ///< for display; empty when none was asked for
-  bool debugDump = false;  ///< whether the framework's debug dump was written
+  bool debugDump = false;  ///< whether the framework's debug dump was written, with errors
 };
 
 /// Numbers as the user writes them, or as the C locale does when the user's own is not known here.

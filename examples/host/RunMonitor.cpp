@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "RunMonitor.h"
 
+#include "velta/logging/MErrorHistory.h"
 #include "velta/logging/MFlowLogger.h"
 
 #include <cstdio>
@@ -37,6 +38,7 @@ void RunMonitor::OnUnhandledException(std::uintptr_t /*argument*/) {
   if (MFlowLogger* const logger = MFlowLogger::Instance()) {
     static_cast<void>(logger->DumpToFile());
   }
+  static_cast<void>(MErrorHistory::DumpToFile());
 }
 
 }  // namespace host

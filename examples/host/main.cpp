@@ -10,6 +10,7 @@
 #include "RunMonitor.h"
 #include "Text.h"
 #include "velta/logging/MDiagnosticsRegistry.h"
+#include "velta/logging/MErrorHistory.h"
 #include "velta/logging/MFlowLogger.h"
 
 #include <cerrno>
@@ -46,6 +47,11 @@ bool OpenLog(std::ofstream& log, const std::filesystem::path& path, Console& con
   return false;
 }
 
+bool WriteErrors(std::filesystem::path log) {
+  log += ".errors";  // the name under which velta-log finds them
+  return MErrorHistory::DumpToFile(log);
+}
+
 int Count(const Options& options, Console& console) {
   // Asked for before the work is done, so that a bad name does not waste it.
   std::ofstream log;
@@ -71,12 +77,12 @@ int Count(const Options& options, Console& console) {
   // The debug dump has what was logged since the job's own dump, or the whole run without one.
   LogReport logReport;
   if (MFlowLogger* const logger = MFlowLogger::Instance()) {
-    logReport.debugDump = logger->DumpToFile();
+    logReport.debugDump = logger->DumpToFile() && MErrorHistory::DumpToFile();
   }
   bool complete = true;
   if (log.is_open()) {
     log.close();
-    complete = !log.fail();
+    complete = !log.fail() && WriteErrors(options.logFile);
     logReport.file = DisplayName(options.logFile);
   }
 

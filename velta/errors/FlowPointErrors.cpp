@@ -42,6 +42,12 @@ MString BuildCode(const wchar_t* className, const wchar_t* operationName,
   return code;
 }
 
+void AddAll(MError* error, std::initializer_list<MErrorParameter> parameters) {
+  for (const MErrorParameter& parameter : parameters) {
+    error->AddParameter(parameter);
+  }
+}
+
 [[noreturn]] void ThrowCopy(const MError& error) { throw MException(error); }
 
 }  // namespace
@@ -55,9 +61,7 @@ MError MFlowPoint::MakeRootError(const wchar_t* errorName,
                                  std::initializer_list<MErrorParameter> parameters) {
   const std::uint32_t firstRecord = ErrorRecords::Next();
   MError error = MakeRootError(errorName);
-  for (const MErrorParameter& parameter : parameters) {
-    error.AddParameter(parameter);
-  }
+  AddAll(&error, parameters);
   Keep(error, firstRecord);
   return error;
 }
@@ -65,6 +69,15 @@ MError MFlowPoint::MakeRootError(const wchar_t* errorName,
 MError MFlowPoint::MakeCascadeError(const wchar_t* errorName) {
   ReportError(MFlowEventKind::CascadeError, errorName);
   return MError(BuildCode(className, operationName, errorName));
+}
+
+MError MFlowPoint::MakeCascadeError(const wchar_t* errorName,
+                                    std::initializer_list<MErrorParameter> parameters) {
+  const std::uint32_t firstRecord = ErrorRecords::Next();
+  MError error = MakeCascadeError(errorName);
+  AddAll(&error, parameters);
+  Keep(error, firstRecord);
+  return error;
 }
 
 void MFlowPoint::Keep(const MError& error, std::optional<std::uint32_t> firstRecord) noexcept {

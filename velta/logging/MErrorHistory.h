@@ -15,9 +15,10 @@
 /// in the log only.
 ///
 /// Texts are kept in UTF-8, up to 968 bytes for all of an error; what is longer is cut and says so.
-/// An error is kept when `MFlowPoint::Raise`, `RaiseFromException` or `MakeRootError` are given
-/// parameters, and when `MFlowPoint::Throw` throws one that has some; one that is thrown again
-/// without a new record stands there as one without a record.
+/// An error is kept when an operation of `MFlowPoint` that makes or raises it is given parameters,
+/// and when `MFlowPoint::Throw` throws one that has got some since. Parameters that are added to
+/// an error which goes into an `MException` by hand are not seen here: give them when it is made.
+/// One that is thrown again without a new record stands there as one without a record.
 ///
 /// The text, with all that is escaped in it: docs/formats/errors.md. It begins and ends with lines
 /// of its own, so that one that was cut off shows.

@@ -105,6 +105,8 @@ class MFlowPoint {
 
   /// The same for an exception of the runtime that is being converted: logged as a cascade error.
   [[nodiscard]] VELTA_API MError MakeCascadeError(const wchar_t* errorName);
+  [[nodiscard]] VELTA_API MError
+  MakeCascadeError(const wchar_t* errorName, std::initializer_list<MErrorParameter> parameters);
 
   /// Throws an `MException` that holds a copy of the error. Logs nothing; an error that has got its
   /// parameters since it was made is kept with them (`MErrorHistory`).

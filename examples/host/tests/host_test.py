@@ -174,6 +174,9 @@ class HostTest(unittest.TestCase):
                      "(file processor) in_thread ", "(Main thread)", "(Caller 1)",
                      "(Command processor thread)", "(Scheduler thread)"):
             self.assertTrue(any(part in line for line in events), part)
+        errors = (self.folder / "events.log.errors").read_text("utf-8")
+        self.assertRegex(errors, r"\ncode InputFile\.InputFile:OpenFailed\nparameter errno\nvalue 2\n")
+        self.assertRegex(errors, r"\ncode CountFile\.Execute:FileNotCounted\nparameter file\nvalue missing\n")
         # Each file's command, once each.
         begun = sum("Scope_push in_class CountFile at Execute " in line for line in events)
         self.assertEqual(begun, 51)
@@ -185,6 +188,8 @@ class HostTest(unittest.TestCase):
             dump = DEBUG_DUMP.read_text("utf-8")
             counting("in_class CountFile at Execute", dump)
             self.assertIn("Destruction in_class MCommandProcessor at ~MCommandProcessor", dump)
+            errors = DEBUG_DUMP.with_name(DEBUG_DUMP.name + ".errors")
+            self.assertEqual(errors.read_text("utf-8").split()[0], "velta-errors")
 
     def test_log_that_cannot_be_written(self):
         self.write("file", b"1\n")
