@@ -193,7 +193,7 @@ class Fuzz(Folder):
         self.assertEqual(self.run_script("scripts/fuzz.sh", "--runs", "300"), 1, self.output)
         self.assertEqual(re.findall(r"fuzz: (\w+) (\w+)", self.output), [
             ("document", "passed"), ("edit", "failed"), ("filer", "failed"), ("fields", "failed"),
-            ("number", "failed"), ("chain", "failed"), ("dump", "failed")])
+            ("number", "failed"), ("chain", "failed"), ("dump", "failed"), ("errors", "failed")])
 
 
 if __name__ == "__main__":

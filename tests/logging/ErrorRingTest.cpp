@@ -111,8 +111,12 @@ TEST(ErrorRing, WhatIsTooLongIsCutBetweenCharactersAndSaysSo) {
   }
   OwnRing full;
   full.Keep(many);
-  EXPECT_THAT(full.Text(),
-              testing::ContainsRegex("value(-cut)? x+\nleft-out [0-9]+\nend 1 of 1\n"));
+  const std::string shown = full.Text();
+  std::size_t values = 0;
+  for (std::size_t at = 0; (at = shown.find("\nvalue", at)) != std::string::npos; ++at) {
+    ++values;
+  }
+  EXPECT_THAT(shown, HasSubstr("x\nleft-out " + std::to_string(100 - values) + "\nend 1 of 1\n"));
 }
 
 TEST(ErrorRing, TheLastStayAndAWriterThatNeverFinishedCostsOneSlot) {
