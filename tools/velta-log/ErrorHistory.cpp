@@ -347,8 +347,15 @@ bool IsPlain(std::string_view text) noexcept {
 /// Whether the error that the record names is another one than the code's.
 bool Contradicts(const Log& log, std::uint32_t record, const RaisedError& error) {
   const std::string_view name = log.Name(log.records[record].subject);
-  return !error.code.isCut && !name.empty() && name != kUnnamed && IsPlain(name) &&
-         !error.code.plain.ends_with(name);
+  if (error.code.isCut || name.empty() || name == kUnnamed || !IsPlain(name)) {
+    return false;
+  }
+  std::string_view code = error.code.plain;
+  if (!code.ends_with(name)) {
+    return true;
+  }
+  code.remove_suffix(name.size());
+  return !code.empty() && !code.ends_with(':');
 }
 
 /// The record of an error and those that agree with it in all that a dump tells.
@@ -376,8 +383,8 @@ std::vector<std::uint32_t> CandidatesOf(const Log& log, const std::vector<Candid
 }
 
 /// By how much a record's number is ahead of its place in the dump.
-std::uint32_t Lead(const RaisedError& error, std::uint32_t record) noexcept {
-  return (*error.record - record) & 0x7FFFFFFFU;
+std::uint32_t Lead(const RaisedError& error, std::uint32_t place) noexcept {
+  return (error.record.value_or(0) - place) & 0x7FFFFFFFU;
 }
 
 }  // namespace

@@ -209,7 +209,7 @@ class VeltaLogTest(unittest.TestCase):
         self.assertEqual(told(other + late + late + late, [(2**31 - 1, right), (1, right)]),
                          ["0", None, "1"])
         self.assertEqual(told(late, [(4, right), (4, right)]), ["1"])  # what came later knows more
-        self.assertEqual(told(late, [(4, "C.A:Other")]), [None, "0"])
+        self.assertEqual(told(late, [(4, "C.A:TooLate")]), [None, "0"])
         self.assertEqual(told(made(5.1, -105, "A"), [(4, right)]), [None, "0"])
 
     def test_damaged_errors_cost_no_more_than_the_error_they_hit(self):

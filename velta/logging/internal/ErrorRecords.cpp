@@ -4,25 +4,32 @@
 #include "velta/logging/KLogger.h"
 #include "velta/logging/internal/EventTable.h"
 #include "velta/logging/internal/NameKey.h"
+#include "velta/logging/internal/ProcessLog.h"
 #include "velta/platform/internal/Win32.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace Velta::Logging {
 namespace {
 
 constexpr std::uint32_t kNumberMask = 0x7FFFFFFF;  // the log counts in 31 bits
 
+/// Null without one: to make it would take memory.
+const KLogger* ProcessLogIfMade() noexcept {
+  return ProcessLog::core.load(std::memory_order_acquire);
+}
+
 }  // namespace
 
 std::uint32_t ErrorRecords::Next() noexcept {
-  const KLogger* const log = KLogger::Instance();
+  const KLogger* const log = ProcessLogIfMade();
   return log != nullptr ? log->counter.load(std::memory_order_relaxed) >> 1U : 0;
 }
 
 std::optional<ErrorFacts> ErrorRecords::FindSince(std::uint32_t first, const wchar_t* className,
                                                   const wchar_t* operationName) noexcept {
-  const KLogger* const log = KLogger::Instance();
+  const KLogger* const log = ProcessLogIfMade();
   if (log == nullptr) {
     return std::nullopt;
   }
@@ -66,7 +73,7 @@ ErrorFacts ErrorRecords::WithoutRecord(const void* object, std::int32_t line) no
 }
 
 void ErrorRecords::SetClockOf(ErrorRing& ring) noexcept {
-  if (const KLogger* const log = KLogger::Instance()) {
+  if (const KLogger* const log = ProcessLogIfMade()) {
     ring.SetClock({.startCounter = log->startCounter,
                    .frequency = log->frequency,
                    .startMs = log->startWallClock.time * 1000 + log->startWallClock.millitm});
