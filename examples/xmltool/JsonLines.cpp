@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "JsonLines.h"
 
-#include "examples/shared/Utf8.h"
+#include "velta/text/Utf8.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +12,16 @@ void AppendEscape(std::string& line, char32_t character) {
   char escape[8];
   std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
   line += escape;
+}
+
+/// 2 for a pair, where `wchar_t` has 16 bits.
+std::size_t CharacterLength(std::wstring_view text) {
+  const auto isIn = [](wchar_t unit, char32_t first, char32_t last) {
+    return static_cast<char32_t>(unit) >= first && static_cast<char32_t>(unit) <= last;
+  };
+  const bool isPair = sizeof(wchar_t) == 2 && text.size() > 1 && isIn(text[0], 0xD800, 0xDBFF) &&
+                      isIn(text[1], 0xDC00, 0xDFFF);
+  return isPair ? 2 : 1;
 }
 
 }  // namespace
@@ -59,16 +69,17 @@ void JsonLines::WriteElement(const MXmlDocument& document, int depth) {
 void JsonLines::AppendString(std::wstring_view text) {
   line_ += '"';
   for (std::size_t i = 0; i < text.size();) {
-    char32_t character = 0;
-    i += DecodeWide(text, i, character);
-    if (character == U'"' || character == U'\\') {
+    const std::size_t length = CharacterLength(text.substr(i));
+    const auto unit = static_cast<char32_t>(text[i]);
+    if (unit == U'"' || unit == U'\\') {
       line_ += '\\';
-      line_ += static_cast<char>(character);
-    } else if (character < 0x20 || IsSurrogate(character)) {
-      AppendEscape(line_, character);
+      line_ += static_cast<char>(unit);
+    } else if (unit < 0x20 || (length == 1 && unit >= 0xD800 && unit <= 0xDFFF)) {
+      AppendEscape(line_, unit);
     } else {
-      AppendUtf8(line_, character <= 0x10FFFF ? character : 0xFFFD);
+      line_ += ToUtf8Lossy(text.substr(i, length));
     }
+    i += length;
   }
   line_ += '"';
 }

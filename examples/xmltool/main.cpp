@@ -3,7 +3,8 @@
 // used by itself.
 
 #include "JsonLines.h"
-#include "examples/shared/TextDecoding.h"
+#include "velta/text/Utf8.h"
+#include "velta/xml/DecodeXml.h"
 #include "velta/xml/MXmlDocument.h"
 
 #include <array>
@@ -45,6 +46,13 @@ std::string Printable(std::wstring_view text) {
   return printable;
 }
 
+std::string Problem(const MDecodedXml& decoded) {
+  const std::string encoding = ToUtf8Lossy(decoded.encoding);
+  return decoded.fault == MDecodedXml::Fault::kMalformed
+             ? "not " + encoding + " at byte " + std::to_string(decoded.offset)
+             : "the encoding " + encoding + " is not supported, or not the file's own";
+}
+
 /// @return whether the file was read to its end; a stream of the library may take an error for it
 bool ReadAll(const std::filesystem::path& path, std::string& bytes) {
 #if defined(_WIN32)
@@ -68,10 +76,10 @@ int Run(const std::filesystem::path& path, bool withTree) {
   if (!ReadAll(path, bytes)) {
     return Complain("cannot read " + Utf8(path));
   }
-  DecodedText decoded = DecodeXml(bytes);
+  MDecodedXml decoded = DecodeXml(bytes);
   bytes = std::string();  // a large document should not be held twice
-  if (!decoded.problem.empty()) {
-    return Complain(Utf8(path) + ": " + decoded.problem);
+  if (decoded.fault != MDecodedXml::Fault::kNone) {
+    return Complain(Utf8(path) + ": " + Problem(decoded));
   }
 
   MXmlDocument document;
