@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "velta/platform/posix/ChangeNotifications.h"
 #include "velta/platform/posix/RegistryFiles.h"
 #include "velta/platform/posix/RegistryKeys.h"
 #include "velta/platform/posix/Win32Subset.h"
@@ -119,6 +120,23 @@ LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, B
   });
 }
 
+LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event,
+                                BOOL asynchronous) noexcept {
+  constexpr DWORD kKnown =
+      REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_THREAD_AGNOSTIC;
+  if (asynchronous == FALSE || event == nullptr || (filter & ~kKnown) != 0) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  const KeyUse use(key);
+  if (!use.IsValid()) {
+    return ERROR_INVALID_HANDLE;
+  }
+  return use.Matches(KEY_NOTIFY)
+             ? NotifyOfKey(key, use.Folder(), watchSubtree != FALSE, filter, event)
+             : ERROR_ACCESS_DENIED;
+}
+
 LSTATUS RegCloseKey(HKEY key) noexcept {
+  EndNotificationsOfKey(key);
   return IsHive(key) || RemoveKey(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
 }

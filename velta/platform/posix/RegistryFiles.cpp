@@ -2,6 +2,7 @@
 #include "velta/platform/posix/RegistryFiles.h"
 
 #include "velta/platform/posix/RegistryNames.h"
+#include "velta/platform/posix/SystemError.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -39,26 +40,7 @@ struct ValueHeader {
 
 constexpr char kMagic[4] = {'V', 'R', 'E', 'G'};
 
-LSTATUS FromErrno() noexcept {
-  switch (errno) {
-    case ENOENT:
-      return ERROR_FILE_NOT_FOUND;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-      return ERROR_ACCESS_DENIED;
-    case EMFILE:
-    case ENFILE:
-      return ERROR_TOO_MANY_OPEN_FILES;
-    case ENOMEM:
-      return ERROR_NOT_ENOUGH_MEMORY;
-    case EDQUOT:
-    case ENOSPC:
-      return ERROR_DISK_FULL;
-    default:
-      return ERROR_GEN_FAILURE;
-  }
-}
+LSTATUS FromErrno() noexcept { return ErrorFromErrno(errno); }
 
 struct FileName {
   char text[NAME_MAX + 1];

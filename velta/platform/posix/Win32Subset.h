@@ -57,18 +57,31 @@ inline constexpr DWORD STILL_ACTIVE = 259;
 // Signed, as Windows has them: they are compared with last errors and with results.
 inline constexpr LONG ERROR_SUCCESS = 0;
 inline constexpr LONG ERROR_FILE_NOT_FOUND = 2;
+inline constexpr LONG ERROR_PATH_NOT_FOUND = 3;
 inline constexpr LONG ERROR_TOO_MANY_OPEN_FILES = 4;
 inline constexpr LONG ERROR_ACCESS_DENIED = 5;
 inline constexpr LONG ERROR_INVALID_HANDLE = 6;
 inline constexpr LONG ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr LONG ERROR_GEN_FAILURE = 31;
+inline constexpr LONG ERROR_SHARING_VIOLATION = 32;
+inline constexpr LONG ERROR_LOCK_VIOLATION = 33;
 inline constexpr LONG ERROR_NOT_SUPPORTED = 50;
+inline constexpr LONG ERROR_FILE_EXISTS = 80;
 inline constexpr LONG ERROR_INVALID_PARAMETER = 87;
 inline constexpr LONG ERROR_DISK_FULL = 112;
 inline constexpr LONG ERROR_BAD_PATHNAME = 161;
 inline constexpr LONG ERROR_BUSY = 170;
+inline constexpr LONG ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr LONG ERROR_BAD_FILE_TYPE = 222;
+inline constexpr LONG ERROR_FILE_TOO_LARGE = 223;
 inline constexpr LONG ERROR_MORE_DATA = 234;
 inline constexpr LONG ERROR_REGISTRY_CORRUPT = 1015;
+inline constexpr LONG ERROR_KEY_DELETED = 1018;
+inline constexpr LONG ERROR_IO_DEVICE = 1117;
+inline constexpr LONG ERROR_USER_MAPPED_FILE = 1224;
+inline constexpr LONG ERROR_NO_SYSTEM_RESOURCES = 1450;
+inline constexpr LONG ERROR_CANT_RESOLVE_FILENAME = 1921;
+inline constexpr LONG ERROR_NOT_A_REPARSE_POINT = 4390;
 
 inline constexpr DWORD QS_ALLINPUT = 0x04FF;
 inline constexpr DWORD MWMO_INPUTAVAILABLE = 0x0004;
@@ -251,6 +264,16 @@ errno_t _ctime64_s(char* buffer, std::size_t size, const __time64_t* time) noexc
 HRESULT CoInitializeEx(void* reserved, DWORD model) noexcept;
 void CoUninitialize() noexcept;
 
+// ---- changes of folders -------------------------------------------------------------------------
+
+// `Velta::Platform::storageCalls.watchFolder` opens a notification: the name of a folder need be no
+// text here, so there is no call that takes it as one.
+
+/// Resets the handle and waits for the next change; one that came since the last makes the handle
+/// signalled at once. `ERROR_PATH_NOT_FOUND` when the folder has gone.
+BOOL FindNextChangeNotification(HANDLE notification) noexcept;
+BOOL FindCloseChangeNotification(HANDLE notification) noexcept;
+
 // ---- registry -----------------------------------------------------------------------------------
 
 // A store of its own in the file system: a folder per key, a file per value, below
@@ -269,12 +292,17 @@ using REGSAM = DWORD;
 inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
 inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
 inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
+inline constexpr REGSAM KEY_NOTIFY = 0x0010;
 inline constexpr REGSAM KEY_READ = 0x20019;
 inline constexpr REGSAM KEY_WRITE = 0x20006;
 
 inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+
+inline constexpr DWORD REG_NOTIFY_CHANGE_NAME = 1;
+inline constexpr DWORD REG_NOTIFY_CHANGE_LAST_SET = 4;
+inline constexpr DWORD REG_NOTIFY_THREAD_AGNOSTIC = 0x10000000;
 
 inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_BINARY = 3;
@@ -293,6 +321,10 @@ LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const
                        DWORD size) noexcept;
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, DWORD* reserved, DWORD* type, BYTE* data,
                          DWORD* size) noexcept;
+/// Sets `event` on the first change from now on, or from the end of the last notification of `key`;
+/// also when the key is closed. For a key that was opened with `KEY_NOTIFY`, and asynchronous only.
+LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event,
+                                BOOL asynchronous) noexcept;
 LSTATUS RegCloseKey(HKEY key) noexcept;
 
 // ---- C runtime locales and text -----------------------------------------------------------------
