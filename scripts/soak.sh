@@ -10,6 +10,10 @@
 #
 #   scripts/soak.sh simulation
 #
+# A process that saves is killed a thousand times; VELTA_SEED repeats what a run printed.
+#
+#   scripts/soak.sh settings [kills; default 1000] [linux|windows]
+#
 # Needs and installs setup's part for the platform; leaves the build and build/logs.
 set -euo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.."
@@ -47,11 +51,21 @@ if [ "${1:-}" = simulation ]; then
   exit "$failed"
 fi
 
-seconds=${1:-600}
+run() {  # run PLATFORM PROGRAM ARGUMENT...
+  local program=$2
+  case $1 in
+    linux)   exec build/linux/bin/"$program" "${@:3}" ;;
+    windows) exec tools/zig/bin/wine-run build/windows/bin/"$program".exe "${@:3}" ;;
+  esac
+}
+
+if [ "${1:-}" = settings ]; then
+  build "${3:-linux}" velta_settings_tests
+  export VELTA_KILLS=${2:-1000}
+  run "${3:-linux}" velta_settings_tests --gtest_filter='*.AWriterThatIsKilled*'
+fi
+
 platform=${2:-linux}
 build "$platform" velta_soak
 export VELTA_REGISTRY=$PWD/build/soak-registry
-case $platform in
-  linux)   exec build/linux/bin/velta_soak "$seconds" ;;
-  windows) exec tools/zig/bin/wine-run build/windows/bin/velta_soak.exe "$seconds" ;;
-esac
+run "$platform" velta_soak "${1:-600}"

@@ -35,6 +35,7 @@ LEVELS = {
     "threads": 4,
     "serialisation": 4,
     "commands": 5,
+    "settings": 5,
 }
 MSTRING = "velta/text/MString.h"
 
