@@ -2,11 +2,11 @@
 #pragma once
 
 #include "SettingsStore.h"
+#include "velta/settings/MSettingsFile.h"
 
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace host {
@@ -18,27 +18,23 @@ namespace host {
 /// may have any encoding that its declaration names and `DecodeXml` knows.
 class SettingsFile final : public SettingsStore {
  public:
-  explicit SettingsFile(std::filesystem::path path) : path_(std::move(path)) {}
+  /// Errors: those of `MSettingsFile`.
+  explicit SettingsFile(const std::filesystem::path& path);
 
   [[nodiscard]] std::string GetPlace() const override;
 
-  /// Errors: those of `InputFile` and `ReadState`, and of SettingsFile.Load
-  /// - NotText with "problem", which names the byte;
-  /// - IllFormed with "messages", the parser's own, and "offset", "line" and "column" of the first
-  ///   fault that has a place;
-  /// - NotSettings when it is some other document: with the same parameters, of its root element,
-  ///   or none if that is as expected.
-  ///
-  /// And `std::bad_alloc`.
+  /// Errors: those of `MSettingsFile::LoadFiler` and `ReadState`; SettingsFile.Load:NotSettings
+  /// when the document holds something else. And `std::bad_alloc`.
   [[nodiscard]] std::optional<HostState> Load(std::vector<std::string>& complaints) override;
 
   /// Replaces the file as a whole: a save that fails leaves the old one.
   ///
-  /// Errors: those of `ReplaceContent`.
+  /// Errors: those of `MSettingsFile::SaveBytes`.
   void Save(const HostState& state) override;
 
  private:
-  std::filesystem::path path_;
+  const std::string place_;
+  const MSettingsFile file_;
 };
 
 }  // namespace host

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 // What the host stores is loaded unchanged, to the last bit.
 #include "examples/host/FrameworkErrors.h"
-#include "examples/host/ReplaceContent.h"
 #include "examples/host/SettingsFile.h"
 #include "examples/host/SettingsRegistry.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/RegistryKit.h"
-#include "tests/support/Watchdog.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -15,18 +13,11 @@
 #include <optional>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <tuple>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#if !defined(_WIN32)
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#endif
 
 namespace host {
 namespace {
@@ -126,56 +117,6 @@ TEST(HostMemory, TheRegistryGivesBackWhatItWasGiven) {
   ::RegDeleteTreeW(HKEY_CURRENT_USER, (L"Software\\Velta\\" + application).c_str());
 #endif
 }
-
-#if !defined(_WIN32)
-TEST(HostReplaceContent, ALinkStaysALinkAndTheFileKeepsItsPermissions) {
-  const NoFile file;
-  const NoFile link;
-  ReplaceContent(file.path, "old");
-  fs::permissions(file.path, fs::perms::owner_read | fs::perms::owner_write);
-  fs::create_symlink(file.path, link.path);
-
-  ReplaceContent(link.path, "new");
-
-  EXPECT_TRUE(fs::is_symlink(link.path));
-  EXPECT_EQ(fs::file_size(file.path), 3U);
-  EXPECT_EQ(fs::status(file.path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-
-  fs::remove(file.path);
-  ReplaceContent(link.path, "again");  // the link led nowhere
-
-  EXPECT_TRUE(fs::is_symlink(link.path));
-  EXPECT_EQ(fs::file_size(file.path), 5U);
-
-  fs::remove(link.path);
-  fs::create_symlink(link.path.filename(), link.path);
-  EXPECT_THROW(ReplaceContent(link.path, "never"), MException);
-  EXPECT_TRUE(fs::is_symlink(link.path));
-}
-
-TEST(HostReplaceContent, TheContentIsNeverWhereMoreMayReadItThanTheOldOne) {
-  const Watchdog watchdog("replacing a content");
-  const NoFile file;
-  ReplaceContent(file.path, "old");
-  fs::permissions(file.path, fs::perms::owner_read | fs::perms::owner_write);
-  // In the new file's place a pipe, which lets the content be seen as it is written.
-  const std::string created = file.path.native() + '.' + std::to_string(::getpid()) + ".new";
-  ASSERT_EQ(::mkfifo(created.c_str(), 0666), 0);
-  struct stat seen = {};
-  std::thread reader([&] {
-    const int pipe = ::open(created.c_str(), O_RDONLY | O_CLOEXEC);
-    char first = 0;
-    EXPECT_EQ(::read(pipe, &first, 1), 1);
-    EXPECT_EQ(::fstat(pipe, &seen), 0);
-    ::close(pipe);
-  });
-
-  EXPECT_THROW(ReplaceContent(file.path, "new"), MException);  // a pipe cannot be flushed to a disk
-
-  reader.join();
-  EXPECT_EQ(seen.st_mode & 0777U, 0600U);
-}
-#endif
 
 }  // namespace
 }  // namespace host

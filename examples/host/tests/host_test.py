@@ -242,15 +242,15 @@ class HostTest(unittest.TestCase):
         self.run_host("--settings", "settings.xml", "file")
         written = self.settings()
         for content, error in (
-                (b"", 'IllFormed messages="Empty document"'),
+                (b"", 'IllFormed file=FILE messages="Empty document"'),
                 (written.replace(b"</Settings>", b"</Set>"),
-                 "IllFormed column=1 line=7 messages=\"End tag 'Set' at offset "
+                 "IllFormed column=1 file=FILE line=7 messages=\"End tag 'Set' at offset "
                  f"{written.index(b'</Settings>')} does not match start tag 'Settings' "),
-                (written + b"\xff", f'NotText problem="not UTF-8 at byte {len(written)}"'),
+                (written + b"\xff", f"NotText encoding=UTF-8 file=FILE offset={len(written)}\n"),
                 (written.replace(b"urn:velta:host", b"urn:else"),
-                 "NotSettings column=1 line=2 messages=\"Namespace is not 'urn:velta:host'\" "),
+                 "OtherNamespace column=1 file=FILE line=2 messages=\"Namespace is not 'urn:velta:host'\" "),
                 (written.replace(b"HostMemory", b"Memory"),
-                 "NotSettings column=1 line=2 messages=\"Root element is not 'HostMemory'\" "),
+                 "OtherRoot column=1 file=FILE line=2 messages=\"Root element is not 'HostMemory'\" "),
                 (written.replace(b"Format", b"Shape"), "NotSettings\n"),
                 (written.replace(b">1</Format>", b">2</Format>"), "UnknownFormat format=2")):
             with self.subTest(error=error):
@@ -259,7 +259,7 @@ class HostTest(unittest.TestCase):
                 self.assertEqual((code, self.rows(output)[0]), (1, [self.expected("file")]))
                 self.assertRegex(
                     errors, r"\Athe settings in settings.xml cannot be used and are left as they are:"
-                    r"\n  \w+\.\w+:" + re.escape(error))
+                    r"\n  \w+\.\w+:" + re.escape(error).replace("FILE", r"\S+settings\.xml"))
                 self.assertEqual(self.settings(), content)
 
     def test_single_values_that_cannot_be_used(self):
@@ -283,7 +283,7 @@ class HostTest(unittest.TestCase):
         code, output, errors = self.run_host("--settings", "missing/settings.xml", "file")
         self.assertEqual((code, self.rows(output)[0]), (1, [self.expected("file")]))
         self.assertRegex(errors, r"^the settings in missing/settings.xml could not be replaced:\n"
-                                 r"  ReplaceContent.ReplaceContent:CreateFailed errno=2 ")
+                                 r"  MSettingsFile.SaveBytes:CreateFailed file=\S+ stored=old winErrorCode=\d ")
 
     def test_settings_that_do_not_fit_on_the_disk(self):
         import resource
@@ -294,7 +294,8 @@ class HostTest(unittest.TestCase):
             "--settings", "settings.xml", "--threads", "2", "file", restore_signals=False,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100)))
         self.assertEqual(code, 1)
-        self.assertIn("ReplaceContent.ReplaceContent:WriteFailed errno=27 ", errors)
+        self.assertRegex(errors, r"MSettingsFile.SaveBytes:WriteFailed file=\S+ stored=old "
+                                 r"winErrorCode=223 ")
         self.assertEqual(self.settings(), written)
         self.assertEqual([path.name for path in self.folder.glob("settings*")], ["settings.xml"])
 
