@@ -47,11 +47,13 @@ const Velta::Logging::ClassNameRegistration registration(ClassName);
   point.Raise(name, {{L"file", path}, LastError(error)});
 }
 
-FileStamp Stamp(MFlowPoint& point, const Velta::Settings::FileWatchState& state) {
+/// A file that cannot be looked at now is like none, and news with every signal: what is wrong with
+/// it shows when it is loaded.
+FileStamp StampOf(const fs::path& path) {
   FileStamp stamp;
-  const DWORD error = storageCalls.stampFile.load(std::memory_order_relaxed)(state.target, &stamp);
-  if (error != ERROR_SUCCESS) {
-    RaiseError(point, L"WatchFailed", state.path, error);
+  if (storageCalls.stampFile.load(std::memory_order_relaxed)(path, &stamp) != ERROR_SUCCESS) {
+    stamp = FileStamp();
+    stamp.isFresh = true;
   }
   return stamp;
 }
@@ -80,7 +82,7 @@ MFileWatch::MFileWatch(const fs::path& path)
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between
     RaiseError(point.At(this), L"WatchFailed", state_->path, lastError);
   }
-  state_->stamp = Stamp(point.At(this), *state_);  // a change from here on is noticed
+  state_->stamp = StampOf(state_->target);  // a change from here on is noticed
 }
 
 MFileWatch::~MFileWatch() {
@@ -101,7 +103,7 @@ bool MFileWatch::HasChanged() {
     const DWORD lastError = ::GetLastError();  // first: nothing may run in between
     RaiseError(point.At(this), L"WatchFailed", state_->path, lastError);
   }
-  const FileStamp stamp = Stamp(point.At(this), *state_);
+  const FileStamp stamp = StampOf(state_->target);
   const bool mayHaveChanged = stamp != state_->stamp || (isSignalled && state_->stamp.isFresh);
   state_->stamp = stamp;
   return mayHaveChanged;

@@ -56,8 +56,10 @@ class VELTA_API MFileWatch : private Velta::Libraries::NonCopyable {
   /// Whether the file may have another content than at the last call, and waits for the next
   /// change. May be called at any time; without a signal it compares all the same.
   ///
-  /// Errors: "WatchFailed" when the folder is gone, or the file cannot be looked at. The handle
-  /// then stays signalled: stop waiting for it, or ask again later.
+  /// True also for a file that cannot be looked at: what is wrong with it shows when it is loaded.
+  ///
+  /// Errors: "WatchFailed" when the folder is gone. The handle then stays signalled: stop waiting
+  /// for it.
   [[nodiscard]] bool HasChanged();
 
  private:

@@ -20,6 +20,7 @@
 #include <new>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -143,8 +144,8 @@ fs::path DraftName(const fs::path& target) {
   return WithSuffix(target, (std::string(kDraftMark) + digits.data() + kDraftEnd).c_str());
 }
 
-bool IsDraftOf(const Characters& target, const Characters& name) {
-  const Characters begin = target + fs::path(kDraftMark).native();
+/// @param begin  of the names of a file's drafts
+bool IsDraft(const Characters& name, const Characters& begin) {
   const Characters end = fs::path(kDraftEnd).native();
   const auto isDigit = [](fs::path::value_type c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
@@ -155,14 +156,15 @@ bool IsDraftOf(const Characters& target, const Characters& name) {
                      name.end() - static_cast<std::ptrdiff_t>(end.size()), isDigit);
 }
 
-/// What cannot be removed now is left to the next save.
+/// What cannot be found or removed now is left to the next save.
 void RemoveAbandoned(const fs::path& target) {
-  const Characters name = target.filename().native();
-  std::error_code error;
-  fs::directory_iterator entry(target.parent_path(), error);
-  for (const fs::directory_iterator end; !error && entry != end; entry.increment(error)) {
-    if (IsDraftOf(name, entry->path().filename().native())) {
-      static_cast<void>(Load(storageCalls.removeAbandoned)(entry->path()));
+  const fs::path folder = target.parent_path();
+  const Characters begin = WithSuffix(target.filename(), kDraftMark).native();
+  std::vector<Characters> names;
+  static_cast<void>(Load(storageCalls.findNames)(folder, begin, &names));
+  for (const Characters& name : names) {
+    if (IsDraft(name, begin)) {
+      static_cast<void>(Load(storageCalls.removeAbandoned)(folder / name));
     }
   }
 }
@@ -344,8 +346,9 @@ void MSettingsFile::SaveBytes(std::string_view content) const {
   if (options_.keepsPrevious && !isNew) {
     KeepPrevious(save, GetPreviousPath());
   }
+  const fs::path folder = save.target.parent_path();  // while there may be no memory for it
   save.Require(draft.Replace(save), L"ReplaceFailed");
-  const DWORD flushed = Load(storageCalls.flushName)(draft.File(), save.target);
+  const DWORD flushed = Load(storageCalls.flushName)(draft.File(), folder);
   if (flushed != ERROR_SUCCESS) {
     point.At(this).Raise(L"FolderFlushFailed",
                          {{L"file", path_}, LastError(flushed), {L"stored", L"new"}});

@@ -46,12 +46,12 @@ struct MSettingsFileOptions {
 /// saves what it has changed of what it loaded may undo what another saved in between.
 ///
 /// - The new file is called "<name>.velta-<16 digits>.new" until then. What a process that was
-///   killed left of it is never loaded, and the next save removes it; but not on a file system
-///   without locks (some network folders, on Linux).
-/// - It has the old one's rights. On Linux these are mode, owner, group and access list: where
-/// group
-///   or list cannot be kept, the group gets no more than all have. On Windows they are access list
-///   and attributes; not the time of creation and alternate streams. A new file has its folder's.
+///   killed left of it is never loaded, and the next save removes it (of ".old", the next that
+///   keeps one); but not on a file system without locks (some network folders, on Linux).
+/// - It has the old one's rights. On Linux these are mode, owner, group and access list; where the
+///   group or the list cannot be kept, the group gets no more than all have. On Windows they are
+///   access list and attributes, not the time of creation or alternate streams. A new file has what
+///   its folder gives.
 /// - A symbolic link stays, and what it leads to is replaced or made, also where it led nowhere. A
 ///   second hard link keeps the old content.
 /// - A file that the user may not write, or that is marked so, is not replaced, though its folder
@@ -62,8 +62,8 @@ struct MSettingsFileOptions {
 /// Threads: any, at once; each operation blocks for the disk, and for up to the patience.
 /// Errors are `MException`s with the class "MSettingsFile" and the parameter "file"; those that
 /// come from the system have "winErrorCode" and "winErrorMessage". Those of a save have "stored":
-/// "old" when the file is as it was before, "new" when it has the new content. `std::bad_alloc`
-/// when there is no memory: the file is then as it was.
+/// "old" when the file is as it was before, "new" when it has the new content. Without
+/// memory `std::bad_alloc`, or an `MErrorOutOfMemory`: the file is then as it was.
 class VELTA_API MSettingsFile : private Velta::Libraries::NonCopyable {
  public:
   /// Names the file, which need not exist. Touches no disk.

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <vector>
 
 namespace Velta::Platform {
 
@@ -44,8 +45,8 @@ inline constexpr bool kDenialMayPass = false;
 /// can put a failing call in the place of each, as in `SystemCalls`.
 ///
 /// Results are codes as `GetLastError` gives them, `ERROR_SUCCESS` among them. Paths are absolute
-/// and name what they say: links are followed unless said otherwise. Nothing throws, waits for
-/// another process, or needs a folder other than the file's.
+/// and name what they say: links are followed unless said otherwise. Nothing waits for another
+/// process, or needs a folder other than the file's.
 struct StorageCalls {
   using Open = DWORD (*)(const std::filesystem::path& path, FileId* file);
   using Read = DWORD (*)(FileId file, void* buffer, std::size_t size, std::size_t* length);
@@ -56,9 +57,12 @@ struct StorageCalls {
   using Flush = DWORD (*)(FileId file);
   using Rename = DWORD (*)(FileId file, const std::filesystem::path& from,
                            const std::filesystem::path& to);
-  using FlushName = DWORD (*)(FileId file, const std::filesystem::path& path);
+  using FlushName = DWORD (*)(FileId file, const std::filesystem::path& folder);
   using Close = void (*)(FileId file);
   using Remove = DWORD (*)(const std::filesystem::path& path);
+  using FindNames = DWORD (*)(const std::filesystem::path& folder,
+                              const std::filesystem::path::string_type& begin,
+                              std::vector<std::filesystem::path::string_type>* names);
   using ReadLink = DWORD (*)(const std::filesystem::path& path, std::filesystem::path* target);
   using Stamp = DWORD (*)(const std::filesystem::path& path, FileStamp* stamp);
   using Pause = void (*)(DWORD milliseconds);
@@ -83,12 +87,16 @@ struct StorageCalls {
   /// Gives a file that `createFile` made another name in its folder, in one step. A file that has
   /// that name is replaced; a link that has it, too.
   std::atomic<Rename> renameFile;
-  /// Returns once the file's name is on the disk, where that can be asked for.
+  /// Returns once the file's name is on the disk, where that can be asked for. Never throws: the
+  /// file has been replaced by then.
   std::atomic<FlushName> flushName;
   std::atomic<Close> closeFile;
   std::atomic<Remove> removeFile;
   /// Removes a file that `createFile` made, unless the process that made it has it open still.
   std::atomic<Remove> removeAbandoned;
+  /// The names in a folder that begin so. Not by the standard library, whose iterator ends the
+  /// process when memory is out.
+  std::atomic<FindNames> findNames;
   /// Where a symbolic link leads to, as it is written there; `ERROR_NOT_A_REPARSE_POINT` for
   /// others.
   std::atomic<ReadLink> readLink;

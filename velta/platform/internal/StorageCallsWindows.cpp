@@ -7,7 +7,9 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace Velta::Platform {
 namespace {
@@ -168,6 +170,26 @@ DWORD Remove(const fs::path& path) {
   return ::DeleteFileW(path.c_str()) != FALSE ? DWORD{ERROR_SUCCESS} : ::GetLastError();
 }
 
+struct SearchCloser {
+  void operator()(HANDLE search) const noexcept { ::FindClose(search); }
+};
+
+DWORD FindNames(const fs::path& folder, const std::wstring& begin,
+                std::vector<std::wstring>* names) {
+  WIN32_FIND_DATAW found{};
+  const HANDLE opened = ::FindFirstFileW((folder / (begin + L"*")).c_str(), &found);
+  if (opened == INVALID_HANDLE_VALUE) {
+    return ::GetLastError();
+  }
+  const std::unique_ptr<void, SearchCloser> search(opened);
+  do {
+    if (std::wstring_view(found.cFileName).starts_with(begin)) {
+      names->emplace_back(found.cFileName);
+    }
+  } while (::FindNextFileW(opened, &found) != FALSE);
+  return ERROR_SUCCESS;
+}
+
 DWORD ReadLink(const fs::path& path, fs::path* target) {
   WIN32_FIND_DATAW found{};
   const HANDLE search = ::FindFirstFileW(path.c_str(), &found);
@@ -242,11 +264,12 @@ constinit StorageCalls storageCalls{
     .flushFile = &Flush,
     .renameFile = &Rename,
     // What is written of a file after its renaming is written after that.
-    .flushName = +[](FileId file, const fs::path& /*path*/) { return Flush(file); },
+    .flushName = +[](FileId file, const fs::path& /*folder*/) { return Flush(file); },
     .closeFile = +[](FileId file) { ::CloseHandle(HandleOf(file)); },
     .removeFile = &Remove,
     // Refused while its maker has it open.
     .removeAbandoned = &Remove,
+    .findNames = &FindNames,
     .readLink = &ReadLink,
     .stampFile = &Stamp,
     .pause = +[](DWORD milliseconds) { ::Sleep(milliseconds); },

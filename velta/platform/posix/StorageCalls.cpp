@@ -8,9 +8,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <new>
+#include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <sys/file.h>
@@ -172,13 +175,12 @@ DWORD Rename(FileId /*file*/, const fs::path& from, const fs::path& to) {
   return std::rename(from.c_str(), to.c_str()) == 0 ? ERROR_SUCCESS : FromErrno();
 }
 
-DWORD FlushName(FileId /*file*/, const fs::path& path) {
-  const FileDescriptor folder(
-      ::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!folder.IsOpen()) {
+DWORD FlushName(FileId /*file*/, const fs::path& folder) noexcept {
+  const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened.IsOpen()) {
     return errno == EACCES ? ERROR_SUCCESS : FromErrno();  // to be written, but not to be read
   }
-  if (::fsync(folder.Get()) == 0 || errno == EINVAL || errno == ENOTSUP) {
+  if (::fsync(opened.Get()) == 0 || errno == EINVAL || errno == ENOTSUP) {
     return ERROR_SUCCESS;  // some file systems flush no folders
   }
   return FromErrno();
@@ -202,6 +204,19 @@ DWORD RemoveAbandoned(const fs::path& path) {
     return errno == EWOULDBLOCK ? DWORD{ERROR_SHARING_VIOLATION} : FromErrno();
   }
   return Remove(path);
+}
+
+DWORD FindNames(const fs::path& folder, const std::string& begin, std::vector<std::string>* names) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(::opendir(folder.c_str()), &::closedir);
+  if (entries == nullptr) {
+    return FromErrno();
+  }
+  while (const dirent* const entry = ::readdir(entries.get())) {
+    if (std::string_view(entry->d_name).starts_with(begin)) {
+      names->emplace_back(entry->d_name);
+    }
+  }
+  return ERROR_SUCCESS;
 }
 
 DWORD ReadLink(const fs::path& path, fs::path* target) {
@@ -255,6 +270,7 @@ constinit StorageCalls storageCalls{
     .closeFile = +[](FileId file) { ::close(Number(file)); },
     .removeFile = &Remove,
     .removeAbandoned = &RemoveAbandoned,
+    .findNames = &FindNames,
     .readLink = &ReadLink,
     .stampFile = &Stamp,
     .pause = +[](DWORD milliseconds) { ::Sleep(milliseconds); },
