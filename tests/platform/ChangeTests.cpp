@@ -6,7 +6,6 @@
 #include "tests/support/Watchdog.h"
 #include "velta/platform/internal/StorageCalls.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -69,25 +68,6 @@ TEST_F(Changes, WhatIsNoNotificationOrNoFolderIsRefused) {
   EXPECT_EQ(OutcomeOf([&] { return ::FindCloseChangeNotification(closed); }), refused);
   EXPECT_EQ(Watch(folder / "none"), nullptr);
   EXPECT_EQ(::GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-}
-
-TEST_F(Changes, ValuesAndKeysAtAnyDepthAreChangesOfAKey) {
-  const TestKey key(HKEY_CURRENT_USER, L"Software\\" + UniqueKeyName(),
-                    KEY_READ | KEY_WRITE | KEY_NOTIFY, TestKey::Afterwards::kIsRemoved);
-  const Event event(Event::kAutomatic);
-  const auto notify = [&] {
-    ASSERT_EQ(::RegNotifyChangeKeyValue(key, TRUE, kAnyChange, event, TRUE), ERROR_SUCCESS);
-  };
-  notify();
-  EXPECT_FALSE(IsSignalled(event));
-  ASSERT_EQ(Store(key, L"Value", REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
-  Await(event);
-  notify();
-  const TestKey below(key, L"Below");
-  Await(event);
-  notify();
-  ASSERT_EQ(Store(below, L"Value", REG_DWORD, BytesOf(1)), ERROR_SUCCESS);
-  Await(event);
 }
 
 TEST_F(Changes, AKeysEventIsSetWhenItIsClosed) {

@@ -1,30 +1,28 @@
 // SPDX-License-Identifier: MIT
-// Saves one version after another and reports each to its output, until it is killed.
+// Prints its process id, then saves one version after another, each of which it prints, until it is
+// killed.
 //
 //   velta_settings_saver FILE FIRST-VERSION
 #include "tests/settings/Versions.h"
 #include "velta/settings/MSettingsFile.h"
 
 #include <cstdio>
-#include <filesystem>
 #include <string>
 
 #if defined(_WIN32)
-int wmain(int count, wchar_t** values) {
+#include <process.h>
+int wmain(int /*count*/, wchar_t** values) {
+  std::printf("%d\n", ::_getpid());
 #else
-int main(int count, char** values) {
+#include <unistd.h>
+int main(int /*count*/, char** values) {
+  std::printf("%d\n", ::getpid());
 #endif
-  if (count != 3) {
-    return 2;
-  }
   MSettingsFileOptions options;
   options.keepsPrevious = true;
   const MSettingsFile file(values[1], options);
-  for (int version = std::stoi(values[2]);; ++version) {
+  for (int version = std::stoi(values[2]); std::fflush(stdout) == 0; ++version) {
     file.SaveBytes(ContentOf(version));
     std::printf("%d\n", version);
-    if (std::fflush(stdout) != 0) {
-      return 1;
-    }
   }
 }

@@ -3,16 +3,21 @@
 
 #include "tests/settings/Versions.h"
 #include "tests/support/RegistryKit.h"
+#include "velta/errors/MError.h"
+#include "velta/errors/MException.h"
+#include "velta/text/StandardText.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <ios>
 #include <iterator>
+#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <vector>
+
+#include <gtest/gtest.h>
 
 /// A folder for one test, removed with what is in it.
 class TestFolder {
@@ -24,16 +29,14 @@ class TestFolder {
   TestFolder& operator=(const TestFolder&) = delete;
   ~TestFolder() {
     std::error_code ignored;
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all, ignored);
     std::filesystem::remove_all(path, ignored);
   }
 
-  [[nodiscard]] std::vector<std::string> Names() const {
-    std::vector<std::string> names;
+  [[nodiscard]] std::set<std::filesystem::path> Names() const {
+    std::set<std::filesystem::path> names;
     for (const auto& entry : std::filesystem::directory_iterator(path)) {
-      names.push_back(entry.path().filename().string());
+      names.insert(entry.path().filename());
     }
-    std::sort(names.begin(), names.end());
     return names;
   }
 
@@ -48,4 +51,24 @@ inline void PutBytes(const std::filesystem::path& path, std::string_view bytes) 
 inline std::string GetBytes(const std::filesystem::path& path) {
   std::ifstream stream(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
+inline MString TextOfPath(const std::filesystem::path& path) {
+  return Velta::TextOf<std::filesystem::path>::Make(path);
+}
+
+/// Expects one error with this code and these parameters; the system's message may be there, too.
+template <class Action>
+void ExpectError(Action action, const MString& code, std::map<MString, MString> parameters) {
+  SCOPED_TRACE(testing::PrintToString(code));
+  try {
+    action();
+    FAIL() << "no error";
+  } catch (const MException& exception) {
+    ASSERT_EQ(exception.GetErrorCount(), 1);
+    EXPECT_EQ(exception.GetError(0)->GetCode(), code);
+    std::map<MString, MString> found = exception.GetError(0)->GetParameters();
+    found.erase(L"winErrorMessage");
+    EXPECT_EQ(found, parameters);
+  }
 }

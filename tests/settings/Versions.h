@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-/// What the saver saves as its n-th version: of another length each, and whole or nothing.
+/// What a saver saves as its n-th version: of another length each, and whole or nothing.
 inline std::string ContentOf(int version) {
   const auto length = static_cast<std::size_t>(version) * 7919 % 100000;
   const std::string number = std::to_string(version);

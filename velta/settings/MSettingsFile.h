@@ -21,7 +21,7 @@ VELTA_EXPORTS_BEGIN
 /// How an `MSettingsFile` treats its file.
 struct MSettingsFileOptions {
   /// The longest content, in bytes: a longer one is neither loaded nor saved.
-  std::uint64_t maxBytes = 16 * 1024 * 1024;
+  std::uint64_t maxBytes = std::uint64_t{16} << 20;
   /// Whether a save leaves the content before it under `MSettingsFile::GetPreviousPath`.
   bool keepsPrevious = false;
   /// How long to try for when another process has the file for itself, as happens on Windows.

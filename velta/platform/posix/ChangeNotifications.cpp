@@ -375,7 +375,7 @@ LSTATUS ArmKeyNotification(HKEY key, int folder, bool withSubtree, DWORD filter,
     notification->key = key;
     notificationsOfKeys.fetch_add(1, std::memory_order_relaxed);
   }
-  std::vector<WatchedFolder> before = std::exchange(notification->folders, {});
+  const std::vector<WatchedFolder> before = std::exchange(notification->folders, {});
   LSTATUS status = ERROR_NOT_ENOUGH_MEMORY;
   try {
     status = AddKeyFolders(folder, withSubtree, notification->folders);

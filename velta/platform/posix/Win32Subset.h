@@ -271,8 +271,8 @@ void CoUninitialize() noexcept;
 
 /// Resets the handle and waits for the next change; one that came since the last makes the handle
 /// signalled at once. `ERROR_PATH_NOT_FOUND` when the folder has gone.
-BOOL FindNextChangeNotification(HANDLE notification) noexcept;
-BOOL FindCloseChangeNotification(HANDLE notification) noexcept;
+BOOL FindNextChangeNotification(HANDLE handle) noexcept;
+BOOL FindCloseChangeNotification(HANDLE handle) noexcept;
 
 // ---- registry -----------------------------------------------------------------------------------
 
