@@ -5,7 +5,8 @@
     tools/error_codes.py ROOT [--list]
 
 Reads velta/ in the one form in which errors are raised here: a function has a static flow point, or
-takes one as a parameter and is called with one. --list prints code and parameters, one error a line.
+takes one as a parameter and is called with one. A condition that is handed on as a variable is each
+literal of the file that looks like one and is not another's. --list prints code and parameters, one error a line.
 Whatever raises in another form is a finding, so that none is overlooked. Exits with 1 when there is
 a finding, or when a code is missing in the document or stands there without a source.
 """
@@ -27,6 +28,9 @@ POINT = re.compile(r'\bstatic MFlowPoint point\((\w+),\s*(?:(\w+)|L"([^"]*)")\)'
 HELPER = re.compile(r"\b(\w+)\([^(){};]*\bMFlowPoint& point\b[^;{]*\{")
 ADDED = re.compile(r'\.AddParameter\(L"(\w+)"')
 LITERAL = re.compile(r'L"(\w+)"')
+FREE = re.compile(r'L"([A-Z][a-z]\w*)"')
+ADDER = re.compile(r"\b(\w+)\(MError& \w+[^;{]*\{")
+NAME = re.compile(r"\b(\w+)\([^;{}]*\)[^;{}]*\{")
 CODE = re.compile(r"`([A-Z]\w*\.~?\w+:[A-Z]\w*)`")
 
 
@@ -60,6 +64,10 @@ class Sources:
     def read(self, name, text):
         text = without_comments(text)
         arrays = dict(ARRAY.findall(text))
+        self.adders = {adder[1]: ADDED.findall(body) for body in functions(text)
+                       if (adder := ADDER.search(body))}
+        self.known = len(self.raised)  # by the files before
+        self.unnamed = []  # (the body's text or None, helper, parameters), conditions in variables
         sites = 0
         for body in functions(text):
             helper = HELPER.search(body)
@@ -81,28 +89,61 @@ class Sources:
             sites += len(found)
             for site in found:
                 self.take(name, place, body, site)
+        self.take_unnamed(text, arrays)
         if len(POINT.findall(text)) != len(re.findall(r"\bMFlowPoint \w+\(", text)):
             self.findings.append(f"{name}: a flow point is made in a form that is not known here")
         if sites != len(ANY_SITE.findall(text)):
             self.findings.append(f"{name}: an error is raised in a form that is not known here")
 
     def take(self, name, place, body, site):
-        words = LITERAL.findall(arguments(body, site.end()))
-        if place is None or not words:
+        given = arguments(body, site.end())
+        words = LITERAL.findall(given)
+        handed_on = site[1] != "RaiseFromException" and re.match(r"\w+,", given)
+        if not words or (place is None and not handed_on):
             self.findings.append(f"{name}: an error without a place or a name: {site[0]}")
             return
-        parameters = words[1:]
+        in_list = re.findall(r'\{\s*L"(\w+)"', given)
+        parameters = in_list or words[0 if handed_on else 1:]
+        if "LastError(" in given:
+            parameters = [*parameters, "winErrorCode", "winErrorMessage"]
         if site[1] == "RaiseFromException":
             parameters = ["errorMessage", *parameters]
         elif site[1].startswith("Make"):
             rest = body[site.end():]
             following = SITE.search(rest)
             parameters += ADDED.findall(rest[:following.start() if following else None])
-        self.raised.append((place, words[0], tuple(parameters)))
+            for adder, added in self.adders.items():
+                if re.search(rf"\b{adder}\(", rest):
+                    parameters += added
+        if handed_on:
+            own = FREE.findall(body[:site.start()])
+            self.unnamed.append((body if own else None, place, tuple(parameters)))
+        else:
+            self.raised.append((place, words[0], tuple(parameters)))
+
+    def take_unnamed(self, text, arrays):
+        """The conditions that are variables where they are raised."""
+        named = {condition for _, condition, _ in self.raised[self.known:]}
+        named |= {arrays.get(array) for array, _, _ in POINT.findall(text)}
+        named |= {literal for _, _, literal in POINT.findall(text)}
+        within = {body for body, _, _ in self.unnamed if body}
+        for body, helper, parameters in self.unnamed:
+            for place, where in self.bodies_of(text):
+                if (where == body) if body else (where not in within):
+                    for condition in sorted(set(FREE.findall(where)) - named):
+                        self.raised.append((helper if body else place, condition, parameters))
+
+    def bodies_of(self, text):
+        """The functions of a file, each with its place, or its name where it has no flow point."""
+        known = dict(map(reversed, self.bodies))
+        for body in functions(text):
+            name = NAME.search(body)
+            place = known.get(body)
+            yield place if isinstance(place, tuple) else name and name[1], body
 
     def places(self, helper, seen=()):
         """Whose flow points reach a helper."""
-        call = re.compile(rf"\b{helper}\b[^;(){{}}]*\([^;{{]*\bpoint\b")
+        call = re.compile(rf"\b{helper}\b[^;(){{}}]*\([^;{{]*\b(?:point|save)\b")
         for place, body in self.bodies:
             if place == helper or place is None or place in seen or not call.search(body):
                 continue

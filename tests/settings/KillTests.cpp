@@ -78,8 +78,9 @@ class SaverProcess {
 
  private:
   std::optional<int> Read() {
-    int number = 0;
-    return std::fscanf(reports_, "%d", &number) == 1 ? std::optional(number) : std::nullopt;
+    char line[32];
+    return std::fgets(line, sizeof line, reports_) != nullptr ? std::optional(std::stoi(line))
+                                                              : std::nullopt;
   }
 
   std::FILE* reports_ = nullptr;

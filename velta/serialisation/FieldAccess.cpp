@@ -121,9 +121,10 @@ void FieldAccess::AddProblem(FieldProblems& problems, IInFilerTagged& filer, con
                              bool isThere) {
   static MFlowPoint point(ClassName, L"Read");
   if (problems.size() < kMostProblems) {
-    AddPlace(
-        problems.emplace_back(point.At(&filer).MakeRootError(isThere ? L"Unreadable" : L"Missing")),
-        filer, tag);
+    MError error = isThere ? point.At(nullptr).MakeRootError(L"Unreadable")
+                           : point.At(nullptr).MakeRootError(L"Missing");
+    AddPlace(error, filer, tag);
+    problems.push_back(error);
   }
 }
 
@@ -131,9 +132,10 @@ void FieldAccess::AddNotAllowed(FieldProblems& problems, IInFilerTagged& filer, 
                                 const MString& value, const MString& allowed) {
   static MFlowPoint point(ClassName, L"Read");
   if (problems.size() < kMostProblems) {
-    MError& error = problems.emplace_back(
-        point.At(&filer).MakeRootError(L"NotAllowed", {{L"value", value}, {L"allowed", allowed}}));
+    MError error =
+        point.At(nullptr).MakeRootError(L"NotAllowed", {{L"value", value}, {L"allowed", allowed}});
     AddPlace(error, filer, tag);
+    problems.push_back(error);
   }
 }
 
