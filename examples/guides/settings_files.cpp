@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
-#include "velta/serialisation/MInFilerTaggedXml.h"
-#include "velta/serialisation/MOutFilerTaggedXml.h"
+#include "velta/settings/FieldsInFile.h"
 #include "velta/settings/MFileWatch.h"
 #include "velta/settings/MSettingsFile.h"
 #include "velta/threads/MCallbackFunctor.h"
@@ -18,30 +17,23 @@
 namespace {
 
 struct Settings {
-  bool Write(IOutFilerTagged& filer) const { return filer.WriteInt(L"Width", width); }
-  void Read(IInFilerTagged& filer) { static_cast<void>(filer.ReadInt(L"Width", &width, 640)); }
-
   std::int32_t width = 640;
+
+  static void Describe(auto& field) {
+    field(L"Width", &Settings::width, Velta::Between(1, 32'000));
+  }
 };
 
 const wchar_t kRoot[] = L"Viewer";
 
 // Nothing when there is no file yet; an error when there is one that cannot be used.
 std::optional<Settings> Load(const MSettingsFile& file) {
-  const auto filer = file.LoadFiler(kRoot, L"");
-  if (filer == nullptr) {
-    return std::nullopt;
-  }
   Settings settings;
-  settings.Read(*filer);
-  return settings;
+  return LoadFields(file, kRoot, settings) ? std::optional(settings) : std::nullopt;
 }
 
 void Save(const MSettingsFile& file, const Settings& settings) {
-  MOutFilerTaggedXml filer(kRoot, L"");
-  if (settings.Write(filer)) {
-    file.SaveFiler(filer);
-  }
+  SaveFields(file, kRoot, settings);
 }
 
 // Loads again whenever the file has changed, on a thread of its own.

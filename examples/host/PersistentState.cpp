@@ -6,8 +6,6 @@
 #include "SettingsRegistry.h"
 #include "velta/logging/ClassNameRegistration.h"
 
-#include <vector>
-
 namespace host {
 namespace {
 
@@ -50,18 +48,18 @@ std::string PersistentState::GetPlace() const {
 
 void PersistentState::Load() {
   static MFlowPoint point(ClassName, L"Load");
-  std::vector<std::string> complaints;
+  Velta::FieldProblems problems;
   try {
-    TranslateExceptions(point.At(this),
-                        [&] { state_ = store_->Load(complaints).value_or(HostState()); });
+    TranslateExceptions(point.At(this), [&] { state_ = store_->Load(problems); });
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);
     usable_ = false;
     console_.WriteError("the settings in " + GetPlace() +
                         " cannot be used and are left as they are:\n" + Describe(exception));
   }
-  for (const std::string& complaint : complaints) {
-    console_.WriteError("host: " + GetPlace() + ": " + complaint + '\n');
+  for (const MError& problem : problems) {
+    console_.WriteError("a setting in " + GetPlace() + " cannot be used and has its default:\n" +
+                        Describe(MException(problem)));
   }
 }
 
@@ -71,7 +69,11 @@ bool PersistentState::Save(const RunResults& results) {
     return usable_;
   }
   try {
-    TranslateExceptions(point.At(this), [&] { store_->Save({state_.settings, results}); });
+    TranslateExceptions(point.At(this), [&] {
+      HostState state = state_;
+      state.lastRun = results;
+      store_->Save(state);
+    });
     return true;
   } catch (const MException& exception) {
     point.At(this).LogDismissedError(exception);

@@ -2,15 +2,12 @@
 #pragma once
 
 #include "velta/errors/MException.h"
+#include "velta/serialisation/Described.h"
+#include "velta/serialisation/StandardValues.h"
 #include "velta/text/MString.h"
 
 #include <cstdint>
 #include <optional>
-#include <string>
-#include <vector>
-
-class IInFilerTagged;
-class IOutFilerTagged;
 
 namespace host {
 
@@ -18,8 +15,13 @@ namespace host {
 struct Settings {
   static constexpr std::uint32_t kMostThreads = 64;
 
-  std::uint32_t threads = 4;  ///< 1 to `kMostThreads`
+  std::uint32_t threads = 4;
   bool quiet = false;
+
+  static void Describe(auto& field) {
+    field(L"Threads", &Settings::threads, Velta::Between(1, kMostThreads));
+    field(L"Quiet", &Settings::quiet);
+  }
 };
 
 /// What a run came to.
@@ -30,39 +32,33 @@ struct RunResults {
   std::uint64_t bytes = 0;
   std::uint64_t lines = 0;
   std::uint64_t words = 0;
-  double seconds = 0;      ///< in whole milliseconds, for which any store has digits enough
+  double seconds = 0;
   MException lastFailure;  ///< empty if all went well
+
+  static void Describe(auto& field) {
+    field(L"EndedAt", &RunResults::endedAt);
+    field(L"Counted", &RunResults::counted);
+    field(L"Failed", &RunResults::failed);
+    field(L"Bytes", &RunResults::bytes);
+    field(L"Lines", &RunResults::lines);
+    field(L"Words", &RunResults::words);
+    field(L"Seconds", &RunResults::seconds);
+    field(L"LastFailure", &RunResults::lastFailure);
+  }
 };
 
-/// What the host remembers from one run to the next.
+/// What the host remembers from one run to the next: the same in any store.
 struct HostState {
   Settings settings;
   std::optional<RunResults> lastRun;
+  Velta::OtherFields others;
+
+  static void Describe(auto& field) {
+    field.Version(1);
+    field(L"Settings", &HostState::settings);
+    field(L"LastRun", &HostState::lastRun);
+    field.KeepOthers(&HostState::others);
+  }
 };
-
-/// Writes what is to be remembered as groups and values, the same to any store.
-///
-/// | value | kind | group |
-/// |---|---|---|
-/// | Format | unsigned int, 1 | |
-/// | Threads, Quiet | unsigned int, bool | Settings |
-/// | EndedAt | string | LastRun |
-/// | Counted, Failed, Bytes, Lines, Words | string: 64 bits in decimal | LastRun |
-/// | Seconds | double | LastRun |
-/// | LastFailure | chain of errors | LastRun |
-///
-/// @return whether all was stored
-[[nodiscard]] bool WriteState(IOutFilerTagged& filer, const HostState& state);
-
-/// Reads what `WriteState` wrote.
-///
-/// @param complaints  receives a line for each setting that was missing, of another type or out of
-///                    range, and has its default; and one for results, which are left out as a
-///                    whole
-/// @return nothing when nothing of the kind is stored
-///
-/// Errors: Settings.ReadState:UnknownFormat with "format".
-[[nodiscard]] std::optional<HostState> ReadState(IInFilerTagged& filer,
-                                                 std::vector<std::string>& complaints);
 
 }  // namespace host

@@ -2,13 +2,10 @@
 #include "SettingsFile.h"
 
 #include "Text.h"
-#include "velta/errors/MError.h"
 #include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
-#include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
-
-#include <memory>
+#include "velta/settings/FieldsInFile.h"
 
 namespace host {
 namespace {
@@ -26,17 +23,11 @@ SettingsFile::SettingsFile(const std::filesystem::path& path)
 
 std::string SettingsFile::GetPlace() const { return place_; }
 
-std::optional<HostState> SettingsFile::Load(std::vector<std::string>& complaints) {
+HostState SettingsFile::Load(Velta::FieldProblems& problems) {
   static MFlowPoint point(ClassName, L"Load");
   const MFlowScope scope = point.At(this).OpenScope();
-  const std::unique_ptr<MInFilerTaggedXml> filer = file_.LoadFiler(kRoot, kNamespace);
-  if (filer == nullptr) {
-    return std::nullopt;
-  }
-  std::optional<HostState> state = ReadState(*filer, complaints);
-  if (!state) {
-    point.At(this).Raise(L"NotSettings");
-  }
+  HostState state;
+  static_cast<void>(LoadFields(file_, kRoot, state, problems, kNamespace));
   return state;
 }
 
@@ -44,8 +35,9 @@ void SettingsFile::Save(const HostState& state) {
   static MFlowPoint point(ClassName, L"Save");
   const MFlowScope scope = point.At(this).OpenScope();
   MOutFilerTaggedXml filer(kRoot, kNamespace);
+  WriteFields(filer, state);
   MString text;
-  if (!WriteState(filer, state) || !filer.GetText(&text)) {
+  if (!filer.GetText(&text)) {
     point.At(this).Raise(L"NotWritten");
   }
   file_.SaveBytes(ToUtf8(text));  // SaveText would refuse half a pair in the name of a file

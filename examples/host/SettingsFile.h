@@ -5,9 +5,7 @@
 #include "velta/settings/MSettingsFile.h"
 
 #include <filesystem>
-#include <optional>
 #include <string>
-#include <vector>
 
 namespace host {
 
@@ -23,9 +21,8 @@ class SettingsFile final : public SettingsStore {
 
   [[nodiscard]] std::string GetPlace() const override;
 
-  /// Errors: those of `MSettingsFile::LoadFiler` and `ReadState`; SettingsFile.Load:NotSettings
-  /// when the document holds something else. And `std::bad_alloc`.
-  [[nodiscard]] std::optional<HostState> Load(std::vector<std::string>& complaints) override;
+  /// Errors: those of `MSettingsFile::LoadFiler`, and `std::bad_alloc`.
+  [[nodiscard]] HostState Load(Velta::FieldProblems& problems) override;
 
   /// Replaces the file as a whole: a save that fails leaves the old one.
   ///

@@ -19,19 +19,19 @@ std::string SettingsRegistry::GetPlace() const {
   return "HKEY_CURRENT_USER\\Software\\Velta\\" + ToUtf8(applicationKey_);
 }
 
-std::optional<HostState> SettingsRegistry::Load(std::vector<std::string>& complaints) {
+HostState SettingsRegistry::Load(Velta::FieldProblems& problems) {
   constexpr bool kReadOnly = true;
   IInFilerTaggedRegistry filer(applicationKey_, kReadOnly);
-  return ReadState(filer, complaints);
+  HostState state;
+  ReadFields(filer, state, problems);
+  return state;
 }
 
 void SettingsRegistry::Save(const HostState& state) {
   static MFlowPoint point(ClassName, L"Save");
   const MFlowScope scope = point.At(this).OpenScope();
   IOutFilerTaggedRegistry filer(applicationKey_);
-  if (!WriteState(filer, state)) {
-    point.At(this).Raise(L"WriteFailed");
-  }
+  WriteFields(filer, state);
 }
 
 }  // namespace host

@@ -4,10 +4,8 @@
 #include "SettingsStore.h"
 #include "velta/text/MString.h"
 
-#include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace host {
 
@@ -18,12 +16,11 @@ class SettingsRegistry final : public SettingsStore {
 
   [[nodiscard]] std::string GetPlace() const override;
 
-  /// Errors: those of `ReadState`.
-  [[nodiscard]] std::optional<HostState> Load(std::vector<std::string>& complaints) override;
+  [[nodiscard]] HostState Load(Velta::FieldProblems& problems) override;
 
   /// Each value is replaced as a whole. A save that fails on the way leaves newer and older values.
   ///
-  /// Errors: SettingsRegistry.Save:WriteFailed.
+  /// Errors: those of `WriteFields`.
   void Save(const HostState& state) override;
 
  private:

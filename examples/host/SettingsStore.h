@@ -2,10 +2,9 @@
 #pragma once
 
 #include "Settings.h"
+#include "velta/serialisation/FieldAccess.h"
 
-#include <optional>
 #include <string>
-#include <vector>
 
 namespace host {
 
@@ -20,10 +19,12 @@ class SettingsStore {
   /// For display, on one line, in UTF-8.
   [[nodiscard]] virtual std::string GetPlace() const = 0;
 
-  /// What is stored; nothing when nothing is. For `complaints` see `ReadState`.
+  /// What is stored; defaults where nothing is.
+  ///
+  /// @param problems  receives an error for each value that is wrong, and has its default
   ///
   /// Errors: an `MException` when something is stored that cannot be used.
-  [[nodiscard]] virtual std::optional<HostState> Load(std::vector<std::string>& complaints) = 0;
+  [[nodiscard]] virtual HostState Load(Velta::FieldProblems& problems) = 0;
 
   /// Replaces what is stored.
   ///
