@@ -8,13 +8,18 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <array>
 #include <bit>
 #include <cfloat>
+#include <chrono>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <list>
+#include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -351,6 +356,11 @@ TEST(Fields, OfANewerVersionAreKeptAndOfAnOlderOneMigrated) {
   MInFilerTaggedXml again = ReaderOf(L"<Root><Version type=\"uint\">2</Version><Obsolete/></Root>");
   ReadFields(again, older);
   EXPECT_TRUE(older.others.IsEmpty());
+  MInFilerTaggedXml damaged = ReaderOf(L"<Root><Version type=\"uint\">x</Version><Kept/></Root>");
+  Velta::FieldProblems problems;
+  ReadFields(damaged, older, problems);
+  EXPECT_EQ(problems.size(), 1U);
+  EXPECT_FALSE(older.others.IsEmpty());
 }
 
 TEST(Fields, AreReadNoDeeperThanTheStackAllowsAndProblemsAreCounted) {

@@ -235,7 +235,9 @@ class FieldReader {
     tag_.assign(kVersionTag);
     version_ = number;
     migrate_ = migrate;
-    ReadTagged(storedVersion_, false);
+    if (!ReadTagged(storedVersion_, false) && FieldAccess::Find(filer_, tag_)) {
+      storedVersion_ = number;  // nobody can tell: nothing is migrated, nor given up
+    }
   }
   template <class Owner>
   void KeepOthers(OtherFields Owner::* member) {
