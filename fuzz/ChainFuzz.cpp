@@ -4,6 +4,8 @@
 #include "velta/errors/MError.h"
 #include "velta/errors/MException.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace {

@@ -3,6 +3,9 @@
 #include "fuzz/FuzzInput.h"
 #include "fuzz/Outline.h"
 
+#include <cstddef>
+#include <cstdint>
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const MString text = FuzzInput(data, size).Text();
   MXmlDocument document;

@@ -4,6 +4,9 @@
 #include "fuzz/Outline.h"
 #include "velta/xml/internal/DocumentAccess.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace {
 
 bool EditOnce(MXmlDocument& document, FuzzInput& input) {

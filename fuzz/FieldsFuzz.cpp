@@ -5,6 +5,9 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace {
 
 MString AsXml(const ManyFields& fields) {

@@ -3,6 +3,9 @@
 #include "fuzz/FuzzInput.h"
 #include "velta/serialisation/MInFilerTaggedXml.h"
 
+#include <cstddef>
+#include <cstdint>
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   FuzzInput input(data, size);
   std::uint8_t reads[16];

@@ -5,6 +5,7 @@
 #include "velta/text/NumberText.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -2,9 +2,11 @@
 // Runs a target over files, for compilers and platforms without a fuzzer.
 #include "fuzz/FuzzInput.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <string>
 

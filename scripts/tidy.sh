@@ -4,7 +4,8 @@
 #
 #   scripts/tidy.sh [--style] [file ...]
 #
-# --style: names, braces and agreement of declarations with definitions only.
+# --style: names, braces, agreement of declarations with definitions, and the headers of std:: names
+# only.
 #
 # Needs and installs setup's "linux"; leaves build/linux-clang and, in the cache, what was clean.
 set -euo pipefail
@@ -16,7 +17,7 @@ checks=
 if [ "${1-}" = --style ]; then
   shift
   checks='-*,readability-braces-around-statements,readability-identifier-naming'
-  checks+=',readability-inconsistent-declaration-parameter-name'
+  checks+=',readability-inconsistent-declaration-parameter-name,misc-include-cleaner'
 fi
 mkdir -p build/logs
 log=build/logs/tidy-configure.log

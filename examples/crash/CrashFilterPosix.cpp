@@ -2,6 +2,7 @@
 #include "CrashFilter.h"
 
 #include <csignal>
+#include <cstdint>
 #include <initializer_list>
 
 namespace {

@@ -6,8 +6,10 @@
 #include "velta/logging/MFlowLogger.h"
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <ios>
+#include <thread>
 #include <utility>
 
 namespace {

@@ -4,6 +4,7 @@
 #include "velta/logging/MFlowPoint.h"
 #include "velta/threads/MCallbackFunctor.h"
 
+#include <cstdint>
 #include <iostream>
 #include <map>
 #include <memory>

@@ -5,6 +5,7 @@
 #include "velta/logging/MFlowPoint.h"
 
 #include <cstdint>
+#include <exception>
 #include <iostream>
 #include <stdexcept>
 #include <string>

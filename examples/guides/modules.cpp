@@ -6,6 +6,7 @@
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MKLoggerAdapter.h"
 
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <sstream>

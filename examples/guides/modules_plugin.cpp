@@ -5,6 +5,8 @@
 #include "velta/logging/ClassNameRegistration.h"
 #include "velta/logging/MFlowPoint.h"
 
+#include <memory>
+
 namespace {
 
 const wchar_t ClassName[] = L"Measurement";

@@ -4,6 +4,7 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <iostream>
 #include <optional>

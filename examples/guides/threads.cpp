@@ -14,6 +14,7 @@
 #include <iostream>
 #include <latch>
 #include <memory>
+#include <utility>
 
 namespace {
 

@@ -11,8 +11,10 @@
 #include <cstdint>
 #include <iostream>
 #include <map>
+#include <new>
 #include <random>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {

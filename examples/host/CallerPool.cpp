@@ -9,6 +9,8 @@
 #include "velta/text/MLocale.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <memory>
 
 namespace host {

@@ -5,6 +5,7 @@
 #include "velta/logging/ClassNameRegistration.h"
 
 #include <cerrno>
+#include <cstdio>
 
 #if defined(_WIN32)
 #include <share.h>

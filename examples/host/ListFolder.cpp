@@ -7,7 +7,9 @@
 #include "velta/logging/ClassNameRegistration.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
+#include <memory>
 #include <system_error>
 #include <utility>
 

@@ -6,6 +6,8 @@
 
 #include <charconv>
 #include <cstddef>
+#include <string>
+#include <system_error>
 
 namespace host {
 namespace {

@@ -6,6 +6,8 @@
 #include "SettingsRegistry.h"
 #include "velta/logging/ClassNameRegistration.h"
 
+#include <memory>
+
 namespace host {
 namespace {
 

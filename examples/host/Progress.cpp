@@ -6,6 +6,8 @@
 #include "velta/logging/ClassNameRegistration.h"
 #include "velta/text/MLocale.h"
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace host {

@@ -5,6 +5,7 @@
 #include "velta/logging/MFlowLogger.h"
 
 #include <cstdio>
+#include <mutex>
 
 namespace host {
 

@@ -7,6 +7,9 @@
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 #include "velta/settings/FieldsInFile.h"
 
+#include <filesystem>
+#include <optional>
+
 namespace host {
 namespace {
 

@@ -8,6 +8,7 @@
 #include "velta/commands/MDesyncEventScheduler.h"
 #include "velta/logging/MFlowPoint.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>

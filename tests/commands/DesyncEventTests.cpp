@@ -9,8 +9,11 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <functional>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>

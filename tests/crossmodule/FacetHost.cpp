@@ -3,6 +3,7 @@
 // own, nothing else here numbers them.
 #include "velta/text/MLocale.h"
 
+#include <cctype>
 #include <locale>
 
 int main() {

@@ -5,6 +5,7 @@
 #include "tests/crossmodule/Module.h"
 #include "tests/support/Watchdog.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>

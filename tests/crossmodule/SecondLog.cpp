@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <sstream>
 #include <string>
+#include <utility>
 
 VELTA_TEST_EXPORT MFlowLogger* SecondLog() { return MFlowLogger::Instance(); }
 

@@ -6,11 +6,15 @@
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MFlowPoint.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <ios>
 #include <iterator>
 #include <map>
+#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>

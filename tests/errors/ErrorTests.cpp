@@ -6,6 +6,7 @@
 #include "velta/serialisation/MInFilerTaggedXml.h"
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>

@@ -11,6 +11,7 @@
 #include <clocale>
 #include <functional>
 #include <stdexcept>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <iterator>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>

@@ -9,6 +9,8 @@
 #include "velta/logging/internal/ErrorRing.h"
 #include "velta/logging/internal/ProcessLog.h"
 
+#include <cstdint>
+#include <ios>
 #include <map>
 #include <ostream>
 #include <streambuf>

@@ -5,6 +5,10 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ios>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <thread>

@@ -3,13 +3,22 @@
 #include "velta/logging/MKLoggerAdapter.h"
 #include "velta/platform/internal/DebugDumpFile.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <ios>
+#include <iterator>
+#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <streambuf>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

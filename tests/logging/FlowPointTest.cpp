@@ -5,10 +5,12 @@
 #include "velta/logging/MFlowPoint.h"
 #include "velta/platform/internal/Win32.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

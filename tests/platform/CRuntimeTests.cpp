@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <clocale>
+#include <cstddef>
 #include <cstdlib>
 #include <limits>
 #include <string>

@@ -4,6 +4,7 @@
 #include "tests/support/StressScale.h"
 #include "tests/support/Watchdog.h"
 
+#include <chrono>
 #include <thread>
 #include <vector>
 

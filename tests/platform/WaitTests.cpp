@@ -9,9 +9,13 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <random>
+#include <ratio>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>

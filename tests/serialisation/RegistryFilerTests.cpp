@@ -6,9 +6,11 @@
 #include "velta/serialisation/IOutFilerTaggedRegistry.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>

@@ -3,6 +3,7 @@
 #include "Scheduler.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,8 @@
 #include <memory>
 #include <new>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include <errno.h>
 #include <fnmatch.h>

@@ -13,8 +13,10 @@ std::int64_t Velta::Simulation::WatchMemory(const std::function<void()>& run) {
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <new>
 
 namespace {

@@ -7,6 +7,8 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 #include <signal.h>
 

@@ -10,7 +10,9 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace Velta::Simulation {
 

@@ -5,8 +5,10 @@
 #include <cstdarg>
 #include <cstdio>
 #include <iomanip>
+#include <ios>
 #include <memory>
 #include <sstream>
+#include <string>
 #include <thread>
 #include <utility>
 

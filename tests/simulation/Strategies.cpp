@@ -2,9 +2,13 @@
 #include "Scheduler.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <utility>
+#include <vector>
 
 namespace Velta::Simulation {
 

@@ -12,6 +12,9 @@
 #include "velta/serialisation/MOutFilerTaggedXml.h"
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <ios>
 #include <memory>
 #include <ostream>
 #include <streambuf>

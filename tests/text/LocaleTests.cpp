@@ -7,6 +7,7 @@
 
 #include <clocale>
 #include <cstddef>
+#include <ios>
 #include <locale>
 #include <sstream>
 #include <string>

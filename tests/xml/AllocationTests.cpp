@@ -7,6 +7,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace {
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "velta/xml/DecodeXml.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -2,8 +2,11 @@
 // The text that edits leave, and what they refuse.
 #include "tests/xml/XmlKit.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 using Velta::Xml::DocumentAccess;
 

@@ -3,6 +3,8 @@
 // large.
 #include "tests/xml/XmlKit.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <random>
 #include <string>
 

@@ -2,6 +2,8 @@
 // Texts that are cut, changed by a character, or no text at all.
 #include "tests/xml/XmlKit.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace {

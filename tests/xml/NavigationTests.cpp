@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/xml/XmlKit.h"
 
+#include <cstdint>
 #include <cwchar>
 #include <iterator>
 #include <string>

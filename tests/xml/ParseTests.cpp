@@ -2,7 +2,10 @@
 // What a text is read as, and every message with its offset.
 #include "tests/xml/XmlKit.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 
 TEST(MXmlDocument, EachFaultHasItsMessageWithItsOffset) {

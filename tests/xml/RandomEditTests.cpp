@@ -4,6 +4,8 @@
 #include "tests/support/StressScale.h"
 #include "tests/xml/XmlKit.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <iterator>

@@ -5,7 +5,10 @@
 #include "tests/support/Watchdog.h"
 #include "tests/xml/XmlKit.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Console.h"
 
+#include <cstdio>
+
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>

@@ -6,7 +6,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <string>
+#include <system_error>
 
 namespace Velta::Logging {
 namespace {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <system_error>
 #include <tuple>
 #include <utility>
 

@@ -9,6 +9,10 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 namespace Velta::Logging {
 namespace {

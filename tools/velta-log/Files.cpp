@@ -6,6 +6,9 @@
 #include "Progress.h"
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <vector>

@@ -4,6 +4,7 @@
 #include "Events.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <utility>
 

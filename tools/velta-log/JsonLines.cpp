@@ -6,6 +6,8 @@
 #include "Text.h"
 #include "WallClock.h"
 
+#include <cstdint>
+
 namespace Velta::Logging {
 namespace {
 

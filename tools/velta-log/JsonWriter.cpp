@@ -3,6 +3,8 @@
 
 #include "Text.h"
 
+#include <cstddef>
+
 namespace Velta::Logging {
 
 JsonWriter& JsonWriter::Key(std::string_view name) {

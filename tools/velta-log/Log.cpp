@@ -2,6 +2,7 @@
 #include "Log.h"
 
 #include <algorithm>
+#include <string>
 
 namespace Velta::Logging {
 

@@ -3,7 +3,9 @@
 
 #include "Console.h"
 
+#include <chrono>
 #include <cstdio>
+#include <string>
 
 namespace Velta::Logging {
 namespace {

@@ -4,6 +4,8 @@
 #include "Events.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <unordered_map>
 
 namespace Velta::Logging {

@@ -4,6 +4,7 @@
 #include "Events.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace Velta::Logging {
 namespace {

@@ -4,6 +4,9 @@
 #include "Summary.h"
 #include "WallClock.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace Velta::Logging {
 namespace {
 

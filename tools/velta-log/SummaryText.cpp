@@ -8,7 +8,13 @@
 #include "WallClock.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <numeric>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Velta::Logging {
 namespace {

@@ -7,6 +7,12 @@
 #include "Text.h"
 #include "WallClock.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace Velta::Logging {
 namespace {
 

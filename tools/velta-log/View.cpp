@@ -9,8 +9,12 @@
 #include "Summary.h"
 #include "ViewPage.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace Velta::Logging {
 namespace {

@@ -5,7 +5,12 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <optional>
+#include <string>
+#include <system_error>
 
 namespace Velta::Logging {
 namespace {

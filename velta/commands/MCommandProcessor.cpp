@@ -10,6 +10,7 @@
 #include "velta/threads/internal/Waits.h"
 
 #include <atomic>
+#include <memory>
 #include <new>
 #include <utility>
 

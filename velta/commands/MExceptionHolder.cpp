@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "velta/commands/MExceptionHolder.h"
 
+#include <atomic>
+#include <memory>
 #include <new>
 #include <utility>
 

@@ -7,6 +7,8 @@
 #include "velta/logging/internal/KLogWords.h"
 #include "velta/platform/internal/Win32.h"
 
+#include <atomic>
+#include <cstdint>
 #include <cstdlib>
 
 using namespace Velta::Logging;

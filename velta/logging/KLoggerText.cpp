@@ -8,12 +8,19 @@
 #include "velta/platform/internal/Win32.h"
 
 #include <array>
+#include <atomic>
 #include <bit>
 #include <charconv>
 #include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <ios>
+#include <map>
 #include <memory>
 #include <ostream>
 #include <streambuf>
+#include <string>
+#include <string_view>
 
 using namespace Velta::Logging;
 

@@ -7,6 +7,7 @@
 #include "velta/platform/internal/DebugDumpFile.h"
 
 #include <fstream>
+#include <ios>
 #include <memory>
 #include <ostream>
 

@@ -11,6 +11,8 @@
 #include "velta/platform/internal/Win32.h"
 
 #include <array>
+#include <atomic>
+#include <cstdint>
 #include <string>
 
 using namespace Velta::Logging;

@@ -10,6 +10,7 @@
 #include "velta/logging/MFlowLogger.h"
 #include "velta/logging/MKLoggerAdapter.h"
 
+#include <atomic>
 #include <new>
 
 namespace Velta::Logging::ProcessLog {

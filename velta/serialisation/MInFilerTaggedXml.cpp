@@ -9,6 +9,7 @@
 #include "velta/xml/MXmlDocument.h"
 #include "velta/xml/internal/DocumentAccess.h"
 
+#include <memory>
 #include <new>
 #include <optional>
 #include <utility>

@@ -9,6 +9,8 @@
 #include "velta/xml/MXmlDocument.h"
 #include "velta/xml/internal/DocumentAccess.h"
 
+#include <memory>
+
 using Velta::Xml::DocumentAccess;
 using namespace Velta::Serialisation;
 

@@ -6,9 +6,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <new>
+#include <optional>
+#include <ratio>
 #include <string_view>
 
 namespace Velta::Serialisation {

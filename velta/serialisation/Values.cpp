@@ -14,8 +14,10 @@
 
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <type_traits>
 
 namespace Velta::Serialisation {

@@ -10,7 +10,10 @@
 #include "velta/text/StandardText.h"
 
 #include <atomic>
+#include <filesystem>
+#include <memory>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 

@@ -16,8 +16,12 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>

@@ -9,10 +9,12 @@
 #include "velta/platform/internal/SystemCalls.h"
 #include "velta/platform/internal/Win32.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <exception>
+#include <locale>
 #include <memory>
 #include <new>
 #include <utility>

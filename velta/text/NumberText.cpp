@@ -6,6 +6,7 @@
 #include "velta/text/MLocale.h"
 #include "velta/text/internal/PlainDecimalScan.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cwchar>

@@ -13,7 +13,9 @@
 #include "velta/threads/internal/Events.h"
 #include "velta/threads/internal/Waits.h"
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <memory>
 #include <new>
 

@@ -7,7 +7,9 @@
 #include "velta/xml/internal/References.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
+#include <memory>
 #include <utility>
 
 using Velta::Xml::DocumentState;

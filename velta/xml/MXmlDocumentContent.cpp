@@ -8,7 +8,9 @@
 #include "velta/xml/internal/Tags.h"
 #include "velta/xml/internal/Tokenizer.h"
 
+#include <cstdint>
 #include <optional>
+#include <string_view>
 
 using namespace Velta::Xml;
 

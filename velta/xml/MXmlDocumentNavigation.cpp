@@ -6,6 +6,8 @@
 #include "velta/xml/internal/DocumentState.h"
 #include "velta/xml/internal/Tokenizer.h"
 
+#include <cstdint>
+#include <string_view>
 #include <vector>
 
 using namespace Velta::Xml;

@@ -12,8 +12,10 @@
 #include "tests/support/Watchdog.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <memory>
 #include <new>
 #include <optional>

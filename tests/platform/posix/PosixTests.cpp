@@ -6,6 +6,7 @@
 #include "velta/platform/posix/ObjectTable.h"
 
 #include <atomic>
+#include <cstdint>
 #include <set>
 #include <stdexcept>
 #include <thread>

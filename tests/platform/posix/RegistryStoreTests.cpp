@@ -4,7 +4,9 @@
 #include "tests/support/RegistryKit.h"
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <string>
 #include <vector>

@@ -4,6 +4,9 @@
 #include "../Scheduler.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>

@@ -8,6 +8,8 @@
 #include "velta/platform/posix/MonotonicTime.h"
 #include "velta/platform/posix/ObjectTable.cpp"  // NOLINT(bugprone-suspicious-include)
 
+#include <cstddef>
+#include <cstdint>
 #include <new>
 #include <vector>
 

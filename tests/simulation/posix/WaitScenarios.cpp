@@ -4,6 +4,7 @@
 #include "History.h"
 #include "velta/platform/internal/DeferredWakeUps.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>

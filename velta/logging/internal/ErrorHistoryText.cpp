@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <charconv>
 #include <concepts>
+#include <cstdint>
 #include <cstdio>
+#include <ios>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 #include <string_view>

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
+#include <optional>
 
 namespace Velta::Logging {
 namespace {

@@ -6,7 +6,9 @@
 #include "velta/logging/internal/ErrorRing.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <optional>
 
 namespace Velta::Logging {
 namespace {

@@ -3,6 +3,9 @@
 #include "velta/platform/posix/SpinLimits.h"
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <atomic>
+#include <cstdint>
+
 namespace Velta::Posix {
 
 void EnterContended(CRITICAL_SECTION* section, std::uint32_t self) noexcept {

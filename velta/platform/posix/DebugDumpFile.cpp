@@ -3,6 +3,9 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <ostream>
 #include <streambuf>
 
 #include <fcntl.h>

@@ -3,6 +3,9 @@
 
 #include "velta/platform/internal/Assert.h"
 
+#include <atomic>
+#include <cstdint>
+
 namespace Velta::Posix {
 
 constinit FutexLock dispatcherLock;

@@ -5,6 +5,9 @@
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <atomic>
+#include <cstdint>
+
 using namespace Velta::Posix;
 
 namespace {

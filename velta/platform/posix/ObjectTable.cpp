@@ -3,6 +3,7 @@
 
 #include "velta/platform/internal/Assert.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 

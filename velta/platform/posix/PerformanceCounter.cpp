@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>

@@ -4,6 +4,7 @@
 #include "velta/platform/posix/RegistryKeys.h"
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <cstddef>
 #include <string_view>
 #include <utility>
 

@@ -3,6 +3,7 @@
 
 #include "velta/platform/posix/FutexLock.h"
 
+#include <cstdint>
 #include <new>
 
 #include <unistd.h>

@@ -4,6 +4,9 @@
 
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <cstdint>
+#include <string>
+
 std::wstring Velta::Platform::SystemMessage(std::uint32_t code) {
   switch (code) {
     case ERROR_SUCCESS:

@@ -2,6 +2,7 @@
 #include "velta/platform/internal/ThreadName.h"
 
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 #include <pthread.h>

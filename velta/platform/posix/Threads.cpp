@@ -7,7 +7,9 @@
 #include "velta/platform/posix/ObjectTable.h"
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 
 #include <pthread.h>
 #include <sched.h>

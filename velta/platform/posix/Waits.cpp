@@ -9,6 +9,9 @@
 #include "velta/platform/posix/SpinLimits.h"
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <atomic>
+#include <cstdint>
+
 #include <time.h>
 
 using namespace Velta::Posix;

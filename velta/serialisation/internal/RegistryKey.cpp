@@ -3,6 +3,9 @@
 
 #include "velta/serialisation/IFilerTaggedRegistryBase.h"
 
+#include <cstdint>
+#include <utility>
+
 namespace Velta::Serialisation {
 namespace {
 

@@ -5,6 +5,7 @@
 #include "velta/xml/internal/Tokenizer.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <string_view>
 

@@ -4,6 +4,7 @@
 #include "velta/xml/internal/References.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace Velta::Xml {
 namespace {
