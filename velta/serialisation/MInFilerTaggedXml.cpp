@@ -120,7 +120,7 @@ bool MInFilerTaggedXml::ReadString(const MString& tag, MString* value,
 bool MInFilerTaggedXml::ReadChar(const MString& tag, char* value, char defaultValue) {
   *value = defaultValue;
   return ReadValue(tag, ValueTypes::kChar, [&](std::wstring_view data) {
-    if (data.empty() || data[0] < 0 || data[0] > 0xFF) {
+    if (data.empty() || static_cast<std::uint32_t>(data[0]) > 0xFF) {
       return false;
     }
     *value = static_cast<char>(static_cast<unsigned char>(data[0]));

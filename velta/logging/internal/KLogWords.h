@@ -33,8 +33,10 @@ static_assert(std::endian::native == std::endian::little);
 inline constexpr std::uint32_t kFetchAhead = 16;
 
 inline void FetchForWriting(const std::uint64_t* words) noexcept {
-#if defined(_MSC_VER)
+#if defined(_MSC_VER) && !defined(_M_ARM64)
   _m_prefetchw(words);
+#elif defined(_MSC_VER) && !defined(__clang__)
+  __prefetch2(words, 16);  // PRFM's PSTL1KEEP: to be stored to, and kept
 #else
   __builtin_prefetch(words, 1);
 #endif

@@ -27,8 +27,6 @@ constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
 #if defined(__x86_64__)
 
-std::int64_t ReadTimeStamp() noexcept { return static_cast<std::int64_t>(__builtin_ia32_rdtsc()); }
-
 /// The processor says that its counter runs at one speed, whatever it saves power with.
 bool IsTimeStampInvariant() noexcept {
   constexpr unsigned kInvariant = 1U << 8;
@@ -39,7 +37,19 @@ bool IsTimeStampInvariant() noexcept {
   return __get_cpuid(0x80000007, &a, &b, &c, &d) != 0 && (d & kInvariant) != 0;
 }
 
-/// The kernel has compared the processors' counters, and keeps time by them itself.
+#elif defined(__aarch64__)
+
+/// The architecture demands it.
+bool IsTimeStampInvariant() noexcept { return true; }
+
+#else
+
+bool IsTimeStampInvariant() noexcept { return false; }
+
+#endif
+
+/// The kernel has compared the processors' counters, and keeps time by them itself. An emulator
+/// shows another machine's kernel: the answer is no.
 bool DoesKernelTrustTimeStamp() noexcept {
   const int file = ::open("/sys/devices/system/clocksource/clocksource0/current_clocksource",
                           O_RDONLY | O_CLOEXEC);
@@ -56,7 +66,11 @@ bool DoesKernelTrustTimeStamp() noexcept {
   while (!source.empty() && source.back() == '\n') {
     source.remove_suffix(1);
   }
+#if defined(__aarch64__)
+  return source == "arch_sys_counter";
+#else
   return source == "tsc" || source == "kvm-clock" || source == "hyperv_clocksource_tsc_page";
+#endif
 }
 
 /// Both clocks at one moment, as nearly as several tries get it.
@@ -97,14 +111,8 @@ std::int64_t FindTimeStampFrequency() noexcept {
   return IsTimeStampInvariant() && DoesKernelTrustTimeStamp() ? MeasureTimeStamp() : 0;
 }
 
-#else
-
-std::int64_t ReadTimeStamp() noexcept { return 0; }
-std::int64_t FindTimeStampFrequency() noexcept { return 0; }
-
-#endif
-
-/// Chooses the source on the first call, for good.
+/// Chooses the source on the first call, for good. The source by itself is all that others read, so
+/// its order against other memory does not matter.
 std::int64_t Frequency() noexcept {
   static const std::int64_t frequency = [] {
     const std::int64_t timeStamp = FindTimeStampFrequency();

@@ -15,7 +15,7 @@ namespace {
 /// Not by the process's locale: another one would find other names.
 wchar_t ToLower(wchar_t character) noexcept {
   static const locale_t locale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  if (character >= 0 && character < 0x80) {
+  if (static_cast<std::uint32_t>(character) < 0x80) {  // not every platform's wchar_t has a sign
     return character >= L'A' && character <= L'Z' ? character - L'A' + L'a' : character;
   }
   if (locale == nullptr) {

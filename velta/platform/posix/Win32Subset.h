@@ -226,21 +226,30 @@ VELTA_POSIX_HIDDEN extern constinit std::atomic<CounterSource> counterSource;
 
 std::int64_t ReadCounterSlowPath() noexcept;
 
+/// The processor's own counter; 0 where none is known.
+inline std::int64_t ReadTimeStamp() noexcept {
+  // Not ordered with the loads before it: that would double the price, and the log pays it for
+  // every event. Readings of two threads compare to well within a microsecond.
+#if defined(__x86_64__)
+  return static_cast<std::int64_t>(__builtin_ia32_rdtsc());
+#elif defined(__aarch64__)
+  std::int64_t ticks = 0;
+  __asm__ __volatile__("mrs %0, cntvct_el0" : "=r"(ticks));
+  return ticks;
+#else
+  return 0;
+#endif
+}
+
 }  // namespace Velta::Posix
 
 /// The processor's time-stamp counter where it and the kernel vouch for it, else nanoseconds of the
 /// monotonic clock. The first call of this or the next function takes some milliseconds to choose.
 inline BOOL QueryPerformanceCounter(LARGE_INTEGER* counter) noexcept {
-#if defined(__x86_64__)
-  if (Velta::Posix::counterSource.load(std::memory_order_relaxed) ==
-      Velta::Posix::CounterSource::kTimeStamp) {
-    // Not ordered with the loads before it: that would double the price, and the log pays it for
-    // every event. Readings of two threads compare to well within a microsecond.
-    counter->QuadPart = static_cast<std::int64_t>(__builtin_ia32_rdtsc());
-    return TRUE;
-  }
-#endif
-  counter->QuadPart = Velta::Posix::ReadCounterSlowPath();
+  counter->QuadPart = Velta::Posix::counterSource.load(std::memory_order_relaxed) ==
+                              Velta::Posix::CounterSource::kTimeStamp
+                          ? Velta::Posix::ReadTimeStamp()
+                          : Velta::Posix::ReadCounterSlowPath();
   return TRUE;
 }
 
