@@ -16,7 +16,7 @@ endforeach()
 
 # Properties of every test that runs a program of the target; the examples' tests use them too.
 set(VELTA_TEST_FIXTURE "" CACHE INTERNAL "")
-if(WIN32 AND CMAKE_CROSSCOMPILING)
+if(WIN32 AND CMAKE_CROSSCOMPILING_EMULATOR)
   include(WineSession)
   set(VELTA_TEST_FIXTURE FIXTURES_REQUIRED wine CACHE INTERNAL "")
 endif()
@@ -30,6 +30,12 @@ function(velta_test name)
   target_link_libraries(${name} PRIVATE ${test_LIBRARIES} velta_options GTest::gmock_main)
   set_target_properties(${name} PROPERTIES
     CXX_STANDARD 20 CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
+  if(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+    return()  # that it links is all that can be asked of it
+  endif()
+  if(CMAKE_CROSSCOMPILING AND NOT WIN32)  # Wine runs the processor's own code
+    target_compile_definitions(${name} PRIVATE VELTA_TEST_EMULATED)
+  endif()
   set(properties TIMEOUT 300 ${VELTA_TEST_FIXTURE})
   if(test_RESOURCE_LOCK)
     list(APPEND properties RESOURCE_LOCK ${test_RESOURCE_LOCK})

@@ -6,7 +6,7 @@ if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_HOST_WIN32 AND NOT DEFINED CMAKE_CXX_COMPI
   find_program(VELTA_CCACHE ccache)
   if(VELTA_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${VELTA_CCACHE}")
-    if(CMAKE_CROSSCOMPILING AND NOT MSVC)
+    if(MINGW AND CMAKE_CROSSCOMPILING)
       # The Windows compiler is a script of this checkout: its own version counts, not the script's.
       list(PREPEND CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_COMMAND}" -E env CCACHE_COMPILERTYPE=clang
            "CCACHE_COMPILERCHECK=string:zig-${CMAKE_CXX_COMPILER_VERSION}")

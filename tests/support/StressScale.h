@@ -18,8 +18,8 @@ inline constexpr int kWaitDivisor = 100;
 inline constexpr int kWaitDivisor = 1;
 #endif
 
-/// Everything else: sanitizers slow the code itself down.
-#if defined(VELTA_TEST_SANITIZED)
+/// Everything else: sanitizers and an emulated processor slow the code itself down.
+#if defined(VELTA_TEST_SANITIZED) || defined(VELTA_TEST_EMULATED)
 inline constexpr int kStressDivisor = 10;
 #else
 inline constexpr int kStressDivisor = kWaitDivisor;
