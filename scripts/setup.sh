@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Installs what the builds and tests need; quiet when nothing is missing.
 #
-#   scripts/setup.sh [linux|windows|bench|tools|docs|all]     default: all
+#   scripts/setup.sh [linux|windows|arm64|bench|tools|docs|all]     default: all
 #
 # Debian's packages are pinned by the release they come from (and by the major version in their
 # names where Debian ships several); the Windows compiler is pinned by its lock file.
@@ -17,6 +17,8 @@ linux=(g++ cmake ninja-build ccache googletest locales libcli11-dev binutils cla
        clang-format-19 clang-tidy-19 libclang-rt-19-dev cppcheck gcovr python3 python3-pyelftools pkgconf util-linux)
 windows=(cmake ninja-build ccache googletest npm wine wine64 clang-19 clang-tools-19 lld-19 llvm-19
          libcli11-dev python3 util-linux)
+# Beside linux; for Windows on ARM64 the Windows compiler does.
+arm64=(g++-aarch64-linux-gnu qemu-user-static)
 # What the tests of tools/velta-log need besides; without a browser its page is not tested.
 tools=(libcli11-dev python3-jsonschema python3-selenium chromium chromium-driver lnav)
 docs=(doxygen)
@@ -25,11 +27,12 @@ bench=(libbenchmark-dev libcereal-dev libspdlog-dev libfmt-dev libboost-dev libb
 case $what in
   linux)   wanted=("${linux[@]}" "${tools[@]}") ;;
   windows) wanted=("${windows[@]}" python3-jsonschema) ;;
+  arm64)   wanted=("${arm64[@]}") ;;
   bench)   wanted=("${linux[@]}" "${bench[@]}") ;;
   tools)   wanted=("${tools[@]}") ;;
   docs)    wanted=("${docs[@]}") ;;
-  all)     wanted=("${linux[@]}" "${tools[@]}" "${windows[@]}" "${bench[@]}" "${docs[@]}") ;;
-  *) echo "usage: scripts/setup.sh [linux|windows|bench|tools|docs|all]" >&2; exit 2 ;;
+  all)     wanted=("${linux[@]}" "${tools[@]}" "${windows[@]}" "${arm64[@]}" "${bench[@]}" "${docs[@]}") ;;
+  *) echo "usage: scripts/setup.sh [linux|windows|arm64|bench|tools|docs|all]" >&2; exit 2 ;;
 esac
 
 mkdir -p "$VELTA_CACHE"

@@ -4,9 +4,9 @@
 # configurations; each check and each fuzzer beside them counts as one. What does not show that it
 # passed has failed.
 #
-#   scripts/test.sh [linux|asan|tsan|windows]     default: everything
+#   scripts/test.sh [linux|asan|tsan|windows|arm64]     default: everything
 #
-# Needs and installs setup's "linux" and "windows"; leaves the builds and build/logs.
+# Needs and installs setup's "linux", "windows" and "arm64"; leaves the builds and build/logs.
 set -uo pipefail
 cd "$(dirname -- "${BASH_SOURCE[0]}")/.." || exit 1
 source scripts/env.sh
@@ -14,8 +14,8 @@ unset "${!GTEST_@}"  # a filter or a shard would leave tests out
 
 what=${1:-all}
 case $what in
-  all|linux|asan|tsan|windows) ;;
-  *) echo "usage: scripts/test.sh [linux|asan|tsan|windows]" >&2; exit 2 ;;
+  all|linux|asan|tsan|windows|arm64) ;;
+  *) echo "usage: scripts/test.sh [linux|asan|tsan|windows|arm64]" >&2; exit 2 ;;
 esac
 
 logs=build/logs
@@ -71,6 +71,9 @@ fuzzing() {
   report fuzz "$passes" "$failures" $((SECONDS - started))
 }
 
+# Programs for Windows on ARM64 are only looked at.
+runs_wine() { [[ $1 = windows* && $1 != *-arm64 ]]; }
+
 # Without one live process wine boots its services for every test program that is asked what it has.
 hold_wine() {
   trap 'tools/zig/bin/wine-session stop build/wine-session.pid' EXIT
@@ -99,7 +102,7 @@ configuration() {  # configuration PRESET
     return
   fi
   printf '%s: testing (built in %d s)\n' "$name" $((SECONDS - started))
-  if [[ $name = windows* ]] && ! run "$name-wine" hold_wine "$name" ||
+  if runs_wine "$name" && ! run "$name-wine" hold_wine "$name" ||
      ! run "$name-list" list_tests "$name" "$listing"; then
     report "$name" 0 1 $((SECONDS - started))
     return
@@ -108,7 +111,7 @@ configuration() {  # configuration PRESET
   counts=$(python3 tools/count_tests.py "$listing" "$status" "$result")
   read -r passes failures silent <<<"$counts"
   # Once in thousands of times wine ends at once without a word, before the program begins.
-  if [[ $name = windows* && ${silent:-0} != 0 && $silent = "$failures" ]]; then
+  if runs_wine "$name" && [[ ${silent:-0} != 0 && $silent = "$failures" ]]; then
     printf '%s: %s of wine'"'"'s starts failed; again\n' "$name" "$failures"
     status=0
     run "$name-again" ctest --preset "$name" --rerun-failed --output-junit "$again" || status=$?
@@ -119,9 +122,10 @@ configuration() {  # configuration PRESET
 }
 
 case $what in
-  all)     steps=(setup-linux setup-windows format layers words locks style cppcheck dialect reference
-                  linux asan tsan windows windows-shared
-                  windows-msvc-abi fuzz) ;;
+  all)     steps=(setup-linux setup-windows setup-arm64 format layers words locks style cppcheck dialect
+                  reference linux asan tsan windows windows-shared windows-msvc-abi
+                  linux-arm64 windows-arm64 fuzz) ;;
+  arm64)   steps=(setup-linux setup-windows setup-arm64 linux-arm64 windows-arm64) ;;
   windows) steps=(setup-windows windows windows-shared windows-msvc-abi) ;;
   *)       steps=(setup-linux "$what") ;;
 esac
