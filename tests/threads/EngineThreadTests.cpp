@@ -111,6 +111,20 @@ TEST_F(EngineThread, AFailedStartIsInactiveAgainAndAFailedFlushGoesOnRunning) {
   }
 }
 
+// For the thread sanitizer: nothing else orders the two threads.
+TEST_F(EngineThread, WhoSeesThatItHasStoppedSeesWhatItWrote) {
+  Engine engine;
+  int written = 0;
+  engine.stop = [&] { written = 1; };
+  engine.Start();
+  std::thread stopper([&] { engine.Stop(); });
+  while (engine.IsRunning()) {
+    std::this_thread::yield();
+  }
+  EXPECT_EQ(written, 1);
+  stopper.join();
+}
+
 TEST_F(EngineThread, ARefusedThreadIsAnErrorWithErrno) {
   Engine engine;
   {

@@ -23,7 +23,7 @@ MExceptionHolder MExceptionHolder::Create() {
 MExceptionHolder::MExceptionHolder(const MExceptionHolder& other) noexcept
     : record_(other.record_) {
   if (record_ != nullptr) {
-    record_->referenceCount.fetch_add(1, std::memory_order_relaxed);
+    record_->referenceCount.fetch_add(1, std::memory_order_relaxed);  // `other` keeps it alive
   }
 }
 

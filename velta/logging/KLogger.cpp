@@ -49,7 +49,7 @@ KLogger::KLogger() {
   ::_ftime64_s(&now);
   startWallClock = {now.time, now.millitm, now.timezone, now.dstflag};
   capacity = kCapacity;
-  counter.store(1, std::memory_order_release);
+  counter.store(1, std::memory_order_relaxed);  // whoever publishes the log publishes all of it
   ready = true;
   // calloc leaves the pages untouched until records reach them.
   records = static_cast<std::uint64_t*>(

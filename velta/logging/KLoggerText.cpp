@@ -324,6 +324,7 @@ bool KLogger::IsEmpty(const KLogRecord& record) noexcept {
          std::array<std::uint64_t, KLogWords::kPerRecord>{};
 }
 
+// Records are not ordered by the counter: Write claims its slot first, and fills it after.
 std::uint32_t KLogger::Disable() noexcept {
   std::uint32_t before = counter.load(std::memory_order_relaxed);
   while (!counter.compare_exchange_weak(before, before & ~1U, std::memory_order_acq_rel,
@@ -391,5 +392,5 @@ void KLogger::ClearAndEnable() noexcept {
       }
     }
   }
-  counter.store(1, std::memory_order_release);
+  counter.store(1, std::memory_order_release);  // the clearing first: Write acquires it
 }

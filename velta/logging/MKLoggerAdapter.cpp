@@ -63,7 +63,7 @@ std::string Narrow(const wchar_t* name) {
 MKLoggerAdapter::MKLoggerAdapter(KLogger* target) noexcept : core(target) {}
 
 MKLoggerAdapter::~MKLoggerAdapter() {
-  MKLoggerAdapter* expected = this;
+  MKLoggerAdapter* expected = this;  // null publishes nothing: no order is needed
   ProcessLog::adapter.compare_exchange_strong(expected, nullptr, std::memory_order_relaxed);
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The process's log and the handles to it: made on first use, in whatever order static initialisers
 // ask for them. Two threads that race for a first use may each make one; the last one stored stays
-// and the other is never freed, since it may be in use.
+// and the other is never freed, since it may be in use. A handle is stored with release and loaded
+// with acquire: who finds it finds what it points to constructed.
 #include "velta/logging/internal/ProcessLog.h"
 
 #include "velta/logging/ClassNameRegistration.h"

@@ -181,7 +181,7 @@ unsigned MEngineThread::RunThread(void* argument) {
   auto* const self = static_cast<MEngineThread*>(argument);
   // Both by the thread itself: its body may ask before its starter could store the id.
   engineOfThisThread = self;
-  self->threadId_.store(::GetCurrentThreadId(), std::memory_order_relaxed);
+  self->threadId_.store(::GetCurrentThreadId(), std::memory_order_relaxed);  // it alone trusts it
   try {
     self->ThreadFunction();
   } catch (const MException& exception) {
@@ -316,7 +316,7 @@ bool MEngineThread::IsOnEngineThread() const noexcept {
 }
 
 bool MEngineThread::IsRunning() const noexcept {
-  return state_.load(std::memory_order_relaxed) != State::Inactive;
+  return state_.load(std::memory_order_acquire) != State::Inactive;
 }
 
 bool MEngineThread::IsStopRequested() const noexcept {
@@ -368,7 +368,9 @@ void MEngineThread::SignalThreadStarted() {
 
 void MEngineThread::ChangeState(State newState) noexcept {
   static MFlowPoint point(ClassName, L"ChangeState");
-  state_.store(newState, std::memory_order_relaxed);
+  // Whoever sees "Inactive", with the lock or without, may read what the thread wrote, or destroy
+  // the object: both come after all that was done before.
+  state_.store(newState, std::memory_order_release);
   point.At(this).LogStateChange(static_cast<std::uint32_t>(newState), 0);
 }
 

@@ -74,7 +74,8 @@ class VELTA_API MEngineThread : private Velta::Libraries::NonCopyable {
   /// thread itself, which nobody would then wait for.
   void ForceStop();
 
-  /// Whether the state is other than "Inactive". A snapshot, taken without a lock.
+  /// Whether the state is other than "Inactive". A snapshot, taken without a lock; who gets false
+  /// after a stop on another thread also sees what the engine thread wrote.
   bool IsRunning() const noexcept;
 
   /// Whether a stop has been asked for since the last start. Takes no lock and does not wait.

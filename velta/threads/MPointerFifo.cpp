@@ -52,7 +52,7 @@ void MPointerFifo::Push(void* item) {
 bool MPointerFifo::PushUnless(const std::atomic<bool>& refused, void* item) {
   DeferredWakeUps wakeUps;
   const MMutexGuard lock(mutex_);
-  if (refused.load(std::memory_order_relaxed)) {
+  if (refused.load(std::memory_order_relaxed)) {  // the lock orders it
     return false;
   }
   Append(item, wakeUps);

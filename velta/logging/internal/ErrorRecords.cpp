@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::uint32_t kNumberMask = 0x7FFFFFFF;  // the log counts in 31 bits
 
-/// Null without one: to make it would take memory.
+/// Null without one: to make it would take memory. Only this thread's own records are looked for,
+/// and those it sees in order, so the log's counter may be read relaxed.
 const KLogger* ProcessLogIfMade() noexcept {
   return ProcessLog::core.load(std::memory_order_acquire);
 }

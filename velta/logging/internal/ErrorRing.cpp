@@ -152,6 +152,7 @@ std::optional<KeptText> KeptError::NextText() noexcept {
 
 ErrorRing& ErrorRing::Instance() noexcept { return processRing; }
 
+// Relaxed: all threads store the same three values, and who reads them has stored them itself.
 void ErrorRing::SetClock(const ErrorClock& clock) noexcept {
   head_.startCounter.store(clock.startCounter, std::memory_order_relaxed);
   head_.frequency.store(clock.frequency, std::memory_order_relaxed);

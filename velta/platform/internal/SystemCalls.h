@@ -12,7 +12,8 @@ namespace Velta::Platform {
 ///
 /// Whoever tells one failure of these calls from another makes them through this table, so that a
 /// test can put a failing one in its place; a mere look at an event does not. The entries are
-/// constant from load time on: start-up code may use them.
+/// constant from load time on: start-up code may use them. Nothing is published with an entry, so
+/// relaxed loads do.
 struct SystemCalls {
   using WaitForSingle = DWORD (*)(HANDLE handle, DWORD timeoutMs);
   using WaitForMultiple = DWORD (*)(DWORD count, const HANDLE* handles, DWORD timeoutMs);

@@ -16,22 +16,22 @@
 // The word of an object. Whenever the lock is free, kHasWaiters says that the list is not empty,
 // and an object with kHasWaiters is not kSignalled.
 //
-// | state                        | becomes           | by                 | in one step of |
-// |------------------------------|-------------------|--------------------|------------------------|
-// | free: no kOpen               | open, perhaps set | Publish            | a store | | open,
-// without waiters        | signalled         | SetEvent           | CAS                    | | open
-// or closed, no waiters   | signalled         | SignalThreadEnd    | CAS                    | |
-// open                         | not signalled     | ResetEvent         | CAS                    |
-// | automatic event, signalled   | not signalled     | the wait taking it | CAS | | open, without
-// waiters        | closed            | CloseHandle        | CAS                    | | open, not
-// signalled          | with waiters      | TakeOrEnlist       | lock, CAS, list        | |
-// automatic event with waiters | as it is          | SetEvent           | lock, first wait ended |
+// | state                        | becomes           | by                 | in one step of       |
+// |------------------------------|-------------------|--------------------|----------------------|
+// | free: no kOpen               | open, perhaps set | Publish            | a store              |
+// | open, without waiters        | signalled         | SetEvent           | CAS                  |
+// | open or closed, no waiters   | signalled         | SignalThreadEnd    | CAS                  |
+// | open                         | not signalled     | ResetEvent         | CAS                  |
+// | automatic event, signalled   | not signalled     | the wait taking it | CAS                  |
+// | open, without waiters        | closed            | CloseHandle        | CAS                  |
+// | open, not signalled          | with waiters      | TakeOrEnlist       | lock, CAS, list      |
+// | automatic event with waiters | as it is          | SetEvent           | lock, one wait ended |
 // | manual event with waiters    | signalled         | SetEvent           | lock, CAS, all ended |
-// | thread with waiters          | signalled         | SignalThreadEnd    | lock, OR, all ended |
-// | with waiters                 | without           | RemoveNode         | lock, list, AND | |
-// event with waiters           | closed            | CloseHandle        | lock, CAS, list        |
-// | running thread with waiters  | closed, with them | CloseHandle        | lock, CAS | | closed
-// event, ended thread   | free              | RecycleObject      | see 5.                 |
+// | thread with waiters          | signalled         | SignalThreadEnd    | lock, OR, all ended  |
+// | with waiters                 | without           | RemoveNode         | lock, list, AND      |
+// | event with waiters           | closed            | CloseHandle        | lock, CAS, list      |
+// | running thread with waiters  | closed, with them | CloseHandle        | lock, CAS            |
+// | closed event, ended thread   | free              | RecycleObject      | see 5.               |
 //
 // The word of a waiter, which lives on the stack of the thread that waits.
 //
@@ -56,6 +56,11 @@
 //    of a thread and the closing of its handle are one CAS each on one word: the later of the two
 //    recycles the slot.
 // 6. Publish stores the word last: it is what a late call with an old handle compares.
+//
+// Who sees what, on processors that reorder: a set releases on the object's word, and a wait that
+// it ends acquires there, or on the waiter's word. Every other change of a word is a
+// read-modify-write, so it passes an earlier release on. A first look before a compare-and-exchange
+// is relaxed: it is a guess. Lists and nodes are ordered by the lock.
 
 #include "velta/platform/ThreadSafety.h"
 #include "velta/platform/posix/Atomic.h"

@@ -20,7 +20,8 @@ static_assert(sizeof(void*) == 8, "a handle holds an index and a generation");
 /// Free slots as a stack. Several, so that threads that create and close all the time do not meet.
 ///
 /// The count of pops makes a pop fail when its top was popped and pushed back meanwhile, perhaps
-/// with another slot below it.
+/// with another slot below it. A pop acquires what the push of its top released: the slot's last
+/// state, its `nextFree`, and the chunk that it lies in.
 struct alignas(64) FreeList {
   Atomic<std::uint64_t> head{0};  // 1 + index of the top, above it the number of pops
 };
@@ -30,7 +31,7 @@ constexpr std::uint32_t kMaxObjects = kObjectsPerChunk * kChunks;
 constexpr std::uint64_t kHandleGenerations = std::uint64_t{1} << (64 - kHandleGenerationShift);
 
 constinit FreeList freeLists[kFreeLists];
-constinit Atomic<std::uint32_t> usedSlots{0};
+constinit Atomic<std::uint32_t> usedSlots{0};  // orders nothing: a chunk is published by itself
 constinit FutexLock growthLock;
 
 WaitableObject* ObjectAt(std::uint32_t index) noexcept {

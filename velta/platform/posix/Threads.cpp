@@ -83,7 +83,7 @@ void* RunThread(void* argument) noexcept {
   thread->threadId.store(::GetCurrentThreadId(), std::memory_order_release);
   FutexWake(&thread->threadId, 1);
   const unsigned exitCode = thread->entry(thread->argument);
-  thread->exitCode.store(exitCode, std::memory_order_relaxed);
+  thread->exitCode.store(exitCode, std::memory_order_relaxed);  // released by SignalThreadEnd
   return nullptr;
 }
 
@@ -102,7 +102,7 @@ std::uintptr_t _beginthreadex(void* /*security*/, unsigned stackSize, unsigned (
   }
   thread->entry = entry;
   thread->argument = argument;
-  thread->threadId.store(0, std::memory_order_relaxed);
+  thread->threadId.store(0, std::memory_order_relaxed);  // released by Publish, as all of it is
   thread->exitCode.store(0, std::memory_order_relaxed);
   const HANDLE handle = Publish(thread, kThread | kManualReset);
   const int error = StartKernelThread(&RunThread, thread, stackSize);
