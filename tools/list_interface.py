@@ -20,6 +20,7 @@ from pathlib import Path
 # The runtime's own spelling of what is a plain string to the reader, so that one list does for all.
 SPELLINGS = [
     (re.compile(r"\bstd::(__1|__cxx11)::"), "std::"),
+    (re.compile(r"\bstd::(__fs::filesystem|filesystem::__cxx11)::"), "std::filesystem::"),
     (re.compile(r"std::basic_string(_view)?<(wchar_t|char), std::char_traits<\2> ?"
                 r"(, std::allocator<\2> ?)?>"),
      lambda m: "std::" + ("w" if m[2] == "wchar_t" else "") + "string" + (m[1] or "")),
