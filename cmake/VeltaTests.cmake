@@ -1,18 +1,23 @@
 # SPDX-License-Identifier: MIT
-# GoogleTest from Debian's shipped source, compiled for the target at hand.
+# GoogleTest from Debian's shipped source, compiled for the target at hand; elsewhere from where
+# find_package finds it.
 #
 #   velta_test(<name> SOURCES ... [LIBRARIES ...] [LABELS ...] [RESOURCE_LOCK ...])
 # links every object of the framework unless LIBRARIES says otherwise.
 
 include(GoogleTest)
 find_path(VELTA_GTEST_SOURCE CMakeLists.txt PATHS /usr/src/googletest
-          NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
-set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
-set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-add_subdirectory("${VELTA_GTEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
-foreach(library gtest gtest_main gmock gmock_main)
-  target_compile_options(${library} PRIVATE -w)
-endforeach()
+          NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+if(VELTA_GTEST_SOURCE)
+  set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  add_subdirectory("${VELTA_GTEST_SOURCE}" "${CMAKE_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+  foreach(library gtest gtest_main gmock gmock_main)
+    target_compile_options(${library} PRIVATE -w)
+  endforeach()
+else()
+  find_package(GTest CONFIG REQUIRED GLOBAL)  # for the tests of all folders
+endif()
 
 # Properties of every test that runs a program of the target; the examples' tests use them too.
 set(VELTA_TEST_FIXTURE "" CACHE INTERNAL "")

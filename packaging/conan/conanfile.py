@@ -24,7 +24,8 @@ class VeltaRecipe(ConanFile):
         self.version = re.search(r"project\(velta VERSION ([0-9.]+)", project)[1]
 
     def validate(self):
-        if str(self.settings.os) not in ("Windows", "Linux") or str(self.settings.arch) != "x86_64":
+        if (str(self.settings.os) not in ("Windows", "Linux") or
+                str(self.settings.arch) not in ("x86_64", "armv8")):
             raise ConanInvalidConfiguration("Velta is for 64-bit Windows and Linux")
         # The generated target cannot ask for a language level, so the profile of a program must.
         check_min_cppstd(self, 20)

@@ -44,7 +44,7 @@ def main():
     package = [f"{PACKAGE}{part}.cmake"
                for part in ("Config", "ConfigVersion", "Targets", f"Targets-{config.lower()}")]
     with tempfile.TemporaryDirectory() as work:
-        subprocess.run([Path(cmake).with_name("cpack"), "--config", build / "CPackConfig.cmake",
+        subprocess.run([Path(cmake).with_name("cpack"), "--config", build / "CPackConfig.cmake", "-C", config,
                         "-B", work], check=True)
         archive = next(path for path in Path(work).iterdir() if path.suffix in (".zip", ".gz"))
         platform = "windows" if archive.suffix == ".zip" else "linux"
@@ -52,7 +52,7 @@ def main():
                 + [f"lib/{sys.argv[5]}"])
 
         runtime = Path(work, "runtime")
-        subprocess.run([cmake, "--install", build, "--component", "runtime", "--prefix", runtime],
+        subprocess.run([cmake, "--install", build, "--config", config, "--component", "runtime", "--prefix", runtime],
                        check=True)
         compare([path.relative_to(runtime).as_posix() for path in runtime.rglob("*")
                  if not path.is_dir()], RUNTIME[platform])
