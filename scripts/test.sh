@@ -123,7 +123,7 @@ configuration() {  # configuration PRESET
 
 case $what in
   all)     steps=(setup-linux setup-windows setup-arm64 format layers words locks style cppcheck dialect
-                  reference linux asan tsan windows windows-shared windows-msvc-abi
+                  workflows reference linux asan tsan windows windows-shared windows-msvc-abi
                   linux-arm64 windows-arm64 fuzz) ;;
   arm64)   steps=(setup-linux setup-windows setup-arm64 linux-arm64 windows-arm64) ;;
   windows) steps=(setup-windows windows windows-shared windows-msvc-abi) ;;
@@ -141,6 +141,7 @@ for step in "${steps[@]}"; do
     style)     check style scripts/tidy.sh --style ;;
     cppcheck)  check cppcheck scripts/cppcheck.sh ;;
     dialect)   check dialect scripts/msvc_dialect.sh ;;
+    workflows) check workflows scripts/workflows.sh ;;
     reference) check reference scripts/docs.sh ;;
     fuzz)      fuzzing ;;
     *)         configuration "$step" ;;
