@@ -13,7 +13,8 @@ import subprocess
 import sys
 from pathlib import Path
 
-SYSTEM = re.compile(r"(api-ms-win-crt-\w+-l1-1-0|kernel32|ntdll|user32|advapi32|ole32|dbghelp)\.dll")
+SYSTEM = re.compile(
+    r"(api-ms-win-crt-\w+-l1-1-0|kernel32|ntdll|user32|advapi32|ole32|dbghelp)\.dll")
 
 
 def main():
