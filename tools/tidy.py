@@ -106,7 +106,7 @@ class Tidy:
         at = compiler.index("-o")
         words = [word for word in compiler[:at] + compiler[at + 2:] if word != "-c"]
         # With comments: some of them silence a check.
-        text = output([*words, "-E", "-CC"], cwd=folder)
+        text = output([*words, "-w", "-E", "-CC"], cwd=folder)
         own = source.with_suffix(".h")
         text += own.read_bytes() if own.exists() else b""
         settings = output([*self.command, "--dump-config", str(source)], cwd=ROOT)

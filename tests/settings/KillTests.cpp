@@ -13,6 +13,7 @@
 #include <iostream>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>

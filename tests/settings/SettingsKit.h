@@ -59,7 +59,7 @@ inline MString TextOfPath(const std::filesystem::path& path) {
 
 /// Expects one error with this code and these parameters; the system's message may be there, too.
 template <class Action>
-void ExpectError(Action action, const MString& code, std::map<MString, MString> parameters) {
+void ExpectError(Action action, const MString& code, const std::map<MString, MString>& parameters) {
   SCOPED_TRACE(testing::PrintToString(code));
   try {
     action();
