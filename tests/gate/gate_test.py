@@ -108,9 +108,9 @@ class Gate(Folder):
 
     def test_everything_passes(self):
         status, last, done = self.gate("all", {}, GTEST_FILTER="A.*")
-        self.assertEqual((status, last), (0, "28 passed, 0 failed"), self.output)
+        self.assertEqual((status, last), (0, "24 passed, 0 failed"), self.output)
         self.assertEqual([step for step in done if step.endswith("-tests")],
-                         [f"{preset}-tests" for preset in PRESETS])
+                         [f"{preset}-tests" for preset in PRESETS if "arm64" not in preset])
 
     def test_what_fails_is_counted_and_the_next_configuration_runs(self):
         for what, expected, steps in [
@@ -172,13 +172,13 @@ class Gate(Folder):
 
     def test_the_steps_beside_the_configurations(self):
         for what, expected, steps in [
-            ("scripts are gone", "26 passed, 2 failed",
+            ("scripts are gone", "22 passed, 2 failed",
              {"scripts/cppcheck.sh": None, "tools/check_layers.py": None}),
-            ("no fuzzer built", "25 passed, 1 failed",
+            ("no fuzzer built", "21 passed, 1 failed",
              {"steps/fuzz.sh.out": None, "steps/fuzz.sh.exit": "1"}),
-            ("nothing fuzzed", "25 passed, 1 failed", {"steps/fuzz.sh.out": None}),
-            ("fuzzing broke off", "28 passed, 1 failed", {"steps/fuzz.sh.exit": "1"}),
-            ("a finding", "28 passed, 1 failed",
+            ("nothing fuzzed", "21 passed, 1 failed", {"steps/fuzz.sh.out": None}),
+            ("fuzzing broke off", "24 passed, 1 failed", {"steps/fuzz.sh.exit": "1"}),
+            ("a finding", "24 passed, 1 failed",
              {"steps/fuzz.sh.out": FUZZED + "fuzz: chain failed\n", "steps/fuzz.sh.exit": "1"}),
         ]:
             with self.subTest(what):

@@ -4,12 +4,14 @@
 #include "velta/logging/MFlowLogger.h"
 
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 

@@ -7,6 +7,7 @@
 #include "velta/platform/internal/Win32.h"
 #include "velta/threads/MCallbackFunctor.h"
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <utility>

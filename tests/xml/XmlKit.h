@@ -6,9 +6,11 @@
 #include "velta/xml/internal/DocumentState.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>

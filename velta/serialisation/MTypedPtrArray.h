@@ -4,6 +4,7 @@
 #include "velta/errors/MError.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <new>
 

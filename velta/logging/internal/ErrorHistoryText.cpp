@@ -65,7 +65,7 @@ class LineWriter {
   }
 
   LineWriter& Number(std::integral auto number, int base = 10) {
-    char digits[24];
+    char digits[24] = {};
     return Text({digits, std::to_chars(digits, digits + sizeof digits, number, base).ptr});
   }
 
@@ -116,7 +116,7 @@ class LineWriter {
   std::ostream& stream_;
   bool hasFailed_ = false;
   std::size_t length_ = 0;
-  char bytes_[4096];
+  char bytes_[4096] = {};
 };
 
 constexpr KeptText kNothing{{}, true};  // a text for which there was no room

@@ -4,6 +4,7 @@
 #include "velta/platform/internal/Win32.h"
 
 #include <atomic>
+#include <cstdint>
 
 namespace Velta::Platform {
 

@@ -6,6 +6,7 @@
 #include "velta/platform/posix/Atomic.h"
 #include "velta/platform/posix/Futex.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace Velta::Posix {

@@ -6,6 +6,7 @@
 #include "velta/platform/posix/FutexLock.h"
 #include "velta/platform/posix/Win32Subset.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 

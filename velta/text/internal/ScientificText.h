@@ -7,6 +7,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
 
 namespace Velta::Text {

@@ -5,6 +5,7 @@
 #include "velta/platform/internal/SystemCalls.h"
 #include "velta/platform/internal/Win32.h"
 
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 

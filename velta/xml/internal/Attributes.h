@@ -4,6 +4,7 @@
 #include "velta/xml/internal/Characters.h"
 #include "velta/xml/internal/Search.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace Velta::Xml {

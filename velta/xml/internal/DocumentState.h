@@ -9,6 +9,7 @@
 #include "velta/xml/internal/Measures.h"
 #include "velta/xml/internal/SavedPositions.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 

@@ -4,6 +4,7 @@
 #include "velta/xml/internal/ElementIndex.h"
 #include "velta/xml/internal/ErrorText.h"
 
+#include <cstddef>
 #include <string>
 
 namespace Velta::Xml {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
+
+#include <cstdint>
 #pragma GCC system_header  // for #include_next, an extension
 
 /// The Win32 subset for simulated runs: comes before the native header on the include path.
