@@ -6,7 +6,6 @@
 
 #include <concepts>
 #include <cstddef>
-#include <type_traits>
 #include <utility>
 
 namespace Velta {
